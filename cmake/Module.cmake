@@ -1,0 +1,36 @@
+# One folder, one target. A module sees the headers of its own folder and of the modules it names
+# in DEPENDS, and of nothing else: each target brings an include directory that holds only its own
+# folder, so an include that runs upwards does not compile.
+#
+#   iplib_module(NAME nimb FOLDER Nimb DEPENDS zin [LIBRARIES fmt::fmt] [TEST_DEPENDS testing])
+#
+# FOLDER is the folder as it is written in #include lines. *Test.cpp become the test program
+# <NAME>_test; every other *.cpp goes into the module.
+function(iplib_module)
+  cmake_parse_arguments(ARG "" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS" ${ARGN})
+  set(include_root ${CMAKE_BINARY_DIR}/include/${ARG_NAME})
+  get_filename_component(parent ${include_root}/${ARG_FOLDER} DIRECTORY)
+  file(MAKE_DIRECTORY ${parent})
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${include_root}/${ARG_FOLDER} SYMBOLIC)
+
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  set(tests ${sources})
+  list(FILTER sources EXCLUDE REGEX "Test\\.cpp$")
+  list(FILTER tests INCLUDE REGEX "Test\\.cpp$")
+
+  if(sources)
+    add_library(${ARG_NAME} STATIC ${sources})
+    target_include_directories(${ARG_NAME} PUBLIC ${include_root})
+    target_link_libraries(${ARG_NAME} PUBLIC ${ARG_DEPENDS} ${ARG_LIBRARIES} PRIVATE iplib_options)
+  else()
+    add_library(${ARG_NAME} INTERFACE)
+    target_include_directories(${ARG_NAME} INTERFACE ${include_root})
+    target_link_libraries(${ARG_NAME} INTERFACE ${ARG_DEPENDS} ${ARG_LIBRARIES})
+  endif()
+
+  if(BUILD_TESTING AND tests)
+    add_executable(${ARG_NAME}_test ${tests})
+    target_link_libraries(${ARG_NAME}_test PRIVATE ${ARG_NAME} ${ARG_TEST_DEPENDS} GTest::gmock_main iplib_options)
+    add_test(NAME ${ARG_NAME} COMMAND ${ARG_NAME}_test)
+  endif()
+endfunction()

@@ -1,0 +1,15 @@
+# What a build may be asked for. Presets set these; see CMakePresets.json.
+option(IPLIB_BENCH "Build the benchmarks" OFF)
+option(IPLIB_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
+set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to -fsanitize=")
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+add_library(iplib_options INTERFACE)
+target_compile_options(iplib_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+if(IPLIB_SANITIZE)
+  add_compile_options(-fsanitize=${IPLIB_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${IPLIB_SANITIZE})
+endif()
