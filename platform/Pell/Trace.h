@@ -1,0 +1,59 @@
+// Formatted traces: what a class says about its work, for whoever switched that class on.
+//
+//   in     fmtrace: a level, the function, a format checked at compile time, and its arguments
+//   out    the sink in place: one call for each trace, or one line on stderr where no sink is
+//
+// Nothing is formatted unless the handle has the level enabled. Tracing never fails the code that
+// traces: what a sink or an argument's formatter throws is dropped, and counted.
+//
+// A sink may trace, switch levels and replace itself while it takes a trace. What is traced
+// meanwhile goes to stderr, so a sink that traces cannot feed itself for ever.
+//
+// Classes trace through Pell::Traced rather than through fmtrace itself.
+#pragma once
+
+#include <fmt/core.h>
+
+#include <cstdint>
+#include <string_view>
+
+#include "Pell/TraceHandle.h"
+
+namespace Pell {
+
+// One trace as a sink sees it. The texts are borrowed for the time of the call.
+struct Trace {
+    int level;
+    std::string_view className;
+    std::string_view function;
+    std::string_view message;
+};
+
+class Sink {
+public:
+    virtual void trace(Trace const& trace) = 0;
+
+protected:
+    ~Sink() = default;
+};
+
+// Puts `sink` (borrowed) in the place of the present one, which is returned; null is stderr.
+Sink* sinkIs(Sink* sink) noexcept;
+
+// How many traces were enabled and yet lost, since their formatting or their sink threw.
+std::uint64_t droppedTraces() noexcept;
+
+namespace Detail {
+void emit(TraceHandle const& handle, int level, std::string_view function, fmt::string_view format,
+          fmt::format_args args) noexcept;
+}
+
+template <class... Args>
+void fmtrace(TraceHandle const& handle, int level, std::string_view function,
+             fmt::format_string<Args...> format, Args&&... args) noexcept {
+    if (handle.enabled(level)) [[unlikely]] {
+        Detail::emit(handle, level, function, format, fmt::make_format_args(args...));
+    }
+}
+
+}  // namespace Pell
