@@ -1,0 +1,130 @@
+// LinkQueue: first in, first out; walked from front to back.
+//
+// - A member stands at the same address from its entering to its leaving.
+// - Walks (begin()) live through every change, see Zin/Walk.h.
+// - A member is out of the queue before it is destroyed, and the queue is whole by then: the
+//   destruction may look into the queue, change it or destroy it. Destroying members is a turn.
+// - What throws leaves the queue as it was.
+//
+// Positions are counted from the front, which is 0; getting at one takes steps in proportion.
+#pragma once
+
+#include <cstdint>
+#include <iterator>
+#include <list>
+#include <type_traits>
+#include <utility>
+
+#include "Zin/Drop.h"
+#include "Zin/Turn.h"
+#include "Zin/Walk.h"
+
+namespace Zin {
+
+template <class T>
+class LinkQueue {
+public:
+    using Member = T;
+    using Iterator = Walk<LinkQueue>;
+    using ConstIterator = Walk<LinkQueue const>;
+
+    LinkQueue() = default;
+    LinkQueue(LinkQueue const&) = delete;
+    LinkQueue& operator=(LinkQueue const&) = delete;
+    ~LinkQueue() noexcept(std::is_nothrow_destructible_v<T>) {
+        Turn turn;
+        while (!empty()) {  // again if a dying member has entered another
+            clear();
+        }
+    }
+
+    std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(list_.size()); }
+    bool empty() const noexcept { return list_.empty(); }
+
+    // T() if the queue is empty.
+    T front() const { return empty() ? T() : list_.front(); }
+    T back() const { return empty() ? T() : list_.back(); }
+
+    void enq(T member) { list_.push_back(std::move(member)); }
+
+    // Moves the front out of the queue; T() if the queue is empty.
+    T deq() {
+        T taken{};
+        if (!empty()) {
+            taken = std::move(list_.front());
+            remove(list_.begin());
+        }
+        return taken;
+    }
+
+    // Puts `member` in the place of the one at `index`. Whether there is such a place.
+    bool replace(std::uint32_t index, T member) {
+        if (index >= size()) {
+            return false;
+        }
+        std::swap(*at(index), member);
+        drop(std::move(member));
+        return true;
+    }
+
+    // Whether there was a member at `index`.
+    bool erase(std::uint32_t index) {
+        if (index >= size()) {
+            return false;
+        }
+        eraseAt(at(index));
+        return true;
+    }
+
+    // Erases the member that the walk stands on; as every other walk that stands there it then is
+    // in the gap, and goes on to the member that followed.
+    void erase(Iterator const& walk) { eraseAt(walk.position()); }
+
+    // The queue is empty before the first member goes; members go from front to back.
+    void clear() {
+        List gone;
+        gone.swap(list_);
+        walks_.handleAllGone(nowhere());
+        Turn turn;
+        for (T& member : gone) {
+            turn.run([&member] { drop(std::move(member)); });
+        }
+    }
+
+    Iterator begin() { return Iterator(*this, list_.begin()); }
+    ConstIterator begin() const { return ConstIterator(*this, mutableList().begin()); }
+    static std::default_sentinel_t end() { return std::default_sentinel; }
+
+private:
+    template <class>
+    friend class Zin::Walk;
+
+    using List = std::list<T>;
+    using Position = typename List::iterator;
+
+    // For Walk, which hands out members as const as the queue that it walks.
+    List& mutableList() const { return const_cast<List&>(list_); }
+    Position nowhere() const { return mutableList().end(); }
+    Position after(Position at) const {
+        return at == nowhere() ? mutableList().begin() : std::next(at);
+    }
+    static T& memberAt(Position at) { return *at; }
+
+    Position at(std::uint32_t index) { return std::next(list_.begin(), index); }
+
+    void eraseAt(Position at) {
+        T last(std::move(*at));
+        remove(at);
+        drop(std::move(last));
+    }
+
+    void remove(Position at) {
+        walks_.handleGone(at, at == list_.begin() ? nowhere() : std::prev(at));
+        list_.erase(at);
+    }
+
+    List list_;
+    mutable Walks<Position> walks_;
+};
+
+}  // namespace Zin

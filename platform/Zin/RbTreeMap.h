@@ -1,0 +1,153 @@
+// RbTreeMap: members found by key and walked in ascending order of their keys' operator<.
+//
+// - A member stands at the same address from its insertion to its removal.
+// - Walks (begin(), from()) live through every change, see Zin/Walk.h.
+// - A value is out of the map before it is destroyed, and the map is whole by then: the destruction
+//   may look into the map, change it or destroy it. Destroying values is a turn.
+// - What throws (memory, copying a key, making a value) leaves the map as it was. Making a value
+//   must not change the map.
+#pragma once
+
+#include <cstdint>
+#include <iterator>
+#include <set>
+#include <type_traits>
+#include <utility>
+
+#include "Zin/Drop.h"
+#include "Zin/MapMember.h"
+#include "Zin/Turn.h"
+#include "Zin/Walk.h"
+
+namespace Zin {
+
+template <class Key, class Value>
+class RbTreeMap {
+public:
+    using Member = MapMember<Key, Value>;
+    using Iterator = Walk<RbTreeMap>;
+    using ConstIterator = Walk<RbTreeMap const>;
+    struct Emplaced {
+        Value& value;
+        bool inserted;
+    };
+
+    RbTreeMap() = default;
+    RbTreeMap(RbTreeMap const&) = delete;
+    RbTreeMap& operator=(RbTreeMap const&) = delete;
+    ~RbTreeMap() noexcept(std::is_nothrow_destructible_v<Member>) {
+        Turn turn;
+        while (!empty()) {  // again if a dying value has inserted another
+            clear();
+        }
+    }
+
+    std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(tree_.size()); }
+    bool empty() const noexcept { return tree_.empty(); }
+    bool contains(Key const& key) const { return tree_.contains(key); }
+
+    // The value under the key, null if there is none.
+    Value* find(Key const& key) { return valueAt(tree_.find(key)); }
+    Value const* find(Key const& key) const { return valueAt(tree_.find(key)); }
+
+    // Unless there is a member under the key, makes one of Value(args...).
+    template <class... Args>
+    Emplaced emplace(Key const& key, Args&&... args) {
+        Position at = tree_.lower_bound(key);
+        bool const isNew = at == tree_.end() || key < at->key;
+        if (isNew) {
+            at = tree_.emplace_hint(at, key, std::forward<Args>(args)...);
+        }
+        return {memberAt(at).value, isNew};
+    }
+
+    // Whether the key was new; if not, its former value goes.
+    bool insertOrAssign(Key const& key, Value value) {
+        Position const at = tree_.lower_bound(key);
+        if (at == tree_.end() || key < at->key) {
+            tree_.emplace_hint(at, key, std::move(value));
+            return true;
+        }
+        std::swap(memberAt(at).value, value);
+        drop(std::move(value));
+        return false;
+    }
+
+    // Whether there was a member under the key.
+    bool erase(Key const& key) {
+        Position const at = tree_.find(key);
+        if (at == tree_.end()) {
+            return false;
+        }
+        Value last(std::move(memberAt(at).value));
+        remove(at);
+        drop(std::move(last));
+        return true;
+    }
+
+    // Erases the member that the walk stands on; as every other walk that stands there it then is
+    // in the gap, and goes on to the member that followed.
+    void erase(Iterator const& walk) { erase(walk.position()->key); }
+
+    // Moves the value under the key out of the map; Value() if there is none.
+    Value take(Key const& key) {
+        Value taken{};
+        Position const at = tree_.find(key);
+        if (at != tree_.end()) {
+            taken = std::move(memberAt(at).value);
+            remove(at);
+        }
+        return taken;
+    }
+
+    // The map is empty before the first value goes; values go in the order of their keys.
+    void clear() {
+        Tree gone;
+        gone.swap(tree_);
+        walks_.handleAllGone(tree_.end());
+        Turn turn;
+        for (Position at = gone.begin(); at != gone.end(); ++at) {
+            turn.run([at] { drop(std::move(memberAt(at).value)); });
+        }
+    }
+
+    Iterator begin() { return Iterator(*this, tree_.begin()); }
+    ConstIterator begin() const { return ConstIterator(*this, tree_.begin()); }
+    static std::default_sentinel_t end() { return std::default_sentinel; }
+    // A walk that starts at the key; at the one that follows it if there is no such member.
+    Iterator from(Key const& key) { return Iterator(*this, tree_.lower_bound(key)); }
+    ConstIterator from(Key const& key) const {
+        return ConstIterator(*this, tree_.lower_bound(key));
+    }
+
+private:
+    template <class>
+    friend class Zin::Walk;
+
+    struct Less {
+        using is_transparent = void;
+        bool operator()(Member const& a, Member const& b) const { return a.key < b.key; }
+        bool operator()(Member const& a, Key const& b) const { return a.key < b; }
+        bool operator()(Key const& a, Member const& b) const { return a < b.key; }
+    };
+    using Tree = std::set<Member, Less>;
+    using Position = typename Tree::const_iterator;
+
+    // For Walk.
+    Position nowhere() const { return tree_.end(); }
+    Position after(Position at) const { return at == tree_.end() ? tree_.begin() : std::next(at); }
+    // The tree guards the order of its members, which their values have no part in.
+    static Member& memberAt(Position at) { return const_cast<Member&>(*at); }
+
+    Value* valueAt(Position at) const { return at == tree_.end() ? nullptr : &memberAt(at).value; }
+
+    void remove(Position at) {
+        walks_.handleGone(at, at == tree_.begin() ? tree_.end() : std::prev(at));
+        tree_.erase(at);
+    }
+
+    Tree tree_;
+    mutable Walks<Position> walks_;
+};
+
+}  // namespace Zin

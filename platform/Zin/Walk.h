@@ -1,0 +1,183 @@
+// Walks: iterators of collections that may change, or go away, while somebody walks through them.
+//
+// A walk is the iterator that a collection's begin() returns; the collection keeps a list of its
+// live walks (Walks) and tells them what leaves. A walk stands
+//
+//   on a member;
+//   in a gap: the member it stood on has left. Going on leads to the member that followed. In a gap
+//     that nothing follows the walk equals its end, and may still go on once;
+//   at its end, where going on is a mistake that stops the process, as is reading a member anywhere
+//     but on one.
+//
+// So a loop that always goes on (range-for does) may remove any member, the one it stands on
+// included, and clear or destroy the collection. Members that are added behind the place where the
+// walk stands are reached.
+//
+// A collection offers to Walk, as a friend: `Position`, `Member`, `nowhere()`, `after(position)`
+// (the first position for nowhere(), nowhere() for the last) and `memberAt(position)`.
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+#include <type_traits>
+
+#include "Zin/Fail.h"
+
+namespace Zin {
+
+// The live walks of one collection; a plain intrusive list, so a walk costs no allocation.
+template <class Position>
+class Walks {
+public:
+    class Place;
+
+    Walks() = default;
+    Walks(Walks const&) = delete;
+    Walks& operator=(Walks const&) = delete;
+    // What still walks is then at its end.
+    ~Walks() {
+        while (first_ != nullptr) {
+            first_->toGap({});
+            first_->leaveList();
+        }
+    }
+
+    // The member at `gone` is about to leave; `before` is where its predecessor stands.
+    void handleGone(Position gone, Position before) noexcept {
+        for (Place* place = first_; place != nullptr; place = place->next_) {
+            if (place->at_ == gone) {
+                place->toGap(before);
+            }
+        }
+    }
+
+    // All members are about to leave.
+    void handleAllGone(Position nowhere) noexcept {
+        for (Place* place = first_; place != nullptr; place = place->next_) {
+            place->toGap(nowhere);
+        }
+    }
+
+private:
+    Place* first_ = nullptr;
+};
+
+// Where one walk stands: on the member at `at_`, in the gap behind it, or at the end.
+template <class Position>
+class Walks<Position>::Place {
+protected:
+    enum class Stand : unsigned char { onMember, inGap, atEnd };
+
+    Place(Walks& walks, Position at, Stand stand) noexcept : at_(at), stand_(stand) {
+        joinList(&walks.first_);
+    }
+    Place(Place const& that) noexcept : at_(that.at_), stand_(that.stand_) { joinBeside(that); }
+    Place& operator=(Place const& that) noexcept {
+        if (this != &that) {
+            leaveList();
+            at_ = that.at_;
+            stand_ = that.stand_;
+            joinBeside(that);
+        }
+        return *this;
+    }
+    ~Place() { leaveList(); }
+
+    // Whether the collection still exists.
+    bool attached() const noexcept { return link_ != nullptr; }
+
+    Position at_;
+    Stand stand_;
+
+private:
+    friend class Walks;
+
+    void toGap(Position before) noexcept {
+        at_ = before;
+        if (stand_ == Stand::onMember) {
+            stand_ = Stand::inGap;
+        }
+    }
+    void joinList(Place** link) noexcept {
+        next_ = *link;
+        link_ = link;
+        *link = this;
+        if (next_ != nullptr) {
+            next_->link_ = &next_;
+        }
+    }
+    void joinBeside(Place const& that) noexcept {
+        if (that.attached()) {
+            joinList(that.link_);
+        }
+    }
+    void leaveList() noexcept {
+        if (attached()) {
+            *link_ = next_;
+            if (next_ != nullptr) {
+                next_->link_ = link_;
+            }
+            link_ = nullptr;
+        }
+    }
+
+    Place* next_ = nullptr;
+    Place** link_ = nullptr;  // what points to this place: the list's head or a place's next_
+};
+
+// Collection is const where the walk only reads.
+template <class Collection>
+class Walk : private Walks<typename Collection::Position>::Place {
+    using Position = typename Collection::Position;
+    using Place = typename Walks<Position>::Place;
+    using Stand = typename Place::Stand;
+
+public:
+    using value_type = typename Collection::Member;
+    using difference_type = std::ptrdiff_t;
+    using reference =
+        std::conditional_t<std::is_const_v<Collection>, value_type const&, value_type&>;
+
+    Walk(Collection& collection, Position at) noexcept
+        : Place(collection.walks_, at, at == collection.nowhere() ? Stand::atEnd : Stand::onMember),
+          collection_(&collection) {}
+
+    reference operator*() const { return collection_->memberAt(position()); }
+    auto operator->() const { return &**this; }
+
+    Walk& operator++() {
+        if (this->stand_ == Stand::atEnd) {
+            fail("a walk goes on past its end");
+        }
+        Position const next = following();
+        this->at_ = next;
+        this->stand_ = isNowhere(next) ? Stand::atEnd : Stand::onMember;
+        return *this;
+    }
+    void operator++(int) { ++*this; }
+
+    friend bool operator==(Walk const& walk, std::default_sentinel_t) {
+        return walk.stand_ != Stand::onMember &&
+               (walk.stand_ == Stand::atEnd || walk.isNowhere(walk.following()));
+    }
+
+    // Where the member stands that the walk is on; for the collection's use.
+    Position position() const {
+        if (this->stand_ != Stand::onMember) {
+            fail("a walk reads a member where it stands on none");
+        }
+        return this->at_;
+    }
+
+private:
+    Position following() const {
+        return this->attached() ? collection_->after(this->at_) : Position{};
+    }
+    bool isNowhere(Position position) const {
+        return !this->attached() || position == collection_->nowhere();
+    }
+
+    Collection* collection_;
+};
+
+}  // namespace Zin
