@@ -1,0 +1,83 @@
+#include "Velk/TaskScheduler.h"
+
+#include <utility>
+
+#include "Velk/TimerTask.h"
+#include "Zin/Turn.h"
+
+namespace Velk {
+
+TaskScheduler::TaskScheduler(Zin::Ptr<Zin::Clock const> clock,
+                             std::unique_ptr<YieldPolicy> yieldPolicy)
+    : clock_(std::move(clock)), yieldPolicy_(std::move(yieldPolicy)) {}
+
+// Tasks co-own their scheduler, so none is armed any more.
+TaskScheduler::~TaskScheduler() noexcept(false) = default;
+
+std::optional<Zin::Seconds> TaskScheduler::nextExpiry() const {
+    if (armed_.empty()) {
+        return std::nullopt;
+    }
+    return (*armed_.begin())->expiry_;
+}
+
+std::uint32_t TaskScheduler::run() {
+    Zin::Seconds const start = now();
+    std::uint64_t const armings = armings_;
+    std::uint32_t runs = 0;
+    while (!armed_.empty()) {
+        // Whatever was armed during this call comes after what is due from before it, or at the
+        // same instant with a later arming, or is earlier only if its delay was not positive: then
+        // it stands first and ends the call.
+        TimerTask const& first = **armed_.begin();
+        if (first.expiry_ > start || first.arming_ > armings) {
+            break;
+        }
+        runFirst();
+        ++runs;
+    }
+    return runs;
+}
+
+bool TaskScheduler::runNext(Zin::Seconds time) {
+    return !armed_.empty() && (*armed_.begin())->expiry_ <= time && runFirst();
+}
+
+bool TaskScheduler::runFirst() {
+    Zin::Turn turn;
+    // The run may drop the task's, or the scheduler's, last pointer.
+    Zin::Ptr<TaskScheduler> const alive(this);
+    Zin::Ptr<TimerTask> const task(*armed_.begin());
+    disarm(*task);
+    TimerTask const* const outer = std::exchange(running_, task.get());
+    yieldPolicy_->handleRunStarts();
+    task->notifieeList().notify(*task, &TimerTask::Notifiee::handleTaskRun);
+    running_ = outer;
+    return true;
+}
+
+void TaskScheduler::arm(TimerTask& task, Zin::Seconds expiry) {
+    disarm(task);
+    task.expiry_ = expiry;
+    task.arming_ = ++armings_;
+    armed_.insert(&task);
+    task.armed_ = true;
+}
+
+void TaskScheduler::disarm(TimerTask& task) {
+    if (task.armed_) {
+        armed_.erase(&task);
+        task.armed_ = false;
+    }
+}
+
+bool TaskScheduler::ExpiresFirst::operator()(TimerTask const* a, TimerTask const* b) const {
+    return a->expiry_ != b->expiry_ ? a->expiry_ < b->expiry_ : a->arming_ < b->arming_;
+}
+
+Zin::Ptr<TaskScheduler> taskSchedulerFactory(Zin::Ptr<Zin::Clock const> clock,
+                                             std::unique_ptr<YieldPolicy> yieldPolicy) {
+    return Zin::make<TaskScheduler>(std::move(clock), std::move(yieldPolicy));
+}
+
+}  // namespace Velk

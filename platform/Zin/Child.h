@@ -1,0 +1,55 @@
+// A machine that another machine owns: at most one, made anew when its inputs change.
+//
+// The owner's x, xIs and xDel forward to it. A child that is replaced or removed is retired at once
+// (see Entity), its successor being there already; so is the child of an owner that goes away.
+#pragma once
+
+#include <utility>
+
+#include "Zin/Ptr.h"
+#include "Zin/Turn.h"
+
+namespace Zin {
+
+template <class T>
+class Child {
+public:
+    Child() = default;
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+    ~Child() noexcept(false) {
+        if (child_) {
+            child_->retire();
+        }
+    }
+
+    Ptr<T> const& operator()() const noexcept { return child_; }
+
+    // Keeps a child that was built from these very inputs (T::builtFrom); else makes one by
+    // `make(inputs...)` and puts it in the place of the old one.
+    template <class Make, class... Inputs>
+    Ptr<T> const& is(Make&& make, Inputs const&... inputs) {
+        if (!child_ || !child_->builtFrom(inputs...)) {
+            Ptr<T> child = make(inputs...);
+            std::swap(child_, child);
+            if (child) {
+                child->retire();
+            }
+        }
+        return child_;
+    }
+
+    // Returns the child that was removed, retired; null if there was none.
+    Ptr<T> del() {
+        Ptr<T> child = std::move(child_);
+        if (child) {
+            child->retire();
+        }
+        return child;
+    }
+
+private:
+    Ptr<T> child_;
+};
+
+}  // namespace Zin

@@ -1,0 +1,65 @@
+// The machines that another machine owns, by key. A child that is replaced or removed is retired at
+// once (see Entity), its successor being there already; so are the children of an owner that goes
+// away. The map is whole whenever a child's teardown looks at it.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "Zin/HashMap2018.h"
+#include "Zin/HashSeed.h"
+#include "Zin/Ptr.h"
+
+namespace Zin {
+
+template <class Key, class T>
+class Children {
+public:
+    // `salt` is the collection's own: it is mixed into the process-wide hash seed.
+    explicit Children(std::uint32_t salt) : children_(hashSeed() ^ salt) {}
+    Children(Children const&) = delete;
+    Children& operator=(Children const&) = delete;
+    ~Children() noexcept(false) { delAll(); }
+
+    HashMap2018<Key, Ptr<T>> const& map() const { return children_; }
+    Ptr<T> operator()(Key const& key) const {
+        auto const* const child = children_.find(key);
+        return child ? *child : nullptr;
+    }
+
+    // The same child changes nothing; another one takes its place; null removes it.
+    void is(Key const& key, Ptr<T> child) {
+        if (!child) {
+            del(key);
+            return;
+        }
+        auto const [present, inserted] = children_.emplace(key, child);
+        if (!inserted && present != child) {
+            std::swap(present, child);
+            child->retire();
+        }
+    }
+
+    // Returns the child that was removed, retired; null if there was none.
+    Ptr<T> del(Key const& key) {
+        Ptr<T> child = children_.take(key);
+        if (child) {
+            child->retire();
+        }
+        return child;
+    }
+
+    // In the order in which they came.
+    void delAll() {
+        Turn turn;
+        for (auto const& member : children_) {
+            Key const key = member.key;
+            turn.run([&] { del(key); });
+        }
+    }
+
+private:
+    HashMap2018<Key, Ptr<T>> children_;
+};
+
+}  // namespace Zin

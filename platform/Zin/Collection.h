@@ -1,0 +1,218 @@
+// A keyed collection attribute of an entity: the map, the telling of its changes, and an index that
+// cannot disagree with it. An entity's named operations (x, xHas, xIs, xDel, xDelAll) are one-line
+// forwarders to this.
+//
+//     Zin::HashCollection<&Notifiee::handleIntfAddrEntry, IntfAddrEntryContent,
+//                         Zin::Ptr<IntfAddrEntry>> intfAddrEntry_{*this, salt};
+//
+// A change is made first, in whole, and then told with the key of the member; it is told before the
+// mutator returns. A value that leaves the collection goes after its leaving has been told.
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Zin/Attribute.h"
+#include "Zin/Errors.h"
+#include "Zin/HashMap2018.h"
+#include "Zin/HashSeed.h"
+#include "Zin/RbTreeMap.h"
+
+namespace Zin {
+
+// Tells the owner's observers that the member under a key has changed.
+template <auto Handler>
+class Teller {
+    using Owner = typename HandlerOf<decltype(Handler)>::Owner;
+
+public:
+    explicit Teller(Owner& owner) : owner_(owner) {}
+    bool observed() const { return !owner_.notifieeList().empty(); }
+    // By value: what the caller's key belongs to may go while this is told.
+    template <class Key>
+    void tell(Key const key) const {
+        owner_.notifieeList().notify(owner_, Handler, key);
+    }
+
+private:
+    Owner& owner_;
+};
+
+// Of a collection that nobody can observe.
+struct Untold {
+    static bool observed() { return false; }
+    template <class Key>
+    static void tell(Key const&) {}
+};
+
+struct NoIndex {
+    template <class... Member>
+    static void add(Member const&...) {}
+    template <class... Member>
+    static void remove(Member const&...) {}
+    static void clear() {}
+};
+
+template <class Tell, class Map, class Index = NoIndex>
+class Collection {
+    using Key = std::remove_const_t<decltype(Map::Member::key)>;
+
+public:
+    template <class... MapArgs>
+    explicit Collection(Tell tell, MapArgs&&... args)
+        : tell_(tell), map_(std::forward<MapArgs>(args)...) {}
+
+    // Queries. Walking the map while its collection changes is fine (see Zin/Walk.h).
+    Map const& map() const { return map_; }
+    Index const& index() const { return index_; }
+    bool has(Key const& key) const { return map_.contains(key); }
+    // The value under the key; null, or the default value, where there is none.
+    auto operator()(Key const& key) const {
+        auto const* const value = map_.find(key);
+        return value ? *value : std::remove_cvref_t<decltype(*value)>();
+    }
+
+    // Entities built from a value: the member under the key, made by `makeValue()` if there is none
+    // yet.
+    template <class MakeValue>
+    auto isMade(Key const& key, MakeValue&& makeValue) {
+        if (auto* const value = map_.find(key)) {
+            return *value;
+        }
+        auto made = makeValue();
+        put(key, made);
+        tell_.tell(key);
+        return made;
+    }
+
+    // Pointers whose key is derived from the member: inserts or replaces, and tells in any case.
+    template <class Pointer>
+    void isMember(Key const& key, Pointer pointer) {
+        put(key, pointer);
+        tell_.tell(key);
+    }
+
+    // Values, and pointers under an explicit key: inserts or replaces what is another value.
+    template <class Value>
+    void isValue(Key const& key, Value value) {
+        if (auto const* const present = map_.find(key); present && *present == value) {
+            return;
+        }
+        put(key, value);
+        tell_.tell(key);
+    }
+
+    // Pointers under an explicit key, where null stands for none.
+    template <class Pointer>
+    void isPointer(Key const& key, Pointer pointer) {
+        if (pointer) {
+            isValue(key, std::move(pointer));
+        } else {
+            del(key);
+        }
+    }
+
+    // Keys alone.
+    void isKey(Key const& key) {
+        if (map_.insert(key)) {
+            index_.add(key);
+            tell_.tell(key);
+        }
+    }
+
+    // Returns what was removed; null, or the default value, where there was nothing.
+    auto del(Key const& key)
+        requires requires(Map& map) { map.take(key); }
+    {
+        using Value = decltype(map_.take(key));
+        auto const* const present = map_.find(key);
+        if (!present) {
+            return Value();
+        }
+        Key const removed = key;
+        index_.remove(removed, *present);
+        Value value = map_.take(removed);
+        tell_.tell(removed);
+        return value;
+    }
+    void delKey(Key const& key) {
+        if (map_.contains(key)) {
+            Key const removed = key;
+            index_.remove(removed);
+            map_.erase(removed);
+            tell_.tell(removed);
+        }
+    }
+
+    // Removes every member that is there now: in one step where nobody observes the owner, else one
+    // at a time, each told.
+    void delAll() {
+        Turn turn;
+        if (!tell_.observed()) {
+            index_.clear();
+            turn.run([this] { map_.clear(); });
+            return;
+        }
+        std::vector<Key> keys;
+        keys.reserve(map_.size());
+        for (auto const& member : map_) {
+            keys.push_back(member.key);
+        }
+        for (Key const& key : keys) {
+            turn.run([&] {
+                if constexpr (requires { map_.take(key); }) {
+                    del(key);
+                } else {
+                    delKey(key);
+                }
+            });
+        }
+    }
+
+private:
+    // Afterwards `value` is what stood under the key before, for the caller to drop.
+    template <class Value>
+    void put(Key const& key, Value& value) {
+        if (auto* const present = map_.find(key)) {
+            index_.remove(key, *present);
+            index_.add(key, value);
+            std::swap(*present, value);
+        } else {
+            index_.add(key, value);
+            map_.emplace(key, value);
+        }
+    }
+
+    Tell tell_;
+    Map map_;
+    [[no_unique_address]] Index index_;
+};
+
+template <auto Handler, class Key, class Value, class Index = NoIndex>
+class HashCollection : public Collection<Teller<Handler>, HashMap2018<Key, Value>, Index> {
+public:
+    // `salt` is the collection's own: it is mixed into the process-wide hash seed.
+    HashCollection(typename HandlerOf<decltype(Handler)>::Owner& owner, std::uint32_t salt)
+        : Collection<Teller<Handler>, HashMap2018<Key, Value>, Index>(Teller<Handler>(owner),
+                                                                      hashSeed() ^ salt) {}
+};
+
+template <auto Handler, class Key, class Value>
+class OrderedCollection : public Collection<Teller<Handler>, RbTreeMap<Key, Value>> {
+public:
+    explicit OrderedCollection(typename HandlerOf<decltype(Handler)>::Owner& owner)
+        : Collection<Teller<Handler>, RbTreeMap<Key, Value>>(Teller<Handler>(owner)) {}
+};
+
+// Throws the null mutator-argument error for `attribute` if the pointer is null.
+template <class Pointer>
+Pointer notNull(std::string_view attribute, Pointer pointer) {
+    if (!pointer) {
+        throw NullArgumentError(attribute);
+    }
+    return pointer;
+}
+
+}  // namespace Zin

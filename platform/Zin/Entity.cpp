@@ -1,0 +1,66 @@
+#include "Zin/Entity.h"
+
+#include "Zin/Turn.h"
+
+namespace Zin {
+namespace {
+
+std::atomic<std::uint32_t> entitiesMade{0};
+
+std::uint32_t nextSerial() noexcept {
+    if (threadSafePointers()) {
+        return entitiesMade.fetch_add(1, std::memory_order_relaxed) + 1;
+    }
+    std::uint32_t const serial = entitiesMade.load(std::memory_order_relaxed) + 1;
+    entitiesMade.store(serial, std::memory_order_relaxed);
+    return serial;
+}
+
+}  // namespace
+
+void threadSafePointersIs(bool on) noexcept {
+    threadSafePointersSwitch.store(on, std::memory_order_relaxed);
+}
+
+Entity::Entity() noexcept : serial_(nextSerial()) {}
+
+void Entity::hasNotificationActiveIs(bool active) { flagIs(notificationActiveBit, active); }
+
+void Entity::initialize() {
+    flagIs(notificationActiveBit, true);
+    Turn turn;
+    turn.run([this] { handleInitialized(); });
+}
+
+void Entity::retire() {
+    if (retired()) {
+        return;
+    }
+    flagIs(retiredBit, true);
+    Turn turn;
+    turn.run([this] { handleDestruction(); });
+}
+
+void Entity::lastReferenceGone() {
+    Turn const turn;
+    if (!retired()) {
+        // The teardown holds a reference of its own: what it calls may point at this entity again
+        // for a while, or for good, in which case the entity lives on, retired.
+        addReference();
+        retire();
+        if ((subtractReference() & countMask) != 0) {
+            return;
+        }
+    }
+    delete this;
+}
+
+void Entity::flagIs(std::uint32_t bit, bool on) noexcept {
+    if (on) {
+        word_.fetch_or(bit, std::memory_order_relaxed);
+    } else {
+        word_.fetch_and(~bit, std::memory_order_relaxed);
+    }
+}
+
+}  // namespace Zin

@@ -1,0 +1,62 @@
+// An index of a Collection: its keys by a group that each member belongs to, such as the rows of
+// one interface. It is part of the collection and written by the collection's own mutators, so the
+// two cannot disagree.
+//
+//     struct InterfaceOf {
+//         IntfAndFamily operator()(IntfAddrEntryKey const&, Zin::Ptr<IntfAddrEntry const> const&);
+//     };
+//     Zin::HashCollection<..., Zin::GroupIndex<InterfaceOf, IntfAndFamily, IntfAddrEntryKey>>
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "Zin/HashMap2018.h"
+#include "Zin/HashSeed.h"
+
+namespace Zin {
+
+template <class GroupOf, class Group, class Key>
+class GroupIndex {
+public:
+    // The keys of the group as they stand now, in the order in which they joined it: a copy, which
+    // the caller may walk while it changes the collection.
+    std::vector<Key> keys(Group const& group) const {
+        std::vector<Key> keys;
+        if (auto const* const members = groups_.find(group)) {
+            keys.reserve((*members)->size());
+            for (auto const& member : **members) {
+                keys.push_back(member.key);
+            }
+        }
+        return keys;
+    }
+
+    // For the collection alone; `member` is the key and, where there is one, the value.
+    template <class... Value>
+    void add(Key const& key, Value const&... value) {
+        auto const added = groups_.emplace(GroupOf()(key, value...));
+        if (added.inserted) {
+            added.value = std::make_unique<HashSet2018<Key>>(hashSeed() ^ keySalt);
+        }
+        added.value->insert(key);
+    }
+    template <class... Value>
+    void remove(Key const& key, Value const&... value) {
+        Group const group = GroupOf()(key, value...);
+        auto& members = **groups_.find(group);
+        members.erase(key);
+        if (members.empty()) {
+            groups_.erase(group);
+        }
+    }
+    void clear() { groups_.clear(); }
+
+private:
+    static constexpr std::uint32_t groupSalt = 0x6d0f3b57;
+    static constexpr std::uint32_t keySalt = 0x1c9e24a3;
+
+    HashMap2018<Group, std::unique_ptr<HashSet2018<Key>>> groups_{hashSeed() ^ groupSalt};
+};
+
+}  // namespace Zin

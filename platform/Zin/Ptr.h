@@ -1,0 +1,95 @@
+// Zin::Ptr<T>: a pointer that co-owns the entity it points at. Null by default. One word.
+//
+// Dropping the last pointer tears the entity down (see Entity). What fails in that teardown is
+// thrown by the statement that dropped the pointer, the end of its scope included, unless a turn is
+// in progress (then by the outermost turn) or an exception is already being unwound. Containers
+// that must not see a throwing destructor, such as those of the standard library, are emptied
+// inside a Zin::Turn.
+#pragma once
+
+#include <fmt/format.h>
+
+#include <concepts>
+#include <cstddef>
+#include <utility>
+
+#include "Zin/Entity.h"
+
+namespace Zin {
+
+template <class T>
+class Ptr {
+public:
+    constexpr Ptr() noexcept = default;
+    constexpr Ptr(std::nullptr_t) noexcept {}
+    explicit Ptr(T* entity) noexcept : entity_(entity) { add(); }
+    Ptr(Ptr const& other) noexcept : entity_(other.entity_) { add(); }
+    Ptr(Ptr&& other) noexcept : entity_(std::exchange(other.entity_, nullptr)) {}
+    template <class U>
+    requires std::convertible_to<U*, T*> Ptr(Ptr<U> const& other)
+    noexcept : entity_(other.get()) { add(); }
+    template <class U>
+    requires std::convertible_to<U*, T*> Ptr(Ptr<U>&& other)
+    noexcept : entity_(other.release()) {}
+    ~Ptr() noexcept(false) {
+        if (entity_) {
+            entity_->dropReference();
+        }
+    }
+    // By value: the old entity goes only after this pointer has left it.
+    Ptr& operator=(Ptr other) {
+        std::swap(entity_, other.entity_);
+        return *this;
+    }
+
+    // Takes over the reference that `entity` was born with.
+    static Ptr adopt(T* entity) noexcept {
+        Ptr ptr;
+        ptr.entity_ = entity;
+        return ptr;
+    }
+    // Gives the reference away: this pointer is null, the count unchanged.
+    T* release() noexcept { return std::exchange(entity_, nullptr); }
+
+    T* get() const noexcept { return entity_; }
+    T& operator*() const noexcept { return *entity_; }
+    T* operator->() const noexcept { return entity_; }
+    explicit operator bool() const noexcept { return entity_ != nullptr; }
+
+    template <class U>
+    bool operator==(Ptr<U> const& other) const noexcept {
+        return entity_ == other.get();
+    }
+    bool operator==(std::nullptr_t) const noexcept { return entity_ == nullptr; }
+
+private:
+    void add() const noexcept {
+        if (entity_) {
+            entity_->addReference();
+        }
+    }
+
+    T* entity_ = nullptr;
+};
+
+// Makes an entity: constructs it, switches its notification on and runs its handleInitialized().
+// Outside of turns what fails there is thrown from here, and the entity is gone.
+template <class T, class... Args>
+Ptr<T> make(Args&&... args) {
+    Ptr<T> entity = Ptr<T>::adopt(new T(std::forward<Args>(args)...));
+    entity->initialize();
+    return entity;
+}
+
+}  // namespace Zin
+
+// How an entity is displayed: by its serial number, the same in every run of the same input.
+template <class T>
+struct fmt::formatter<Zin::Ptr<T>> {
+    constexpr auto parse(format_parse_context& context) { return context.begin(); }
+    template <class Context>
+    auto format(Zin::Ptr<T> const& ptr, Context& context) const {
+        return ptr ? fmt::format_to(context.out(), "entity#{}", ptr->serial())
+                   : fmt::format_to(context.out(), "null");
+    }
+};
