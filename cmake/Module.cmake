@@ -2,12 +2,14 @@
 # in DEPENDS, and of nothing else: each target brings an include directory that holds only its own
 # folder, so an include that runs upwards does not compile.
 #
-#   iplib_module(NAME nimb FOLDER Nimb DEPENDS zin [LIBRARIES fmt::fmt] [TEST_DEPENDS testing])
+#   iplib_module(NAME nimb FOLDER Nimb DEPENDS zin [LIBRARIES fmt::fmt] [TEST_DEPENDS testing]
+#                [THREADS])
 #
 # FOLDER is the folder as it is written in #include lines. *Test.cpp become the test program
-# <NAME>_test; every other *.cpp goes into the module.
+# <NAME>_test; every other *.cpp goes into the module. THREADS: its tests use threads, so they run
+# under ThreadSanitizer too.
 function(iplib_module)
-  cmake_parse_arguments(ARG "" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "THREADS" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS" ${ARGN})
   set(include_root ${CMAKE_BINARY_DIR}/include/${ARG_NAME})
   get_filename_component(parent ${include_root}/${ARG_FOLDER} DIRECTORY)
   file(MAKE_DIRECTORY ${parent})
@@ -28,6 +30,9 @@ function(iplib_module)
     target_link_libraries(${ARG_NAME} INTERFACE ${ARG_DEPENDS} ${ARG_LIBRARIES})
   endif()
 
+  if(NOT (IPLIB_UNIT_TESTS STREQUAL "all" OR (IPLIB_UNIT_TESTS STREQUAL "threads" AND ARG_THREADS)))
+    set(tests "")
+  endif()
   if(BUILD_TESTING AND tests)
     add_executable(${ARG_NAME}_test ${tests})
     target_link_libraries(${ARG_NAME}_test PRIVATE ${ARG_NAME} ${ARG_TEST_DEPENDS} GTest::gmock_main iplib_options)

@@ -3,6 +3,15 @@ option(IPLIB_BENCH "Build the benchmarks" OFF)
 option(IPLIB_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
 set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to -fsanitize=")
 
+# What is slow or special to build brings only the tests that need it: fuzzing the fuzz targets,
+# ThreadSanitizer the modules that know threads.
+set(IPLIB_UNIT_TESTS all)
+if(IPLIB_FUZZ)
+  set(IPLIB_UNIT_TESTS none)
+elseif(IPLIB_SANITIZE STREQUAL "thread")
+  set(IPLIB_UNIT_TESTS threads)
+endif()
+
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release)
 endif()
