@@ -1,0 +1,81 @@
+// How addresses and prefix lengths are written and read; the addresses' own text forms are made of
+// these pieces.
+//
+// Written in canonical form: IPv4 as a dotted quad, IPv6 after RFC 5952. Read strictly: IPv4 in
+// four decimal numbers, IPv6 in any form of RFC 4291 section 2.2; no leading zeros in decimal
+// numbers, no blanks, no zone. Neither uses the locale or the heap.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace Nimb {
+
+using Ip4Bytes = std::array<std::uint8_t, 4>;
+using Ip6Bytes = std::array<std::uint8_t, 16>;
+
+// A text that is short enough to be kept on the stack.
+class AddrText {
+public:
+    operator std::string_view() const { return {bytes_.data(), size_}; }
+
+    AddrText& operator<<(char c);
+    AddrText& operator<<(std::string_view text);
+    AddrText& operator<<(Ip4Bytes const& address);
+    AddrText& operator<<(Ip6Bytes const& address);
+    AddrText& number(std::uint32_t value, int base = 10);
+
+private:
+    static constexpr std::size_t maxSize =
+        std::string_view("ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff/128").size();
+
+    std::array<char, maxSize> bytes_{};
+    std::size_t size_ = 0;
+};
+
+// Reads an address text from front to back. Failures are thrown as ParseError.
+class AddrReader {
+public:
+    explicit AddrReader(std::string_view text) : text_(text) {}
+
+    bool isIp6() const { return text_.find(':') != std::string_view::npos; }
+
+    Ip4Bytes ip4();
+    Ip6Bytes ip6();
+    // "/" and a prefix length of at most `maxLength`.
+    std::uint8_t prefixLength(std::uint8_t maxLength);
+    void end() const;
+    [[noreturn]] void fail(std::string_view expected) const;
+
+private:
+    bool isNext(std::string_view text) const;
+    bool skip(std::string_view text);
+    // How many hexadecimal digits come next.
+    std::size_t digits() const;
+    std::uint8_t decimal(std::uint8_t max, std::string_view expected);
+    std::uint16_t group();
+
+    std::string_view text_;
+    std::size_t offset_ = 0;
+};
+
+// `address` with all but its first `length` bits cleared.
+template <std::size_t N>
+constexpr std::array<std::uint8_t, N> masked(std::array<std::uint8_t, N> address,
+                                             std::uint8_t length) {
+    for (std::size_t i = 0; i < N; ++i) {
+        if (8 * i >= length) {
+            address[i] = 0;
+        } else if (length - 8 * i < 8) {
+            address[i] &= static_cast<std::uint8_t>(0xff00U >> (length - 8 * i));
+        }
+    }
+    return address;
+}
+
+// Throws RangeError unless `length` is at most `maxLength`.
+std::uint8_t checkPrefixLength(std::uint8_t length, std::uint8_t maxLength);
+
+}  // namespace Nimb
