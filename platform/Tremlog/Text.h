@@ -1,0 +1,42 @@
+// A text argument as a record holds it: its first bytes, inline, so that recording copies no more
+// than a fixed size and keeps nothing of the caller's alive. A longer text is cut, and marked with
+// a "~" at its end.
+#pragma once
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace Tremlog {
+
+class Text {
+public:
+    static constexpr std::size_t capacity = 31;
+
+    explicit Text(std::string_view text) noexcept
+        : bytes_{}, size_(static_cast<std::uint8_t>(std::min(text.size(), capacity))) {
+        text.copy(bytes_.data(), capacity);
+        if (text.size() > capacity) {
+            bytes_.back() = '~';
+        }
+    }
+
+    std::string_view text() const noexcept { return {bytes_.data(), size_}; }
+
+private:
+    std::array<char, capacity> bytes_;
+    std::uint8_t size_;
+};
+
+}  // namespace Tremlog
+
+template <>
+struct fmt::formatter<Tremlog::Text> : fmt::formatter<fmt::string_view> {
+    template <class Context>
+    auto format(Tremlog::Text const& text, Context& context) const {
+        return fmt::formatter<fmt::string_view>::format(text.text(), context);
+    }
+};
