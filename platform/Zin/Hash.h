@@ -64,7 +64,7 @@ constexpr std::uint32_t hashBytes(std::uint32_t seed, std::string_view bytes) no
 
 namespace HashImpl {
 
-// Multiplies to 128 bits and folds the halves: every input bit reaches every output bit.
+// Multiplies to 128 bits and folds the halves: every bit of both reaches every bit of the result.
 constexpr std::uint64_t fold(std::uint64_t a, std::uint64_t b) noexcept {
     __extension__ using Wide = unsigned __int128;
     Wide const product = Wide{a} * b;
@@ -81,7 +81,7 @@ constexpr std::uint32_t hashWords(std::uint32_t seed, std::uint64_t a, std::uint
                                   std::uint64_t c = 0) noexcept {
     using namespace HashImpl;
     std::uint64_t const ab = fold(a ^ k0, b ^ k1);
-    std::uint64_t const all = fold(ab ^ c ^ k2, k1 ^ seed);
+    std::uint64_t const all = fold(ab ^ seed ^ k2, c ^ k1);
     return static_cast<std::uint32_t>(all ^ (all >> 32));
 }
 

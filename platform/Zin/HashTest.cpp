@@ -1,0 +1,139 @@
+#include "Zin/Hash.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Zin {
+namespace {
+
+using ::testing::Each;
+using ::testing::Gt;
+using ::testing::Lt;
+
+// For every input bit and every output bit, how often in a thousand changing the one changed the
+// other; `hash` takes the input as an array of words.
+template <std::size_t Words, class HashOf>
+std::vector<int> avalanche(HashOf hash) {
+    std::mt19937_64 random(1);
+    std::vector<int> changes(Words * 64 * 32);
+    for (int trial = 0; trial < 1000; ++trial) {
+        std::array<std::uint64_t, Words> input;
+        for (auto& word : input) {
+            word = random();
+        }
+        std::uint32_t const before = hash(input);
+        for (std::size_t in = 0; in < Words * 64; ++in) {
+            auto changed = input;
+            changed[in / 64] ^= std::uint64_t{1} << (in % 64);
+            std::uint32_t const difference = before ^ hash(changed);
+            for (std::size_t out = 0; out < 32; ++out) {
+                changes[in * 32 + out] += static_cast<int>(difference >> out & 1);
+            }
+        }
+    }
+    return changes;
+}
+
+// A fair coin stays within 6 standard deviations of 500.
+auto const isEven = ::testing::AllOf(Gt(500 - 95), Lt(500 + 95));
+
+TEST(Hash, EveryBitOfEveryFieldReachesEveryBitOfTheResult) {
+    auto const changes = avalanche<1>([](std::array<std::uint64_t, 1> const& input) {
+        return Hash(7)
+            .mix4(static_cast<std::uint32_t>(input[0]))
+            .mix1(static_cast<std::uint8_t>(input[0] >> 32))
+            .mix1(static_cast<std::uint8_t>(input[0] >> 40))
+            .mix1(static_cast<std::uint8_t>(input[0] >> 48))
+            .mix1(static_cast<std::uint8_t>(input[0] >> 56))
+            .finish();
+    });
+
+    EXPECT_THAT(changes, Each(isEven));
+}
+
+TEST(Hash, FieldsCountInTheirOrder) {
+    EXPECT_NE(Hash(0).mix4(1).mix4(2).finish(), Hash(0).mix4(2).mix4(1).finish());
+}
+
+TEST(Hash, AByteIsNotAWord) { EXPECT_NE(Hash(0).mix1(1).finish(), Hash(0).mix4(1).finish()); }
+
+TEST(Hash, AFieldOfZeroCounts) {
+    EXPECT_NE(Hash(0).finish(), Hash(0).mix1(0).finish());
+    EXPECT_NE(Hash(0).mix1(0).finish(), Hash(0).mix1(0).mix1(0).finish());
+}
+
+TEST(Hash, SeedsGiveDifferentHashes) {
+    EXPECT_NE(Hash(0).mix4(1).finish(), Hash(1).mix4(1).finish());
+    EXPECT_NE(hashBytes(0, "red"), hashBytes(1, "red"));
+    EXPECT_NE(hashWords(0, 1, 2), hashWords(1, 1, 2));
+}
+
+TEST(Hash, IsKnownAtCompileTime) {
+    static_assert(hashBytes(3, "red") != hashBytes(3, "blue"));
+    static_assert(hashWords(3, 1, 2) != hashWords(3, 2, 1));
+
+    constexpr std::uint32_t atCompileTime = hashBytes(3, "management");
+    std::string const name = "management";
+    EXPECT_EQ(hashBytes(3, name), atCompileTime);
+}
+
+TEST(HashBytes, TellsTextsApartThatDifferInTrailingZeroBytes) {
+    std::set<std::uint32_t> hashes;
+    for (std::size_t size = 0; size < 20; ++size) {
+        hashes.insert(hashBytes(0, std::string(size, '\0')));
+    }
+
+    EXPECT_EQ(hashes.size(), 20U);
+}
+
+TEST(HashBytes, EveryByteOfATextCounts) {
+    for (std::size_t size = 1; size < 20; ++size) {
+        std::string const text(size, 'a');
+        for (std::size_t i = 0; i < size; ++i) {
+            std::string changed = text;
+            changed[i] = 'b';
+            EXPECT_NE(hashBytes(0, changed), hashBytes(0, text)) << changed;
+        }
+    }
+}
+
+TEST(HashWords, EveryBitOfEveryWordReachesEveryBitOfTheResult) {
+    auto const changes = avalanche<3>([](std::array<std::uint64_t, 3> const& input) {
+        return hashWords(7, input[0], input[1], input[2]);
+    });
+
+    EXPECT_THAT(changes, Each(isEven));
+}
+
+// The keys that addresses make differ in a few bits, and most of their words are zero.
+TEST(HashWords, NeighbouringKeysSpreadEvenly) {
+    for (int shift = 0; shift < 64; shift += 8) {
+        for (int word = 0; word < 3; ++word) {
+            constexpr std::size_t buckets = 1024;
+            constexpr std::uint64_t keys = 16 * buckets;
+            std::vector<int> low(buckets);
+            std::vector<int> high(buckets);
+            for (std::uint64_t key = 0; key < keys; ++key) {
+                std::array<std::uint64_t, 3> words{};
+                words[static_cast<std::size_t>(word)] = std::rotl(key, shift);
+                std::uint32_t const hash = hashWords(0, words[0], words[1], words[2]);
+                ++low[hash % buckets];
+                ++high[hash / (1U << 22)];
+            }
+
+            // 16 keys a bucket on average, give or take 4.
+            EXPECT_THAT(low, Each(Lt(16 + 7 * 4))) << word << " " << shift;
+            EXPECT_THAT(high, Each(Lt(16 + 7 * 4))) << word << " " << shift;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Zin
