@@ -1,0 +1,9 @@
+#include "Interface/DeviceIntfStatusDir.h"
+
+namespace Interface {
+
+Zin::Ptr<DeviceIntfStatusDir> deviceIntfStatusDirFactory() {
+    return Zin::make<DeviceIntfStatusDir>();
+}
+
+}  // namespace Interface

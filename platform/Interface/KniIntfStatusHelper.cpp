@@ -1,0 +1,34 @@
+#include "Interface/KniIntfStatusHelper.h"
+
+namespace Interface {
+
+std::uint32_t KniIntfStatusHelper::uses(L3::VrfName const& vrf, std::string_view requester) const {
+    auto const use = uses_.find(Use(vrf, requester));
+    return use == uses_.end() ? 0 : use->second;
+}
+
+Zin::Ptr<DeviceIntfStatusDir> KniIntfStatusHelper::deviceIntfStatusDir(L3::VrfName const& vrf) {
+    if (!dirs_.contains(vrf)) {
+        dirs_.emplace(vrf, deviceIntfStatusDirFactory());
+    }
+    return *dirs_.find(vrf);
+}
+
+Zin::Ptr<DeviceIntfStatusDir const> KniIntfStatusHelper::acquire(L3::VrfName const& vrf,
+                                                                 std::string_view requester) {
+    ++uses_[Use(vrf, requester)];
+    return deviceIntfStatusDir(vrf);
+}
+
+void KniIntfStatusHelper::release(L3::VrfName const& vrf, std::string_view requester) {
+    auto const use = uses_.find(Use(vrf, requester));
+    if (use != uses_.end() && --use->second == 0) {
+        uses_.erase(use);
+    }
+}
+
+Zin::Ptr<KniIntfStatusHelper> kniIntfStatusHelperFactory() {
+    return Zin::make<KniIntfStatusHelper>();
+}
+
+}  // namespace Interface

@@ -1,0 +1,47 @@
+// The operational state of an interface; its states and their numbers are those of ifOperStatus
+// (RFC 2863 section 6).
+#pragma once
+
+#include <fmt/format.h>
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "Zin/Text.h"
+
+namespace Interface {
+
+enum class OperStatus : std::uint8_t {
+    up = 1,
+    down = 2,
+    testing = 3,
+    unknown = 4,
+    dormant = 5,
+    notPresent = 6,
+    lowerLayerDown = 7,
+};
+
+// The names above.
+std::string_view toStrep(OperStatus status);
+OperStatus fromStrep(std::type_identity<OperStatus>, std::string_view text);
+
+inline std::string valueToStrep(OperStatus status) { return Zin::quote(toStrep(status)); }
+inline OperStatus readValue(std::type_identity<OperStatus>, Zin::TextReader& reader) {
+    return reader.quotedValue<OperStatus>();
+}
+inline std::ostream& operator<<(std::ostream& out, OperStatus status) {
+    return out << toStrep(status);
+}
+
+}  // namespace Interface
+
+template <>
+struct fmt::formatter<Interface::OperStatus> : fmt::formatter<std::string_view> {
+    template <class Context>
+    auto format(Interface::OperStatus status, Context& context) const {
+        return fmt::formatter<std::string_view>::format(toStrep(status), context);
+    }
+};
