@@ -1,0 +1,21 @@
+// Takes a snapshot of one network namespace: dumps its links, then its addresses.
+//
+// A dump that the kernel marks as interrupted, or that lost datagrams, is thrown away and both are
+// taken again, over a new channel, a bounded number of times.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "feeds/netlink/Channel.h"
+#include "feeds/netlink/Snapshot.h"
+
+namespace Netlink {
+
+constexpr int maxSnapshotAttempts = 10;
+
+// Throws std::system_error where the kernel cannot be asked or refuses, std::runtime_error where
+// every attempt was interrupted.
+Snapshot takeSnapshot(std::function<std::unique_ptr<Channel>()> const& open = openChannel);
+
+}  // namespace Netlink
