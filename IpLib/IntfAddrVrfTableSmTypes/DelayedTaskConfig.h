@@ -1,0 +1,71 @@
+// The tuning of one of a VRF's two tasks: its part of IntfAddrVrfTableSmConfig. The two types are
+// alike in shape and differ in name alone.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "Velk/TaskPriority.h"
+#include "Zin/Seconds.h"
+#include "Zin/Text.h"
+
+namespace IpLib::IntfAddrVrfTableImpl {
+
+template <class Task>
+struct DelayedTaskConfig {
+    Zin::Seconds delay = 0.0;
+    Velk::TaskPriority taskPriority = static_cast<Velk::TaskPriority>(0);
+
+    friend bool operator==(DelayedTaskConfig const&, DelayedTaskConfig const&) = default;
+};
+
+struct IntfCleanupTask {
+    static constexpr std::string_view configName =
+        "IpLib::IntfAddrVrfTableImpl::IntfCleanupSmConfig";
+};
+struct DeferredIntfAddTask {
+    static constexpr std::string_view configName =
+        "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddSmConfig";
+};
+using IntfCleanupSmConfig = DelayedTaskConfig<IntfCleanupTask>;
+using DeferredIntfAddSmConfig = DelayedTaskConfig<DeferredIntfAddTask>;
+
+// "Value('NAME', ** {'delay': SECONDS, 'taskPriority': PRIORITY})", the one form that is read back
+// and written to streams. Reading throws Zin::ParseError, which names the attribute.
+template <class Task>
+std::string valueToStrep(DelayedTaskConfig<Task> const& config) {
+    using Zin::valueToStrep;
+    return fmt::format("Value('{}', ** {{'delay': {}, 'taskPriority': {}}})", Task::configName,
+                       valueToStrep(config.delay), valueToStrep(config.taskPriority));
+}
+
+template <class Task>
+DelayedTaskConfig<Task> readValue(std::type_identity<DelayedTaskConfig<Task>>,
+                                  Zin::TextReader& reader) {
+    DelayedTaskConfig<Task> config;
+    reader.literal(fmt::format("Value('{}', ** {{", Task::configName));
+    reader.literal("'delay': ");
+    config.delay = reader.read<Zin::Seconds>("delay");
+    reader.literal(", 'taskPriority': ");
+    config.taskPriority = reader.read<Velk::TaskPriority>("taskPriority");
+    reader.literal("})");
+    return config;
+}
+
+template <class Task>
+DelayedTaskConfig<Task> fromStrep(std::type_identity<DelayedTaskConfig<Task>> type,
+                                  std::string_view text) {
+    Zin::TextReader reader(text);
+    DelayedTaskConfig<Task> const config = readValue(type, reader);
+    reader.end();
+    return config;
+}
+
+template <class Task>
+std::ostream& operator<<(std::ostream& out, DelayedTaskConfig<Task> const& config) {
+    return out << valueToStrep(config);
+}
+
+}  // namespace IpLib::IntfAddrVrfTableImpl

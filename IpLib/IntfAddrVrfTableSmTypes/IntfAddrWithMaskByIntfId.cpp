@@ -1,0 +1,27 @@
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMaskByIntfId.h"
+
+#include "Zin/Registry.h"
+
+namespace IpLib {
+namespace {
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrWithMaskByIntfId",
+    .attributes = {{"intfId", "Nimb::IntfId"}, {"byIntfId", "Zin::HashSet2018"}},
+}};
+
+}  // namespace
+
+void IntfAddrWithMaskByIntfId::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
+                                         std::uint32_t indent) const {
+    Velk::dumpLine(context, indent, "IntfAddWithMaskByIntfId for {} with count {}\n", intfId_,
+                   byIntfId_.size());
+    Velk::dumpList(context, indent, byIntfId_, byIntfId_.size(),
+                   [&](auto const& member) { Velk::dumpLine(context, indent, "{}", member.key); });
+}
+
+Zin::Ptr<IntfAddrWithMaskByIntfId> intfAddrWithMaskByIntfIdFactory(Nimb::IntfId const& intfId) {
+    return Zin::make<IntfAddrWithMaskByIntfId>(intfId);
+}
+
+}  // namespace IpLib

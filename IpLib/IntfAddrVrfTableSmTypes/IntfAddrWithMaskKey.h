@@ -1,0 +1,39 @@
+// An address with its prefix length on an interface. Sorts by interface, then by address-with-mask.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "Nimb/IntfId.h"
+#include "Nimb/IpGenAddrWithMask.h"
+#include "Zin/Text.h"
+
+namespace IpLib {
+
+struct IntfAddrWithMaskKey {
+    Nimb::IntfId intfId;
+    Nimb::IpGenAddrWithMask addrWithMask;
+
+    bool isV6LinkLocal() const { return addrWithMask.isV6LinkLocal(); }
+
+    std::uint32_t hash(std::uint32_t seed) const;
+    // "intfId=NAME;addrWithMask=ADDRESS/LENGTH"
+    std::string toStrep() const;
+
+    friend bool operator==(IntfAddrWithMaskKey const&, IntfAddrWithMaskKey const&) = default;
+    friend std::strong_ordering operator<=>(IntfAddrWithMaskKey const&,
+                                            IntfAddrWithMaskKey const&) = default;
+};
+
+// "Value('IpLib::IntfAddrWithMaskKey', ** {...})", the one form that is read back. Reading throws
+// Zin::ParseError, which names the attribute.
+std::string valueToStrep(IntfAddrWithMaskKey const& key);
+IntfAddrWithMaskKey readValue(std::type_identity<IntfAddrWithMaskKey>, Zin::TextReader& reader);
+IntfAddrWithMaskKey fromStrep(std::type_identity<IntfAddrWithMaskKey>, std::string_view text);
+std::ostream& operator<<(std::ostream& out, IntfAddrWithMaskKey const& key);
+
+}  // namespace IpLib

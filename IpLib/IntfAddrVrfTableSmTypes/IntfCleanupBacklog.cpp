@@ -1,0 +1,51 @@
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupBacklog.h"
+
+#include "Zin/Errors.h"
+#include "Zin/Registry.h"
+
+namespace IpLib::IntfAddrVrfTableImpl {
+namespace {
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog",
+    .attributes = {{"backlog", "Zin::HashMap2018"}, {"backlogQueue", "Zin::LinkQueue"}},
+}};
+
+}  // namespace
+
+void IntfCleanupBacklog::addBacklog(Nimb::IntfId const& intfId, Nimb::AddressFamily af,
+                                    Zin::Seconds now) {
+    backlogQueueEnq(backlogIs({{intfId, af}}, now));
+}
+
+IntfCleanupBacklog::Entry IntfCleanupBacklog::backlog(IntfCleanupKey const& key) const {
+    auto const* const entry = backlog_.find(key);
+    return entry ? *entry : nullptr;
+}
+
+IntfCleanupBacklog::Entry IntfCleanupBacklog::backlogIs(IntfCleanupKey const& key,
+                                                        Zin::Seconds emplacementTime) {
+    if (auto const* const entry = backlog_.find(key)) {
+        if ((*entry)->emplacementTime() != emplacementTime) {
+            throw Zin::ReinstantiationError("backlog");
+        }
+        return *entry;
+    }
+    return backlog_.emplace(key, intfCleanupEntryFactory(key, emplacementTime)).value;
+}
+
+void IntfCleanupBacklog::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
+                                   std::uint32_t indent) const {
+    Velk::dumpLine(context, indent, "backlog has {} items\n", backlog_.size());
+    for (auto const& member : backlog_) {
+        Velk::dumpLine(context, indent, "[ {} ]\n", member.value->toStrep());
+    }
+    Velk::dumpLine(context, indent, "backlogQueue has {} items\n", queue_.size());
+    for (auto const& entry : queue_) {
+        Velk::dumpLine(context, indent, "[ {} ]\n", entry->toStrep());
+    }
+}
+
+Zin::Ptr<IntfCleanupBacklog> intfCleanupBacklogFactory() { return Zin::make<IntfCleanupBacklog>(); }
+
+}  // namespace IpLib::IntfAddrVrfTableImpl

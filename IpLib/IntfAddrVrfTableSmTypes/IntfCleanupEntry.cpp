@@ -1,0 +1,35 @@
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupEntry.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "Zin/Registry.h"
+
+namespace IpLib::IntfAddrVrfTableImpl {
+namespace {
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrVrfTableImpl::IntfCleanupEntry",
+    .attributes = {{"intfId", "Nimb::IntfId"},
+                   {"af", "Nimb::AddressFamily"},
+                   {"emplacementTime", "Zin::Seconds"},
+                   {"processed", "bool"}},
+}};
+
+}  // namespace
+
+IntfCleanupEntry::IntfCleanupEntry(IntfCleanupKey key, Zin::Seconds emplacementTime)
+    : key_(std::move(key)), emplacementTime_(emplacementTime) {}
+
+std::string IntfCleanupEntry::toStrep() const {
+    return fmt::format("intfId={};af={};emplacementTime={};processed={}", intfId(), af(),
+                       emplacementTime_, processed_);
+}
+
+Zin::Ptr<IntfCleanupEntry> intfCleanupEntryFactory(IntfCleanupKey const& key,
+                                                   Zin::Seconds emplacementTime) {
+    return Zin::make<IntfCleanupEntry>(key, emplacementTime);
+}
+
+}  // namespace IpLib::IntfAddrVrfTableImpl

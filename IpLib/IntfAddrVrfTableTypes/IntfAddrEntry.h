@@ -1,0 +1,30 @@
+// A row of the address table: one address on one interface, or one virtual address. It never
+// changes; an address that moves is another row. Co-owned by the table's rows, its indexes and the
+// subnet sets.
+#pragma once
+
+#include <string>
+
+#include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntryContent.h"
+#include "Zin/Ptr.h"
+
+namespace IpLib {
+
+class IntfAddrEntry final : public Zin::Entity {
+public:
+    explicit IntfAddrEntry(IntfAddrEntryContent content) : content_(std::move(content)) {}
+
+    IntfAddrEntryContent const& content() const { return content_; }
+    IntfAddrEntryKey const& key() const { return content_.key; }
+    Nimb::IntfId const& intfId() const { return content_.intfId; }
+    Nimb::IpGenPrefix const& subnet() const { return content_.subnet; }
+
+    std::string toStrep() const { return content_.toStrep(); }
+
+private:
+    IntfAddrEntryContent const content_;
+};
+
+Zin::Ptr<IntfAddrEntry> intfAddrEntryFactory(IntfAddrEntryContent const& content);
+
+}  // namespace IpLib

@@ -1,0 +1,56 @@
+#include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntryContent.h"
+
+#include <fmt/format.h>
+
+#include "Nimb/PrefixHash.h"
+#include "Zin/Hash.h"
+#include "Zin/Registry.h"
+#include "Zin/Text.h"
+
+namespace IpLib {
+namespace {
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrEntryContent",
+    .attributes = {{"key", "IpLib::IntfAddrEntryKey"},
+                   {"intfId", "Nimb::IntfId"},
+                   {"subnet", "Nimb::IpGenPrefix"}},
+}};
+
+}  // namespace
+
+std::uint32_t IntfAddrEntryContent::hash(std::uint32_t seed) const {
+    return Zin::Hash(seed)
+        .mix4(key.hash(0))
+        .mix4(intfId.hash())
+        .mix4(Nimb::prefixHash(subnet.address(), subnet.prefixLength()))
+        .finish();
+}
+
+std::string IntfAddrEntryContent::toStrep() const {
+    return fmt::format("{};subnet={}", key, subnet);
+}
+
+std::string valueToStrep(IntfAddrEntryContent const& content) {
+    return fmt::format(
+        "Value('IpLib::IntfAddrEntryContent', ** {{'key': {}, 'intfId': {}, 'subnet': {}}})",
+        valueToStrep(content.key), valueToStrep(content.intfId), valueToStrep(content.subnet));
+}
+
+IntfAddrEntryContent fromStrep(std::type_identity<IntfAddrEntryContent>, std::string_view text) {
+    Zin::TextReader reader(text);
+    IntfAddrEntryContent content;
+    content.key.intfId = reader.field<Nimb::IntfId>("intfId", "addr");
+    content.key.addr = reader.field<Nimb::IpGenAddr>("addr", "virtualIp");
+    content.key.virtualIp = reader.field<bool>("virtualIp", "subnet");
+    content.subnet = reader.field<Nimb::IpGenPrefix>("subnet");
+    reader.end();
+    content.intfId = content.key.intfId;
+    return content;
+}
+
+std::ostream& operator<<(std::ostream& out, IntfAddrEntryContent const& content) {
+    return out << content.toStrep();
+}
+
+}  // namespace IpLib

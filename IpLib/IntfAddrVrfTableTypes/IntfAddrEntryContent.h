@@ -1,0 +1,39 @@
+// What a row of the address table says: its key, the interface that carries the address (empty for
+// a virtual address) and the subnet that the address lies in. An immutable value; contents sort by
+// key, then interface, then subnet.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntryKey.h"
+#include "Nimb/IntfId.h"
+#include "Nimb/IpGenPrefix.h"
+
+namespace IpLib {
+
+struct IntfAddrEntryContent {
+    IntfAddrEntryKey key;
+    Nimb::IntfId intfId;
+    Nimb::IpGenPrefix subnet;
+
+    std::uint32_t hash(std::uint32_t seed) const;
+    // The key's short form and ";subnet=PREFIX". The content's own interface is not part of it.
+    std::string toStrep() const;
+
+    friend bool operator==(IntfAddrEntryContent const&, IntfAddrEntryContent const&) = default;
+    friend std::strong_ordering operator<=>(IntfAddrEntryContent const&,
+                                            IntfAddrEntryContent const&) = default;
+};
+
+// "Value('IpLib::IntfAddrEntryContent', ** {...})"
+std::string valueToStrep(IntfAddrEntryContent const& content);
+// Reads the short form; the interface, which that leaves out, is the key's. Throws Zin::ParseError.
+IntfAddrEntryContent fromStrep(std::type_identity<IntfAddrEntryContent>, std::string_view text);
+std::ostream& operator<<(std::ostream& out, IntfAddrEntryContent const& content);
+
+}  // namespace IpLib

@@ -1,0 +1,51 @@
+// What a row of the address table is found by: the address, whether it is a virtual one, and, for
+// IPv6 link-local addresses alone, the interface that scopes it. An immutable value.
+//
+// Keys sort by interface (the empty one of ordinary and virtual addresses first), then by address,
+// then ordinary before virtual.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "Nimb/IntfId.h"
+#include "Nimb/IpGenAddr.h"
+#include "Zin/Text.h"
+
+namespace IpLib {
+
+struct IntfAddrEntryKey {
+    Nimb::IntfId intfId;
+    Nimb::IpGenAddr addr;
+    bool virtualIp = false;
+
+    // For IPv4 addresses and IPv6 global ones.
+    static IntfAddrEntryKey makeIpKey(Nimb::IpGenAddr const& addr) { return {{}, addr, false}; }
+    // For IPv6 link-local addresses, which are unique on their interface alone (RFC 4007).
+    static IntfAddrEntryKey makeLlKey(Nimb::IpGenAddr const& addr, Nimb::IntfId const& intfId) {
+        return {intfId, addr, false};
+    }
+    static IntfAddrEntryKey makeVirtualIpKey(Nimb::IpGenAddr const& addr) {
+        return {{}, addr, true};
+    }
+
+    std::uint32_t hash(std::uint32_t seed) const;
+    // "intfId=NAME;addr=ADDRESS;virtualIp=BOOL"
+    std::string toStrep() const;
+
+    friend bool operator==(IntfAddrEntryKey const&, IntfAddrEntryKey const&) = default;
+    friend std::strong_ordering operator<=>(IntfAddrEntryKey const&,
+                                            IntfAddrEntryKey const&) = default;
+};
+
+// "Value('IpLib::IntfAddrEntryKey', ** {...})"
+std::string valueToStrep(IntfAddrEntryKey const& key);
+// Reads the short form. Throws Zin::ParseError.
+IntfAddrEntryKey fromStrep(std::type_identity<IntfAddrEntryKey>, std::string_view text);
+std::ostream& operator<<(std::ostream& out, IntfAddrEntryKey const& key);
+
+}  // namespace IpLib

@@ -1,0 +1,65 @@
+#include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
+
+#include <optional>
+
+#include "Ip6/IntfStatus.h"
+#include "Zin/Registry.h"
+
+namespace IpLib {
+namespace {
+
+Zin::ModuleRegistration const module{
+    {.name = "IpLib::IntfAddrVrfTableTypes", .dependsOn = {"Ip", "Ip6", "Nimb", "Velk", "Zin"}}};
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrVrfTable",
+    .attributes = {{"vrfIpIntfStatus", "Ip::VrfIpIntfStatus"},
+                   {"vrfIp6IntfStatus", "Ip6::VrfIp6IntfStatus"},
+                   {"intfAddrEntry", "Zin::HashMap2018"},
+                   {"intfAddrEntryFromAddr", "Zin::HashMap2018"},
+                   {"intfAddrEntrySetFromSubnet", "Zin::HashMap2018"},
+                   {"llIntfAddrEntryFromIntfId", "Zin::HashMap2018"}},
+}};
+
+}  // namespace
+
+Zin::Ptr<IntfAddrEntry> IntfAddrVrfTable::intfAddrEntryIs(IntfAddrEntryContent const& content) {
+    return intfAddrEntry_.isMade(content, [&] { return intfAddrEntryFactory(content); });
+}
+
+void IntfAddrVrfTable::intfAddrEntryFromAddrIs(Row const& entry) {
+    intfAddrEntryFromAddr_.isMember(Zin::notNull("intfAddrEntryFromAddr", entry)->key(), entry);
+}
+
+void IntfAddrVrfTable::intfAddrEntrySetFromSubnetIs(Set const& set) {
+    intfAddrEntrySetFromSubnet_.isMember(Zin::notNull("intfAddrEntrySetFromSubnet", set)->subnet(),
+                                         set);
+}
+
+void IntfAddrVrfTable::llIntfAddrEntryFromIntfIdIs(Row const& entry) {
+    llIntfAddrEntryFromIntfId_.isMember(Zin::notNull("llIntfAddrEntryFromIntfId", entry)->intfId(),
+                                        entry);
+}
+
+IntfAddrVrfTable::Row IntfAddrVrfTable::lowestV6IntfAddrEntry(Nimb::IntfId const& srcIntfId) const {
+    auto const& vrfStatus = vrfIp6IntfStatus();
+    auto const status = vrfStatus ? vrfStatus->intfStatus(srcIntfId) : nullptr;
+    if (!status) {
+        return nullptr;
+    }
+    std::optional<Nimb::Ip6Addr> lowest;
+    for (auto const& member : status->addr()) {
+        Nimb::Ip6Addr const addr = member.key.address();
+        if (!addr.isLinkLocal() && (!lowest || addr < *lowest)) {
+            lowest = addr;
+        }
+    }
+    if (!lowest) {
+        return nullptr;
+    }
+    return intfAddrEntryFromAddr(IntfAddrEntryKey::makeIpKey(*lowest));
+}
+
+Zin::Ptr<IntfAddrVrfTable> intfAddrVrfTableFactory() { return Zin::make<IntfAddrVrfTable>(); }
+
+}  // namespace IpLib
