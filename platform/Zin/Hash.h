@@ -82,7 +82,8 @@ constexpr std::uint32_t hashWords(std::uint32_t seed, std::uint64_t a, std::uint
     using namespace HashImpl;
     std::uint64_t const ab = fold(a ^ k0, b ^ k1);
     std::uint64_t const all = fold(ab ^ seed ^ k2, c ^ k1);
-    return static_cast<std::uint32_t>(all ^ (all >> 32));
+    // Once more, for keys that differ in a few bits of the last word only.
+    return static_cast<std::uint32_t>(((all ^ (all >> 32)) * k0) >> 32);
 }
 
 }  // namespace Zin
