@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -10,8 +11,9 @@
 #include "Nimb/IntfId.h"
 
 namespace {
-thread_local int allocations = 0;
-}
+// Atomic, since compilers take it for granted that operator new changes no plain variable.
+std::atomic<int> allocations = 0;
+}  // namespace
 
 // Weak, so that they give way to those of a sanitizer that brings its own.
 [[gnu::weak]] void* operator new(std::size_t size) {
