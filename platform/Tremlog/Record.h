@@ -1,7 +1,6 @@
 // Writes one record to the process's trace ring:
 //
-//     Tremlog::record<"deferring add of ip {} on {} as it has a conflict on {}">(addr, intfId,
-//     other);
+//     Tremlog::record<"removing deferred ip {} on {}">(addr, intfId);
 //
 // The format is checked against the arguments' types when compiled, and kept in a static
 // descriptor; the record holds a pointer to it and the arguments' raw bytes. An argument is stored
