@@ -1,0 +1,207 @@
+#include "Nimb/AddrText.h"
+
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <optional>
+#include <random>
+#include <string>
+
+#include "Zin/Errors.h"
+
+namespace Nimb {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Property;
+using ::testing::Throws;
+
+auto failsAt(std::size_t offset, std::string const& expected) {
+    return Throws<Zin::ParseError>(
+        AllOf(Property(&Zin::ParseError::offset, offset),
+              Property(&Zin::ParseError::expected, HasSubstr(expected))));
+}
+
+Ip4Bytes parseIp4(std::string_view text) {
+    AddrReader reader(text);
+    Ip4Bytes const address = reader.ip4();
+    reader.end();
+    return address;
+}
+
+Ip6Bytes parseIp6(std::string_view text) {
+    AddrReader reader(text);
+    Ip6Bytes const address = reader.ip6();
+    reader.end();
+    return address;
+}
+
+std::uint8_t parsePrefixLength(std::string_view text, std::uint8_t max) {
+    AddrReader reader(text);
+    std::uint8_t const length = reader.prefixLength(max);
+    reader.end();
+    return length;
+}
+
+std::string print(auto const& bytes) { return std::string(std::string_view(AddrText() << bytes)); }
+
+// What the C library reads in the text.
+template <class Bytes>
+std::optional<Bytes> systemParse(int family, std::string const& text) {
+    Bytes bytes{};
+    if (text.find('\0') != std::string::npos || inet_pton(family, text.c_str(), &bytes) != 1) {
+        return std::nullopt;
+    }
+    return bytes;
+}
+
+template <class Parse>
+auto tryParse(Parse parse, std::string const& text) -> std::optional<decltype(parse(text))> {
+    try {
+        return parse(text);
+    } catch (Zin::ParseError const&) {
+        return std::nullopt;
+    }
+}
+
+TEST(AddrText, PrintsIpv4AsADottedQuad) {
+    EXPECT_EQ(print(Ip4Bytes{}), "0.0.0.0");
+    EXPECT_EQ(print(Ip4Bytes{10, 0, 200, 255}), "10.0.200.255");
+}
+
+TEST(AddrText, PrintsIpv6InItsCanonicalForm) {
+    auto const canonical = [](char const* text) { return print(parseIp6(text)); };
+
+    EXPECT_EQ(canonical("0:0:0:0:0:0:0:0"), "::");
+    EXPECT_EQ(canonical("0:0:0:0:0:0:0:1"), "::1");
+    EXPECT_EQ(canonical("1:0:0:0:0:0:0:0"), "1::");
+    EXPECT_EQ(canonical("2001:0DB8:0:0:8:800:200C:417A"), "2001:db8::8:800:200c:417a");
+    // One zero group is not shortened.
+    EXPECT_EQ(canonical("2001:db8::1:1:1:1:1"), "2001:db8:0:1:1:1:1:1");
+    // The longest run is; of equally long ones the first.
+    EXPECT_EQ(canonical("2001:0:0:1:0:0:0:1"), "2001:0:0:1::1");
+    EXPECT_EQ(canonical("2001:db8:0:0:1:0:0:1"), "2001:db8::1:0:0:1");
+    // An IPv4 address in IPv6 storage shows as one.
+    EXPECT_EQ(canonical("::ffff:c000:0280"), "::ffff:192.0.2.128");
+    EXPECT_EQ(canonical("::fffe:c000:0280"), "::fffe:c000:280");
+    EXPECT_EQ(canonical("ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"),
+              "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff");
+}
+
+// Agreement of the two readers over many nearly well-formed texts, made by changing good ones.
+TEST(AddrReader, ReadsWhatTheSystemReads) {
+    std::vector<std::string> const seeds{"10.0.0.1",
+                                         "255.255.255.255",
+                                         "0.0.0.0",
+                                         "::",
+                                         "::1",
+                                         "1::",
+                                         "fe80::1",
+                                         "2001:db8:1:2:3:4:5:6",
+                                         "1:2:3:4:5:6:7::",
+                                         "::2:3:4:5:6:7:8",
+                                         "::ffff:1.2.3.4",
+                                         "1:2:3:4:5:6:1.2.3.4",
+                                         "1:2:3:4:5::1.2.3.4",
+                                         "ABCD:ef01::2345"};
+    std::string_view const alphabet = "0123456789abcdefABCDEFg:::....:: /%-+";
+    std::mt19937 random(1);
+    auto const below = [&random](std::size_t end) { return random() % end; };
+    int wellFormed = 0;
+    for (int i = 0; i < 60000; ++i) {
+        std::string text = seeds[below(seeds.size())];
+        for (std::size_t changes = below(4); changes > 0; --changes) {
+            char const c = alphabet[below(alphabet.size())];
+            switch (std::size_t const at = below(text.size() + 1); below(3)) {
+                case 0:
+                    text.insert(at, 1, c);
+                    break;
+                case 1:
+                    text.erase(at, 1);
+                    break;
+                default:
+                    if (at < text.size()) {
+                        text[at] = c;
+                    }
+            }
+        }
+
+        auto const ip4 = tryParse(parseIp4, text);
+        auto const ip6 = tryParse(parseIp6, text);
+
+        ASSERT_EQ(ip4, systemParse<Ip4Bytes>(AF_INET, text)) << text;
+        ASSERT_EQ(ip6, systemParse<Ip6Bytes>(AF_INET6, text)) << text;
+        wellFormed += ip4.has_value() || ip6.has_value();
+    }
+    EXPECT_GT(wellFormed, 15000);
+}
+
+TEST(AddrText, EveryIpv6AddressReadsBackAsItselfAndAsTheSystemReadsIt) {
+    std::mt19937 random(1);
+    for (int i = 0; i < 50000; ++i) {
+        Ip6Bytes bytes{};
+        for (std::size_t group = 0; group < 8; ++group) {
+            // Mostly zeros, so that runs of all lengths come up.
+            if (random() % 3 == 0) {
+                bytes[2 * group] = static_cast<std::uint8_t>(random() >> (random() % 9));
+                bytes[2 * group + 1] = static_cast<std::uint8_t>(random());
+            }
+        }
+        std::string const text = print(bytes);
+
+        ASSERT_EQ(parseIp6(text), bytes) << text;
+        ASSERT_EQ(systemParse<Ip6Bytes>(AF_INET6, text), bytes) << text;
+    }
+}
+
+TEST(AddrReader, SaysWhatIsWrongWithAnIpv4AddressAndWhere) {
+    EXPECT_THAT([] { parseIp4(""); }, failsAt(0, "0 to 255"));
+    EXPECT_THAT([] { parseIp4("10.0.0"); }, failsAt(6, "\".\""));
+    EXPECT_THAT([] { parseIp4("10.0.0.256"); }, failsAt(7, "0 to 255"));
+    EXPECT_THAT([] { parseIp4("10.00.0.1"); }, failsAt(3, "0 to 255"));
+    EXPECT_THAT([] { parseIp4("10.0.0.1 "); }, failsAt(8, "end"));
+    EXPECT_THAT([] { parseIp4("99999999999999999999.0.0.1"); }, failsAt(0, "0 to 255"));
+}
+
+TEST(AddrReader, SaysWhatIsWrongWithAnIpv6AddressAndWhere) {
+    EXPECT_THAT([] { parseIp6(""); }, failsAt(0, "hexadecimal"));
+    EXPECT_THAT([] { parseIp6("1:2:3"); }, failsAt(5, "eight groups"));
+    EXPECT_THAT([] { parseIp6("1:2:3:"); }, failsAt(6, "hexadecimal"));
+    EXPECT_THAT([] { parseIp6(":1::"); }, failsAt(0, "hexadecimal"));
+    EXPECT_THAT([] { parseIp6("12345::"); }, failsAt(0, "hexadecimal"));
+    EXPECT_THAT([] { parseIp6("1::2::3"); }, failsAt(5, "hexadecimal"));
+    EXPECT_THAT([] { parseIp6("1:2:3:4::5:6:7:8"); }, failsAt(16, "fewer than eight"));
+    EXPECT_THAT([] { parseIp6("fe80::1%eth0"); }, failsAt(7, "end"));
+    EXPECT_THAT([] { parseIp6("::1.2.3"); }, failsAt(7, "\".\""));
+}
+
+TEST(AddrReader, ReadsAPrefixLengthUpToTheMaximum) {
+    EXPECT_EQ(parsePrefixLength("/0", 32), 0);
+    EXPECT_EQ(parsePrefixLength("/32", 32), 32);
+    EXPECT_EQ(parsePrefixLength("/128", 128), 128);
+    EXPECT_THAT([] { parsePrefixLength("/33", 32); }, failsAt(1, "0 to 32"));
+    EXPECT_THAT([] { parsePrefixLength("/129", 128); }, failsAt(1, "0 to 128"));
+    EXPECT_THAT([] { parsePrefixLength("/256", 128); }, failsAt(1, "0 to 128"));
+    EXPECT_THAT([] { parsePrefixLength("/08", 32); }, failsAt(1, "0 to 32"));
+    EXPECT_THAT([] { parsePrefixLength("/", 32); }, failsAt(1, "0 to 32"));
+    EXPECT_THAT([] { parsePrefixLength("", 32); }, failsAt(0, "prefix length"));
+    EXPECT_THAT([] { parsePrefixLength("/8/", 32); }, failsAt(2, "end"));
+}
+
+TEST(Masked, ClearsAllBitsBehindTheLength) {
+    Ip6Bytes ones;
+    ones.fill(0xff);
+    for (std::uint8_t length = 0; length <= 128; ++length) {
+        Ip6Bytes const result = masked(ones, length);
+        for (std::size_t bit = 0; bit < 128; ++bit) {
+            bool const isSet = (result[bit / 8] >> (7 - bit % 8) & 1) != 0;
+            ASSERT_EQ(isSet, bit < length) << int{length};
+        }
+    }
+    EXPECT_EQ(masked(Ip4Bytes{10, 1, 255, 255}, 20), (Ip4Bytes{10, 1, 240, 0}));
+}
+
+}  // namespace
+}  // namespace Nimb
