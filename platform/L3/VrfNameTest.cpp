@@ -1,0 +1,65 @@
+#include "L3/VrfName.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <type_traits>
+
+namespace L3 {
+namespace {
+
+TEST(VrfName, TheDefaultVrfRunsInTheDefaultNamespace) {
+    EXPECT_TRUE(VrfName("default").isDefault());
+    EXPECT_TRUE(VrfName("default").nsName().isDefault());
+}
+
+TEST(VrfName, EveryOtherVrfRunsInTheNamespaceCalledAfterIt) {
+    EXPECT_FALSE(VrfName("red").isDefault());
+    EXPECT_EQ(VrfName("red").nsName(), Nimb::NamespaceName("ns-red"));
+    EXPECT_EQ(VrfName("Default").nsName(), Nimb::NamespaceName("ns-Default"));
+    EXPECT_EQ(VrfName().nsName(), Nimb::NamespaceName("ns-"));
+}
+
+TEST(VrfName, ANameThatMakesNoNamespaceNameIsARangeError) {
+    std::string const longest(147, 'v');
+    EXPECT_EQ(VrfName(longest).nsName().bytes(), "ns-" + longest);
+    try {
+        VrfName(longest + 'v').nsName();
+        FAIL() << "a namespace name of 151 bytes";
+    } catch (Zin::RangeError const& error) {
+        EXPECT_STREQ(error.what(), "Zin::String::bytes > 150 not allowed");
+    }
+}
+
+TEST(VrfName, ComparesAndHashesByItsBytes) {
+    VrfName const blue("blue");
+    VrfName const red("red");
+    EXPECT_EQ(red, VrfName(std::string("red")));
+    EXPECT_LT(blue, red);
+    EXPECT_LT(VrfName("red"), VrfName("red1"));
+    EXPECT_LT(VrfName("z"), VrfName("\xc3\xa9"));
+    EXPECT_EQ(red.hash(7), VrfName("red").hash(7));
+    EXPECT_NE(red.hash(7), red.hash(8));
+    EXPECT_NE(red.hash(7), blue.hash(7));
+}
+
+TEST(VrfName, PrintsAsItsName) {
+    EXPECT_EQ(VrfName("red").toStrep(), "red");
+    EXPECT_EQ(fmt::format("vrf {}", VrfName("red")), "vrf red");
+    EXPECT_EQ(valueToStrep(VrfName("it's")), R"('it\'s')");
+    EXPECT_EQ(Zin::strepToValue<VrfName>("red"), VrfName("red"));
+}
+
+TEST(VrfName, TheRawCopyOfALongNameIsCutAndMarked) {
+    static_assert(std::is_trivially_copyable_v<VrfName::Raw>);
+    static_assert(sizeof(VrfName::Raw) <= 32);
+    std::string const longest(31, 'v');
+    EXPECT_EQ(fmt::format("{}", VrfName("red").raw()), "red");
+    EXPECT_EQ(VrfName().raw().text(), "");
+    EXPECT_EQ(VrfName(longest).raw().text(), longest);
+    EXPECT_EQ(VrfName(longest + "w").raw().text(), std::string(30, 'v') + "~");
+}
+
+}  // namespace
+}  // namespace L3

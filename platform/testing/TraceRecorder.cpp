@@ -1,0 +1,29 @@
+#include "testing/TraceRecorder.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+namespace Testing {
+
+TraceRecorder::TraceRecorder(std::string className, int level)
+    : className_(std::move(className)),
+      levelBefore_(Pell::traceLevel(className_)),
+      sinkBefore_(Pell::sinkIs(this)) {
+    Pell::traceLevelIs(className_, level);
+}
+
+TraceRecorder::~TraceRecorder() {
+    Pell::traceLevelIs(className_, levelBefore_);
+    Pell::sinkIs(sinkBefore_);
+}
+
+void TraceRecorder::trace(Pell::Trace const& trace) {
+    std::string line = fmt::format("{} {}::{}", trace.level, trace.className, trace.function);
+    if (!trace.message.empty()) {
+        line += fmt::format(" {}", trace.message);
+    }
+    messages_.push_back(std::move(line));
+}
+
+}  // namespace Testing

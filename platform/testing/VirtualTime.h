@@ -1,0 +1,33 @@
+// Time as a test drives it: a clock that starts at 0 and stands still, a scheduler over it, and
+// moves forward that run each task at its own time.
+#pragma once
+
+#include <cstdint>
+
+#include "Velk/TaskScheduler.h"
+#include "Zin/Clock.h"
+
+namespace Testing {
+
+class VirtualTime {
+public:
+    // Within one run of a task every `yieldEvery`-th question whether to yield is answered yes;
+    // with 0 none is.
+    explicit VirtualTime(std::uint32_t yieldEvery = 0);
+
+    Zin::Seconds now() const { return clock_->now(); }
+    Zin::Ptr<Zin::Clock const> clock() const { return clock_; }
+    Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
+
+    // Moves the clock on to `time`. The tasks that fall due on the way run, in order, the clock
+    // standing at the time of each; so do those due at `time` itself, and what they arm for then.
+    // An earlier time leaves the clock where it is. What a task throws ends the move.
+    void advanceTo(Zin::Seconds time);
+    void advance(Zin::Seconds seconds) { advanceTo(now() + seconds); }
+
+private:
+    Zin::Ptr<Zin::VirtualClock> const clock_;
+    Zin::Ptr<Velk::TaskScheduler> const scheduler_;
+};
+
+}  // namespace Testing
