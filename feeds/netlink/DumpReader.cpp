@@ -8,7 +8,6 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <optional>
 #include <string_view>
@@ -65,10 +64,24 @@ std::string_view takeName(Bytes bytes) {
     return text.substr(0, text.find('\0'));
 }
 
-std::string_view operStatusText(std::uint8_t operState) {
-    static constexpr std::array<std::string_view, 7> texts = {
-        "unknown", "notpresent", "down", "lowerlayerdown", "testing", "dormant", "up"};
-    return operState < texts.size() ? texts[operState] : texts[0];
+// By the kernel's numbers (linux/if.h), which are not those of RFC 2863.
+Interface::OperStatus operStatusOf(std::uint8_t operState) {
+    switch (operState) {
+        case IF_OPER_NOTPRESENT:
+            return Interface::OperStatus::notPresent;
+        case IF_OPER_DOWN:
+            return Interface::OperStatus::down;
+        case IF_OPER_LOWERLAYERDOWN:
+            return Interface::OperStatus::lowerLayerDown;
+        case IF_OPER_TESTING:
+            return Interface::OperStatus::testing;
+        case IF_OPER_DORMANT:
+            return Interface::OperStatus::dormant;
+        case IF_OPER_UP:
+            return Interface::OperStatus::up;
+        default:
+            return Interface::OperStatus::unknown;
+    }
 }
 
 std::optional<Nimb::IpGenAddr> takeAddress(unsigned family, Bytes bytes) {
@@ -163,7 +176,7 @@ void DumpReader::readLink(Bytes payload) {
                 link.name = Nimb::IntfId(takeName(value));
             } else if (type == IFLA_OPERSTATE) {
                 auto const operState = takeExactly<std::uint8_t>(value);
-                link.operStatus = operStatusText(operState.value_or(0));
+                link.operStatus = operStatusOf(operState.value_or(IF_OPER_UNKNOWN));
                 return operState.has_value();
             } else if (type > IFLA_MAX) {
                 ++snapshot_.skipped.unknownAttributes;

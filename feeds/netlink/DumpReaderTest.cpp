@@ -13,6 +13,7 @@ namespace Netlink {
 namespace {
 
 using namespace Messages;
+using Interface::OperStatus;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -33,9 +34,11 @@ TEST_F(DumpReaderTest, ALinkHasIndexNameStateAndWhetherItIsUp) {
     read(message(RTM_NEWLINK, linkInfo(4, 0) + name("eth1") +
                                   attribute(IFLA_OPERSTATE, bytesOf(std::uint8_t{2}))));
 
-    EXPECT_THAT(snapshot.links,
-                ElementsAre(Link{.ifIndex = 3, .name = "eth0", .operStatus = "up", .up = true},
-                            Link{.ifIndex = 4, .name = "eth1", .operStatus = "down", .up = false}));
+    EXPECT_THAT(
+        snapshot.links,
+        ElementsAre(
+            Link{.ifIndex = 3, .name = "eth0", .operStatus = OperStatus::up, .up = true},
+            Link{.ifIndex = 4, .name = "eth1", .operStatus = OperStatus::down, .up = false}));
     EXPECT_EQ(snapshot.skipped, Skipped{});
 }
 
@@ -44,7 +47,7 @@ TEST_F(DumpReaderTest, AnOperationalStateOfALaterKernelIsUnknown) {
                                   attribute(IFLA_OPERSTATE, bytesOf(std::uint8_t{200}))));
 
     ASSERT_EQ(snapshot.links.size(), 1U);
-    EXPECT_EQ(snapshot.links[0].operStatus, "unknown");
+    EXPECT_EQ(snapshot.links[0].operStatus, OperStatus::unknown);
 }
 
 TEST_F(DumpReaderTest, TheLocalAddressOfAPointToPointLinkIsOurs) {

@@ -7,9 +7,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 #include <vector>
 
+#include "Interface/OperStatus.h"
 #include "Nimb/IntfId.h"
 #include "Nimb/IpGenAddrWithMask.h"
 
@@ -18,8 +18,7 @@ namespace Netlink {
 struct Link {
     std::uint32_t ifIndex = 0;
     Nimb::IntfId name;
-    // The operational state of RFC 2863 as operators write it: "up", "down", "dormant" and so on.
-    std::string_view operStatus = "unknown";
+    Interface::OperStatus operStatus = Interface::OperStatus::unknown;
     // Administratively up.
     bool up = false;
 
@@ -51,9 +50,9 @@ struct Skipped {
 };
 
 struct Snapshot {
-    std::vector<Link> links;
-    std::vector<Address> addresses;
-    Skipped skipped;
+    std::vector<Link> links{};
+    std::vector<Address> addresses{};
+    Skipped skipped{};
 };
 
 }  // namespace Netlink

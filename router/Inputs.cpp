@@ -1,0 +1,181 @@
+#include "router/Inputs.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "router/OperationError.h"
+
+namespace Routing {
+
+namespace {
+
+template <class... Args>
+void require(bool holds, fmt::format_string<Args...> format, Args&&... args) {
+    if (!holds) {
+        throw OperationError(fmt::format(format, std::forward<Args>(args)...));
+    }
+}
+
+Zin::Ptr<Ip::VrfIpIntfStatus> ipVrf(Ip::Status const& status, L3::VrfName const& vrf) {
+    auto found = status.vrfIpIntfStatus(vrf);
+    require(bool(found), "VRF '{}' has no IPv4 status", vrf);
+    return found;
+}
+
+Zin::Ptr<Ip6::VrfIp6IntfStatus> ip6Vrf(Ip6::Status const& status, L3::VrfName const& vrf) {
+    auto found = status.vrfIp6IntfStatus(vrf);
+    require(bool(found), "VRF '{}' has no IPv6 status", vrf);
+    return found;
+}
+
+}  // namespace
+
+void checkName(L3::VrfName const& vrf) { require(!vrf.empty(), "the VRF name is empty"); }
+void checkName(Nimb::IntfId const& intf) { require(!intf.empty(), "the interface name is empty"); }
+
+Inputs::Inputs()
+    : ipStatus_(Ip::statusFactory()),
+      ip6Status_(Ip6::statusFactory()),
+      virtualIpStatus_(VirtualIp::virtualIpStatusFactory()),
+      virtualIp6Status_(VirtualIp::virtualIp6StatusFactory()),
+      kniIntfStatusHelper_(Interface::kniIntfStatusHelperFactory()) {}
+
+Zin::Ptr<Ip::IpIntfStatus> Inputs::ipIntf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const {
+    auto found = ipVrf(*ipStatus_, vrf)->ipIntfStatus(intf);
+    require(bool(found), "interface '{}' of VRF '{}' has no IPv4 status", intf, vrf);
+    return found;
+}
+
+Zin::Ptr<Ip6::IntfStatus> Inputs::ip6Intf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const {
+    auto found = ip6Vrf(*ip6Status_, vrf)->intfStatus(intf);
+    require(bool(found), "interface '{}' of VRF '{}' has no IPv6 status", intf, vrf);
+    return found;
+}
+
+void Inputs::ipVrfAdd(L3::VrfName const& vrf) {
+    checkName(vrf);
+    ipStatus_->vrfIpIntfStatusIs(vrf, Ip::vrfIpIntfStatusFactory());
+}
+
+void Inputs::ipVrfDel(L3::VrfName const& vrf) {
+    ipVrf(*ipStatus_, vrf);
+    ipStatus_->vrfIpIntfStatusDel(vrf);
+}
+
+void Inputs::ip6VrfAdd(L3::VrfName const& vrf) {
+    checkName(vrf);
+    ip6Status_->vrfIp6IntfStatusIs(vrf, Ip6::vrfIp6IntfStatusFactory());
+}
+
+void Inputs::ip6VrfDel(L3::VrfName const& vrf) {
+    ip6Vrf(*ip6Status_, vrf);
+    ip6Status_->vrfIp6IntfStatusDel(vrf);
+}
+
+void Inputs::ipIntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf, IpIntf const& addressing) {
+    checkName(intf);
+    auto const status = ipVrf(*ipStatus_, vrf);
+    auto const intfStatus = Ip::ipIntfStatusFactory(intf);
+    intfStatus->activeAddrWithMaskIs(addressing.primary);
+    intfStatus->unnumberedIntfIdIs(addressing.unnumberedSource);
+    for (auto const& addr : addressing.secondary) {
+        intfStatus->secondaryActiveAddrWithMaskIs(addr);
+    }
+    status->ipIntfStatusIs(intfStatus);
+}
+
+void Inputs::ipIntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
+    ipIntf(vrf, intf);
+    ipVrf(*ipStatus_, vrf)->ipIntfStatusDel(intf);
+}
+
+void Inputs::ip6IntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                        std::vector<Ip6IntfAddr> const& addrs) {
+    checkName(intf);
+    auto const status = ip6Vrf(*ip6Status_, vrf);
+    auto const intfStatus = Ip6::intfStatusFactory(intf);
+    for (auto const& [addr, deprecated] : addrs) {
+        intfStatus->addrIs(addr, {.deprecated = deprecated});
+    }
+    status->intfStatusIs(intfStatus);
+}
+
+void Inputs::ip6IntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
+    ip6Intf(vrf, intf);
+    ip6Vrf(*ip6Status_, vrf)->intfStatusDel(intf);
+}
+
+void Inputs::ipPrimaryIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                         Nimb::IpAddrWithMask const& addr) {
+    ipIntf(vrf, intf)->activeAddrWithMaskIs(addr);
+}
+
+void Inputs::ipUnnumberedIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                            Nimb::IntfId const& source) {
+    ipIntf(vrf, intf)->unnumberedIntfIdIs(source);
+}
+
+void Inputs::ipSecondaryAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                            Nimb::IpAddrWithMask const& addr) {
+    ipIntf(vrf, intf)->secondaryActiveAddrWithMaskIs(addr);
+}
+
+void Inputs::ipSecondaryDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                            Nimb::IpAddrWithMask const& addr) {
+    auto const status = ipIntf(vrf, intf);
+    require(status->secondaryActiveAddrWithMaskHas(addr),
+            "interface '{}' of VRF '{}' has no secondary address {}", intf, vrf, addr);
+    status->secondaryActiveAddrWithMaskDel(addr);
+}
+
+void Inputs::ip6AddrSet(L3::VrfName const& vrf, Nimb::IntfId const& intf, Ip6IntfAddr const& addr) {
+    ip6Intf(vrf, intf)->addrIs(addr.addr, {.deprecated = addr.deprecated});
+}
+
+void Inputs::ip6AddrDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                        Nimb::Ip6AddrWithMask const& addr) {
+    auto const status = ip6Intf(vrf, intf);
+    require(status->addrHas(addr), "interface '{}' of VRF '{}' has no address {}", intf, vrf, addr);
+    status->addrDel(addr);
+}
+
+void Inputs::kernelAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                       KernelIntf const& kernelIntf) {
+    checkName(vrf);
+    checkName(intf);
+    kniIntfStatusHelper_->deviceIntfStatusDir(vrf)->deviceIntfStatusIs(
+        Interface::deviceIntfStatusFactory(intf, kernelIntf.deviceName, kernelIntf.ifIndex,
+                                           kernelIntf.operStatus, kernelIntf.active));
+}
+
+void Inputs::kernelDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
+    auto const dir = kniIntfStatusHelper_->deviceIntfStatusDir(vrf);
+    require(dir->deviceIntfStatusHas(intf), "the kernel has no interface '{}' in VRF '{}'", intf,
+            vrf);
+    dir->deviceIntfStatusDel(intf);
+}
+
+void Inputs::vipAdd(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr) {
+    checkName(vrf);
+    virtualIpStatus_->virtualIpIs({vrf, addr});
+}
+
+void Inputs::vipDel(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr) {
+    require(virtualIpStatus_->virtualIpHas({vrf, addr}), "VRF '{}' has no virtual address {}", vrf,
+            addr);
+    virtualIpStatus_->virtualIpDel({vrf, addr});
+}
+
+void Inputs::vip6Add(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr) {
+    checkName(vrf);
+    virtualIp6Status_->virtualIp6Is({vrf, addr});
+}
+
+void Inputs::vip6Del(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr) {
+    require(virtualIp6Status_->virtualIp6Has({vrf, addr}), "VRF '{}' has no virtual address {}",
+            vrf, addr);
+    virtualIp6Status_->virtualIp6Del({vrf, addr});
+}
+
+}  // namespace Routing

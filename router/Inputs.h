@@ -1,0 +1,112 @@
+// The status of one router that its agents publish, and the operations by which a feed changes it:
+// interfaces and addresses per VRF, virtual addresses, and the kernel's interfaces.
+//
+//   in     the operations below; each throws OperationError, with nothing applied, where it names
+//          something that does not exist or gives an empty name
+//   out    the published status, which the library and others observe
+//
+// Setting what is set already changes nothing and tells nobody.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Interface/KniIntfStatusHelper.h"
+#include "Ip/Status.h"
+#include "Ip6/Status.h"
+#include "L3/VrfName.h"
+#include "VirtualIp/VirtualIp6Status.h"
+#include "VirtualIp/VirtualIpStatus.h"
+
+namespace Routing {
+
+// The IPv4 addressing of one interface.
+struct IpIntf {
+    Nimb::IpAddrWithMask primary{};   // 0.0.0.0/0: none
+    Nimb::IntfId unnumberedSource{};  // empty: numbered
+    std::vector<Nimb::IpAddrWithMask> secondary{};
+};
+
+struct Ip6IntfAddr {
+    Nimb::Ip6AddrWithMask addr;
+    bool deprecated = false;
+};
+
+// What the kernel says of one interface.
+struct KernelIntf {
+    std::string deviceName{};
+    std::uint32_t ifIndex = 0;
+    Interface::OperStatus operStatus = Interface::OperStatus::up;
+    bool active = true;
+};
+
+class Inputs {
+public:
+    Inputs();
+
+    // The published status.
+    Zin::Ptr<Ip::Status> const& ipStatus() const { return ipStatus_; }
+    Zin::Ptr<Ip6::Status> const& ip6Status() const { return ip6Status_; }
+    Zin::Ptr<VirtualIp::VirtualIpStatus> const& virtualIpStatus() const { return virtualIpStatus_; }
+    Zin::Ptr<VirtualIp::VirtualIp6Status> const& virtualIp6Status() const {
+        return virtualIp6Status_;
+    }
+    Zin::Ptr<Interface::KniIntfStatusHelper> const& kniIntfStatusHelper() const {
+        return kniIntfStatusHelper_;
+    }
+
+    // A VRF's status for one family. Adding replaces the one that is there by a new, empty one.
+    void ipVrfAdd(L3::VrfName const& vrf);
+    void ipVrfDel(L3::VrfName const& vrf);
+    void ip6VrfAdd(L3::VrfName const& vrf);
+    void ip6VrfDel(L3::VrfName const& vrf);
+
+    // An interface's status for one family. Adding publishes it whole, in place of the one that is
+    // there.
+    void ipIntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf, IpIntf const& addressing);
+    void ipIntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf);
+    void ip6IntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                    std::vector<Ip6IntfAddr> const& addrs);
+    void ip6IntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf);
+
+    // The addresses of an interface that has status.
+    void ipPrimaryIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                     Nimb::IpAddrWithMask const& addr);
+    void ipUnnumberedIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                        Nimb::IntfId const& source);
+    void ipSecondaryAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                        Nimb::IpAddrWithMask const& addr);
+    void ipSecondaryDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                        Nimb::IpAddrWithMask const& addr);
+    void ip6AddrSet(L3::VrfName const& vrf, Nimb::IntfId const& intf, Ip6IntfAddr const& addr);
+    void ip6AddrDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                    Nimb::Ip6AddrWithMask const& addr);
+
+    // The interfaces that exist as devices in the VRF's namespace. Every VRF has such a directory,
+    // also one without status. Adding replaces the one that is there, which is told again.
+    void kernelAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf, KernelIntf const& kernelIntf);
+    void kernelDel(L3::VrfName const& vrf, Nimb::IntfId const& intf);
+
+    // Virtual addresses; of any VRF, also one without status.
+    void vipAdd(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr);
+    void vipDel(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr);
+    void vip6Add(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr);
+    void vip6Del(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr);
+
+private:
+    Zin::Ptr<Ip::IpIntfStatus> ipIntf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
+    Zin::Ptr<Ip6::IntfStatus> ip6Intf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
+
+    Zin::Ptr<Ip::Status> const ipStatus_;
+    Zin::Ptr<Ip6::Status> const ip6Status_;
+    Zin::Ptr<VirtualIp::VirtualIpStatus> const virtualIpStatus_;
+    Zin::Ptr<VirtualIp::VirtualIp6Status> const virtualIp6Status_;
+    Zin::Ptr<Interface::KniIntfStatusHelper> const kniIntfStatusHelper_;
+};
+
+// Throws OperationError if the name is empty.
+void checkName(L3::VrfName const& vrf);
+void checkName(Nimb::IntfId const& intf);
+
+}  // namespace Routing

@@ -1,0 +1,205 @@
+#include "router/Inputs.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "router/OperationError.h"
+
+namespace Routing {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+Nimb::IpAddrWithMask ip(char const* text) { return Nimb::IpAddrWithMask(text); }
+Nimb::Ip6AddrWithMask ip6(char const* text) { return Nimb::Ip6AddrWithMask(text); }
+
+template <class Map>
+std::vector<std::string> keys(Map const& map) {
+    std::vector<std::string> texts;
+    for (auto const& member : map) {
+        texts.push_back(member.key.toStrep());
+    }
+    return texts;
+}
+
+// VRF red with IPv4 and IPv6 status, and interface eth0 in both.
+struct Bench {
+    Bench() {
+        inputs.ipVrfAdd("red");
+        inputs.ip6VrfAdd("red");
+        inputs.ipIntfAdd("red", "eth0", {});
+        inputs.ip6IntfAdd("red", "eth0", {});
+    }
+
+    Zin::Ptr<Ip::IpIntfStatus> eth0() const {
+        return inputs.ipStatus()->vrfIpIntfStatus("red")->ipIntfStatus("eth0");
+    }
+    Zin::Ptr<Ip6::IntfStatus> eth0Ip6() const {
+        return inputs.ip6Status()->vrfIp6IntfStatus("red")->intfStatus("eth0");
+    }
+
+    Inputs inputs;
+};
+
+void expectRefusal(std::function<void()> const& operation, char const* why) {
+    try {
+        operation();
+        ADD_FAILURE() << "not refused: " << why;
+    } catch (OperationError const& error) {
+        EXPECT_THAT(error.what(), HasSubstr(why));
+    }
+}
+
+TEST(Inputs, AnIp4InterfaceIsPublishedWhole) {
+    Bench bench;
+    bench.inputs.ipIntfAdd("red", "eth1",
+                           {.primary = ip("10.0.0.1/24"),
+                            .unnumberedSource = "lo",
+                            .secondary = {ip("10.0.1.1/24"), ip("10.0.0.2/24")}});
+
+    auto const status = bench.inputs.ipStatus()->vrfIpIntfStatus("red")->ipIntfStatus("eth1");
+    EXPECT_EQ(status->activeAddrWithMask(), ip("10.0.0.1/24"));
+    EXPECT_EQ(status->unnumberedIntfId(), Nimb::IntfId("lo"));
+    EXPECT_THAT(keys(status->secondaryActiveAddrWithMask()),
+                ElementsAre("10.0.0.2/24", "10.0.1.1/24"));
+}
+
+TEST(Inputs, AddingAnInterfaceAgainReplacesIt) {
+    Bench bench;
+    bench.inputs.ipIntfAdd("red", "eth0", {.primary = ip("10.0.0.1/24")});
+    bench.inputs.ipIntfAdd("red", "eth0", {.secondary = {ip("10.0.0.2/24")}});
+    bench.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::1/64")}});
+    bench.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::2/64"), .deprecated = true}});
+
+    EXPECT_EQ(bench.eth0()->activeAddrWithMask(), ip("0.0.0.0/0"));
+    EXPECT_THAT(keys(bench.eth0Ip6()->addr()), ElementsAre("2001:db8::2/64"));
+    EXPECT_TRUE(bench.eth0Ip6()->addr(ip6("2001:db8::2/64")).deprecated);
+}
+
+TEST(Inputs, AddressesOfAnInterfaceComeAndGo) {
+    Bench bench;
+    bench.inputs.ipPrimaryIs("red", "eth0", ip("10.0.0.1/24"));
+    bench.inputs.ipUnnumberedIs("red", "eth0", "lo");
+    bench.inputs.ipSecondaryAdd("red", "eth0", ip("10.0.1.1/24"));
+    bench.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64")});
+    bench.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64"), .deprecated = true});
+
+    EXPECT_EQ(bench.eth0()->activeAddrWithMask(), ip("10.0.0.1/24"));
+    EXPECT_EQ(bench.eth0()->unnumberedIntfId(), Nimb::IntfId("lo"));
+    EXPECT_TRUE(bench.eth0()->secondaryActiveAddrWithMaskHas(ip("10.0.1.1/24")));
+    EXPECT_TRUE(bench.eth0Ip6()->addr(ip6("2001:db8::1/64")).deprecated);
+
+    bench.inputs.ipSecondaryDel("red", "eth0", ip("10.0.1.1/24"));
+    bench.inputs.ip6AddrDel("red", "eth0", ip6("2001:db8::1/64"));
+
+    EXPECT_THAT(keys(bench.eth0()->secondaryActiveAddrWithMask()), IsEmpty());
+    EXPECT_THAT(keys(bench.eth0Ip6()->addr()), IsEmpty());
+}
+
+TEST(Inputs, StatusGoesWithItsInterfaceAndVrf) {
+    Bench bench;
+    bench.inputs.ipIntfDel("red", "eth0");
+    bench.inputs.ip6IntfDel("red", "eth0");
+    EXPECT_FALSE(bench.eth0());
+    EXPECT_FALSE(bench.eth0Ip6());
+
+    bench.inputs.ipVrfDel("red");
+    bench.inputs.ip6VrfDel("red");
+    EXPECT_FALSE(bench.inputs.ipStatus()->vrfIpIntfStatusHas("red"));
+    EXPECT_FALSE(bench.inputs.ip6Status()->vrfIp6IntfStatusHas("red"));
+}
+
+TEST(Inputs, AddingAVrfAgainEmptiesIt) {
+    Bench bench;
+    bench.inputs.ipVrfAdd("red");
+    bench.inputs.ip6VrfAdd("red");
+
+    EXPECT_FALSE(bench.eth0());
+    EXPECT_FALSE(bench.eth0Ip6());
+}
+
+TEST(Inputs, KernelInterfacesAndVirtualAddressesNeedNoVrfStatus) {
+    Inputs inputs;
+    inputs.kernelAdd("blue", "eth9", {.deviceName = "et9", .ifIndex = 9, .active = false});
+    inputs.vipAdd("blue", ip("10.0.0.1/24"));
+    inputs.vip6Add("blue", Nimb::Ip6Addr("2001:db8::1"));
+
+    auto const dir = inputs.kniIntfStatusHelper()->deviceIntfStatusDir("blue");
+    ASSERT_TRUE(dir->deviceIntfStatusHas("eth9"));
+    EXPECT_EQ(dir->deviceIntfStatus("eth9")->deviceName(), "et9");
+    EXPECT_EQ(dir->deviceIntfStatus("eth9")->ifIndex(), 9U);
+    EXPECT_EQ(inputs.virtualIpStatus()->virtualIp().size(), 1U);
+    EXPECT_EQ(inputs.virtualIp6Status()->virtualIp6().size(), 1U);
+
+    inputs.kernelDel("blue", "eth9");
+    inputs.vipDel("blue", ip("10.0.0.1/24"));
+    inputs.vip6Del("blue", Nimb::Ip6Addr("2001:db8::1"));
+
+    EXPECT_FALSE(dir->deviceIntfStatusHas("eth9"));
+    EXPECT_TRUE(inputs.virtualIpStatus()->virtualIp().empty());
+    EXPECT_TRUE(inputs.virtualIp6Status()->virtualIp6().empty());
+}
+
+TEST(Inputs, WhatDoesNotExistIsRefusedByName) {
+    Bench bench;
+    auto& inputs = bench.inputs;
+    auto const addr = ip("10.0.0.1/24");
+    auto const addr6 = ip6("2001:db8::1/64");
+
+    char const* const noVrf = "VRF 'blue' has no IPv4 status";
+    expectRefusal([&] { inputs.ipVrfDel("blue"); }, noVrf);
+    expectRefusal([&] { inputs.ipIntfAdd("blue", "eth0", {}); }, noVrf);
+    expectRefusal([&] { inputs.ipIntfDel("blue", "eth0"); }, noVrf);
+    expectRefusal([&] { inputs.ipPrimaryIs("blue", "eth0", addr); }, noVrf);
+
+    char const* const noVrf6 = "VRF 'blue' has no IPv6 status";
+    expectRefusal([&] { inputs.ip6VrfDel("blue"); }, noVrf6);
+    expectRefusal([&] { inputs.ip6IntfAdd("blue", "eth0", {}); }, noVrf6);
+    expectRefusal([&] { inputs.ip6IntfDel("blue", "eth0"); }, noVrf6);
+
+    char const* const noIntf = "interface 'eth7' of VRF 'red' has no IPv4 status";
+    expectRefusal([&] { inputs.ipIntfDel("red", "eth7"); }, noIntf);
+    expectRefusal([&] { inputs.ipPrimaryIs("red", "eth7", addr); }, noIntf);
+    expectRefusal([&] { inputs.ipUnnumberedIs("red", "eth7", "lo"); }, noIntf);
+    expectRefusal([&] { inputs.ipSecondaryAdd("red", "eth7", addr); }, noIntf);
+    expectRefusal([&] { inputs.ipSecondaryDel("red", "eth7", addr); }, noIntf);
+
+    char const* const noIntf6 = "interface 'eth7' of VRF 'red' has no IPv6 status";
+    expectRefusal([&] { inputs.ip6IntfDel("red", "eth7"); }, noIntf6);
+    expectRefusal([&] { inputs.ip6AddrSet("red", "eth7", {.addr = addr6}); }, noIntf6);
+    expectRefusal([&] { inputs.ip6AddrDel("red", "eth7", addr6); }, noIntf6);
+
+    expectRefusal([&] { inputs.ipSecondaryDel("red", "eth0", addr); },
+                  "interface 'eth0' of VRF 'red' has no secondary address 10.0.0.1/24");
+    expectRefusal([&] { inputs.ip6AddrDel("red", "eth0", addr6); },
+                  "interface 'eth0' of VRF 'red' has no address 2001:db8::1/64");
+    expectRefusal([&] { inputs.kernelDel("red", "eth0"); },
+                  "the kernel has no interface 'eth0' in VRF 'red'");
+    expectRefusal([&] { inputs.vipDel("red", addr); },
+                  "VRF 'red' has no virtual address 10.0.0.1/24");
+    expectRefusal([&] { inputs.vip6Del("red", addr6.address()); },
+                  "VRF 'red' has no virtual address 2001:db8::1");
+}
+
+TEST(Inputs, EmptyNamesAreRefused) {
+    Bench bench;
+    auto& inputs = bench.inputs;
+
+    expectRefusal([&] { inputs.ipVrfAdd(""); }, "the VRF name is empty");
+    expectRefusal([&] { inputs.ip6VrfAdd(""); }, "the VRF name is empty");
+    expectRefusal([&] { inputs.kernelAdd("", "eth0", {}); }, "the VRF name is empty");
+    expectRefusal([&] { inputs.vipAdd("", ip("10.0.0.1/24")); }, "the VRF name is empty");
+    expectRefusal([&] { inputs.vip6Add("", {}); }, "the VRF name is empty");
+    expectRefusal([&] { inputs.ipIntfAdd("red", "", {}); }, "the interface name is empty");
+    expectRefusal([&] { inputs.ip6IntfAdd("red", "", {}); }, "the interface name is empty");
+    expectRefusal([&] { inputs.kernelAdd("red", "", {}); }, "the interface name is empty");
+}
+
+}  // namespace
+}  // namespace Routing
