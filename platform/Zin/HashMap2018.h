@@ -8,20 +8,20 @@
 // - A value is out of the map before it is destroyed, and the map is whole by then: the destruction
 //   may look into the map, change it or destroy it. Destroying values is a turn.
 // - What throws (memory, copying a key, making a value) leaves the map as it was. Making a value
-//   must not change the map.
-// - An empty map that never had a member owns no memory; a map that becomes empty gives back all
-//   but its smallest allocation.
+//   must not change the map; hashing and comparing keys must not throw.
+// - A map without members since it was made, cleared or emptied of more than a few owns no memory.
 //
-//   index   [ hash | slot ] [  empty  ] [ hash | slot ] ...       power of two words, linear
-//   probing
-//                  |                           |
-//   nodes   { previous, next, key, value } ...                    chunks that never move
+//   index     [ 12 x tag, 12 x slot ] [ 12 x tag, 12 x slot ] ...   buckets of one cache line each
+//                          |
+//   chunks    { key, value } ...  { previous, next } ...            members and links; never move
 //
-// An index word carries the whole 32-bit hash, so only the member that is looked for is touched,
-// and neither growth nor removal (which shifts words back, leaving no tombstones) touches members.
-// Words stand in the order of their hashes' upper bits, which makes growth one forward sweep.
+// A key's home is the bucket that the upper bits of its hash name; what finds its home full stands
+// in the next bucket that is not (see Zin/HashBucket.h). A look-up touches one bucket and the
+// member that it is for, as a rule. The links, which order the members, stand apart so that a
+// removal, which changes those of both neighbours, touches few cache lines.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -33,6 +33,7 @@
 #include <utility>
 
 #include "Zin/Drop.h"
+#include "Zin/HashBucket.h"
 #include "Zin/MapMember.h"
 #include "Zin/Turn.h"
 #include "Zin/Walk.h"
@@ -70,46 +71,45 @@ public:
         while (!empty()) {  // again if a dying value has inserted another
             clear();
         }
-        release(store_);
+        store_.release();
     }
 
     std::uint32_t size() const noexcept { return store_.size; }
     bool empty() const noexcept { return store_.size == 0; }
-    bool contains(Key const& key) const { return probe(key).node != nullptr; }
+    bool contains(Key const& key) const { return probe(key).member != nullptr; }
 
     // The value under the key, null if there is none.
-    ValueOrNone* find(Key const& key) requires hasValues { return valueOf(probe(key).node); }
-    ValueOrNone const* find(Key const& key) const requires hasValues {
-        return valueOf(probe(key).node);
-    }
+    ValueOrNone* find(Key const& key) requires hasValues { return valueOf(probe(key)); }
+    ValueOrNone const* find(Key const& key) const requires hasValues { return valueOf(probe(key)); }
 
     // Unless there is a member under the key, makes one of Value(args...).
     template <class... Args>
     Emplaced emplace(Key const& key, Args&&... args) requires hasValues {
         Probe const probed = probe(key);
-        Node* const node =
-            probed.node != nullptr ? probed.node : add(probed, key, std::forward<Args>(args)...);
-        return {node->member.value, probed.node == nullptr};
+        if (probed.member != nullptr) {
+            return {probed.member->value, false};
+        }
+        return {add(probed.hash, key, std::forward<Args>(args)...).value, true};
     }
 
     // Whether the key was new, and now is not.
     bool insert(Key const& key) requires(!hasValues) {
         Probe const probed = probe(key);
-        if (probed.node != nullptr) {
+        if (probed.member != nullptr) {
             return false;
         }
-        add(probed, key);
+        add(probed.hash, key);
         return true;
     }
 
     // Whether the key was new; if not, its former value goes.
     bool insertOrAssign(Key const& key, ValueOrNone value) requires hasValues {
         Probe const probed = probe(key);
-        if (probed.node == nullptr) {
-            add(probed, key, std::move(value));
+        if (probed.member == nullptr) {
+            add(probed.hash, key, std::move(value));
             return true;
         }
-        std::swap(probed.node->member.value, value);
+        std::swap(probed.member->value, value);
         drop(std::move(value));
         return false;
     }
@@ -117,11 +117,11 @@ public:
     // Whether there was a member under the key.
     bool erase(Key const& key) {
         Probe const probed = probe(key);
-        if (probed.node == nullptr) {
+        if (probed.member == nullptr) {
             return false;
         }
         if constexpr (hasValues) {
-            Value last(std::move(probed.node->member.value));
+            Value last(std::move(probed.member->value));
             remove(probed);
             drop(std::move(last));
         } else {
@@ -132,14 +132,14 @@ public:
 
     // Erases the member that the walk stands on; as every other walk that stands there it then is
     // in the gap, and goes on to the member that followed.
-    void erase(Iterator const& walk) { erase(walk.position()->member.key); }
+    void erase(Iterator const& walk) { erase(memberAt(walk.position()).key); }
 
     // Moves the value under the key out of the map; Value() if there is none.
     ValueOrNone take(Key const& key) requires hasValues {
         ValueOrNone taken{};
         Probe const probed = probe(key);
-        if (probed.node != nullptr) {
-            taken = std::move(probed.node->member.value);
+        if (probed.member != nullptr) {
+            taken = std::move(probed.member->value);
             remove(probed);
         }
         return taken;
@@ -147,239 +147,248 @@ public:
 
     // The map is empty before the first value goes; values go in the order of their insertion.
     void clear() {
-        Store gone = std::exchange(store_, Store{});
-        walks_.handleAllGone(nullptr);
+        Store const gone = std::exchange(store_, Store{});
+        walks_.handleAllGone(nowhere());
+        Turn turn;
         if constexpr (!std::is_trivially_destructible_v<Member>) {
-            Turn turn;
-            Node* node = gone.first();
-            while (node != nullptr) {
-                turn.run([node] { std::destroy_at(&node->member); });
-                node = gone.node(node->next);
+            for (Slot slot = gone.first; slot != 0; slot = gone.links(slot).next) {
+                turn.run([&gone, slot] { std::destroy_at(&gone.member(slot)); });
             }
-            release(gone);
-        } else {
-            release(gone);
         }
+        gone.release();
     }
 
-    Iterator begin() { return Iterator(*this, store_.first()); }
-    ConstIterator begin() const { return ConstIterator(*this, store_.first()); }
+    Iterator begin() { return Iterator(*this, store_.first); }
+    ConstIterator begin() const { return ConstIterator(*this, store_.first); }
     static std::default_sentinel_t end() { return std::default_sentinel; }
     // A walk that starts at the key; at its end if there is no such member.
-    Iterator from(Key const& key) { return Iterator(*this, probe(key).node); }
-    ConstIterator from(Key const& key) const { return ConstIterator(*this, probe(key).node); }
+    Iterator from(Key const& key) { return Iterator(*this, slotOf(probe(key))); }
+    ConstIterator from(Key const& key) const { return ConstIterator(*this, slotOf(probe(key))); }
 
 private:
     template <class>
     friend class Zin::Walk;
 
-    struct Node {
-        Node() {}   // NOLINT: the member is made and destroyed by the map
-        ~Node() {}  // NOLINT
-        // Slots; 0 for none. `next` also threads the free nodes.
-        std::uint32_t previous;
-        std::uint32_t next;
-        union {
-            Member member;
-        };
-    };
-    using Word = std::uint64_t;
-    using Position = Node*;
+    // The number of a member's place in the chunks; 0 for none.
+    using Slot = std::uint32_t;
+    using Position = Slot;
 
-    // Where a key is, or where it would be: `at` is the index position, node null if absent.
+    struct Links {
+        Slot previous;
+        Slot next;  // threads the free slots, too
+    };
+
+    // Where a key is; member is null if it is absent, and then only the hash counts.
     struct Probe {
-        Node* node;
-        std::uint32_t at;
+        Member* member;
+        HashBucket* bucket;
+        unsigned place;
         std::uint32_t hash;
     };
 
-    // Slots name nodes in 32 bits. Chunk c holds those from 4 << c on; each growth adds the chunk
-    // that fills the doubled index to three quarters, so running out of slots is the one reason to
-    // grow. The chunks' addresses stand in front of the index, each less what its first slot's
-    // number makes of it, so that a slot is found by one load.
+    // A chunk's addresses, less what the number of its first slot adds to them: adding a slot's
+    // number leads to its member and to its links.
+    struct Chunk {
+        std::uintptr_t members;
+        std::uintptr_t links;
+    };
+
+    // All memory of a map. Each growth adds a chunk that fills the index, which is doubled from the
+    // fourth chunk on, to ten of twelve; running out of slots is the one reason to grow. Chunk c
+    // holds slots from 2 << c on. The table of the chunks follows the buckets.
     struct Store {
-        static constexpr unsigned firstBits = 2;
+        static constexpr std::align_val_t indexAlignment{alignof(HashBucket)};
+        static constexpr std::align_val_t chunkAlignment{
+            std::max(alignof(Member), alignof(std::max_align_t))};
+        static constexpr unsigned maxChunks = 30;
 
-        Word* index = &noWords;
-        std::uint32_t mask = 0;
-        std::uint32_t shift = 32;  // hash >> shift is its home in the index
+        HashBucket* buckets = &noBucket;
+        Chunk* chunkTable = nullptr;
+        std::uint32_t mask = 0;    // number of buckets less one
+        std::uint32_t shift = 32;  // hash >> shift is its home
+        std::uint32_t chunks = 0;
         std::uint32_t size = 0;
-        std::uint32_t firstSlot = 0;
-        std::uint32_t lastSlot = 0;
-        std::uint32_t freeSlot = 0;   // nodes that were used and are free again
-        std::uint32_t freshSlot = 0;  // nodes of the last chunk that were never used
-        std::uint32_t freshEnd = 0;
+        Slot first = 0;
+        Slot last = 0;
+        Slot free = 0;   // used before, and free again
+        Slot fresh = 0;  // of the last chunk, not used yet
+        Slot freshEnd = 0;
 
-        static std::uint32_t chunkBase(unsigned chunk) { return 1u << (chunk + firstBits); }
+        static Slot chunkBase(unsigned chunk) { return 2u << chunk; }
         static std::uint32_t chunkSize(unsigned chunk) {
-            return chunk == 0 ? 3u : 3u << (chunk - 1);
+            return chunk < 2 ? 2u + chunk : 5u << (chunk - 2);
         }
-        unsigned chunks() const { return shift == 32 ? 0u : 32u - shift - firstBits + 1u; }
-        Word& chunkWord(unsigned chunk) const { return *(index - 1 - chunk); }
-
-        Node* node(std::uint32_t slot) const {
-            if (slot == 0) {
-                return nullptr;
-            }
-            return nodeAt(slot);
+        Chunk const& chunkOf(Slot slot) const { return chunkTable[std::bit_width(slot) - 2]; }
+        Member& member(Slot slot) const {
+            return *reinterpret_cast<Member*>(chunkOf(slot).members +
+                                              std::uintptr_t{slot} * sizeof(Member));
         }
-        Node* nodeAt(std::uint32_t slot) const {
-            auto const chunk = static_cast<unsigned>(std::bit_width(slot)) - firstBits - 1;
-            return reinterpret_cast<Node*>(
-                static_cast<std::uintptr_t>(chunkWord(chunk) + Word{slot} * sizeof(Node)));
+        Links& links(Slot slot) const {
+            return *reinterpret_cast<Links*>(chunkOf(slot).links +
+                                             std::uintptr_t{slot} * sizeof(Links));
         }
-        Node* first() const { return node(firstSlot); }
         std::uint32_t home(std::uint32_t hash) const {
             return static_cast<std::uint32_t>(std::uint64_t{hash} >> shift);
+        }
+        std::uint32_t after(std::uint32_t bucket) const { return (bucket + 1) & mask; }
+
+        // Gives the slot the first empty place from the home of its hash on.
+        void enter(std::uint32_t hash, Slot slot) const {
+            std::uint32_t at = home(hash);
+            unsigned empties = buckets[at].empties();
+            while (empties == 0) {
+                ++buckets[at].passed;
+                at = after(at);
+                empties = buckets[at].empties();
+            }
+            auto const place = std::countr_zero(empties);
+            buckets[at].tag[place] = HashBucket::tagOf(hash);
+            buckets[at].slot[place] = slot;
+        }
+
+        void leave(Probe const& probed) const {
+            for (std::uint32_t at = home(probed.hash); &buckets[at] != probed.bucket;
+                 at = after(at)) {
+                --buckets[at].passed;
+            }
+            probed.bucket->tag[probed.place] = 0;
+        }
+
+        // The same members with a fresh index and one more chunk.
+        template <class Hasher>
+        Store grown(Hasher const& hash) const {
+            if (chunks == maxChunks) {
+                throw std::length_error("Zin::HashMap2018 is full");
+            }
+            Store that = *this;
+            that.allocate();
+            for (Slot slot = first; slot != 0; slot = links(slot).next) {
+                that.enter(hash(member(slot).key), slot);
+            }
+            return that;
+        }
+
+        void allocate() {
+            std::size_t const bucketsThen = std::size_t{1} << (chunks < 3 ? 0 : chunks - 2);
+            std::size_t const slots = chunkSize(chunks);
+            std::size_t const linksSize =
+                (slots * sizeof(Links) + alignof(Member) - 1) / alignof(Member) * alignof(Member);
+            void* const chunk = ::operator new(linksSize + slots * sizeof(Member), chunkAlignment);
+            void* index = nullptr;
+            try {
+                index =
+                    ::operator new(bucketsThen * sizeof(HashBucket) + (chunks + 1) * sizeof(Chunk),
+                                   indexAlignment);
+            } catch (...) {
+                ::operator delete(chunk, chunkAlignment);
+                throw;
+            }
+            fresh = chunkBase(chunks);
+            freshEnd = fresh + chunkSize(chunks);
+            buckets = static_cast<HashBucket*>(index);
+            std::uninitialized_value_construct_n(buckets, bucketsThen);
+            auto* const table = reinterpret_cast<Chunk*>(buckets + bucketsThen);
+            std::uninitialized_copy_n(chunkTable, chunks, table);
+            auto const address = reinterpret_cast<std::uintptr_t>(chunk);
+            std::construct_at(table + chunks,
+                              Chunk{address + linksSize - std::uintptr_t{fresh} * sizeof(Member),
+                                    address - std::uintptr_t{fresh} * sizeof(Links)});
+            chunkTable = table;
+            mask = static_cast<std::uint32_t>(bucketsThen - 1);
+            shift = 32 - static_cast<std::uint32_t>(std::countr_zero(bucketsThen));
+            ++chunks;
+        }
+
+        void releaseIndex() const {
+            if (chunks > 0) {
+                ::operator delete(buckets, indexAlignment);
+            }
+        }
+        void release() const {
+            for (unsigned chunk = 0; chunk < chunks; ++chunk) {
+                ::operator delete(&links(chunkBase(chunk)), chunkAlignment);
+            }
+            releaseIndex();
         }
     };
 
     // The index of all maps without memory: nothing is in it, and nothing is ever put there.
-    static inline constinit Word noWords = 0;
-
-    static std::uint32_t hashIn(Word word) { return static_cast<std::uint32_t>(word >> 32); }
-    static std::uint32_t slotIn(Word word) { return static_cast<std::uint32_t>(word); }
+    static inline constinit HashBucket noBucket{};
 
     // For Walk.
-    static Position nowhere() { return nullptr; }
-    Position after(Position at) const {
-        return store_.node(at == nullptr ? store_.firstSlot : at->next);
-    }
-    static Member& memberAt(Position at) { return at->member; }
+    static Position nowhere() { return 0; }
+    Position after(Position at) const { return at == 0 ? store_.first : store_.links(at).next; }
+    Member& memberAt(Position at) const { return store_.member(at); }
 
-    static ValueOrNone* valueOf(Node* node) {
-        return node == nullptr ? nullptr : &node->member.value;
+    static ValueOrNone* valueOf(Probe const& probed) {
+        return probed.member == nullptr ? nullptr : &probed.member->value;
+    }
+    static Slot slotOf(Probe const& probed) {
+        return probed.member == nullptr ? 0 : probed.bucket->slot[probed.place];
     }
 
     Probe probe(Key const& key) const {
         std::uint32_t const hash = hash_(key);
-        std::uint32_t at = store_.home(hash);
-        while (true) {
-            Word const word = store_.index[at];
-            if (word == 0) {
-                return {nullptr, at, hash};
-            }
-            if (hashIn(word) == hash) {
-                Node* const node = store_.nodeAt(slotIn(word));
-                if (node->member.key == key) {
-                    return {node, at, hash};
+        std::uint8_t const tag = HashBucket::tagOf(hash);
+        std::uint32_t const home = store_.home(hash);
+        std::uint32_t at = home;
+        do {
+            HashBucket& bucket = store_.buckets[at];
+            for (unsigned left = bucket.match(tag); left != 0; left &= left - 1) {
+                auto const place = static_cast<unsigned>(std::countr_zero(left));
+                Member& member = store_.member(bucket.slot[place]);
+                if (member.key == key) {
+                    return {&member, &bucket, place, hash};
                 }
             }
-            at = (at + 1) & store_.mask;
-        }
+            if (bucket.passed == 0) {
+                break;
+            }
+            at = store_.after(at);
+        } while (at != home);
+        return {nullptr, nullptr, 0, hash};
     }
 
     template <class... Args>
-    Node* add(Probe probed, Key const& key, Args&&... args) {
-        if (store_.freeSlot == 0 && store_.freshSlot == store_.freshEnd) {
-            grow();
-            probed.at = emptyFrom(store_, store_.home(probed.hash));
+    Member& add(std::uint32_t hash, Key const& key, Args&&... args) {
+        if (store_.free == 0 && store_.fresh == store_.freshEnd) {
+            Store const grown = store_.grown(hash_);
+            store_.releaseIndex();
+            store_ = grown;
         }
-        bool const fresh = store_.freeSlot == 0;
-        std::uint32_t const slot = fresh ? store_.freshSlot : store_.freeSlot;
-        Node* const node = store_.nodeAt(slot);
-        if (fresh) {
-            std::construct_at(node);
-        }
-        std::construct_at(&node->member, key, std::forward<Args>(args)...);
+        bool const fresh = store_.free == 0;
+        Slot const slot = fresh ? store_.fresh : store_.free;
+        Member* const member =
+            std::construct_at(&store_.member(slot), key, std::forward<Args>(args)...);
 
         // Nothing throws from here on.
+        Links& links = store_.links(slot);
         if (fresh) {
-            ++store_.freshSlot;
+            std::construct_at(&links);
+            ++store_.fresh;
         } else {
-            store_.freeSlot = node->next;
+            store_.free = links.next;
         }
-        store_.index[probed.at] = Word{probed.hash} << 32 | slot;
-        node->previous = store_.lastSlot;
-        node->next = 0;
-        (store_.lastSlot == 0 ? store_.firstSlot : store_.nodeAt(store_.lastSlot)->next) = slot;
-        store_.lastSlot = slot;
+        links = {store_.last, 0};
+        (store_.last == 0 ? store_.first : store_.links(store_.last).next) = slot;
+        store_.last = slot;
+        store_.enter(hash, slot);
         ++store_.size;
-        return node;
+        return *member;
     }
 
-    void remove(Probe probed) {
-        Node* const node = probed.node;
-        std::uint32_t const slot = slotIn(store_.index[probed.at]);
-        removeWord(probed.at);
-        walks_.handleGone(node, store_.node(node->previous));
-        (node->previous == 0 ? store_.firstSlot : store_.nodeAt(node->previous)->next) = node->next;
-        (node->next == 0 ? store_.lastSlot : store_.nodeAt(node->next)->previous) = node->previous;
-        std::destroy_at(&node->member);
-        node->next = store_.freeSlot;
-        store_.freeSlot = slot;
-        if (--store_.size == 0 && store_.chunks() > 1) {
-            release(store_);
-            store_ = Store{};
-        }
-    }
-
-    // Moves back what stands behind the hole and would rather stand in it.
-    void removeWord(std::uint32_t hole) {
-        std::uint32_t at = hole;
-        while (true) {
-            at = (at + 1) & store_.mask;
-            Word const word = store_.index[at];
-            if (word == 0) {
-                break;
-            }
-            std::uint32_t const home = store_.home(hashIn(word));
-            if (((at - home) & store_.mask) >= ((at - hole) & store_.mask)) {
-                store_.index[hole] = word;
-                hole = at;
-            }
-        }
-        store_.index[hole] = 0;
-    }
-
-    static std::uint32_t emptyFrom(Store const& store, std::uint32_t at) {
-        while (store.index[at] != 0) {
-            at = (at + 1) & store.mask;
-        }
-        return at;
-    }
-
-    // Doubles the index and adds the chunk that goes with it.
-    void grow() {
-        unsigned const chunk = store_.chunks();
-        unsigned const bits = chunk + Store::firstBits;
-        if (bits > 31) {
-            throw std::length_error("Zin::HashMap2018 is full");
-        }
-        std::size_t const words = std::size_t{1} << bits;
-        auto block = std::make_unique<Word[]>(chunk + 1 + words);  // all zero
-        Node* const nodes = std::allocator<Node>().allocate(Store::chunkSize(chunk));
-
-        Store grown = store_;
-        grown.index = block.release() + chunk + 1;
-        grown.mask = static_cast<std::uint32_t>(words - 1);
-        grown.shift = 32 - bits;
-        grown.freshSlot = Store::chunkBase(chunk);
-        grown.freshEnd = grown.freshSlot + Store::chunkSize(chunk);
-        for (unsigned old = 0; old < chunk; ++old) {
-            grown.chunkWord(old) = store_.chunkWord(old);
-        }
-        grown.chunkWord(chunk) =
-            reinterpret_cast<std::uintptr_t>(nodes) - Word{grown.freshSlot} * sizeof(Node);
-        for (std::size_t at = 0; chunk > 0 && at <= store_.mask; ++at) {
-            if (Word const word = store_.index[at]; word != 0) {
-                grown.index[emptyFrom(grown, grown.home(hashIn(word)))] = word;
-            }
-        }
-        if (chunk > 0) {
-            delete[](store_.index - chunk);
-        }
-        store_ = grown;
-    }
-
-    static void release(Store const& store) {
-        unsigned const chunks = store.chunks();
-        for (unsigned chunk = 0; chunk < chunks; ++chunk) {
-            std::allocator<Node>().deallocate(store.nodeAt(Store::chunkBase(chunk)),
-                                              Store::chunkSize(chunk));
-        }
-        if (chunks > 0) {
-            delete[](store.index - chunks);
+    void remove(Probe const& probed) {
+        Slot const slot = slotOf(probed);
+        Links& links = store_.links(slot);
+        walks_.handleGone(slot, links.previous);
+        store_.leave(probed);
+        (links.previous == 0 ? store_.first : store_.links(links.previous).next) = links.next;
+        (links.next == 0 ? store_.last : store_.links(links.next).previous) = links.previous;
+        std::destroy_at(probed.member);
+        links.next = store_.free;
+        store_.free = slot;
+        if (--store_.size == 0 && store_.chunks > 3) {
+            std::exchange(store_, Store{}).release();
         }
     }
 

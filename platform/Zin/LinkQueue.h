@@ -62,7 +62,7 @@ public:
         if (index >= size()) {
             return false;
         }
-        std::swap(*at(index), member);
+        std::swap(memberAt(at(index)), member);
         drop(std::move(member));
         return true;
     }
@@ -92,7 +92,7 @@ public:
     }
 
     Iterator begin() { return Iterator(*this, list_.begin()); }
-    ConstIterator begin() const { return ConstIterator(*this, mutableList().begin()); }
+    ConstIterator begin() const { return ConstIterator(*this, list_.begin()); }
     static std::default_sentinel_t end() { return std::default_sentinel; }
 
 private:
@@ -100,26 +100,23 @@ private:
     friend class Zin::Walk;
 
     using List = std::list<T>;
-    using Position = typename List::iterator;
+    using Position = typename List::const_iterator;
 
     // For Walk, which hands out members as const as the queue that it walks.
-    List& mutableList() const { return const_cast<List&>(list_); }
-    Position nowhere() const { return mutableList().end(); }
-    Position after(Position at) const {
-        return at == nowhere() ? mutableList().begin() : std::next(at);
-    }
-    static T& memberAt(Position at) { return *at; }
+    Position nowhere() const { return list_.end(); }
+    Position after(Position at) const { return at == list_.end() ? list_.begin() : std::next(at); }
+    static T& memberAt(Position at) { return const_cast<T&>(*at); }
 
     Position at(std::uint32_t index) { return std::next(list_.begin(), index); }
 
     void eraseAt(Position at) {
-        T last(std::move(*at));
+        T last(std::move(memberAt(at)));
         remove(at);
         drop(std::move(last));
     }
 
     void remove(Position at) {
-        walks_.handleGone(at, at == list_.begin() ? nowhere() : std::prev(at));
+        walks_.handleGone(at, at == list_.begin() ? list_.end() : std::prev(at));
         list_.erase(at);
     }
 
