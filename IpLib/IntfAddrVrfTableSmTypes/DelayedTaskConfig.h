@@ -2,6 +2,8 @@
 // alike in shape and differ in name alone.
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -31,6 +33,14 @@ struct DeferredIntfAddTask {
 };
 using IntfCleanupSmConfig = DelayedTaskConfig<IntfCleanupTask>;
 using DeferredIntfAddSmConfig = DelayedTaskConfig<DeferredIntfAddTask>;
+
+// The delay in whole seconds, as dumps show it: cut, and 0 or the greatest number where it is out
+// of range.
+template <class Task>
+std::uint32_t wholeSeconds(DelayedTaskConfig<Task> const& config) {
+    constexpr Zin::Seconds most = 4294967295.0;
+    return config.delay > 0.0 ? static_cast<std::uint32_t>(std::min(config.delay, most)) : 0;
+}
 
 // "Value('NAME', ** {'delay': SECONDS, 'taskPriority': PRIORITY})", the one form that is read back
 // and written to streams. Reading throws Zin::ParseError, which names the attribute.

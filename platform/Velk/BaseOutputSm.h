@@ -9,9 +9,9 @@ namespace Velk {
 
 class BaseOutputSm : public Zin::Entity {
 public:
-    // Writes the machine's state, each line indented by at least `indent` columns.
-    virtual void dumpState(Zin::Ptr<DumpContext const> const& context,
-                           std::uint32_t indent) const = 0;
+    // Writes the machine's state, each line indented by at least `indent` columns; nothing where a
+    // machine has none to show.
+    virtual void dumpState(Zin::Ptr<DumpContext const> const&, std::uint32_t /*indent*/) const {}
 };
 
 }  // namespace Velk

@@ -37,8 +37,8 @@ Zin::Seconds TimerTask::expiryAfter(Zin::Seconds delay) const {
 }
 
 void TimerTask::dumpState(Zin::Ptr<DumpContext const> const& context, std::uint32_t indent) const {
-    dumpLine(context, indent, "task {} priority {} scheduled {} work pending {} work done {}\n", name_,
-             priority_, armed_, workPending_, workCount_);
+    dumpLine(context, indent, "task {} priority {} scheduled {} work pending {} work done {}\n",
+             name_, priority_, armed_, workPending_, workCount_);
 }
 
 Zin::Ptr<TimerTask> timerTaskFactory(Zin::Ptr<TaskScheduler> scheduler, TaskPriority priority,

@@ -47,6 +47,9 @@ public:
     // Runs the task as soon as the scheduler can.
     void scheduleTask() { scheduleTaskDelay(0.0); }
 
+    // The task does not run unless it is armed again.
+    void unschedule() { scheduler_->disarm(*this); }
+
     // Statistics: items that remain to be done, items done so far. They steer nothing.
     std::uint32_t taskWorkPending() const { return workPending_; }
     std::uint64_t taskWorkCount() const { return workCount_; }

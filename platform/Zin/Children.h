@@ -40,6 +40,16 @@ public:
         }
     }
 
+    // Makes a child under a key that has none. It is in the map before it initialises itself, so
+    // that whoever looks for it meanwhile finds it, and may remove it.
+    template <class... Args>
+    Ptr<T> make(Key const& key, Args&&... args) {
+        Ptr<T> child = Ptr<T>::adopt(new T(std::forward<Args>(args)...));
+        children_.emplace(key, child);
+        child->initialize();
+        return child;
+    }
+
     // Returns the child that was removed, retired; null if there was none.
     Ptr<T> del(Key const& key) {
         Ptr<T> child = children_.take(key);

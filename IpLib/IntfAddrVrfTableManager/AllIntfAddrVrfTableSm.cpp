@@ -1,0 +1,81 @@
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTableSm.h"
+
+#include <utility>
+
+#include "Zin/HandleAll.h"
+#include "Zin/Registry.h"
+#include "Zin/Turn.h"
+
+namespace IpLib {
+namespace {
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::AllIntfAddrVrfTableSm",
+    .attributes = {{"ipStatus", "Ip::Status"},
+                   {"ip6Status", "Ip6::Status"},
+                   {"allIntfAddrVrfTable", "IpLib::AllIntfAddrVrfTable"}},
+}};
+
+}  // namespace
+
+AllIntfAddrVrfTableSm::AllIntfAddrVrfTableSm(Zin::Ptr<Ip::Status const> ipStatus,
+                                             Zin::Ptr<Ip6::Status const> ip6Status,
+                                             Zin::Ptr<AllIntfAddrVrfTable> allIntfAddrVrfTable)
+    : allIntfAddrVrfTable_(std::move(allIntfAddrVrfTable)),
+      ipReactor_(*this, std::move(ipStatus)),
+      ip6Reactor_(*this, std::move(ip6Status)),
+      tableReactor_(*this, allIntfAddrVrfTable_) {}
+
+bool AllIntfAddrVrfTableSm::builtFrom(
+    Zin::Ptr<Ip::Status const> const& ipStatus, Zin::Ptr<Ip6::Status const> const& ip6Status,
+    Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) const {
+    return ipReactor_.notifier() == ipStatus && ip6Reactor_.notifier() == ip6Status &&
+           allIntfAddrVrfTable_ == allIntfAddrVrfTable;
+}
+
+void AllIntfAddrVrfTableSm::hasNotificationActiveIs(bool active) {
+    Entity::hasNotificationActiveIs(active);
+    ipReactor_.hasNotificationActiveIs(active);
+    ip6Reactor_.hasNotificationActiveIs(active);
+    tableReactor_.hasNotificationActiveIs(active);
+}
+
+void AllIntfAddrVrfTableSm::handleInitialized() {
+    trace8("{} tables", allIntfAddrVrfTable_->intfAddrVrfTable().size());
+    Zin::handleAll(allIntfAddrVrfTable_->intfAddrVrfTable(),
+                   [this](auto const& vrf) { handleIntfAddrVrfTable(vrf); });
+}
+
+void AllIntfAddrVrfTableSm::handleVrfIpIntfStatus(L3::VrfName const& vrf) {
+    auto const table = allIntfAddrVrfTable_->intfAddrVrfTable(vrf);
+    trace8("vrf {} isTablePresent {}", vrf, static_cast<bool>(table));
+    if (table) {
+        table->vrfIpIntfStatusIs(ipReactor_.notifier()->vrfIpIntfStatus(vrf));
+    }
+}
+
+void AllIntfAddrVrfTableSm::handleVrfIp6IntfStatus(L3::VrfName const& vrf) {
+    auto const table = allIntfAddrVrfTable_->intfAddrVrfTable(vrf);
+    trace8("vrf {} isTablePresent {}", vrf, static_cast<bool>(table));
+    if (table) {
+        table->vrfIp6IntfStatusIs(ip6Reactor_.notifier()->vrfIp6IntfStatus(vrf));
+    }
+}
+
+void AllIntfAddrVrfTableSm::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
+    auto const table = allIntfAddrVrfTable_->intfAddrVrfTable(vrf);
+    trace8("vrf {} isTablePresent {}", vrf, static_cast<bool>(table));
+    if (table) {
+        Zin::Turn turn;
+        turn.run([&] { table->vrfIpIntfStatusIs(ipReactor_.notifier()->vrfIpIntfStatus(vrf)); });
+        turn.run([&] { table->vrfIp6IntfStatusIs(ip6Reactor_.notifier()->vrfIp6IntfStatus(vrf)); });
+    }
+}
+
+Zin::Ptr<AllIntfAddrVrfTableSm> allIntfAddrVrfTableSmFactory(
+    Zin::Ptr<Ip::Status const> const& ipStatus, Zin::Ptr<Ip6::Status const> const& ip6Status,
+    Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) {
+    return Zin::make<AllIntfAddrVrfTableSm>(ipStatus, ip6Status, allIntfAddrVrfTable);
+}
+
+}  // namespace IpLib

@@ -1,0 +1,52 @@
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
+
+#include <utility>
+
+#include "Zin/Registry.h"
+
+namespace IpLib {
+namespace {
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrVrfTableSmFactory",
+    .attributes = {{"smConfig", "IpLib::IntfAddrVrfTableSmConfig"},
+                   {"scheduler", "Velk::TaskScheduler"},
+                   {"virtualIpStatus", "VirtualIp::VirtualIpStatus"},
+                   {"virtualIp6Status", "VirtualIp::VirtualIp6Status"},
+                   {"kniIntfStatusHelper", "Interface::KniIntfStatusHelper"}},
+}};
+
+}  // namespace
+
+IntfAddrVrfTableSmFactory::IntfAddrVrfTableSmFactory(
+    IntfAddrVrfTableSmConfig const& smConfig, Zin::Ptr<Velk::TaskScheduler> scheduler,
+    Zin::Ptr<VirtualIp::VirtualIpStatus const> virtualIpStatus,
+    Zin::Ptr<VirtualIp::VirtualIp6Status const> virtualIp6Status,
+    Zin::Ptr<Interface::KniIntfStatusHelper> kniIntfStatusHelper)
+    : smConfig_(smConfig),
+      scheduler_(std::move(scheduler)),
+      virtualIpStatus_(std::move(virtualIpStatus)),
+      virtualIp6Status_(std::move(virtualIp6Status)),
+      kniIntfStatusHelper_(std::move(kniIntfStatusHelper)) {}
+
+Zin::Ptr<IntfAddrVrfTableSm> IntfAddrVrfTableSmFactory::make(
+    L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {
+    auto const kernelIntfDir = kniIntfStatusHelper_->acquire(vrf, requester);
+    return intfAddrVrfTableSmFactory(vrf, vrf.nsName(), smConfig_, scheduler_, virtualIpStatus_,
+                                     virtualIp6Status_, kernelIntfDir, table);
+}
+
+void IntfAddrVrfTableSmFactory::unmake(L3::VrfName const& vrf) {
+    kniIntfStatusHelper_->release(vrf, requester);
+}
+
+Zin::Ptr<IntfAddrVrfTableSmFactory> intfAddrVrfTableSmFactoryFactory(
+    IntfAddrVrfTableSmConfig const& smConfig, Zin::Ptr<Velk::TaskScheduler> const& scheduler,
+    Zin::Ptr<VirtualIp::VirtualIpStatus const> const& virtualIpStatus,
+    Zin::Ptr<VirtualIp::VirtualIp6Status const> const& virtualIp6Status,
+    Zin::Ptr<Interface::KniIntfStatusHelper> const& kniIntfStatusHelper) {
+    return Zin::make<IntfAddrVrfTableSmFactory>(smConfig, scheduler, virtualIpStatus,
+                                                virtualIp6Status, kniIntfStatusHelper);
+}
+
+}  // namespace IpLib

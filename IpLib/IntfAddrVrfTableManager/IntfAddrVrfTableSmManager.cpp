@@ -1,0 +1,79 @@
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
+
+#include <utility>
+
+#include "Zin/HandleAll.h"
+#include "Zin/Registry.h"
+#include "Zin/Turn.h"
+
+namespace IpLib {
+namespace {
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrVrfTableSmManager",
+    .attributes = {{"smFactory", "IpLib::IntfAddrVrfTableSmAbstractFactory"},
+                   {"allIntfAddrVrfTable", "IpLib::AllIntfAddrVrfTable"},
+                   {"intfAddrVrfTableSm", "Zin::HashMap2018"}},
+}};
+
+}  // namespace
+
+IntfAddrVrfTableSmManager::IntfAddrVrfTableSmManager(
+    Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> smFactory,
+    Zin::Ptr<AllIntfAddrVrfTable> allIntfAddrVrfTable)
+    : smFactory_(std::move(smFactory)),
+      allIntfAddrVrfTable_(std::move(allIntfAddrVrfTable)),
+      tableReactor_(*this, allIntfAddrVrfTable_) {}
+
+bool IntfAddrVrfTableSmManager::builtFrom(
+    Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> const& smFactory,
+    Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) const {
+    return smFactory_ == smFactory && allIntfAddrVrfTable_ == allIntfAddrVrfTable;
+}
+
+void IntfAddrVrfTableSmManager::hasNotificationActiveIs(bool active) {
+    Entity::hasNotificationActiveIs(active);
+    tableReactor_.hasNotificationActiveIs(active);
+}
+
+void IntfAddrVrfTableSmManager::handleInitialized() {
+    trace8("{} tables", allIntfAddrVrfTable_->intfAddrVrfTable().size());
+    Zin::handleAll(allIntfAddrVrfTable_->intfAddrVrfTable(),
+                   [this](auto const& vrf) { handleIntfAddrVrfTable(vrf); });
+}
+
+void IntfAddrVrfTableSmManager::handleDestruction() {
+    Zin::Turn turn;
+    for (auto const& member : intfAddrVrfTableSm()) {
+        L3::VrfName const vrf = member.key;
+        turn.run([&] { intfAddrVrfTableSmDel(vrf); });
+        turn.run([&] { smFactory_->unmake(vrf); });
+    }
+}
+
+void IntfAddrVrfTableSmManager::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
+    auto const table = allIntfAddrVrfTable_->intfAddrVrfTable(vrf);
+    trace8("vrf {} isTablePresent {}", vrf, static_cast<bool>(table));
+    if (!table) {
+        Zin::Turn turn;
+        turn.run([&] { intfAddrVrfTableSmDel(vrf); });
+        turn.run([&] { smFactory_->unmake(vrf); });
+        return;
+    }
+    auto const sm = smFactory_->make(vrf, table);
+    // Filling the table may have made an observer of it take the table away, or put in another one:
+    // then this machine has no table to run for.
+    if (!retired() && allIntfAddrVrfTable_->intfAddrVrfTable(vrf) == table) {
+        intfAddrVrfTableSmIs(vrf, sm);
+    } else if (sm) {
+        sm->retire();
+    }
+}
+
+Zin::Ptr<IntfAddrVrfTableSmManager> intfAddrVrfTableSmManagerFactory(
+    Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> const& smFactory,
+    Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) {
+    return Zin::make<IntfAddrVrfTableSmManager>(smFactory, allIntfAddrVrfTable);
+}
+
+}  // namespace IpLib

@@ -1,0 +1,286 @@
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+
+#include <utility>
+
+#include "Zin/Errors.h"
+#include "Zin/HandleAll.h"
+#include "Zin/Registry.h"
+#include "Zin/Turn.h"
+
+namespace IpLib {
+
+using IntfAddrVrfTableImpl::AfIntfStatusParent;
+using IntfAddrVrfTableImpl::DeferredIntfAddParent;
+using IntfAddrVrfTableImpl::IntfCleanupParent;
+
+namespace {
+
+Zin::ModuleRegistration const module{
+    {.name = "IpLib::IntfAddrVrfTableSm",
+     .dependsOn = {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSmTypes", "L3", "Nimb", "Velk",
+                   "VirtualIp", "Zin"}}};
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrVrfTableSm",
+    .attributes = {{"vrfName", "L3::VrfName"},
+                   {"networkNamespace", "Nimb::NamespaceName"},
+                   {"smConfig", "IpLib::IntfAddrVrfTableSmConfig"},
+                   {"scheduler", "Velk::TaskScheduler"},
+                   {"virtualIpStatus", "VirtualIp::VirtualIpStatus"},
+                   {"virtualIp6Status", "VirtualIp::VirtualIp6Status"},
+                   {"kernelIntfDir", "Interface::DeviceIntfStatusDir"},
+                   {"intfAddrVrfTable", "IpLib::IntfAddrVrfTable"},
+                   {"vrfIpIntfStatus", "Ip::VrfIpIntfStatus"},
+                   {"vrfIp6IntfStatus", "Ip6::VrfIp6IntfStatus"},
+                   {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"},
+                   {"intfCleanupBacklog", "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog"},
+                   {"deferredIntfAddBacklog",
+                    "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog"},
+                   {"intfCleanupSm", "IpLib::IntfAddrVrfTableImpl::IntfCleanupSm"},
+                   {"deferredIntfAddSm", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddSm"},
+                   {"ipIntfStatusSm", "IpLib::IntfAddrVrfTableImpl::IpIntfStatusSm"},
+                   {"ip6IntfStatusSm", "IpLib::IntfAddrVrfTableImpl::Ip6IntfStatusSm"}},
+}};
+
+}  // namespace
+
+IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName networkNamespace,
+                                       IntfAddrVrfTableSmConfig const& smConfig,
+                                       Scheduler scheduler,
+                                       Zin::Ptr<VirtualIp::VirtualIpStatus const> virtualIpStatus,
+                                       Zin::Ptr<VirtualIp::VirtualIp6Status const> virtualIp6Status,
+                                       Zin::Ptr<Interface::DeviceIntfStatusDir const> kernelIntfDir,
+                                       Zin::Ptr<IntfAddrVrfTable> intfAddrVrfTable)
+    : vrfName_(std::move(vrfName)),
+      networkNamespace_(std::move(networkNamespace)),
+      smConfig_(smConfig),
+      scheduler_(std::move(scheduler)),
+      virtualIpStatus_(std::move(virtualIpStatus)),
+      virtualIp6Status_(std::move(virtualIp6Status)),
+      kernelIntfDir_(std::move(kernelIntfDir)),
+      intfAddrVrfTable_(std::move(intfAddrVrfTable)),
+      tableReactor_(*this, intfAddrVrfTable_) {}
+
+void IntfAddrVrfTableSm::handleInitialized() {
+    allIntfAddrWithMaskIs();
+    if (smConfig_.intfCleanupDelay != 0.0) {
+        intfCleanupSmIs({smConfig_.intfCleanupDelay, smConfig_.taskPriority},
+                        Zin::make<IntfCleanupParent>(*this), intfCleanupBacklogIs(), vrfName_,
+                        scheduler_);
+    }
+    deferredIntfAddSmIs({smConfig_.deferredIntfAddDelay, smConfig_.taskPriority},
+                        Zin::make<DeferredIntfAddParent>(*this), deferredIntfAddBacklogIs(),
+                        vrfName_, scheduler_);
+    handleIpIntfStatusAll();
+    handleIp6IntfStatusAll();
+    // The backlogs and tasks are there: now addresses may come.
+    if (intfAddrVrfTable_) {
+        Zin::Turn turn;
+        turn.run([this] { bindVrfIpIntfStatus(); });
+        turn.run([this] { bindVrfIp6IntfStatus(); });
+    }
+}
+
+void IntfAddrVrfTableSm::handleDestruction() {
+    Zin::Turn turn;
+    // The interfaces' machines withdraw their addresses while the tasks are still there.
+    turn.run([this] { ipIntfStatusSmDelAll(); });
+    turn.run([this] { ip6IntfStatusSmDelAll(); });
+    turn.run([this] { deferredIntfAddSmDel(); });
+    turn.run([this] { intfCleanupSmDel(); });
+    tableReactor_.notifierIs(nullptr);
+    addrReactor_.notifierIs(nullptr);
+    ipReactor_.notifierIs(nullptr);
+    ip6Reactor_.notifierIs(nullptr);
+}
+
+void IntfAddrVrfTableSm::hasNotificationActiveIs(bool active) {
+    if (active == hasNotificationActive()) {
+        return;
+    }
+    BaseOutputSm::hasNotificationActiveIs(active);
+    tableReactor_.hasNotificationActiveIs(active);
+    addrReactor_.hasNotificationActiveIs(active);
+    ipReactor_.hasNotificationActiveIs(active);
+    ip6Reactor_.hasNotificationActiveIs(active);
+    if (intfCleanupSm()) {
+        intfCleanupSm()->hasNotificationActiveIs(active);
+    }
+    if (deferredIntfAddSm()) {
+        deferredIntfAddSm()->hasNotificationActiveIs(active);
+    }
+    for (auto const& member : ipIntfStatusSm()) {
+        member.value->hasNotificationActiveIs(active);
+    }
+    for (auto const& member : ip6IntfStatusSm()) {
+        member.value->hasNotificationActiveIs(active);
+    }
+}
+
+void IntfAddrVrfTableSm::vrfIpIntfStatusIs(Zin::Ptr<Ip::VrfIpIntfStatus const> const& status) {
+    if (vrfIpIntfStatus() == status) {
+        return;
+    }
+    ipReactor_.notifierIs(status);
+    if (vrfIpIntfStatus()) {
+        handleIpIntfStatusAll();
+    } else {
+        ipIntfStatusSmDelAll();
+    }
+}
+
+void IntfAddrVrfTableSm::vrfIp6IntfStatusIs(Zin::Ptr<Ip6::VrfIp6IntfStatus const> const& status) {
+    if (vrfIp6IntfStatus() == status) {
+        return;
+    }
+    ip6Reactor_.notifierIs(status);
+    if (vrfIp6IntfStatus()) {
+        handleIp6IntfStatusAll();
+    } else {
+        ip6IntfStatusSmDelAll();
+    }
+}
+
+void IntfAddrVrfTableSm::handleIpIntfStatusAll() {
+    trace8("vrfIpIntfStatus {}", vrfIpIntfStatus());
+    if (auto const status = vrfIpIntfStatus()) {
+        Zin::handleAll(status->ipIntfStatus(),
+                       [this](auto const& intfId) { handleIpIntfStatus(intfId); });
+    }
+}
+
+void IntfAddrVrfTableSm::handleIpIntfStatus(Nimb::IntfId const& intfId) {
+    if (retired()) {
+        return;
+    }
+    trace8("on {}", intfId);
+    auto const currentStatus = [&] {
+        return vrfIpIntfStatus() ? vrfIpIntfStatus()->ipIntfStatus(intfId) : nullptr;
+    };
+    if (auto const sm = ipIntfStatusSm(intfId); sm && sm->ipIntfStatus() == currentStatus()) {
+        return;  // told twice of one status: its machine goes on
+    }
+    // The old status' addresses leave before the new one's come. An observer of their leaving may
+    // have changed the status once more, and that may have been answered.
+    ipIntfStatusSmDel(intfId);
+    auto const status = currentStatus();
+    if (status && !ipIntfStatusSm(intfId)) {
+        ipIntfStatusSmIs(status, Zin::make<AfIntfStatusParent>(*this), allIntfAddrWithMask_);
+    }
+}
+
+void IntfAddrVrfTableSm::handleIp6IntfStatusAll() {
+    trace8("vrfI6IntfStatus {}", vrfIp6IntfStatus());
+    if (auto const status = vrfIp6IntfStatus()) {
+        Zin::handleAll(status->intfStatus(),
+                       [this](auto const& intfId) { handleIp6IntfStatus(intfId); });
+    }
+}
+
+void IntfAddrVrfTableSm::handleIp6IntfStatus(Nimb::IntfId const& intfId) {
+    if (retired()) {
+        return;
+    }
+    trace8("on {}", intfId);
+    auto const currentStatus = [&] {
+        return vrfIp6IntfStatus() ? vrfIp6IntfStatus()->intfStatus(intfId) : nullptr;
+    };
+    if (auto const sm = ip6IntfStatusSm(intfId); sm && sm->ip6IntfStatus() == currentStatus()) {
+        return;  // told twice of one status: its machine goes on
+    }
+    // The old status' addresses leave before the new one's come. An observer of their leaving may
+    // have changed the status once more, and that may have been answered.
+    ip6IntfStatusSmDel(intfId);
+    auto const status = currentStatus();
+    if (status && !ip6IntfStatusSm(intfId)) {
+        ip6IntfStatusSmIs(status, Zin::make<AfIntfStatusParent>(*this), allIntfAddrWithMask_);
+    }
+}
+
+namespace {
+
+// The machine of the status' interface, made unless it is there with these very arguments.
+template <class Sms, class Status, class... Rest>
+auto statusSmIs(Sms& sms, char const* attribute, Status const& status, Rest const&... rest) {
+    Nimb::IntfId const intfId = Zin::notNull(attribute, status.get())->intfId();
+    auto sm = sms(intfId);
+    if (!sm) {
+        return sms.make(intfId, status, rest...);
+    }
+    if (!sm->builtFrom(status, rest...)) {
+        throw Zin::ReinstantiationError(attribute);
+    }
+    return sm;
+}
+
+}  // namespace
+
+Zin::Ptr<IntfAddrVrfTableSm::IpIntfStatusSm> IntfAddrVrfTableSm::ipIntfStatusSmIs(
+    Zin::Ptr<Ip::IpIntfStatus const> const& status, AfParent const& parent,
+    Zin::Ptr<AllIntfAddrWithMask> const& all) {
+    return statusSmIs(ipIntfStatusSm_, "ipIntfStatus", status, parent, all);
+}
+
+Zin::Ptr<IntfAddrVrfTableSm::Ip6IntfStatusSm> IntfAddrVrfTableSm::ip6IntfStatusSmIs(
+    Zin::Ptr<Ip6::IntfStatus const> const& status, AfParent const& parent,
+    Zin::Ptr<AllIntfAddrWithMask> const& all) {
+    return statusSmIs(ip6IntfStatusSm_, "ip6IntfStatus", status, parent, all);
+}
+
+Zin::Ptr<AllIntfAddrWithMask> const& IntfAddrVrfTableSm::allIntfAddrWithMaskIs() {
+    if (!allIntfAddrWithMask_) {
+        allIntfAddrWithMask_ = allIntfAddrWithMaskFactory();
+        addrReactor_.notifierIs(allIntfAddrWithMask_);
+    }
+    return allIntfAddrWithMask_;
+}
+
+Zin::Ptr<AllIntfAddrWithMask> IntfAddrVrfTableSm::allIntfAddrWithMaskDel() {
+    addrReactor_.notifierIs(nullptr);
+    return std::move(allIntfAddrWithMask_);
+}
+
+Zin::Ptr<IntfAddrVrfTableSm::IntfCleanupBacklog> const& IntfAddrVrfTableSm::intfCleanupBacklogIs() {
+    if (!intfCleanupBacklog_) {
+        intfCleanupBacklog_ = IntfAddrVrfTableImpl::intfCleanupBacklogFactory();
+    }
+    return intfCleanupBacklog_;
+}
+
+Zin::Ptr<IntfAddrVrfTableSm::DeferredIntfAddBacklog> const&
+IntfAddrVrfTableSm::deferredIntfAddBacklogIs() {
+    if (!deferredIntfAddBacklog_) {
+        deferredIntfAddBacklog_ = IntfAddrVrfTableImpl::deferredIntfAddBacklogFactory();
+    }
+    return deferredIntfAddBacklog_;
+}
+
+Zin::Ptr<IntfAddrVrfTableSm::IntfCleanupSm> const& IntfAddrVrfTableSm::intfCleanupSmIs(
+    IntfCleanupSmConfig const& config, CleanupParent const& parent,
+    Zin::Ptr<IntfCleanupBacklog> const& backlog, L3::VrfName const& vrfName,
+    Scheduler const& scheduler) {
+    return intfCleanupSm_.is(IntfAddrVrfTableImpl::intfCleanupSmFactory, config, parent, backlog,
+                             vrfName, scheduler);
+}
+
+Zin::Ptr<IntfAddrVrfTableSm::DeferredIntfAddSm> const& IntfAddrVrfTableSm::deferredIntfAddSmIs(
+    DeferredIntfAddSmConfig const& config, DeferredParent const& parent,
+    Zin::Ptr<DeferredIntfAddBacklog> const& backlog, L3::VrfName const& vrfName,
+    Scheduler const& scheduler) {
+    return deferredIntfAddSm_.is(IntfAddrVrfTableImpl::deferredIntfAddSmFactory, config, parent,
+                                 backlog, vrfName, scheduler);
+}
+
+Zin::Ptr<IntfAddrVrfTableSm> intfAddrVrfTableSmFactory(
+    L3::VrfName const& vrfName, Nimb::NamespaceName const& networkNamespace,
+    IntfAddrVrfTableSmConfig const& smConfig, Zin::Ptr<Velk::TaskScheduler> const& scheduler,
+    Zin::Ptr<VirtualIp::VirtualIpStatus const> const& virtualIpStatus,
+    Zin::Ptr<VirtualIp::VirtualIp6Status const> const& virtualIp6Status,
+    Zin::Ptr<Interface::DeviceIntfStatusDir const> const& kernelIntfDir,
+    Zin::Ptr<IntfAddrVrfTable> const& intfAddrVrfTable) {
+    return Zin::make<IntfAddrVrfTableSm>(vrfName, networkNamespace, smConfig, scheduler,
+                                         virtualIpStatus, virtualIp6Status, kernelIntfDir,
+                                         intfAddrVrfTable);
+}
+
+}  // namespace IpLib

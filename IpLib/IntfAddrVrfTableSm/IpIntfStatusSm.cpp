@@ -1,0 +1,148 @@
+#include "IpLib/IntfAddrVrfTableSm/IpIntfStatusSm.h"
+
+#include <utility>
+
+#include "Tremlog/Record.h"
+#include "Zin/HandleAll.h"
+#include "Zin/Turn.h"
+
+namespace IpLib::IntfAddrVrfTableImpl {
+
+IpIntfStatusSm::IpIntfStatusSm(Zin::Ptr<Ip::IpIntfStatus const> ipIntfStatus,
+                               Zin::Ptr<AfIntfStatusParentInterface> afIntfStatusParent,
+                               Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask)
+    : afIntfStatusParent_(std::move(afIntfStatusParent)),
+      allIntfAddrWithMask_(std::move(allIntfAddrWithMask)),
+      reactor_(*this, std::move(ipIntfStatus)) {}
+
+Nimb::IntfId IpIntfStatusSm::intfId() const {
+    return ipIntfStatus() ? ipIntfStatus()->intfId() : Nimb::IntfId();
+}
+
+bool IpIntfStatusSm::builtFrom(Zin::Ptr<Ip::IpIntfStatus const> const& ipIntfStatus,
+                               Zin::Ptr<AfIntfStatusParentInterface> const& afIntfStatusParent,
+                               Zin::Ptr<AllIntfAddrWithMask> const& allIntfAddrWithMask) const {
+    return reactor_.notifier() == ipIntfStatus && afIntfStatusParent_ == afIntfStatusParent &&
+           allIntfAddrWithMask_ == allIntfAddrWithMask;
+}
+
+void IpIntfStatusSm::hasNotificationActiveIs(bool active) {
+    Entity::hasNotificationActiveIs(active);
+    reactor_.hasNotificationActiveIs(active);
+}
+
+void IpIntfStatusSm::handleInitialized() {
+    trace8("on {}", intfId());
+    afIntfStatusParent_->processPendingDeferredCleanup(intfId(), Nimb::AddressFamily::ipv4);
+    handlePrimaryAddr();
+    handleAllSecondaryAddr();
+}
+
+void IpIntfStatusSm::handlePrimaryAddr() {
+    if (retired()) {
+        return;
+    }
+    auto const primary = ipIntfStatus()->activeAddrWithMask();
+    bool const isUnnumbered = !ipIntfStatus()->unnumberedIntfId().empty();
+    trace8("{} on {} isUnnumbered {}", primary, intfId(), isUnnumbered);
+
+    std::optional<Nimb::IpGenAddrWithMask> addr;
+    if (primary != Nimb::IpAddrWithMask()) {
+        addr = primary;
+    }
+    auto const shadow = maybeShadowPrimaryAddr_;
+    bool const shadowIsUnnumbered = maybeShadowIsUnnumbered_.value_or(false);
+    if (shadow == addr && shadowIsUnnumbered == isUnnumbered) {
+        trace9("nothing changed on {}", intfId());
+        return;
+    }
+
+    // The shadow moves on before any row does: an observer of the rows that changes the primary
+    // once more comes back here, and what it decides is the newer decision.
+    maybeShadowPrimaryAddr_ = addr;
+    maybeShadowIsUnnumbered_ = isUnnumbered;
+    if (shadow && !shadowIsUnnumbered) {
+        allIntfAddrWithMask_->allDel(keyOf(*shadow));
+    }
+    bool const isCurrent =
+        maybeShadowPrimaryAddr_ == addr && maybeShadowIsUnnumbered_ == isUnnumbered && !retired();
+    if (!addr || !isCurrent) {
+        return;
+    }
+    if (isUnnumbered) {
+        // The interface that the address is borrowed from publishes it.
+        Tremlog::record<"ignoring {} on unnumbered interface {}">(primary.address(), intfId());
+        trace3("ignoring {} on unnumbered interface {}", primary.address(), intfId());
+    } else {
+        allIntfAddrWithMask_->allIs(IntfAddrWithMask(keyOf(*addr)));
+    }
+}
+
+void IpIntfStatusSm::handleSecondaryAddr(Nimb::IpAddrWithMask const& addrWithMask) {
+    if (retired()) {
+        return;
+    }
+    bool const isPresent = ipIntfStatus()->secondaryActiveAddrWithMaskHas(addrWithMask);
+    trace8("{} isPresent {} on {}", addrWithMask, isPresent, intfId());
+    IntfAddrWithMask const record(keyOf(addrWithMask));
+    if (isPresent) {
+        allIntfAddrWithMask_->allIs(record);
+    } else {
+        allIntfAddrWithMask_->allDel(record.key());
+    }
+}
+
+void IpIntfStatusSm::handleAllSecondaryAddr() {
+    if (retired()) {
+        return;
+    }
+    trace8("on {}", intfId());
+    Zin::handleAll(ipIntfStatus()->secondaryActiveAddrWithMask(),
+                   [this](auto const& addrWithMask) { handleSecondaryAddr(addrWithMask); });
+}
+
+void IpIntfStatusSm::handleDestruction() {
+    trace8("on {}", intfId());
+    Zin::Turn turn;
+    turn.run(
+        [this] { afIntfStatusParent_->addDeferredCleanup(intfId(), Nimb::AddressFamily::ipv4); });
+    if (maybeShadowPrimaryAddr_ && !maybeShadowIsUnnumbered_.value_or(false)) {
+        allIntfAddrWithMask_->allDel(keyOf(*maybeShadowPrimaryAddr_));
+    }
+    Zin::handleAll(ipIntfStatus()->secondaryActiveAddrWithMask(), [this](auto const& addrWithMask) {
+        allIntfAddrWithMask_->allDel(keyOf(addrWithMask));
+    });
+}
+
+void IpIntfStatusSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
+                               std::uint32_t indent) const {
+    auto const& status = *ipIntfStatus();
+    auto const& secondaries = status.secondaryActiveAddrWithMask();
+    Velk::dumpLine(context, indent, "IpIntfStatus intfId={}\n", intfId());
+    if (maybeShadowPrimaryAddr_) {
+        Velk::dumpLine(context, indent, "maybeShadowPrimaryAddr {}\n", *maybeShadowPrimaryAddr_);
+    } else {
+        Velk::dumpLine(context, indent, "maybeShadowPrimaryAddr <None>\n");
+    }
+    if (maybeShadowIsUnnumbered_) {
+        Velk::dumpLine(context, indent, "maybeShadowIsUnnumbered {}\n", *maybeShadowIsUnnumbered_);
+    } else {
+        Velk::dumpLine(context, indent, "maybeShadowIsUnnumbered <Nome>\n");
+    }
+    Velk::dumpLine(context, indent, "activeAddrWithMask {}\n", status.activeAddrWithMask());
+    Velk::dumpLine(context, indent, "unnumberedIntfId {}\n", status.unnumberedIntfId());
+    Velk::dumpLine(context, indent, "secondaryActiveAddrWithMask count {}\n", secondaries.size());
+    Velk::dumpList(context, indent, secondaries, secondaries.size(), [&](auto const& member) {
+        Velk::dumpLine(context, indent, "{}\n", member.key);
+    });
+}
+
+Zin::Ptr<IpIntfStatusSm> ipIntfStatusSmFactory(
+    Zin::Ptr<Ip::IpIntfStatus const> ipIntfStatus,
+    Zin::Ptr<AfIntfStatusParentInterface> afIntfStatusParent,
+    Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask) {
+    return Zin::make<IpIntfStatusSm>(std::move(ipIntfStatus), std::move(afIntfStatusParent),
+                                     std::move(allIntfAddrWithMask));
+}
+
+}  // namespace IpLib::IntfAddrVrfTableImpl
