@@ -11,10 +11,9 @@
 #include <cstdint>
 #include <string_view>
 
-namespace Nimb {
+#include "Nimb/AddrBytes.h"
 
-using Ip4Bytes = std::array<std::uint8_t, 4>;
-using Ip6Bytes = std::array<std::uint8_t, 16>;
+namespace Nimb {
 
 // A text that is short enough to be kept on the stack.
 class AddrText {
@@ -60,20 +59,6 @@ private:
     std::string_view text_;
     std::size_t offset_ = 0;
 };
-
-// `address` with all but its first `length` bits cleared.
-template <std::size_t N>
-constexpr std::array<std::uint8_t, N> masked(std::array<std::uint8_t, N> address,
-                                             std::uint8_t length) {
-    for (std::size_t i = 0; i < N; ++i) {
-        if (8 * i >= length) {
-            address[i] = 0;
-        } else if (length - 8 * i < 8) {
-            address[i] &= static_cast<std::uint8_t>(0xff00U >> (length - 8 * i));
-        }
-    }
-    return address;
-}
 
 // Throws RangeError unless `length` is at most `maxLength`.
 std::uint8_t checkPrefixLength(std::uint8_t length, std::uint8_t maxLength);

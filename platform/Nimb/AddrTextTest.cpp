@@ -190,18 +190,5 @@ TEST(AddrReader, ReadsAPrefixLengthUpToTheMaximum) {
     EXPECT_THAT([] { parsePrefixLength("/8/", 32); }, failsAt(2, "end"));
 }
 
-TEST(Masked, ClearsAllBitsBehindTheLength) {
-    Ip6Bytes ones;
-    ones.fill(0xff);
-    for (std::uint8_t length = 0; length <= 128; ++length) {
-        Ip6Bytes const result = masked(ones, length);
-        for (std::size_t bit = 0; bit < 128; ++bit) {
-            bool const isSet = (result[bit / 8] >> (7 - bit % 8) & 1) != 0;
-            ASSERT_EQ(isSet, bit < length) << int{length};
-        }
-    }
-    EXPECT_EQ(masked(Ip4Bytes{10, 1, 255, 255}, 20), (Ip4Bytes{10, 1, 240, 0}));
-}
-
 }  // namespace
 }  // namespace Nimb

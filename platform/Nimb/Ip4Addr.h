@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "Nimb/AddrBytes.h"
 #include "Nimb/AddrText.h"
 #include "Zin/Hash.h"
 #include "Zin/Text.h"

@@ -4,12 +4,11 @@
 // the others are zero; unset is all zero. Sorts by family (unset, IPv4, IPv6), then by value.
 #pragma once
 
-#include <array>
-#include <bit>
 #include <compare>
 #include <cstdint>
 #include <string_view>
 
+#include "Nimb/AddrBytes.h"
 #include "Nimb/AddrText.h"
 #include "Nimb/AddressFamily.h"
 #include "Nimb/Ip4Addr.h"
@@ -50,12 +49,14 @@ public:
     }
 
     constexpr std::uint32_t hash(std::uint32_t seed = 0) const {
-        auto const words = std::bit_cast<std::array<std::uint64_t, 2>>(bytes_);
-        return Zin::hashWords(seed, words[0], words[1], static_cast<std::uint8_t>(family_));
+        return Zin::hashWords(seed, words(bytes_)[0], words(bytes_)[1],
+                              static_cast<std::uint8_t>(family_));
     }
     AddrText text() const;
 
-    friend constexpr bool operator==(IpGenAddr const&, IpGenAddr const&) = default;
+    friend constexpr bool operator==(IpGenAddr const& a, IpGenAddr const& b) {
+        return isEqual(a.bytes_, b.bytes_) && a.family_ == b.family_;
+    }
     friend constexpr std::strong_ordering operator<=>(IpGenAddr const&, IpGenAddr const&) = default;
 
 private:
