@@ -1,7 +1,8 @@
 // RbTreeMap: members found by key and walked in ascending order of their keys' operator<.
 //
 // - A member stands at the same address from its insertion to its removal.
-// - Walks (begin(), from()) live through every change, see Zin/Walk.h.
+// - Walks (begin(), from()) live through every change, see Zin/Walk.h; they never turn back: from a
+//   gap a walk goes on to the next greater key there is by then.
 // - A value is out of the map before it is destroyed, and the map is whole by then: the destruction
 //   may look into the map, change it or destroy it. Destroying values is a turn.
 // - What throws (memory, copying a key, making a value) leaves the map as it was. Making a value
@@ -10,6 +11,7 @@
 
 #include <cstdint>
 #include <iterator>
+#include <optional>
 #include <set>
 #include <type_traits>
 #include <utility>
@@ -53,7 +55,7 @@ public:
     // Unless there is a member under the key, makes one of Value(args...).
     template <class... Args>
     Emplaced emplace(Key const& key, Args&&... args) {
-        Position at = tree_.lower_bound(key);
+        At at = tree_.lower_bound(key);
         bool const isNew = at == tree_.end() || key < at->key;
         if (isNew) {
             at = tree_.emplace_hint(at, key, std::forward<Args>(args)...);
@@ -63,7 +65,7 @@ public:
 
     // Whether the key was new; if not, its former value goes.
     bool insertOrAssign(Key const& key, Value value) {
-        Position const at = tree_.lower_bound(key);
+        At const at = tree_.lower_bound(key);
         if (at == tree_.end() || key < at->key) {
             tree_.emplace_hint(at, key, std::move(value));
             return true;
@@ -75,27 +77,29 @@ public:
 
     // Whether there was a member under the key.
     bool erase(Key const& key) {
-        Position const at = tree_.find(key);
+        At const at = tree_.find(key);
         if (at == tree_.end()) {
             return false;
         }
+        leave(at);
         Value last(std::move(memberAt(at).value));
-        remove(at);
+        tree_.erase(at);
         drop(std::move(last));
         return true;
     }
 
     // Erases the member that the walk stands on; as every other walk that stands there it then is
     // in the gap, and goes on to the member that followed.
-    void erase(Iterator const& walk) { erase(walk.position()->key); }
+    void erase(Iterator const& walk) { erase(walk.position().at->key); }
 
     // Moves the value under the key out of the map; Value() if there is none.
     Value take(Key const& key) {
         Value taken{};
-        Position const at = tree_.find(key);
+        At const at = tree_.find(key);
         if (at != tree_.end()) {
+            leave(at);
             taken = std::move(memberAt(at).value);
-            remove(at);
+            tree_.erase(at);
         }
         return taken;
     }
@@ -104,20 +108,20 @@ public:
     void clear() {
         Tree gone;
         gone.swap(tree_);
-        walks_.handleAllGone(tree_.end());
+        walks_.handleAllGone(nowhere());
         Turn turn;
-        for (Position at = gone.begin(); at != gone.end(); ++at) {
+        for (At at = gone.begin(); at != gone.end(); ++at) {
             turn.run([at] { drop(std::move(memberAt(at).value)); });
         }
     }
 
-    Iterator begin() { return Iterator(*this, tree_.begin()); }
-    ConstIterator begin() const { return ConstIterator(*this, tree_.begin()); }
+    Iterator begin() { return Iterator(*this, {tree_.begin(), {}}); }
+    ConstIterator begin() const { return ConstIterator(*this, {tree_.begin(), {}}); }
     static std::default_sentinel_t end() { return std::default_sentinel; }
     // A walk that starts at the key; at the one that follows it if there is no such member.
-    Iterator from(Key const& key) { return Iterator(*this, tree_.lower_bound(key)); }
+    Iterator from(Key const& key) { return Iterator(*this, {tree_.lower_bound(key), {}}); }
     ConstIterator from(Key const& key) const {
-        return ConstIterator(*this, tree_.lower_bound(key));
+        return ConstIterator(*this, {tree_.lower_bound(key), {}});
     }
 
 private:
@@ -131,19 +135,34 @@ private:
         bool operator()(Key const& a, Member const& b) const { return a < b.key; }
     };
     using Tree = std::set<Member, Less>;
-    using Position = typename Tree::const_iterator;
+    using At = typename Tree::const_iterator;
+
+    // At a member, or (`at` is the end) where the member stood whose key is `gone`, or nowhere.
+    struct Position {
+        At at{};
+        std::optional<Key> gone;
+        bool operator==(Position const& that) const { return at == that.at; }
+    };
 
     // For Walk.
-    Position nowhere() const { return tree_.end(); }
-    Position after(Position at) const { return at == tree_.end() ? tree_.begin() : std::next(at); }
+    Position nowhere() const { return {tree_.end(), {}}; }
+    Position after(Position const& position) const {
+        if (position.gone) {
+            return {tree_.upper_bound(*position.gone), {}};
+        }
+        return {position.at == tree_.end() ? tree_.begin() : std::next(position.at), {}};
+    }
+    static Member& memberAt(Position const& position) { return memberAt(position.at); }
     // The tree guards the order of its members, which their values have no part in.
-    static Member& memberAt(Position at) { return const_cast<Member&>(*at); }
+    static Member& memberAt(At at) { return const_cast<Member&>(*at); }
 
-    Value* valueAt(Position at) const { return at == tree_.end() ? nullptr : &memberAt(at).value; }
+    Value* valueAt(At at) const { return at == tree_.end() ? nullptr : &memberAt(at).value; }
 
-    void remove(Position at) {
-        walks_.handleGone(at, at == tree_.begin() ? tree_.end() : std::prev(at));
-        tree_.erase(at);
+    // Moves walks off a member that is about to be erased.
+    void leave(At at) {
+        if (walks_.any()) {
+            walks_.handleGone({at, {}}, {tree_.end(), at->key});
+        }
     }
 
     Tree tree_;

@@ -14,7 +14,7 @@
 // walk stands are reached.
 //
 // A collection offers to Walk, as a friend: `Position`, `Member`, `nowhere()`, `after(position)`
-// (the first position for nowhere(), nowhere() for the last) and `memberAt(position)`.
+// (the first position after nowhere(), nowhere() after the last) and `memberAt(position)`.
 #pragma once
 
 #include <cstddef>
@@ -42,17 +42,20 @@ public:
         }
     }
 
-    // The member at `gone` is about to leave; `before` is where its predecessor stands.
-    void handleGone(Position gone, Position before) noexcept {
+    bool any() const noexcept { return first_ != nullptr; }
+
+    // The member at `gone` is about to leave; `gap` is the position that is left there, which leads
+    // to the member that follows.
+    void handleGone(Position const& gone, Position const& gap) {
         for (Place* place = first_; place != nullptr; place = place->next_) {
             if (place->at_ == gone) {
-                place->toGap(before);
+                place->toGap(gap);
             }
         }
     }
 
     // All members are about to leave.
-    void handleAllGone(Position nowhere) noexcept {
+    void handleAllGone(Position const& nowhere) {
         for (Place* place = first_; place != nullptr; place = place->next_) {
             place->toGap(nowhere);
         }
@@ -62,17 +65,17 @@ private:
     Place* first_ = nullptr;
 };
 
-// Where one walk stands: on the member at `at_`, in the gap behind it, or at the end.
+// Where one walk stands: on the member at `at_`, in a gap that `at_` stands for, or at the end.
 template <class Position>
 class Walks<Position>::Place {
 protected:
     enum class Stand : unsigned char { onMember, inGap, atEnd };
 
-    Place(Walks& walks, Position at, Stand stand) noexcept : at_(at), stand_(stand) {
+    Place(Walks& walks, Position const& at, Stand stand) : at_(at), stand_(stand) {
         joinList(&walks.first_);
     }
-    Place(Place const& that) noexcept : at_(that.at_), stand_(that.stand_) { joinBeside(that); }
-    Place& operator=(Place const& that) noexcept {
+    Place(Place const& that) : at_(that.at_), stand_(that.stand_) { joinBeside(that); }
+    Place& operator=(Place const& that) {
         if (this != &that) {
             leaveList();
             at_ = that.at_;
@@ -92,8 +95,8 @@ protected:
 private:
     friend class Walks;
 
-    void toGap(Position before) noexcept {
-        at_ = before;
+    void toGap(Position const& gap) {
+        at_ = gap;
         if (stand_ == Stand::onMember) {
             stand_ = Stand::inGap;
         }
@@ -138,7 +141,7 @@ public:
     using reference =
         std::conditional_t<std::is_const_v<Collection>, value_type const&, value_type&>;
 
-    Walk(Collection& collection, Position at) noexcept
+    Walk(Collection& collection, Position const& at)
         : Place(collection.walks_, at, at == collection.nowhere() ? Stand::atEnd : Stand::onMember),
           collection_(&collection) {}
 
@@ -162,7 +165,7 @@ public:
     }
 
     // Where the member stands that the walk is on; for the collection's use.
-    Position position() const {
+    Position const& position() const {
         if (this->stand_ != Stand::onMember) {
             fail("a walk reads a member where it stands on none");
         }
@@ -173,7 +176,7 @@ private:
     Position following() const {
         return this->attached() ? collection_->after(this->at_) : Position{};
     }
-    bool isNowhere(Position position) const {
+    bool isNowhere(Position const& position) const {
         return !this->attached() || position == collection_->nowhere();
     }
 

@@ -1,0 +1,556 @@
+#include "Zin/HashMap2018.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+// The maps' memory, which is the only memory here that is asked for with an alignment.
+std::size_t blocks = 0;
+std::size_t allocationsUntilFailure = std::size_t(-1);
+
+}  // namespace
+
+[[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
+    void* block = nullptr;
+    if (allocationsUntilFailure-- == 0 ||
+        posix_memalign(&block, std::size_t(alignment), size) != 0) {
+        throw std::bad_alloc();
+    }
+    ++blocks;
+    return block;
+}
+[[gnu::noinline]] void operator delete(void* block, std::align_val_t) noexcept {
+    blocks -= block != nullptr;
+    std::free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
+    blocks -= block != nullptr;
+    std::free(block);
+}
+
+namespace Zin {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct Number {
+    int value = 0;
+    bool operator==(Number const&) const = default;
+    std::uint32_t hash(std::uint32_t seed) const {
+        std::uint32_t hash = (static_cast<std::uint32_t>(value) ^ seed) * 0x9e3779b1u;
+        hash = (hash ^ hash >> 15) * 0x85ebca77u;
+        return hash ^ hash >> 13;
+    }
+};
+
+using Map = HashMap2018<Number, std::string>;
+using Set = HashSet2018<Number>;
+
+// Calls back, and may throw, when it goes; as the last pointer to an entity does.
+class Last {
+public:
+    Last() = default;
+    explicit Last(std::function<void()> whenGone) : whenGone_(std::move(whenGone)) {}
+    Last(Last&& that) noexcept : whenGone_(std::exchange(that.whenGone_, nullptr)) {}
+    Last& operator=(Last&& that) noexcept {
+        std::swap(whenGone_, that.whenGone_);
+        return *this;
+    }
+    ~Last() noexcept(false) {
+        if (whenGone_) {
+            std::exchange(whenGone_, nullptr)();
+        }
+    }
+
+private:
+    std::function<void()> whenGone_;
+};
+using LastMap = HashMap2018<Number, Last>;
+
+template <class SomeMap>
+std::vector<int> keys(SomeMap& map) {
+    std::vector<int> found;
+    for (auto const& member : map) {
+        found.push_back(member.key.value);
+    }
+    return found;
+}
+
+std::unique_ptr<Map> mapOf(std::initializer_list<int> numbers) {
+    auto map = std::make_unique<Map>(1);
+    for (int const number : numbers) {
+        map->emplace({number}, std::to_string(number));
+    }
+    return map;
+}
+
+TEST(HashMap2018, FindsWhatWasInsertedAndNothingElse) {
+    Map map(1);
+    EXPECT_EQ(map.find({1}), nullptr);
+
+    auto const [value, inserted] = map.emplace({1}, "one");
+
+    EXPECT_TRUE(inserted);
+    EXPECT_EQ(map.find({1}), &value);
+    EXPECT_EQ(*map.find({1}), "one");
+    EXPECT_TRUE(map.contains({1}));
+    EXPECT_FALSE(map.contains({2}));
+    EXPECT_EQ(map.size(), 1u);
+}
+
+TEST(HashMap2018, EmplacingUnderAnOldKeyFindsTheOldValue) {
+    auto const map = mapOf({1});
+    auto const [value, inserted] = map->emplace({1}, "other");
+    EXPECT_FALSE(inserted);
+    EXPECT_EQ(value, "1");
+}
+
+TEST(HashMap2018, AssigningReplacesTheValueAndKeepsThePlace) {
+    auto const map = mapOf({1, 2, 3});
+    EXPECT_FALSE(map->insertOrAssign({2}, "two"));
+    EXPECT_TRUE(map->insertOrAssign({4}, "four"));
+    EXPECT_EQ(*map->find({2}), "two");
+    EXPECT_THAT(keys(*map), ElementsAre(1, 2, 3, 4));
+}
+
+TEST(HashMap2018, WalksInTheOrderOfInsertionAndMovesWhatComesBackToTheEnd) {
+    auto const map = mapOf({5, 3, 9, 1});
+    EXPECT_TRUE(map->erase({3}));
+    EXPECT_FALSE(map->erase({3}));
+    map->emplace({3}, "3");
+    EXPECT_THAT(keys(*map), ElementsAre(5, 9, 1, 3));
+}
+
+TEST(HashMap2018, TheOrderDoesNotDependOnTheSeed) {
+    Set first(1);
+    Set second(0xfeedbeef);
+    for (int number = 0; number < 1000; ++number) {
+        first.insert({number * 7919 % 1000});
+        second.insert({number * 7919 % 1000});
+    }
+    EXPECT_EQ(keys(first), keys(second));
+}
+
+TEST(HashMap2018, TakingMovesTheValueOut) {
+    HashMap2018<Number, std::unique_ptr<int>> map(1);
+    map.emplace({1}, std::make_unique<int>(7));
+    EXPECT_EQ(*map.take({1}), 7);
+    EXPECT_EQ(map.take({1}), nullptr);
+    EXPECT_TRUE(map.empty());
+}
+
+TEST(HashMap2018, MembersStayAtTheirAddressWhileOthersComeAndGo) {
+    auto const map = mapOf({-1});
+    std::string const* const value = map->find({-1});
+    for (int number = 0; number < 10'000; ++number) {
+        map->emplace({number});
+    }
+    for (int number = 0; number < 10'000; ++number) {
+        map->erase({number});
+    }
+    EXPECT_EQ(map->find({-1}), value);
+}
+
+TEST(HashMap2018, AWalkFromAKeyStartsThereOrIsAtItsEnd) {
+    auto const map = mapOf({1, 2, 3});
+    std::vector<int> walked;
+    for (auto walk = map->from({2}); walk != map->end(); ++walk) {
+        walked.push_back(walk->key.value);
+    }
+    EXPECT_THAT(walked, ElementsAre(2, 3));
+    EXPECT_TRUE(map->from({4}) == map->end());
+}
+
+TEST(HashMap2018, AWalkGoesOnThoughItsMemberItsNeighboursAndOthersAreErased) {
+    auto const map = mapOf({1, 2, 3, 4, 5, 6});
+    std::vector<int> walked;
+    for (auto const& member : *map) {
+        int const key = member.key.value;
+        walked.push_back(key);
+        if (key == 3) {
+            for (int const gone : {3, 2, 4, 1, 6}) {
+                map->erase({gone});
+            }
+        }
+    }
+    EXPECT_THAT(walked, ElementsAre(1, 2, 3, 5));
+}
+
+TEST(HashMap2018, AWalkReachesWhatIsInsertedMeanwhileAlsoFromTheGapAtTheEnd) {
+    auto const map = mapOf({1});
+    std::vector<int> walked;
+    for (auto const& member : *map) {
+        int const key = member.key.value;
+        walked.push_back(key);
+        map->erase({key});
+        if (key < 100) {
+            map->emplace({key + 1});
+        }
+    }
+    EXPECT_EQ(walked.size(), 100u);
+    EXPECT_TRUE(map->empty());
+}
+
+TEST(HashMap2018, ErasingThroughAWalkLeavesItInTheGap) {
+    auto const map = mapOf({1, 2, 3, 4});
+    for (auto walk = map->begin(); walk != map->end(); ++walk) {
+        if (walk->key.value % 2 == 1) {
+            map->erase(walk);
+        }
+    }
+    EXPECT_THAT(keys(*map), ElementsAre(2, 4));
+}
+
+TEST(HashMap2018, ClearingPutsWalksAtTheirEnd) {
+    auto const map = mapOf({1, 2, 3});
+    int walked = 0;
+    for ([[maybe_unused]] auto const& member : *map) {
+        ++walked;
+        map->clear();
+    }
+    EXPECT_EQ(walked, 1);
+
+    auto walk = map->begin();
+    EXPECT_TRUE(walk == map->end());
+}
+
+TEST(HashMap2018, AWalkOutlivesItsMap) {
+    auto map = mapOf({1, 2});
+    auto walk = map->begin();
+    auto const copy = walk;
+    map.reset();
+    EXPECT_TRUE(walk == std::default_sentinel);
+    EXPECT_TRUE(copy == std::default_sentinel);
+    ++walk;
+    walk = copy;
+    EXPECT_TRUE(walk == std::default_sentinel);
+}
+
+TEST(HashMap2018, CopiesOfAWalkGoTheirOwnWays) {
+    auto const map = mapOf({1, 2, 3});
+    auto first = map->begin();
+    auto second = first;
+    ++second;
+    map->erase({1});
+    ++first;
+    EXPECT_EQ(first->key.value, 2);
+    EXPECT_EQ(second->key.value, 2);
+    first = map->from({3});
+    map->erase({2});
+    ++second;
+    EXPECT_EQ(second->key.value, 3);
+    EXPECT_EQ(first->key.value, 3);
+}
+
+TEST(HashMap2018DeathTest, MisusingAWalkStopsTheProcess) {
+    auto const map = mapOf({1});
+    auto walk = map->begin();
+    ++walk;
+    EXPECT_DEATH(++walk, "past its end");
+    EXPECT_DEATH((void)*walk, "stands on none");
+    auto inGap = map->begin();
+    map->erase({1});
+    EXPECT_DEATH((void)*inGap, "stands on none");
+    EXPECT_DEATH(map->erase(inGap), "stands on none");
+}
+
+TEST(HashMap2018, AValueIsOutOfTheMapBeforeItGoes) {
+    LastMap map(1);
+    std::vector<int> seen;
+    map.emplace({1}, [&] {
+        seen = keys(map);
+        map.emplace({3});
+        map.erase({2});
+    });
+    map.emplace({2});
+
+    map.erase({1});
+
+    EXPECT_THAT(seen, ElementsAre(2));
+    EXPECT_THAT(keys(map), ElementsAre(3));
+}
+
+TEST(HashMap2018, AReplacedValueGoesWhenItsSuccessorIsInPlace) {
+    HashMap2018<Number, std::pair<int, Last>> map(1);
+    int seen = 0;
+    map.emplace({1}, 10, Last([&] { seen = map.find({1})->first; }));
+    map.insertOrAssign({1}, {11, Last()});
+    EXPECT_EQ(seen, 11);
+}
+
+TEST(HashMap2018, IsEmptyBeforeTheFirstValueGoesAndKeepsWhatTheValuesInsert) {
+    LastMap map(1);
+    std::vector<std::size_t> sizes;
+    for (int number = 0; number < 3; ++number) {
+        map.emplace({number}, [&, number] {
+            sizes.push_back(map.size());
+            map.emplace({number + 10});
+        });
+    }
+    map.clear();
+    EXPECT_THAT(sizes, ElementsAre(0u, 1u, 2u));
+    EXPECT_THAT(keys(map), ElementsAre(10, 11, 12));
+}
+
+TEST(HashMap2018, AValueThatGoesMayDestroyTheMap) {
+    for (bool const byClearing : {false, true}) {
+        auto map = std::make_unique<LastMap>(1);
+        map->emplace({1}, [&] { map.reset(); });
+        map->emplace({2});
+        auto* const itself = map.get();
+        byClearing ? itself->clear() : void(itself->erase({1}));
+        EXPECT_EQ(map, nullptr);
+    }
+}
+
+TEST(HashMap2018, DestroysAllValuesThoughSomeThrowAndThrowsTheFirstFailure) {
+    int gone = 0;
+    auto const failing = [&gone] { throw std::runtime_error("failure " + std::to_string(++gone)); };
+    auto map = std::make_unique<LastMap>(1);
+    for (int number = 0; number < 5; ++number) {
+        map->emplace({number}, failing);
+    }
+
+    EXPECT_THROW(map->erase({0}), std::runtime_error);
+    EXPECT_EQ(map->size(), 4u);
+    EXPECT_THROW(map->insertOrAssign({1}, Last()), std::runtime_error);
+    EXPECT_EQ(map->size(), 4u);
+    try {
+        map->clear();
+        FAIL() << "nothing thrown";
+    } catch (std::runtime_error const& failure) {
+        EXPECT_STREQ(failure.what(), "failure 3");
+    }
+    EXPECT_EQ(gone, 5);
+
+    EXPECT_THROW(
+        {
+            LastMap doomed(1);
+            doomed.emplace({1}, failing);
+            doomed.emplace({2}, failing);
+        },
+        std::runtime_error);
+    EXPECT_EQ(gone, 7);
+}
+
+TEST(HashMap2018, OwnsNoMemoryWhileItNeverHadAMemberAndAfterClearing) {
+    std::size_t const before = blocks;
+    Map map(1);
+    map.erase({1});
+    map.clear();
+    EXPECT_EQ(blocks, before);
+
+    for (int number = 0; number < 1000; ++number) {
+        map.emplace({number});
+    }
+    EXPECT_GT(blocks, before);
+    map.clear();
+    EXPECT_EQ(blocks, before);
+}
+
+TEST(HashMap2018, GivesItsMemoryBackWhenItsLastMemberIsErased) {
+    std::size_t const before = blocks;
+    Map map(1);
+    for (int number = 0; number < 1000; ++number) {
+        map.emplace({number});
+    }
+    for (int number = 0; number < 1000; ++number) {
+        map.erase({number});
+    }
+    EXPECT_EQ(blocks, before);
+    map.emplace({1}, "still usable");
+    EXPECT_EQ(*map.find({1}), "still usable");
+}
+
+TEST(HashMap2018, IsLeftAsItWasByAnAllocationThatFails) {
+    Map map(1);
+    int failures = 0;
+    for (int number = 0; number < 3000; ++number) {
+        std::vector<int> const before = keys(map);
+        for (std::size_t const allowed : {0u, 1u}) {
+            allocationsUntilFailure = allowed;
+            try {
+                map.emplace({number}, "x");
+            } catch (std::bad_alloc const&) {
+                ++failures;
+                allocationsUntilFailure = std::size_t(-1);
+                ASSERT_EQ(map.size(), static_cast<std::uint32_t>(number));
+                ASSERT_EQ(keys(map), before);
+                ASSERT_FALSE(map.contains({number}));
+                ASSERT_TRUE(number == 0 || map.contains({number - 1}));
+            }
+        }
+        allocationsUntilFailure = std::size_t(-1);
+        map.emplace({number}, "x");
+    }
+    EXPECT_GT(failures, 10);
+}
+
+TEST(HashMap2018, IsLeftAsItWasByAValueThatCannotBeMade) {
+    struct Unmakeable {
+        explicit Unmakeable(bool fails) {
+            if (fails) {
+                throw std::runtime_error("unmakeable");
+            }
+        }
+    };
+    HashMap2018<Number, Unmakeable> map(1);
+    for (int number = 0; number < 50; ++number) {
+        EXPECT_THROW(map.emplace({number}, true), std::runtime_error);
+        EXPECT_FALSE(map.contains({number}));
+        EXPECT_EQ(map.size(), static_cast<std::uint32_t>(number));
+        map.emplace({number}, false);
+    }
+    EXPECT_EQ(keys(map).size(), 50u);
+}
+
+TEST(HashSet2018, HoldsEachKeyOnce) {
+    Set set(1);
+    EXPECT_TRUE(set.insert({2}));
+    EXPECT_TRUE(set.insert({1}));
+    EXPECT_FALSE(set.insert({2}));
+    EXPECT_THAT(keys(set), ElementsAre(2, 1));
+    EXPECT_TRUE(set.erase({2}));
+    EXPECT_FALSE(set.erase({2}));
+    EXPECT_THAT(keys(set), ElementsAre(1));
+    set.clear();
+    EXPECT_THAT(keys(set), IsEmpty());
+}
+
+// Hashes of every quality, the worst included: what differs is where keys stand, not what is found.
+struct GoodHash {
+    std::uint32_t seed;
+    std::uint32_t operator()(Number const& key) const { return key.hash(seed); }
+};
+struct CrowdedHash {  // a handful of homes, a handful of tags
+    std::uint32_t seed;
+    std::uint32_t operator()(Number const& key) const { return key.hash(seed) & 0xc0000003; }
+};
+struct ConstantHash {
+    std::uint32_t seed;
+    std::uint32_t operator()(Number const&) const { return seed; }
+};
+
+template <class Hash>
+class RandomHashMap : public testing::Test {};
+using Hashes = testing::Types<GoodHash, CrowdedHash, ConstantHash>;
+TYPED_TEST_SUITE(RandomHashMap, Hashes);
+
+// The naive statement: members in a row, each with the number of its insertion. A walk that has
+// shown the member of number n shows next the first one with a greater number.
+struct NaiveMember {
+    std::uint64_t number;
+    int key;
+    int value;
+};
+
+TYPED_TEST(RandomHashMap, BehavesAsARowOfMembersDoesUnderChangesAndWalks) {
+    using TestedMap = HashMap2018<Number, int, TypeParam>;
+    struct LiveWalk {
+        typename TestedMap::Iterator walk;
+        std::uint64_t shown;
+    };
+    std::mt19937 random(2018);
+    auto const upTo = [&random](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(limit));
+    };
+    TestedMap map(0);
+    std::vector<NaiveMember> naive;
+    std::vector<LiveWalk> walks;
+    std::uint64_t inserted = 0;
+    auto const naiveFind = [&naive](int key) {
+        return std::find_if(naive.begin(), naive.end(),
+                            [key](NaiveMember const& member) { return member.key == key; });
+    };
+
+    for (int step = 0; step < 60'000; ++step) {
+        int const keySpace = step / 5'000 % 2 == 0 ? 150 : 20;  // grows and shrinks by turns
+        int const key = upTo(150);
+        auto const at = naiveFind(key);
+        bool const there = at != naive.end();
+        ASSERT_EQ(map.contains({key}), there);
+        if (there) {
+            ASSERT_EQ(*map.find({key}), at->value);
+        }
+        switch (upTo(8)) {
+            case 0:
+            case 1:
+                if (key < keySpace) {
+                    ASSERT_EQ(map.emplace({key}, step).inserted, !there);
+                    if (!there) {
+                        naive.push_back({++inserted, key, step});
+                    }
+                }
+                break;
+            case 2:
+                if (key < keySpace) {
+                    ASSERT_EQ(map.insertOrAssign({key}, step), !there);
+                    if (there) {
+                        at->value = step;
+                    } else {
+                        naive.push_back({++inserted, key, step});
+                    }
+                }
+                break;
+            case 3:
+                ASSERT_EQ(map.erase({key}), there);
+                if (there) {
+                    naive.erase(at);
+                }
+                break;
+            case 4:
+                ASSERT_EQ(map.take({key}), there ? at->value : 0);
+                if (there) {
+                    naive.erase(at);
+                }
+                break;
+            case 5:
+                if (there) {
+                    walks.push_back({map.from({key}), at->number});
+                }
+                break;
+            default:
+                if (!walks.empty()) {
+                    std::size_t const which = random() % walks.size();
+                    LiveWalk& live = walks[which];
+                    auto const next = std::find_if(
+                        naive.begin(), naive.end(),
+                        [&live](NaiveMember const& member) { return member.number > live.shown; });
+                    ++live.walk;
+                    if (next == naive.end()) {
+                        ASSERT_TRUE(live.walk == map.end());
+                        walks.erase(walks.begin() + static_cast<std::ptrdiff_t>(which));
+                    } else {
+                        ASSERT_FALSE(live.walk == map.end());
+                        ASSERT_EQ(live.walk->key.value, next->key);
+                        ASSERT_EQ(live.walk->value, next->value);
+                        live.shown = next->number;
+                    }
+                }
+        }
+        if (upTo(3'000) == 0) {
+            map.clear();
+            naive.clear();
+        }
+        ASSERT_EQ(map.size(), naive.size());
+        if (step % 50 == 0) {
+            std::vector<int> expected;
+            for (NaiveMember const& member : naive) {
+                expected.push_back(member.key);
+            }
+            ASSERT_EQ(keys(map), expected);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Zin

@@ -1,0 +1,211 @@
+#include "Zin/RbTreeMap.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace Zin {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Map = RbTreeMap<int, std::string>;
+
+template <class SomeMap>
+std::vector<int> keys(SomeMap& map) {
+    std::vector<int> found;
+    for (auto const& member : map) {
+        found.push_back(member.key);
+    }
+    return found;
+}
+
+std::unique_ptr<Map> mapOf(std::initializer_list<int> numbers) {
+    auto map = std::make_unique<Map>();
+    for (int const number : numbers) {
+        map->emplace(number, std::to_string(number));
+    }
+    return map;
+}
+
+// Calls back, and may throw, when its last owner lets go of it.
+using Last = std::shared_ptr<void>;
+Last last(std::function<void()> whenGone) {
+    return Last(nullptr, [call = std::move(whenGone)](void*) { call(); });
+}
+
+TEST(RbTreeMap, WalksInAscendingOrderOfKeys) {
+    auto const map = mapOf({5, 3, 9, 1});
+    EXPECT_THAT(keys(*map), ElementsAre(1, 3, 5, 9));
+    EXPECT_THAT(keys(std::as_const(*map)), ElementsAre(1, 3, 5, 9));
+    EXPECT_EQ(map->size(), 4u);
+}
+
+TEST(RbTreeMap, FindsInsertsAssignsErasesAndTakes) {
+    auto const map = mapOf({1, 2});
+    EXPECT_EQ(*map->find(1), "1");
+    EXPECT_EQ(std::as_const(*map).find(3), nullptr);
+    EXPECT_FALSE(map->emplace(1, "other").inserted);
+    EXPECT_EQ(map->emplace(1, "other").value, "1");
+    EXPECT_FALSE(map->insertOrAssign(1, "one"));
+    EXPECT_TRUE(map->insertOrAssign(0, "zero"));
+    EXPECT_EQ(map->take(1), "one");
+    EXPECT_EQ(map->take(1), "");
+    EXPECT_TRUE(map->erase(2));
+    EXPECT_FALSE(map->erase(2));
+    EXPECT_FALSE(map->contains(2));
+    EXPECT_THAT(keys(*map), ElementsAre(0));
+}
+
+TEST(RbTreeMap, AWalkFromAKeyStartsThereOrAtTheOneThatFollows) {
+    auto const map = mapOf({1, 3, 5});
+    EXPECT_EQ(map->from(3)->key, 3);
+    EXPECT_EQ(map->from(2)->key, 3);
+    EXPECT_TRUE(map->from(6) == map->end());
+}
+
+TEST(RbTreeMap, AWalkGoesOnThoughItsMemberItsNeighboursAndOthersAreErased) {
+    auto const map = mapOf({1, 2, 3, 4, 5, 6});
+    std::vector<int> walked;
+    for (auto const& member : *map) {
+        int const key = member.key;
+        walked.push_back(key);
+        if (key == 3) {
+            for (int const gone : {3, 2, 4, 1, 6}) {
+                map->erase(gone);
+            }
+        }
+    }
+    EXPECT_THAT(walked, ElementsAre(1, 2, 3, 5));
+}
+
+TEST(RbTreeMap, AWalkNeverTurnsBackToWhatIsInsertedBeforeIt) {
+    auto const map = mapOf({1, 5});
+    std::vector<int> walked;
+    for (auto const& member : *map) {
+        int const key = member.key;
+        walked.push_back(key);
+        map->erase(key);
+        map->emplace(key - 1);
+        map->emplace(key);
+        if (key == 5) {
+            map->emplace(7);
+            map->erase(5);
+        }
+        if (key == 7) {
+            break;
+        }
+    }
+    EXPECT_THAT(walked, ElementsAre(1, 5, 7));
+}
+
+TEST(RbTreeMap, ErasingThroughAWalkLeavesItInTheGap) {
+    auto const map = mapOf({1, 2, 3, 4});
+    for (auto walk = map->begin(); walk != map->end(); ++walk) {
+        if (walk->key % 2 == 1) {
+            map->erase(walk);
+        }
+    }
+    EXPECT_THAT(keys(*map), ElementsAre(2, 4));
+}
+
+TEST(RbTreeMap, ClearingOrDestroyingTheMapPutsWalksAtTheirEnd) {
+    auto map = mapOf({1, 2});
+    auto walk = map->begin();
+    map->clear();
+    EXPECT_TRUE(walk == std::default_sentinel);
+    map->emplace(7, "7");
+    ++walk;
+    EXPECT_EQ(walk->key, 7);
+    map.reset();
+    EXPECT_TRUE(walk == std::default_sentinel);
+    ++walk;
+    EXPECT_TRUE(walk == std::default_sentinel);
+}
+
+TEST(RbTreeMapDeathTest, GoingOnPastTheEndStopsTheProcess) {
+    auto const map = mapOf({});
+    auto walk = map->begin();
+    EXPECT_DEATH(++walk, "past its end");
+}
+
+TEST(RbTreeMap, AValueIsOutOfTheMapBeforeItGoes) {
+    RbTreeMap<int, Last> map;
+    std::vector<int> seen;
+    map.emplace(1, last([&] {
+                    seen = keys(map);
+                    map.emplace(3);
+                    map.erase(2);
+                }));
+    map.emplace(2);
+    map.erase(1);
+    EXPECT_THAT(seen, ElementsAre(2));
+    EXPECT_THAT(keys(map), ElementsAre(3));
+}
+
+TEST(RbTreeMap, IsEmptyBeforeTheFirstValueGoesWhichMayDestroyIt) {
+    auto map = std::make_unique<RbTreeMap<int, Last>>();
+    std::vector<int> seen{1};
+    map->emplace(1, last([&] { seen = keys(*map); }));
+    map->emplace(2, last([&] { map.reset(); }));
+    auto* const itself = map.get();
+    itself->clear();
+    EXPECT_THAT(seen, IsEmpty());
+    EXPECT_EQ(map, nullptr);
+}
+
+TEST(RbTreeMap, BehavesAsAnOrderedMapDoesUnderChangesAndWalks) {
+    struct LiveWalk {
+        RbTreeMap<int, int>::Iterator walk;
+        int shown;
+    };
+    std::mt19937 random(2018);
+    RbTreeMap<int, int> map;
+    std::map<int, int> naive;
+    std::vector<LiveWalk> walks;
+    for (int step = 0; step < 60'000; ++step) {
+        int const key = static_cast<int>(random() % 60);
+        switch (random() % 5) {
+            case 0:
+                ASSERT_EQ(map.emplace(key, step).inserted, naive.emplace(key, step).second);
+                break;
+            case 1:
+                ASSERT_EQ(map.insertOrAssign(key, step), naive.insert_or_assign(key, step).second);
+                break;
+            case 2:
+                ASSERT_EQ(map.erase(key), naive.erase(key) > 0);
+                break;
+            case 3:
+                if (naive.contains(key)) {
+                    walks.push_back({map.from(key), key});
+                }
+                break;
+            default:
+                if (!walks.empty()) {
+                    std::size_t const which = random() % walks.size();
+                    LiveWalk& live = walks[which];
+                    auto const next = naive.upper_bound(live.shown);
+                    ++live.walk;
+                    if (next == naive.end()) {
+                        ASSERT_TRUE(live.walk == map.end());
+                        walks.erase(walks.begin() + static_cast<std::ptrdiff_t>(which));
+                    } else {
+                        ASSERT_EQ(live.walk->key, next->first);
+                        ASSERT_EQ(live.walk->value, next->second);
+                        live.shown = next->first;
+                    }
+                }
+        }
+        ASSERT_EQ(map.size(), naive.size());
+    }
+}
+
+}  // namespace
+}  // namespace Zin
