@@ -6,8 +6,8 @@
 #                [THREADS])
 #
 # FOLDER is the folder as it is written in #include lines. *Test.cpp become the test program
-# <NAME>_test; every other *.cpp goes into the module. THREADS: its tests use threads, so they run
-# under ThreadSanitizer too.
+# <NAME>_test; every other *.cpp goes into the module, except main.cpp, which is a program's own.
+# THREADS: its tests use threads, so they run under ThreadSanitizer too.
 function(iplib_module)
   cmake_parse_arguments(ARG "THREADS" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS" ${ARGN})
   set(include_root ${CMAKE_BINARY_DIR}/include/${ARG_NAME})
@@ -17,7 +17,7 @@ function(iplib_module)
 
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
   set(tests ${sources})
-  list(FILTER sources EXCLUDE REGEX "Test\\.cpp$")
+  list(FILTER sources EXCLUDE REGEX "(Test|/main)\\.cpp$")
   list(FILTER tests INCLUDE REGEX "Test\\.cpp$")
 
   if(sources)

@@ -1,0 +1,68 @@
+// One router held together: the status that its agents publish, the library that runs on it, and
+// the address table of each VRF.
+//
+//   in     Inputs: what a feed publishes; tables and the manager, which the router's agent adds,
+//          removes, starts and stops
+//   out    the tables, and the machines that fill them, for readers
+//   time   the clock and the yield policy that it is given; whoever runs the router asks the
+//          scheduler when it has something to do
+//
+// The manager runs from the start. Owned by the program; the feeds and the readers borrow it.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
+#include "Velk/TaskScheduler.h"
+#include "router/Inputs.h"
+#include "router/View.h"
+
+namespace Routing {
+
+class Router {
+public:
+    Router(IpLib::IntfAddrVrfTableSmConfig const& config, Zin::Ptr<Zin::Clock const> const& clock,
+           std::unique_ptr<Velk::YieldPolicy> yieldPolicy);
+    // Stops the manager first. What fails in that is thrown, once all is gone.
+    ~Router() noexcept(false);
+    Router(Router const&) = delete;
+    Router& operator=(Router const&) = delete;
+
+    Inputs& inputs() { return inputs_; }
+    Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
+
+    // The tables. Adding puts a new, empty one in place of the one that is there.
+    Zin::Ptr<IpLib::AllIntfAddrVrfTable> const& tables() const { return tables_; }
+    void tableAdd(L3::VrfName const& vrf);
+    void tableDel(L3::VrfName const& vrf);
+
+    // Stopping leaves tables and inputs as they are. It is an OperationError to start the manager
+    // while it runs, or to stop it while it does not.
+    bool managerRuns() const { return bool(manager_); }
+    void managerStart();
+    void managerStop();
+
+    // The VRFs that have a table: "default" first, the others in order of their names.
+    std::vector<L3::VrfName> vrfs() const;
+    // Throws OperationError if the VRF has no table.
+    Zin::Ptr<IpLib::IntfAddrVrfTable> table(L3::VrfName const& vrf) const;
+    // Null where none runs.
+    Zin::Ptr<IpLib::IntfAddrVrfTableSm> tableSm(L3::VrfName const& vrf) const;
+
+    // See View.h. Each throws OperationError if the VRF has no table.
+    std::vector<Row> rows(L3::VrfName const& vrf) const;
+    std::vector<Row> ownersOf(L3::VrfName const& vrf, Nimb::IpGenAddr const& addr) const;
+    // Empty where no machine runs.
+    std::vector<DeferredAddr> deferredAddrs(L3::VrfName const& vrf) const;
+
+private:
+    Inputs inputs_;
+    Zin::Ptr<Velk::TaskScheduler> const scheduler_;
+    Zin::Ptr<IpLib::AllIntfAddrVrfTable> const tables_;
+    Zin::Ptr<IpLib::IntfAddrVrfTableSmFactory> const smFactory_;
+    Zin::Ptr<IpLib::IntfAddrVrfTableManager> manager_;
+};
+
+}  // namespace Routing

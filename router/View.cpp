@@ -1,0 +1,91 @@
+#include "router/View.h"
+
+#include <algorithm>
+
+namespace Routing {
+
+namespace {
+
+using IpLib::IntfAddrEntryKey;
+using IpLib::IntfAddrVrfTable;
+
+Row rowOf(IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& entry) {
+    // Only the subnet's set knows which of its rows are deprecated.
+    auto const set = table.intfAddrEntrySetFromSubnet(entry.subnet());
+    return {.addr = entry.key().addr,
+            .virtualIp = entry.key().virtualIp,
+            .intfId = entry.intfId(),
+            .deprecated = set && set->deprecatedIntfAddrEntryHas(entry.key()),
+            .subnet = entry.subnet()};
+}
+
+std::optional<Holder> holderOf(IntfAddrVrfTable const& table,
+                               IpLib::IntfAddrWithMaskKey const& key) {
+    Nimb::IpGenAddr const& addr = key.addrWithMask.address();
+    Nimb::IpGenPrefix const subnet = key.addrWithMask.prefix();
+    auto const held = [](IpLib::IntfAddrEntry const& row) {
+        return Holder{{row.key().addr, row.subnet().prefixLength()}, row.intfId()};
+    };
+    if (key.isV6LinkLocal()) {
+        auto const present = table.llIntfAddrEntryFromIntfId(key.intfId);
+        return present && present->key().addr != addr ? std::optional(held(*present))
+                                                      : std::nullopt;
+    }
+    auto const present = table.intfAddrEntryFromAddr(IntfAddrEntryKey::makeIpKey(addr));
+    if (present && (present->intfId() != key.intfId || present->subnet() != subnet)) {
+        return held(*present);
+    }
+    auto const set = table.intfAddrEntrySetFromSubnet(subnet);
+    if (set && set->intfId() != key.intfId) {
+        return Holder{{subnet.address(), subnet.prefixLength()}, set->intfId()};
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::vector<Row> rows(IntfAddrVrfTable const& table) {
+    std::vector<Row> found;
+    found.reserve(table.intfAddrEntry().size());
+    for (auto const& member : table.intfAddrEntry()) {
+        found.push_back(rowOf(table, *member.value));
+    }
+    std::ranges::sort(found);
+    return found;
+}
+
+std::vector<Row> ownersOf(IntfAddrVrfTable const& table, Nimb::IpGenAddr const& addr) {
+    std::vector<Row> found;
+    for (auto const& key :
+         {IntfAddrEntryKey::makeIpKey(addr), IntfAddrEntryKey::makeVirtualIpKey(addr)}) {
+        if (auto const entry = table.intfAddrEntryFromAddr(key)) {
+            found.push_back(rowOf(table, *entry));
+        }
+    }
+    if (addr.isV6LinkLocal()) {
+        for (auto const& member : table.llIntfAddrEntryFromIntfId()) {
+            if (member.value->key().addr == addr) {
+                found.push_back(rowOf(table, *member.value));
+            }
+        }
+    }
+    std::ranges::sort(found);
+    return found;
+}
+
+std::vector<DeferredAddr> deferredAddrs(
+    IntfAddrVrfTable const& table,
+    IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog const& backlog) {
+    std::vector<DeferredAddr> found;
+    for (auto const& member : backlog.backlog()) {
+        found.push_back({.addr = member.key.addrWithMask,
+                         .intfId = member.key.intfId,
+                         .holder = holderOf(table, member.key)});
+    }
+    std::ranges::sort(found, [](DeferredAddr const& a, DeferredAddr const& b) {
+        return a.addr != b.addr ? a.addr < b.addr : a.intfId < b.intfId;
+    });
+    return found;
+}
+
+}  // namespace Routing

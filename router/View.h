@@ -1,0 +1,64 @@
+// What a reader takes of one VRF: its rows, who owns an address, and which addresses wait. Copies,
+// in an order that is the same for the same content.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "IpLib/IntfAddrVrfTableSmTypes/DeferredIntfAddBacklog.h"
+#include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
+
+namespace Routing {
+
+// A row of the table. Sorts by address (IPv4 before IPv6), then ordinary before virtual, then by
+// interface.
+struct Row {
+    Nimb::IpGenAddr addr;
+    bool virtualIp = false;
+    Nimb::IntfId intfId;  // empty for a virtual address
+    bool deprecated = false;
+    Nimb::IpGenPrefix subnet;  // unset for a virtual address
+
+    bool linkLocal() const { return addr.isV6LinkLocal(); }
+    // The subnet's; a virtual address stands for itself alone.
+    std::uint8_t prefixLength() const {
+        return virtualIp ? Nimb::maxPrefixLength(addr.family()) : subnet.prefixLength();
+    }
+
+    friend bool operator==(Row const&, Row const&) = default;
+    friend std::strong_ordering operator<=>(Row const&, Row const&) = default;
+};
+
+// What an address waits for: an address that another row has, or a subnet, on an interface.
+struct Holder {
+    Nimb::IpGenAddrWithMask addrOrSubnet;
+    Nimb::IntfId intfId;
+
+    friend bool operator==(Holder const&, Holder const&) = default;
+};
+
+struct DeferredAddr {
+    Nimb::IpGenAddrWithMask addr;
+    Nimb::IntfId intfId;
+    // Nothing where the way is free by now and the address waits for the next try alone.
+    std::optional<Holder> holder;
+
+    friend bool operator==(DeferredAddr const&, DeferredAddr const&) = default;
+};
+
+// Sorted.
+std::vector<Row> rows(IpLib::IntfAddrVrfTable const& table);
+
+// The rows of one address, sorted: an ordinary and a virtual one may be there at once, and a
+// link-local address may stand on any number of interfaces. Costs a look-up, but for a link-local
+// address one step for each interface that has one.
+std::vector<Row> ownersOf(IpLib::IntfAddrVrfTable const& table, Nimb::IpGenAddr const& addr);
+
+// Sorted by address, then by interface.
+std::vector<DeferredAddr> deferredAddrs(
+    IpLib::IntfAddrVrfTable const& table,
+    IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog const& backlog);
+
+}  // namespace Routing

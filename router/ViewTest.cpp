@@ -1,0 +1,154 @@
+#include "router/View.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace Routing {
+namespace {
+
+using IpLib::IntfAddrEntryKey;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Nimb::IpGenAddr addr(char const* text) { return Nimb::IpGenAddr(text); }
+
+std::string text(Row const& row) {
+    return fmt::format("{}/{} {}{}{}{}", row.addr, row.prefixLength(), row.intfId,
+                       row.linkLocal() ? " link-local" : "", row.deprecated ? " deprecated" : "",
+                       row.virtualIp ? " virtual" : "");
+}
+
+std::string text(DeferredAddr const& deferred) {
+    return deferred.holder ? fmt::format("{} {} waits for {} on {}", deferred.addr, deferred.intfId,
+                                         deferred.holder->addrOrSubnet, deferred.holder->intfId)
+                           : fmt::format("{} {} waits", deferred.addr, deferred.intfId);
+}
+
+template <class Items>
+std::vector<std::string> texts(Items const& items) {
+    std::vector<std::string> all;
+    for (auto const& item : items) {
+        all.push_back(text(item));
+    }
+    return all;
+}
+
+// A table filled by hand, as its machine would.
+struct Bench {
+    Zin::Ptr<IpLib::IntfAddrEntry> row(IntfAddrEntryKey const& key, char const* intf,
+                                       Nimb::IpGenPrefix const& subnet) {
+        auto entry = table->intfAddrEntryIs({key, intf, subnet});
+        table->intfAddrEntryFromAddrIs(entry);
+        return entry;
+    }
+    void ip(char const* addrWithMask, char const* intf, bool deprecated = false) {
+        Nimb::IpGenAddrWithMask const value(addrWithMask);
+        auto const entry = row(IntfAddrEntryKey::makeIpKey(value.address()), intf, value.prefix());
+        if (!table->intfAddrEntrySetFromSubnetHas(value.prefix())) {
+            table->intfAddrEntrySetFromSubnetIs(
+                IpLib::intfAddrEntrySetFactory(intf, value.prefix()));
+        }
+        auto const set = table->intfAddrEntrySetFromSubnet(value.prefix());
+        deprecated ? set->deprecatedIntfAddrEntryIs(entry) : set->intfAddrEntryIs(entry);
+    }
+    void linkLocal(char const* addrWithMask, char const* intf) {
+        Nimb::IpGenAddrWithMask const value(addrWithMask);
+        table->llIntfAddrEntryFromIntfIdIs(
+            row(IntfAddrEntryKey::makeLlKey(value.address(), intf), intf, value.prefix()));
+    }
+    void virtualIp(char const* address) {
+        row(IntfAddrEntryKey::makeVirtualIpKey(addr(address)), "", {});
+    }
+    void defer(char const* addrWithMask, char const* intf) {
+        backlog->backlogIs({intf, Nimb::IpGenAddrWithMask(addrWithMask)});
+    }
+    std::vector<std::string> deferred() const { return texts(deferredAddrs(*table, *backlog)); }
+
+    Zin::Ptr<IpLib::IntfAddrVrfTable> table = IpLib::intfAddrVrfTableFactory();
+    Zin::Ptr<IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog> backlog =
+        IpLib::IntfAddrVrfTableImpl::deferredIntfAddBacklogFactory();
+};
+
+TEST(View, RowsAreSortedByFamilyThenAddressThenInterface) {
+    Bench bench;
+    bench.linkLocal("fe80::1/64", "eth1");
+    bench.ip("2001:db8::2/64", "eth0", true);
+    bench.linkLocal("fe80::1/64", "eth0");
+    bench.ip("10.0.0.10/24", "eth0");
+    bench.virtualIp("10.0.0.9");
+    bench.ip("10.0.0.9/24", "eth0");
+    bench.ip("2001:db8::1/64", "eth0");
+
+    EXPECT_THAT(texts(rows(*bench.table)),
+                ElementsAre("10.0.0.9/24 eth0", "10.0.0.9/32  virtual", "10.0.0.10/24 eth0",
+                            "2001:db8::1/64 eth0", "2001:db8::2/64 eth0 deprecated",
+                            "fe80::1/64 eth0 link-local", "fe80::1/64 eth1 link-local"));
+}
+
+TEST(View, AnAddressIsOwnedByItsOrdinaryAndItsVirtualRow) {
+    Bench bench;
+    bench.ip("10.0.0.9/24", "eth0");
+    bench.virtualIp("10.0.0.9");
+    bench.virtualIp("2001:db8::9");
+
+    EXPECT_THAT(texts(ownersOf(*bench.table, addr("10.0.0.9"))),
+                ElementsAre("10.0.0.9/24 eth0", "10.0.0.9/32  virtual"));
+    EXPECT_THAT(texts(ownersOf(*bench.table, addr("2001:db8::9"))),
+                ElementsAre("2001:db8::9/128  virtual"));
+    EXPECT_THAT(ownersOf(*bench.table, addr("10.0.0.1")), IsEmpty());
+}
+
+TEST(View, ALinkLocalAddressIsOwnedByEveryInterfaceThatHasIt) {
+    Bench bench;
+    bench.linkLocal("fe80::1/64", "eth1");
+    bench.linkLocal("fe80::1/64", "eth0");
+    bench.linkLocal("fe80::2/64", "eth2");
+
+    EXPECT_THAT(texts(ownersOf(*bench.table, addr("fe80::1"))),
+                ElementsAre("fe80::1/64 eth0 link-local", "fe80::1/64 eth1 link-local"));
+}
+
+TEST(View, ADeferredAddressWaitsForTheRowThatHasItOrElseForTheSubnetsOwner) {
+    Bench bench;
+    bench.ip("10.0.0.1/24", "eth0");
+    bench.ip("2001:db8::1/64", "eth0");
+    bench.defer("2001:db8::2/64", "eth1");
+    bench.defer("10.0.0.2/24", "eth1");
+    bench.defer("10.0.0.1/24", "eth1");
+
+    EXPECT_THAT(bench.deferred(),
+                ElementsAre("10.0.0.1/24 eth1 waits for 10.0.0.1/24 on eth0",
+                            "10.0.0.2/24 eth1 waits for 10.0.0.0/24 on eth0",
+                            "2001:db8::2/64 eth1 waits for 2001:db8::/64 on eth0"));
+}
+
+TEST(View, AnotherPrefixLengthOfAnAddressWaitsForItsOwnInterface) {
+    Bench bench;
+    bench.ip("10.0.0.1/24", "eth0");
+    bench.defer("10.0.0.1/16", "eth0");
+
+    EXPECT_THAT(bench.deferred(), ElementsAre("10.0.0.1/16 eth0 waits for 10.0.0.1/24 on eth0"));
+}
+
+TEST(View, ALinkLocalAddressWaitsForTheOneThatItsInterfaceHas) {
+    Bench bench;
+    bench.linkLocal("fe80::1/64", "eth0");
+    bench.linkLocal("fe80::2/64", "eth1");
+    bench.defer("fe80::2/64", "eth0");
+
+    EXPECT_THAT(bench.deferred(), ElementsAre("fe80::2/64 eth0 waits for fe80::1/64 on eth0"));
+}
+
+TEST(View, AnAddressWhoseWayIsFreeWaitsForTheNextTryAlone) {
+    Bench bench;
+    bench.defer("10.0.0.1/24", "eth1");
+    bench.defer("fe80::1/64", "eth1");
+
+    EXPECT_THAT(bench.deferred(), ElementsAre("10.0.0.1/24 eth1 waits", "fe80::1/64 eth1 waits"));
+}
+
+}  // namespace
+}  // namespace Routing

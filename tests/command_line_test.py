@@ -1,0 +1,93 @@
+"""The command line of intfaddr: what it accepts, what it says, and how it exits."""
+
+import json
+import subprocess
+import sys
+import unittest
+
+PROGRAM = sys.argv.pop(1)
+
+
+def run(*arguments):
+    return subprocess.run([PROGRAM, *arguments], stdin=subprocess.DEVNULL, capture_output=True,
+                          text=True, timeout=30)
+
+
+class CommandLine(unittest.TestCase):
+    def expect_bad_argument(self, arguments, *words):
+        result = run(*arguments)
+        self.assertEqual(result.returncode, 2, result.stderr)
+        self.assertEqual(result.stdout, "")
+        for word in words:
+            self.assertIn(word, result.stderr)
+
+    def test_help_and_version_are_answers(self):
+        for arguments, word in ((["--help"], "show"), (["show", "--help"], "ADDRESS"),
+                                (["--version"], "intfaddr ")):
+            result = run(*arguments)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertIn(word, result.stdout)
+            self.assertEqual(result.stderr, "")
+
+    def test_the_table_has_the_loopback_address(self):
+        result = run("show", "--vrf", "default")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        lines = result.stdout.splitlines()
+        self.assertEqual(lines[0].split(), ["VRF", "ADDRESS", "INTERFACE", "SUBNET", "FLAGS"])
+        self.assertIn(["default", "127.0.0.1/8", "lo", "127.0.0.0/8"],
+                      [line.split() for line in lines])
+
+    def test_json_has_the_loopback_address(self):
+        result = run("show", "--json", "--vrf", "default")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        document = json.loads(result.stdout)
+        self.assertEqual(list(document), ["vrfs"])
+        self.assertEqual([vrf["name"] for vrf in document["vrfs"]], ["default"])
+        self.assertIn({"address": "127.0.0.1", "prefixLength": 8, "family": "IPv4",
+                       "interface": "lo", "subnet": "127.0.0.0/8", "flags": []},
+                      document["vrfs"][0]["addresses"])
+        self.assertIsInstance(document["vrfs"][0]["deferred"], list)
+
+    def test_an_owned_address_exits_with_0(self):
+        result = run("show", "127.0.0.1", "--vrf", "default")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        lines = result.stdout.splitlines()
+        self.assertEqual(len(lines), 2)
+        self.assertIn("127.0.0.1/8", lines[1])
+
+    def test_an_address_that_nothing_owns_exits_with_1(self):
+        result = run("show", "203.0.113.77")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("nothing owns 203.0.113.77", result.stderr)
+
+        result = run("show", "203.0.113.77", "--json")
+        self.assertEqual(result.returncode, 1)
+        self.assertTrue(all(vrf["addresses"] == [] for vrf in json.loads(result.stdout)["vrfs"]))
+
+    def test_a_bad_address_says_what_is_wrong_with_it(self):
+        self.expect_bad_argument(["show", "10.0.0.256"], "'10.0.0.256' is not an address")
+        self.expect_bad_argument(["show", "10.0.0.1/24"], "'10.0.0.1/24' is not an address")
+        self.expect_bad_argument(["show", "fe80::1%lo"], "'fe80::1%lo' is not an address")
+        self.expect_bad_argument(["show", "nonsense"], "'nonsense' is not an address")
+        self.expect_bad_argument(["show", ""], "address")
+
+    def test_an_unknown_vrf_is_named(self):
+        self.expect_bad_argument(["show", "--vrf", "no-such-vrf"], "no VRF 'no-such-vrf'")
+
+    def test_a_command_line_that_makes_no_sense_is_a_bad_argument(self):
+        self.expect_bad_argument([], "command is required")
+        self.expect_bad_argument(["hide"], "hide")
+        self.expect_bad_argument(["show", "--colour"], "--colour")
+        self.expect_bad_argument(["show", "10.0.0.1", "10.0.0.2"], "10.0.0.2")
+        self.expect_bad_argument(["show", "--vrf"], "--vrf")
+
+    def test_output_that_cannot_be_written_is_a_failure(self):
+        with open("/dev/full", "w", encoding="ascii") as full:
+            result = subprocess.run([PROGRAM, "show"], stdin=subprocess.DEVNULL, stdout=full,
+                                    stderr=subprocess.PIPE, text=True, timeout=30)
+        self.assertEqual(result.returncode, 70)
+        self.assertIn("cannot write", result.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()

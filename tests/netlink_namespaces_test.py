@@ -1,0 +1,242 @@
+"""Compares `intfaddr show --json` with what `ip` says of the same network namespaces.
+
+Makes two namespaces, joined by veth pairs, with addresses of every kind. Needs root and the right
+to make namespaces; where these are missing the test says so and counts as skipped.
+"""
+
+import atexit
+import ipaddress
+import json
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+PROGRAM = sys.argv.pop(1)
+RED = f"ia{os.getpid()}-red"
+BLUE = f"ia{os.getpid()}-blue"
+LONG = f"ia{os.getpid()}-" + "x" * 160
+NOBODY = 65534
+
+
+def run(*command, **options):
+    return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                          timeout=30, **options)
+
+
+def ip(*arguments):
+    result = run("ip", *arguments)
+    if result.returncode != 0:
+        raise RuntimeError(f"ip {' '.join(arguments)}: {result.stderr.strip()}")
+    return result.stdout
+
+
+def inside(vrf, *arguments):
+    return ip("-n", f"ns-{vrf}", *arguments)
+
+
+def skip(why):
+    print(f"skipped: {why}")
+    sys.exit(77)
+
+
+def remove_namespaces():
+    for vrf in (RED, BLUE, LONG):
+        run("ip", "netns", "del", f"ns-{vrf}")
+
+
+def make_namespaces():
+    atexit.register(remove_namespaces)
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
+    for vrf in (RED, BLUE):
+        ip("netns", "add", f"ns-{vrf}")
+        inside(vrf, "link", "set", "lo", "up")
+    for index in (0, 1):
+        ip("link", "add", f"eth{index}", "netns", f"ns-{RED}", "type", "veth",
+           "peer", "name", f"eth{index}", "netns", f"ns-{BLUE}")
+
+
+def kernel_addresses(vrf):
+    """The addresses that `ip` tells of, in the form of the program's JSON."""
+    found = []
+    for link in json.loads(inside(vrf, "-j", "addr")):
+        for info in link["addr_info"]:
+            interface = ipaddress.ip_interface(f"{info['local']}/{info['prefixlen']}")
+            if info.get("tentative") or info.get("dadfailed"):
+                continue
+            flags = []
+            if interface.version == 6 and interface.ip.is_link_local:
+                flags.append("link-local")
+            elif interface.version == 6 and info.get("deprecated"):
+                flags.append("deprecated")
+            found.append({"address": info["local"], "prefixLength": info["prefixlen"],
+                          "family": f"IPv{interface.version}", "interface": link["ifname"],
+                          "subnet": str(interface.network), "flags": flags})
+    return sorted(found, key=lambda a: (a["family"], ipaddress.ip_address(a["address"]),
+                                        a["interface"]))
+
+
+def show(*arguments):
+    result = run(PROGRAM, "show", *arguments)
+    if result.returncode not in (0, 1):
+        raise RuntimeError(f"show {arguments}: exit {result.returncode}: {result.stderr}")
+    return result
+
+
+def shown(*arguments):
+    return {vrf["name"]: vrf for vrf in json.loads(show("--json", *arguments).stdout)["vrfs"]}
+
+
+def wait_for_addresses():
+    """Until duplicate address detection is over everywhere."""
+    deadline = time.monotonic() + 20
+    while any("tentative" in inside(vrf, "addr") for vrf in (RED, BLUE)):
+        if time.monotonic() > deadline:
+            raise RuntimeError("addresses stay tentative")
+        time.sleep(0.05)
+
+
+class Namespaces(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        for vrf in (RED, BLUE):
+            for index in (0, 1):
+                inside(vrf, "link", "set", f"eth{index}", "down")
+                inside(vrf, "addr", "flush", "dev", f"eth{index}")
+
+    def bring_up(self):
+        for vrf in (RED, BLUE):
+            for index in (0, 1):
+                inside(vrf, "link", "set", f"eth{index}", "up")
+        wait_for_addresses()
+
+    def add(self, vrf, index, address, *more):
+        family = ["nodad"] if ":" in address and "nodad" not in more and not more else []
+        inside(vrf, "addr", "add", address, "dev", f"eth{index}", *more, *family)
+
+    def test_every_kind_of_address_in_two_namespaces_at_once(self):
+        for vrf, last in ((RED, 1), (BLUE, 2)):
+            self.add(vrf, 0, f"10.0.0.{last}/24")
+            self.add(vrf, 0, f"10.0.0.{last + 10}/24")
+            self.add(vrf, 0, f"10.1.0.{last}/16")
+            self.add(vrf, 1, f"192.0.2.{last}/32")
+            self.add(vrf, 1, "198.51.100.1", "peer", "198.51.100.2/32")
+            self.add(vrf, 0, f"2001:db8::{last}/64")
+            self.add(vrf, 0, f"2001:db8::1{last}/64", "nodad", "preferred_lft", "0")
+            self.add(vrf, 1, f"2001:db8:1::{last}/128")
+        self.bring_up()
+
+        vrfs = shown()
+        for vrf in (RED, BLUE):
+            expected = kernel_addresses(vrf)
+            self.assertEqual(vrfs[vrf]["addresses"], expected)
+            self.assertEqual(vrfs[vrf]["deferred"], [])
+            self.assertGreaterEqual(len(expected), 12)
+            for flags in ([], ["deprecated"], ["link-local"]):
+                self.assertIn(flags, [address["flags"] for address in expected])
+        self.assertEqual(list(vrfs)[0], "default")
+        self.assertEqual(list(vrfs)[1:], sorted(list(vrfs)[1:]))
+
+    def test_one_vrf_and_one_address(self):
+        self.add(RED, 0, "10.0.0.1/24")
+        self.bring_up()
+
+        self.assertEqual(list(shown("--vrf", RED)), [RED])
+        owner = shown("10.0.0.1", "--vrf", RED)[RED]["addresses"]
+        self.assertEqual([(a["interface"], a["subnet"]) for a in owner], [("eth0", "10.0.0.0/24")])
+        self.assertEqual(show("10.0.0.1", "--vrf", RED).returncode, 0)
+        self.assertEqual(show("10.0.0.1", "--vrf", BLUE).returncode, 1)
+
+    def test_conflicting_addresses_wait_and_say_for_what(self):
+        self.add(RED, 0, "10.0.0.1/24")
+        self.add(RED, 1, "10.0.0.2/24")
+        self.add(RED, 0, "2001:db8::1/64")
+        self.add(RED, 1, "2001:db8::2/64")
+        self.bring_up()
+        inside(RED, "addr", "add", "fe80::99/64", "dev", "eth0", "nodad")
+
+        deferred = [a for a in shown("--vrf", RED)[RED]["deferred"]]
+        waiting = {(a["address"], a["prefixLength"], a["family"], a["interface"],
+                    a["conflictsWith"]) for a in deferred}
+        self.assertIn(("10.0.0.2", 24, "IPv4", "eth1", "eth0"), waiting)
+        self.assertIn(("2001:db8::2", 64, "IPv6", "eth1", "eth0"), waiting)
+        link_local = [a for a in deferred if a["address"].startswith("fe80::")]
+        self.assertEqual([(a["interface"], a["conflictsWith"]) for a in link_local],
+                         [("eth0", "eth0")])
+        self.assertEqual(len(deferred), 3)
+
+        text = show("--vrf", RED).stdout
+        self.assertRegex(text, r"10\.0\.0\.2/24 +eth1 +10\.0\.0\.0/24 on eth0\n")
+        self.assertRegex(text, r"fe80::\S+ +eth0 +fe80::\S+ on eth0\n")
+        self.assertEqual(show("10.0.0.2", "--vrf", RED).returncode, 1)
+
+    def test_a_deprecated_link_local_address_is_shown_as_it_is_published(self):
+        inside(RED, "link", "set", "eth0", "addrgenmode", "none")
+        try:
+            self.add(RED, 0, "fe80::5/64", "nodad", "preferred_lft", "0")
+            self.bring_up()
+            self.assertIn("deprecated", inside(RED, "addr", "show", "dev", "eth0"))
+
+            owner = shown("fe80::5", "--vrf", RED)[RED]["addresses"]
+            self.assertEqual([a["flags"] for a in owner], [["link-local"]])
+        finally:
+            inside(RED, "link", "set", "eth0", "addrgenmode", "eui64")
+
+    def test_a_tentative_address_is_not_shown(self):
+        # Without a carrier duplicate address detection does not begin.
+        inside(RED, "link", "set", "eth0", "up")
+        inside(RED, "addr", "add", "2001:db8:7::1/64", "dev", "eth0")
+        self.assertIn("tentative", inside(RED, "addr", "show", "dev", "eth0"))
+
+        self.assertEqual(show("2001:db8:7::1", "--vrf", RED).returncode, 1)
+
+    def test_a_namespace_name_over_the_limit_is_refused_and_the_others_go_on(self):
+        ip("netns", "add", f"ns-{LONG}")
+        try:
+            result = show("--json")
+            self.assertIn(LONG, result.stderr)
+            self.assertIn("Zin::String::bytes > 150 not allowed", result.stderr)
+            names = [vrf["name"] for vrf in json.loads(result.stdout)["vrfs"]]
+            self.assertIn(RED, names)
+            self.assertNotIn(LONG, names)
+        finally:
+            ip("netns", "del", f"ns-{LONG}")
+
+    def test_an_ordinary_user_sees_the_default_vrf_and_which_namespaces_are_closed(self):
+        with tempfile.TemporaryDirectory() as directory:
+            os.chmod(directory, 0o755)
+            program = shutil.copy(PROGRAM, directory)
+            result = run(program, "show", "--json", user=NOBODY, group=NOBODY, extra_groups=[])
+
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual([v["name"] for v in json.loads(result.stdout)["vrfs"]], ["default"])
+        for vrf in (RED, BLUE):
+            self.assertRegex(result.stderr, f"ns-{vrf}.*(not permitted|denied)")
+
+    def test_a_name_that_is_not_utf8_is_shown_with_replacements(self):
+        odd = b"v\xff\x1b0"
+        subprocess.run([b"ip", b"-n", f"ns-{RED}".encode(), b"link", b"set", b"eth1", b"name", odd],
+                       check=True, timeout=30)
+        try:
+            inside(RED, "addr", "add", "10.9.0.1/24", "dev", os.fsdecode(odd))
+            owner = shown("10.9.0.1", "--vrf", RED)[RED]["addresses"]
+            self.assertEqual([a["interface"] for a in owner], ["v\ufffd\x1b0"])
+            self.assertNotIn(b"\x1b", subprocess.run([PROGRAM, "show", "--vrf", RED],
+                                                     capture_output=True, timeout=30).stdout)
+        finally:
+            inside(RED, "link", "set", os.fsdecode(odd), "name", "eth1")
+
+
+if __name__ == "__main__":
+    if os.geteuid() != 0:
+        skip("network namespaces need root")
+    try:
+        make_namespaces()
+    except (OSError, RuntimeError) as error:
+        skip(f"this machine does not let us make network namespaces: {error}")
+    unittest.main()
