@@ -101,6 +101,11 @@ private:
             stand_ = Stand::inGap;
         }
     }
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+// The list does hold the address of a local walk, and loses it when the walk is destroyed.
+#pragma GCC diagnostic ignored "-Wdangling-pointer"
+#endif
     void joinList(Place** link) noexcept {
         next_ = *link;
         link_ = link;
@@ -109,6 +114,9 @@ private:
             next_->link_ = &next_;
         }
     }
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
     void joinBeside(Place const& that) noexcept {
         if (that.attached()) {
             joinList(that.link_);
