@@ -15,11 +15,11 @@ namespace Routing {
 // A row of the table. Sorts by address (IPv4 before IPv6), then ordinary before virtual, then by
 // interface.
 struct Row {
-    Nimb::IpGenAddr addr;
+    Nimb::IpGenAddr addr{};
     bool virtualIp = false;
-    Nimb::IntfId intfId;  // empty for a virtual address
+    Nimb::IntfId intfId{};  // empty for a virtual address
     bool deprecated = false;
-    Nimb::IpGenPrefix subnet;  // unset for a virtual address
+    Nimb::IpGenPrefix subnet{};  // unset for a virtual address
 
     bool linkLocal() const { return addr.isV6LinkLocal(); }
     // The subnet's; a virtual address stands for itself alone.
@@ -43,7 +43,7 @@ struct DeferredAddr {
     Nimb::IpGenAddrWithMask addr;
     Nimb::IntfId intfId;
     // Nothing where the way is free by now and the address waits for the next try alone.
-    std::optional<Holder> holder;
+    std::optional<Holder> holder{};
 
     friend bool operator==(DeferredAddr const&, DeferredAddr const&) = default;
 };

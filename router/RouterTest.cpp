@@ -1,0 +1,170 @@
+#include "router/Router.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "router/OperationError.h"
+
+namespace Routing {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// A router on a clock that the test moves, with VRF red.
+struct Bench {
+    explicit Bench(IpLib::IntfAddrVrfTableSmConfig const& config = {})
+        : router(config, clock, std::make_unique<Velk::EveryNth>(0)) {
+        vrf("red");
+    }
+
+    void vrf(L3::VrfName const& name) {
+        router.tableAdd(name);
+        router.inputs().ipVrfAdd(name);
+        router.inputs().ip6VrfAdd(name);
+    }
+    void ip(Nimb::IntfId const& intf, char const* primary) {
+        router.inputs().kernelAdd("red", intf, {});
+        router.inputs().ipIntfAdd("red", intf, {.primary = Nimb::IpAddrWithMask(primary)});
+    }
+    void advance(Zin::Seconds seconds) {
+        clock->nowIs(clock->now() + seconds);
+        router.scheduler()->run();
+    }
+    std::vector<std::string> rows() const {
+        std::vector<std::string> texts;
+        for (Row const& row : router.rows("red")) {
+            texts.push_back(fmt::format("{}/{} {}", row.addr, row.prefixLength(), row.intfId));
+        }
+        return texts;
+    }
+
+    Zin::Ptr<Zin::VirtualClock> clock = Zin::make<Zin::VirtualClock>();
+    Router router;
+};
+
+TEST(Router, PublishedAddressesBecomeRows) {
+    Bench bench;
+    bench.ip("eth0", "10.0.0.1/24");
+    bench.router.inputs().ip6IntfAdd("red", "eth0",
+                                     {{.addr = Nimb::Ip6AddrWithMask("fe80::1/64")}});
+
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 eth0", "fe80::1/64 eth0"));
+    EXPECT_EQ(bench.router.ownersOf("red", Nimb::IpGenAddr("10.0.0.1")).size(), 1U);
+    EXPECT_THAT(bench.router.ownersOf("red", Nimb::IpGenAddr("10.0.0.2")), IsEmpty());
+}
+
+TEST(Router, AnAddressInConflictIsDeferredUntilItsHolderIsGone) {
+    Bench bench({.intfCleanupDelay = 0.0});
+    bench.ip("eth0", "10.0.0.1/24");
+    bench.ip("eth1", "10.0.0.2/24");
+
+    auto const deferred = bench.router.deferredAddrs("red");
+    ASSERT_EQ(deferred.size(), 1U);
+    EXPECT_EQ(deferred[0].intfId, Nimb::IntfId("eth1"));
+    ASSERT_TRUE(deferred[0].holder);
+    EXPECT_EQ(deferred[0].holder->intfId, Nimb::IntfId("eth0"));
+    EXPECT_EQ(deferred[0].holder->addrOrSubnet.toStrep(), "10.0.0.0/24");
+
+    bench.router.inputs().ipIntfDel("red", "eth0");
+    EXPECT_THAT(bench.rows(), IsEmpty());
+    ASSERT_EQ(bench.router.deferredAddrs("red").size(), 1U);
+    EXPECT_FALSE(bench.router.deferredAddrs("red")[0].holder);
+
+    bench.advance(2.0);
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.2/24 eth1"));
+    EXPECT_THAT(bench.router.deferredAddrs("red"), IsEmpty());
+}
+
+TEST(Router, StoppingTheManagerLeavesTheTablesAndStopsTheirUpdates) {
+    Bench bench;
+    bench.ip("eth0", "10.0.0.1/24");
+
+    bench.router.managerStop();
+    auto const before = bench.rows();
+    bench.ip("eth1", "10.1.0.1/24");
+
+    EXPECT_FALSE(bench.router.managerRuns());
+    EXPECT_EQ(bench.rows(), before);
+    EXPECT_THAT(bench.router.deferredAddrs("red"), IsEmpty());
+    EXPECT_FALSE(bench.router.tableSm("red"));
+}
+
+TEST(Router, AManagerThatIsStartedAgainFillsTheTablesFromTheStatus) {
+    Bench bench;
+    bench.router.managerStop();
+    bench.router.tableAdd("red");
+    bench.ip("eth0", "10.0.0.1/24");
+    EXPECT_THAT(bench.rows(), IsEmpty());
+
+    bench.router.managerStart();
+
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 eth0"));
+}
+
+TEST(Router, AManagerRunsForTheRestWhereTheStatusHoldsWhatIsRefused) {
+    Bench bench;
+    bench.router.managerStop();
+    bench.router.tableAdd("red");
+    bench.ip("eth0", "10.0.0.1/24");
+    bench.router.inputs().ip6IntfAdd(
+        "red", "eth0", {{.addr = Nimb::Ip6AddrWithMask("fe80::1/64"), .deprecated = true}});
+
+    EXPECT_THROW(bench.router.managerStart(), Zin::RangeError);
+
+    EXPECT_TRUE(bench.router.managerRuns());
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 eth0"));
+}
+
+TEST(Router, VrfsAreListedWithTheDefaultFirst) {
+    Bench bench;
+    for (char const* name : {"zoo", "default", "Blue"}) {
+        bench.router.tableAdd(name);
+    }
+
+    EXPECT_THAT(bench.router.vrfs(), ElementsAre(L3::VrfName("default"), L3::VrfName("Blue"),
+                                                 L3::VrfName("red"), L3::VrfName("zoo")));
+}
+
+TEST(Router, AVrfWhoseNamespaceNameIsTooLongIsRefusedAndTheOthersGoOn) {
+    Bench bench;
+    L3::VrfName const tooLong(std::string(148, 'x'));
+
+    EXPECT_THROW(bench.router.tableAdd(tooLong), Zin::RangeError);
+    EXPECT_FALSE(bench.router.tableSm(tooLong));
+    bench.router.tableDel(tooLong);
+
+    bench.ip("eth0", "10.0.0.1/24");
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 eth0"));
+    EXPECT_THAT(bench.router.vrfs(), ElementsAre(L3::VrfName("red")));
+}
+
+TEST(Router, OperationsThatMakeNoSenseAreRefused) {
+    Bench bench;
+
+    EXPECT_THROW(bench.router.tableAdd(""), OperationError);
+    EXPECT_THROW(bench.router.tableDel("blue"), OperationError);
+    EXPECT_THROW(bench.router.rows("blue"), OperationError);
+    EXPECT_THROW(bench.router.ownersOf("blue", {}), OperationError);
+    EXPECT_THROW(bench.router.deferredAddrs("blue"), OperationError);
+    EXPECT_THROW(bench.router.managerStart(), OperationError);
+    bench.router.managerStop();
+    EXPECT_THROW(bench.router.managerStop(), OperationError);
+}
+
+TEST(Router, ARouterGoesWithWorkPending) {
+    Bench bench;
+    bench.ip("eth0", "10.0.0.1/24");
+    bench.ip("eth1", "10.0.0.2/24");
+    bench.router.inputs().ipIntfDel("red", "eth0");
+
+    EXPECT_TRUE(bench.router.scheduler()->nextExpiry());
+}
+
+}  // namespace
+}  // namespace Routing
