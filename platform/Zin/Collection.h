@@ -9,6 +9,7 @@
 // mutator returns. A value that leaves the collection goes after its leaving has been told.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 #include <utility>
@@ -30,6 +31,7 @@ class Teller {
 public:
     explicit Teller(Owner& owner) : owner_(owner) {}
     bool observed() const { return !owner_.notifieeList().empty(); }
+    Ptr<Owner const> owner() const { return Ptr<Owner const>(&owner_); }
     // By value: what the caller's key belongs to may go while this is told.
     template <class Key>
     void tell(Key const key) const {
@@ -43,6 +45,7 @@ private:
 // Of a collection that nobody can observe.
 struct Untold {
     static bool observed() { return false; }
+    static std::nullptr_t owner() { return nullptr; }
     template <class Key>
     static void tell(Key const&) {}
 };
@@ -123,8 +126,7 @@ public:
     }
 
     // Returns what was removed; null, or the default value, where there was nothing.
-    auto del(Key const& key)
-        requires requires(Map& map) { map.take(key); }
+    auto del(Key const& key) requires requires(Map& map) { map.take(key); }
     {
         using Value = decltype(map_.take(key));
         auto const* const present = map_.find(key);
@@ -155,6 +157,8 @@ public:
             turn.run([this] { map_.clear(); });
             return;
         }
+        // The collection stays until the last member has gone, whatever its observers do.
+        [[maybe_unused]] auto const alive = tell_.owner();
         std::vector<Key> keys;
         keys.reserve(map_.size());
         for (auto const& member : map_) {

@@ -43,14 +43,16 @@ void Entity::retire() {
 
 void Entity::lastReferenceGone() {
     Turn const turn;
+    // The end holds a reference of its own: what the teardown and the members' destructors call may
+    // point at this entity again for a while. In the teardown also for good: then it lives on,
+    // retired.
+    addReference();
     if (!retired()) {
-        // The teardown holds a reference of its own: what it calls may point at this entity again
-        // for a while, or for good, in which case the entity lives on, retired.
-        addReference();
         retire();
         if ((subtractReference() & countMask) != 0) {
             return;
         }
+        addReference();
     }
     delete this;
 }

@@ -36,15 +36,19 @@ public:
     virtual ~Entity() noexcept(false) = default;
 
     // While notification is not active, the entity's changes are told to nobody.
-    bool hasNotificationActive() const noexcept { return (word() & notificationActiveBit) != 0; }
+    bool hasNotificationActive() const noexcept {
+        return (referenceWord() & notificationActiveBit) != 0;
+    }
     virtual void hasNotificationActiveIs(bool active);
 
     // Whether the teardown has begun: the entity is flagged for deletion.
-    bool retired() const noexcept { return (word() & retiredBit) != 0; }
+    bool retired() const noexcept { return (referenceWord() & retiredBit) != 0; }
     // Flags the entity for deletion and runs handleDestruction(), once. A turn.
     void retire();
 
-    std::uint32_t referenceCount() const noexcept { return word() & countMask; }
+    std::uint32_t referenceCount() const noexcept { return referenceWord() & countMask; }
+    // The count and both flags.
+    std::uint32_t referenceWord() const noexcept { return word_.load(std::memory_order_relaxed); }
     // Numbers the entities of a process in the order of their making; how they are displayed.
     std::uint32_t serial() const noexcept { return serial_; }
 
@@ -61,7 +65,6 @@ protected:
     virtual void handleDestruction() {}
 
 private:
-    std::uint32_t word() const noexcept { return word_.load(std::memory_order_relaxed); }
     std::uint32_t subtractReference() const noexcept;
     void flagIs(std::uint32_t bit, bool on) noexcept;
     void lastReferenceGone();
@@ -81,7 +84,7 @@ inline void Entity::addReference() const noexcept {
     if (threadSafePointers()) {
         word_.fetch_add(1, std::memory_order_relaxed);
     } else {
-        word_.store(word() + 1, std::memory_order_relaxed);
+        word_.store(referenceWord() + 1, std::memory_order_relaxed);
     }
 }
 
@@ -89,7 +92,7 @@ inline std::uint32_t Entity::subtractReference() const noexcept {
     if (threadSafePointers()) {
         return word_.fetch_sub(1, std::memory_order_acq_rel) - 1;
     }
-    std::uint32_t const word = this->word() - 1;
+    std::uint32_t const word = referenceWord() - 1;
     word_.store(word, std::memory_order_relaxed);
     return word;
 }
