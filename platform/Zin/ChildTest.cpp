@@ -1,0 +1,149 @@
+#include "Zin/Child.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+#include "Zin/TestProbe.h"
+
+namespace Zin {
+namespace {
+
+class Worker final : public TestProbe {
+public:
+    Worker(TestLife& life, std::string name) : TestProbe(life), name_(std::move(name)) {}
+    bool builtFrom(std::string const& name) const { return name_ == name; }
+
+private:
+    std::string const name_;
+};
+
+class Boss final : public TestProbe {
+public:
+    Boss(TestLife& life, TestLife& workerLife) : TestProbe(life), workerLife_(workerLife) {}
+
+    Ptr<Worker> const& worker() const { return worker_(); }
+    Ptr<Worker> const& workerIs(std::string const& name) {
+        return worker_.is([this](std::string const& its) { return make<Worker>(workerLife_, its); },
+                          name);
+    }
+    Ptr<Worker> workerDel() { return worker_.del(); }
+
+private:
+    TestLife& workerLife_;
+    Child<Worker> worker_;
+};
+
+class OwnedChild : public testing::Test {
+protected:
+    ~OwnedChild() noexcept override = default;
+    // What a test hung on them refers to its own variables.
+    void TearDown() override { life_ = TestLife(); }
+
+    TestLife bossLife_;
+    TestLife life_;
+    Ptr<Boss> boss_ = make<Boss>(bossLife_, life_);
+};
+
+TEST_F(OwnedChild, IsMadeWithItsNotificationOn) {
+    EXPECT_TRUE(boss_->worker() == nullptr);
+
+    Ptr<Worker> const worker = boss_->workerIs("a");
+
+    EXPECT_TRUE(worker->hasNotificationActive());
+    EXPECT_TRUE(boss_->worker() == worker);
+}
+
+TEST_F(OwnedChild, IsKeptForTheSameInputs) {
+    Ptr<Worker> const first = boss_->workerIs("a");
+    EXPECT_TRUE(boss_->workerIs("a") == first);
+    EXPECT_EQ(life_.initialized, 1);
+    EXPECT_FALSE(first->retired());
+}
+
+TEST_F(OwnedChild, IsReplacedForOtherInputsAndRetiredAlthoughPointersToItRemain) {
+    Ptr<Worker> const first = boss_->workerIs("a");
+    bool successorThere = false;
+    life_.onTeardown = [&](Entity&) { successorThere = boss_->worker() != first; };
+
+    Ptr<Worker> const second = boss_->workerIs("b");
+
+    EXPECT_TRUE(first->retired());
+    EXPECT_TRUE(successorThere);
+    EXPECT_FALSE(second->retired());
+    EXPECT_TRUE(boss_->worker() == second);
+}
+
+TEST_F(OwnedChild, IsReturnedRetiredWhenItIsRemoved) {
+    Ptr<Worker> const worker = boss_->workerIs("a");
+    Ptr<Worker> const removed = boss_->workerDel();
+    EXPECT_TRUE(removed == worker);
+    EXPECT_TRUE(worker->retired());
+    EXPECT_TRUE(boss_->worker() == nullptr);
+
+    EXPECT_TRUE(boss_->workerDel() == nullptr);
+}
+
+TEST_F(OwnedChild, IsMadeAnewForTheInputsOfOneThatWasRemoved) {
+    boss_->workerIs("a");
+    boss_->workerDel();
+    boss_->workerIs("a");
+    EXPECT_EQ(life_.initialized, 2);
+}
+
+TEST_F(OwnedChild, IsRetiredWithItsOwner) {
+    Ptr<Worker> const worker = boss_->workerIs("a");
+    boss_ = nullptr;
+    EXPECT_TRUE(worker->retired());
+    EXPECT_EQ(life_.destroyed, 0);
+    EXPECT_EQ(bossLife_.destroyed, 1);
+}
+
+TEST_F(OwnedChild, StaysWhereItsSuccessorCannotBeMade) {
+    Ptr<Worker> const first = boss_->workerIs("a");
+    life_.onInitialized = [](Entity&) { throw std::runtime_error("cannot be made"); };
+
+    EXPECT_THROW(boss_->workerIs("b"), std::runtime_error);
+
+    EXPECT_TRUE(boss_->worker() == first);
+    EXPECT_FALSE(first->retired());
+}
+
+TEST_F(OwnedChild, ThatFailsInItsTeardownIsReplacedAllTheSame) {
+    boss_->workerIs("a");
+    life_.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+
+    EXPECT_THROW(boss_->workerIs("b"), std::runtime_error);
+
+    EXPECT_TRUE(boss_->worker()->builtFrom("b"));
+    EXPECT_EQ(life_.destroyed, 1);
+    EXPECT_THROW(boss_->workerDel(), std::runtime_error);
+    EXPECT_TRUE(boss_->worker() == nullptr);
+    EXPECT_EQ(life_.destroyed, 2);
+}
+
+TEST_F(OwnedChild, ThatFailsInItsTeardownTellsWhoDroppedItsOwner) {
+    boss_->workerIs("a");
+    life_.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+
+    EXPECT_THROW(boss_ = nullptr, std::runtime_error);
+
+    EXPECT_EQ(life_.destroyed, 1);
+    EXPECT_EQ(bossLife_.destroyed, 1);
+}
+
+TEST_F(OwnedChild, MayPointAtItsOwnerWhileItIsRetiredWithIt) {
+    boss_->workerIs("a");
+    Boss* const boss = boss_.get();
+    life_.onTeardown = [boss](Entity&) { Ptr<Boss> const owner(boss); };
+
+    boss_ = nullptr;
+
+    EXPECT_EQ(bossLife_.destroyed, 1);
+    EXPECT_EQ(life_.destroyed, 1);
+}
+
+}  // namespace
+}  // namespace Zin

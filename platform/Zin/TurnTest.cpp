@@ -1,0 +1,140 @@
+#include "Zin/Turn.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace Zin {
+namespace {
+
+[[noreturn]] void fail(char const* what) { throw std::runtime_error(what); }
+
+// What `call` throws, "" if nothing.
+template <class Call>
+std::string failureOf(Call&& call) {
+    try {
+        call();
+    } catch (std::runtime_error const& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(Turn, ThrowsTheFirstFailureOfItsStepsOnceAllHaveRun) {
+    std::string ran;
+    std::string const failure = failureOf([&] {
+        Turn turn;
+        turn.run([&] { ran += "a"; });
+        turn.run([] { fail("first"); });
+        turn.run([&] { ran += "b"; });
+        turn.run([] { fail("second"); });
+        turn.run([&] { ran += "c"; });
+    });
+
+    EXPECT_EQ(ran, "abc");
+    EXPECT_EQ(failure, "first");
+}
+
+TEST(Turn, ThrowsNothingWhereNoStepFails) {
+    EXPECT_NO_THROW({
+        Turn turn;
+        turn.run([] {});
+    });
+}
+
+TEST(Turn, ThrowsOnlyFromTheOutermost) {
+    std::string ran;
+    std::string const failure = failureOf([&] {
+        Turn outer;
+        {
+            Turn inner;
+            inner.run([] { fail("inner"); });
+        }
+        ran += "went on after the inner turn";
+        outer.run([] { fail("outer"); });
+    });
+
+    EXPECT_EQ(ran, "went on after the inner turn");
+    EXPECT_EQ(failure, "inner");
+}
+
+TEST(Turn, CountsTheFailuresAfterTheFirst) {
+    std::uint64_t const before = Turn::suppressedFailures();
+    std::string const failure = failureOf([] {
+        Turn turn;
+        turn.run([] { fail("first"); });
+        turn.run([] { fail("second"); });
+        turn.run([] { fail("third"); });
+    });
+
+    EXPECT_EQ(failure, "first");
+    EXPECT_EQ(Turn::suppressedFailures(), before + 2);
+}
+
+TEST(Turn, DropsAndCountsItsFailureWhileAnExceptionIsOnItsWay) {
+    struct FailingTurn {
+        ~FailingTurn() noexcept(false) {
+            Turn turn;
+            turn.run([] { fail("in the destructor"); });
+        }
+    };
+    std::uint64_t const before = Turn::suppressedFailures();
+    std::string const failure = failureOf([] {
+        FailingTurn const failing;
+        fail("on its way");
+    });
+
+    EXPECT_EQ(failure, "on its way");
+    EXPECT_EQ(Turn::suppressedFailures(), before + 1);
+}
+
+TEST(Turn, LeavesNothingBehindForTheNext) {
+    EXPECT_EQ(failureOf([] {
+                  Turn turn;
+                  turn.run([] { fail("of the first turn"); });
+              }),
+              "of the first turn");
+
+    EXPECT_EQ(failureOf([] { Turn const turn; }), "");
+}
+
+TEST(Turn, MayBeOpenedAgainByWhoCaughtTheFailureOfAnother) {
+    std::string const failure = failureOf([] {
+        try {
+            Turn turn;
+            turn.run([] { fail("caught"); });
+        } catch (std::runtime_error const&) {
+            Turn turn;
+            turn.run([] { fail("thrown by the handler"); });
+        }
+    });
+
+    EXPECT_EQ(failure, "thrown by the handler");
+}
+
+TEST(Turn, HasOneIdFromTheOutermostInAndAnotherNextTime) {
+    EXPECT_FALSE(Turn::inProgress());
+    EXPECT_EQ(Turn::id(), 0u);
+
+    std::uint64_t first = 0;
+    {
+        Turn const outer;
+        first = Turn::id();
+        EXPECT_TRUE(Turn::inProgress());
+        EXPECT_NE(first, 0u);
+        {
+            Turn const inner;
+            EXPECT_EQ(Turn::id(), first);
+        }
+        EXPECT_EQ(Turn::id(), first);
+    }
+    EXPECT_FALSE(Turn::inProgress());
+    EXPECT_EQ(Turn::id(), 0u);
+
+    Turn const next;
+    EXPECT_NE(Turn::id(), first);
+}
+
+}  // namespace
+}  // namespace Zin
