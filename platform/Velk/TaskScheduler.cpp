@@ -22,13 +22,13 @@ std::optional<Zin::Seconds> TaskScheduler::nextExpiry() const {
 }
 
 std::uint32_t TaskScheduler::run() {
+    Zin::Ptr<TaskScheduler> const alive(this);  // a run may drop the last pointer
     Zin::Seconds const start = now();
     std::uint64_t const armings = armings_;
     std::uint32_t runs = 0;
     while (!armed_.empty()) {
-        // Whatever was armed during this call comes after what is due from before it, or at the
-        // same instant with a later arming, or is earlier only if its delay was not positive: then
-        // it stands first and ends the call.
+        // Time does not go back, so whatever was armed during this call stands behind all that was
+        // due before it.
         TimerTask const& first = **armed_.begin();
         if (first.expiry_ > start || first.arming_ > armings) {
             break;
@@ -45,8 +45,7 @@ bool TaskScheduler::runNext(Zin::Seconds time) {
 
 bool TaskScheduler::runFirst() {
     Zin::Turn turn;
-    // The run may drop the task's, or the scheduler's, last pointer.
-    Zin::Ptr<TaskScheduler> const alive(this);
+    // The run may drop the task's last pointer, or the scheduler's, which the task co-owns.
     Zin::Ptr<TimerTask> const task(*armed_.begin());
     disarm(*task);
     TimerTask const* const outer = std::exchange(running_, task.get());
