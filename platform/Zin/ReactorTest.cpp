@@ -174,5 +174,22 @@ TEST_F(Reaction, ThatFailsAndDropsItsMachineTellsTheMutatorsCaller) {
     EXPECT_EQ(lamp_->level(), 1);
 }
 
+TEST_F(Reaction, ThatFailsIsToldOfBeforeWhatItsMachinesTeardownThrows) {
+    life_.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+    Ptr<Machine> machine;
+    machine = makeMachine([&] {
+        machine = nullptr;
+        throw std::runtime_error("handler failed");
+    });
+
+    try {
+        lamp_->levelIs(1);
+        FAIL() << "nobody was told of the failure";
+    } catch (std::runtime_error const& error) {
+        EXPECT_STREQ(error.what(), "handler failed");
+    }
+    EXPECT_EQ(life_.destroyed, 1);
+}
+
 }  // namespace
 }  // namespace Zin

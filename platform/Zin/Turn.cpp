@@ -9,6 +9,9 @@ struct State {
     std::uint64_t suppressed = 0;
     std::uint32_t depth = 0;
     bool failed = false;
+    // The kept failure came up while an exception was on its way to a turn's run(). That one was
+    // first, and takes its place when it arrives.
+    bool givesWay = false;
 };
 
 constinit thread_local State state;
@@ -42,11 +45,15 @@ std::uint64_t Turn::id() noexcept { return state.depth > 0 ? state.started : 0; 
 std::uint64_t Turn::suppressedFailures() noexcept { return state.suppressed; }
 
 void Turn::keep(std::exception_ptr failure) noexcept {
+    bool const onItsWay = std::uncaught_exceptions() > 0;
     if (state.failed) {
         ++state.suppressed;
-        return;
+        if (onItsWay || !state.givesWay) {
+            return;
+        }
     }
     state.failed = true;
+    state.givesWay = onItsWay;
     firstFailure = std::move(failure);
 }
 

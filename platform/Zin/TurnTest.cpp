@@ -89,6 +89,49 @@ TEST(Turn, DropsAndCountsItsFailureWhileAnExceptionIsOnItsWay) {
     EXPECT_EQ(Turn::suppressedFailures(), before + 1);
 }
 
+TEST(Turn, ThrowsTheFailureThatSetOffOthersOnItsWay) {
+    struct FailingTurn {
+        ~FailingTurn() noexcept(false) {
+            Turn turn;
+            turn.run([] { fail("set off first"); });
+            turn.run([] { fail("set off second"); });
+        }
+    };
+    std::uint64_t const before = Turn::suppressedFailures();
+    std::string const failure = failureOf([] {
+        Turn turn;
+        turn.run([] {
+            FailingTurn const failing;
+            fail("the cause");
+        });
+        turn.run([] { fail("later"); });
+    });
+
+    EXPECT_EQ(failure, "the cause");
+    EXPECT_EQ(Turn::suppressedFailures(), before + 3);
+}
+
+TEST(Turn, ThrowsAFailureThatWasSetOffByOneThatAStepDealtWith) {
+    struct FailingTurn {
+        ~FailingTurn() noexcept(false) {
+            Turn turn;
+            turn.run([] { fail("set off"); });
+        }
+    };
+    std::string const failure = failureOf([] {
+        Turn turn;
+        turn.run([] {
+            try {
+                FailingTurn const failing;
+                fail("dealt with");
+            } catch (std::runtime_error const&) {
+            }
+        });
+    });
+
+    EXPECT_EQ(failure, "set off");
+}
+
 TEST(Turn, LeavesNothingBehindForTheNext) {
     EXPECT_EQ(failureOf([] {
                   Turn turn;
