@@ -35,11 +35,12 @@ public:
     // For the collection alone; `member` is the key and, where there is one, the value.
     template <class... Value>
     void add(Key const& key, Value const&... value) {
-        auto const added = groups_.emplace(GroupOf()(key, value...));
-        if (added.inserted) {
-            added.value = std::make_unique<HashSet2018<Key>>(hashSeed() ^ keySalt);
+        Group const group = GroupOf()(key, value...);
+        auto* members = groups_.find(group);
+        if (!members) {
+            members = &groups_.emplace(group, std::make_unique<Keys>(hashSeed() ^ keySalt)).value;
         }
-        added.value->insert(key);
+        (*members)->insert(key);
     }
     template <class... Value>
     void remove(Key const& key, Value const&... value) {
@@ -53,10 +54,12 @@ public:
     void clear() { groups_.clear(); }
 
 private:
+    using Keys = HashSet2018<Key>;
+
     static constexpr std::uint32_t groupSalt = 0x6d0f3b57;
     static constexpr std::uint32_t keySalt = 0x1c9e24a3;
 
-    HashMap2018<Group, std::unique_ptr<HashSet2018<Key>>> groups_{hashSeed() ^ groupSalt};
+    HashMap2018<Group, std::unique_ptr<Keys>> groups_{hashSeed() ^ groupSalt};
 };
 
 }  // namespace Zin
