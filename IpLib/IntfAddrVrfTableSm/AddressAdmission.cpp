@@ -133,11 +133,12 @@ void IntfAddrVrfTableSm::putIntoSet(IntfAddrWithMask const& record, Place const&
         set = intfAddrEntrySetFactory(place.intfId, place.subnet);
         intfAddrVrfTable_->intfAddrEntrySetFromSubnetIs(set);
     } else if (set->intfId() != place.intfId) {
-        fail("set.intfId == intfId", "subnet {} on {} has unexpected conflict on {}", place.subnet,
+        fail("set.intfId == intfId",
+             {"subnet {} on {} has unexpected conflict on {}", "addIntfAddr"}, place.subnet,
              place.intfId, set->intfId());
     }
-    trace9("adding ip {} in subnet {} on {} to set, isDeprecated {}", place.addr, place.subnet,
-           place.intfId, record.deprecated());
+    trace9({"adding ip {} in subnet {} on {} to set, isDeprecated {}", "addIntfAddr"}, place.addr,
+           place.subnet, place.intfId, record.deprecated());
     if (record.deprecated()) {
         set->intfAddrEntryDel(place.rowKey);
         set->deprecatedIntfAddrEntryIs(entry);

@@ -41,20 +41,23 @@ void IntfAddrVrfTableSm::removeFromSet(Place const& place) {
     auto& table = *intfAddrVrfTable_;
     auto const set = table.intfAddrEntrySetFromSubnet(place.subnet);
     if (!set) {
-        trace9("set for subnet {} on {} is not present", place.subnet, place.intfId);
+        trace9({"set for subnet {} on {} is not present", "removeIntfAddr"}, place.subnet,
+               place.intfId);
         return;
     }
     if (set->intfId() != place.intfId) {
-        fail("set.intfId == intfId", "subnet {} on {} has unexpected conflict on {}", place.subnet,
+        fail("set.intfId == intfId",
+             {"subnet {} on {} has unexpected conflict on {}", "removeIntfAddr"}, place.subnet,
              place.intfId, set->intfId());
     }
-    trace9("removing ip {} with subnet {} on {} from set", place.addr, place.subnet, place.intfId);
+    trace9({"removing ip {} with subnet {} on {} from set", "removeIntfAddr"}, place.addr,
+           place.subnet, place.intfId);
     set->intfAddrEntryDel(place.rowKey);
     set->deprecatedIntfAddrEntryDel(place.rowKey);
     // Deprecated rows alone do not hold a subnet: they leave the set with it, and the table when
     // their own addresses go.
     if (set->intfAddrEntry().empty() && table.intfAddrEntrySetFromSubnet(place.subnet) == set) {
-        trace9("removing set for subnet {} on {}", place.subnet, place.intfId);
+        trace9({"removing set for subnet {} on {}", "removeIntfAddr"}, place.subnet, place.intfId);
         table.intfAddrEntrySetFromSubnetDel(place.subnet);
     }
 }

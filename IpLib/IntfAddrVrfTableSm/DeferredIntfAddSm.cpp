@@ -81,7 +81,7 @@ void DeferredIntfAddSm::handleTaskRun() {
 
 void DeferredIntfAddSm::yieldAt(IntfAddrWithMaskKey const& key, std::uint32_t handled) {
     bookmark_ = key;
-    trace8("yielding at {} with {} items pending and {} items processed", key,
+    trace8({"yielding at {} with {} items pending and {} items processed", "handleTaskRun"}, key,
            backlog_->backlog().size(), handled);
     report(handled);
     // A request of this run is for all keys, also those that have had their turn: what it armed is
@@ -95,13 +95,13 @@ void DeferredIntfAddSm::finishPass(std::uint32_t handled) {
     Tremlog::record<"finished work with {} backlog entries remaining">(left);
     report(handled);
     if (left == 0) {
-        trace8("work complete");
+        trace8({"work complete", "handleTaskRun"});
     } else if (rescheduleWhenComplete_) {
         task()->scheduleTaskDelay(smConfig_.delay);
         rescheduleWhenComplete_ = false;
-        trace8("rescheduling with {} items remaining in the backlog", left);
+        trace8({"rescheduling with {} items remaining in the backlog", "handleTaskRun"}, left);
     } else {
-        trace8("idling timer with {} items remaining in the backlog", left);
+        trace8({"idling timer with {} items remaining in the backlog", "handleTaskRun"}, left);
     }
 }
 

@@ -162,7 +162,7 @@ TEST(DeferredIntfAddSm, APassThatAdmitsAllCompletesTheWork) {
                             "entries to be processed",
                             "9 DeferredIntfAddSm::handleTaskRun bookmark hasValue false value "
                             "intfId=;addrWithMask=",
-                            "8 DeferredIntfAddSm::finishPass work complete"));
+                            "8 DeferredIntfAddSm::handleTaskRun work complete"));
     EXPECT_THAT(Tremlog::messages(),
                 ElementsAre("starting work with 3 backlog entries to be processed",
                             "finished work with 0 backlog entries remaining"));
@@ -174,8 +174,9 @@ TEST(DeferredIntfAddSm, WithKeysStillInConflictTheTaskIdlesUntilItIsAskedAgain) 
     bench.sm->maybeScheduleTask();
     bench.time.advance(2.0);
     EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2"));
-    EXPECT_EQ(bench.traceTexts().back(),
-              "8 DeferredIntfAddSm::finishPass idling timer with 2 items remaining in the backlog");
+    EXPECT_EQ(
+        bench.traceTexts().back(),
+        "8 DeferredIntfAddSm::handleTaskRun idling timer with 2 items remaining in the backlog");
     EXPECT_FALSE(bench.task().taskScheduled());
     EXPECT_EQ(bench.task().taskWorkPending(), 2u);
     EXPECT_EQ(bench.task().taskWorkCount(), 2u);
@@ -201,8 +202,9 @@ TEST(DeferredIntfAddSm, ARequestMadeWhileTheTaskIsArmedLeadsToOneMorePass) {
               "8 DeferredIntfAddSm::maybeScheduleTask task is scheduled to run in 1 seconds");
 
     bench.time.advance(1.0);
-    EXPECT_EQ(bench.traceTexts().back(),
-              "8 DeferredIntfAddSm::finishPass rescheduling with 1 items remaining in the backlog");
+    EXPECT_EQ(
+        bench.traceTexts().back(),
+        "8 DeferredIntfAddSm::handleTaskRun rescheduling with 1 items remaining in the backlog");
     EXPECT_FALSE(bench.sm->rescheduleWhenComplete());
     EXPECT_EQ(bench.task().currentExpirationTime(), 14.0);
 
@@ -258,7 +260,7 @@ TEST(DeferredIntfAddSm, GivesWayBeforeEveryFurtherKeyAndGoesOnThere) {
                     "processed",
                     "9 DeferredIntfAddSm::handleTaskRun bookmark hasValue false value "
                     "intfId=;addrWithMask=",
-                    "8 DeferredIntfAddSm::yieldAt yielding at "
+                    "8 DeferredIntfAddSm::handleTaskRun yielding at "
                     "intfId=Ethernet2;addrWithMask=10.0.0.2/24 with 3 items pending and 1 items "
                     "processed"));
 
@@ -297,7 +299,7 @@ TEST(DeferredIntfAddSm, ASingleKeyNeverGivesWay) {
     Bench bench(1, 1);
     bench.sm->maybeScheduleTask();
     bench.time.advance(2.0);
-    EXPECT_EQ(bench.traceTexts().back(), "8 DeferredIntfAddSm::finishPass work complete");
+    EXPECT_EQ(bench.traceTexts().back(), "8 DeferredIntfAddSm::handleTaskRun work complete");
 }
 
 TEST(DeferredIntfAddSm, ABookmarkThatHasLeftMeansFromTheBeginning) {
@@ -322,7 +324,7 @@ TEST(DeferredIntfAddSm, ABookmarkMayOutliveAllKeys) {
     bench.backlog->backlogDelAll();
     ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
     EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1"));
-    EXPECT_EQ(bench.traceTexts().back(), "8 DeferredIntfAddSm::finishPass work complete");
+    EXPECT_EQ(bench.traceTexts().back(), "8 DeferredIntfAddSm::handleTaskRun work complete");
 }
 
 TEST(DeferredIntfAddSm, KeysThatLeaveInAPassAreNotTried) {

@@ -66,7 +66,7 @@ void IntfAddrVrfTableSm::cleanUpRows(IntfFamily const& whose) {
         if (!row || row->intfId() != whose.intfId) {
             continue;
         }
-        trace9("cleaning up ip {} on {}", key.addr, whose.intfId);
+        trace9({"cleaning up ip {} on {}", "processCleanupIntf"}, key.addr, whose.intfId);
         Tremlog::record<"cleaning up ip {} on {}">(key.addr, whose.intfId);
         table.intfAddrEntryFromAddrDel(key);
         table.intfAddrEntryDel(row->content());
@@ -80,7 +80,7 @@ void IntfAddrVrfTableSm::cleanUpSets(IntfFamily const& whose) {
         if (!set || set->intfId() != whose.intfId) {
             continue;
         }
-        trace9("cleaning up subnet {} on {}", subnet, whose.intfId);
+        trace9({"cleaning up subnet {} on {}", "processCleanupIntf"}, subnet, whose.intfId);
         table.intfAddrEntrySetFromSubnetDel(subnet);
         for (auto const& member : set->intfAddrEntry()) {
             table.intfAddrEntryDel(member.value->content());
@@ -95,7 +95,7 @@ void IntfAddrVrfTableSm::cleanUpSets(IntfFamily const& whose) {
 void IntfAddrVrfTableSm::cleanUpDeferred(IntfFamily const& whose) {
     for (auto const& key : deferredIntfAddBacklog_->backlogKeysOf(whose)) {
         auto const addr = key.addrWithMask.address();
-        trace9("removing deferred ip {} on {}", addr, whose.intfId);
+        trace9({"removing deferred ip {} on {}", "processCleanupIntf"}, addr, whose.intfId);
         Tremlog::record<"removing deferred ip {} on {}">(addr, whose.intfId);
         deferredIntfAddBacklog_->backlogDel(key);
     }

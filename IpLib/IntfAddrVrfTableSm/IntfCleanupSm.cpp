@@ -85,7 +85,8 @@ void IntfCleanupSm::handleTaskRun() {
 void IntfCleanupSm::carryOut(IntfCleanupEntry const& front) {
     auto const removed = backlog_->backlogDel(front.key());
     if (removed.get() != &front) {
-        fail("removed == front", "invalid entry in backlog for {} af {} ptr {} != ptr {}",
+        fail("removed == front",
+             {"invalid entry in backlog for {} af {} ptr {} != ptr {}", "handleTaskRun"},
              front.intfId(), front.af(), removed, Zin::Ptr<IntfCleanupEntry const>(&front));
     }
     parent_->processCleanupIntf(front.intfId(), front.af());
@@ -97,29 +98,33 @@ void IntfCleanupSm::passOver(IntfCleanupEntry const& front) const {
         return;
     }
     if (later.get() == &front) {
-        fail("later != front", "invalid backlog entry for {} af {}", front.intfId(), front.af());
+        fail("later != front", {"invalid backlog entry for {} af {}", "handleTaskRun"},
+             front.intfId(), front.af());
     }
     if (later->emplacementTime() < front.emplacementTime()) {
         fail("later.emplacementTime >= front.emplacementTime",
-             "invalid backlog entry for {} af {} emplacementTime {} < {}", front.intfId(),
-             front.af(), later->emplacementTime(), front.emplacementTime());
+             {"invalid backlog entry for {} af {} emplacementTime {} < {}", "handleTaskRun"},
+             front.intfId(), front.af(), later->emplacementTime(), front.emplacementTime());
     }
 }
 
 void IntfCleanupSm::waitFor(IntfCleanupEntry const& front, Zin::Seconds now) {
     Zin::Seconds const remaining = smConfig_.delay - (now - front.emplacementTime());
     if (!(remaining > 0.0)) {
-        fail("remaining > 0.0", "delay {} is not supposed to be less than 0", remaining);
+        fail("remaining > 0.0", {"delay {} is not supposed to be less than 0", "handleTaskRun"},
+             remaining);
     }
     task()->scheduleTaskDelay(remaining);
-    trace8("queue front cannot be processed for {} seconds", remaining);
+    trace8({"queue front cannot be processed for {} seconds", "handleTaskRun"}, remaining);
 }
 
 void IntfCleanupSm::finishPass(std::uint32_t handled) {
     std::uint32_t const left = backlog_->backlogQueue().size();
     if (left > 0 && !task()->taskScheduled()) {
         fail("taskScheduled || queue empty",
-             "task not rescheduled even though {} items remain in the backlog queue", left);
+             {"task not rescheduled even though {} items remain in the backlog queue",
+              "handleTaskRun"},
+             left);
     }
     task()->taskWorkPendingIs(left);
     task()->taskWorkCountInc(handled);

@@ -163,11 +163,12 @@ TEST(IntfCleanupSm, APassAheadOfTimeWaitsForTheRemainder) {
 
     bench.time.advance(1.0);
     EXPECT_THAT(bench.cleanups(), IsEmpty());
-    EXPECT_THAT(bench.traceTexts(),
-                ElementsAre("8 IntfCleanupSm::handleTaskRun starting backlog processing at 11 "
-                            "with 1 items in queue",
-                            "8 IntfCleanupSm::waitFor queue front cannot be processed for 0.5 "
-                            "seconds"));
+    EXPECT_THAT(
+        bench.traceTexts(),
+        ElementsAre("8 IntfCleanupSm::handleTaskRun starting backlog processing at 11 "
+                    "with 1 items in queue",
+                    "8 IntfCleanupSm::handleTaskRun queue front cannot be processed for 0.5 "
+                    "seconds"));
     EXPECT_EQ(bench.sm->task()->currentExpirationTime(), 11.5);
     EXPECT_EQ(bench.sm->task()->taskWorkPending(), 1u);
 

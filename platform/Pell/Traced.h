@@ -11,6 +11,10 @@
 //
 //     class FastCarrierSm : public Pell::Traced<"FastCarrierSm", CarrierSm> { ... };
 //
+// A helper traces in the name of the handler that it serves by naming it beside the format:
+//
+//     trace9({"removing set for subnet {} on {}", "removeIntfAddr"}, subnet, intfId);
+//
 // The mixin is empty and costs a class no size. All members are static, so helpers nested in the
 // class may trace for it. Inside a lambda the function's name is "operator()": trace outside.
 #pragma once
