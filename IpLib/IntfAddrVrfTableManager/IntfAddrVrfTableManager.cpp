@@ -10,8 +10,8 @@ namespace {
 
 Zin::ModuleRegistration const module{
     {.name = "IpLib::IntfAddrVrfTableManager",
-     .dependsOn = {"Interface::KniIntfStatusHelper", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSm",
-                   "L3::VrfName", "Nimb", "Velk::TaskScheduler"}}};
+     .dependsOn = {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSm", "L3", "Nimb", "Pell",
+                   "Velk", "VirtualIp", "Zin"}}};
 
 Zin::TypeRegistration const registration{{
     .name = "IpLib::IntfAddrVrfTableManager",

@@ -1,6 +1,13 @@
 #include "Interface/KniIntfStatusHelper.h"
 
+#include "Zin/Registry.h"
+
 namespace Interface {
+namespace {
+
+Zin::ModuleRegistration const module{{.name = "Interface", .dependsOn = {"L3", "Nimb", "Zin"}}};
+
+}  // namespace
 
 std::uint32_t KniIntfStatusHelper::uses(L3::VrfName const& vrf, std::string_view requester) const {
     auto const use = uses_.find(Use(vrf, requester));

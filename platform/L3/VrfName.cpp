@@ -1,8 +1,15 @@
 #include "L3/VrfName.h"
 
+#include "Zin/Registry.h"
+
 #include <algorithm>
 
 namespace L3 {
+namespace {
+
+Zin::ModuleRegistration const module{{.name = "L3", .dependsOn = {"Nimb", "Zin"}}};
+
+}  // namespace
 
 Nimb::NamespaceName VrfName::nsName() const {
     return isDefault() ? Nimb::NamespaceName() : Nimb::NamespaceName("ns-" + bytes());

@@ -1,10 +1,17 @@
 #include "Nimb/IntfId.h"
 
+#include "Zin/Registry.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cstring>
 
 namespace Nimb {
+namespace {
+
+Zin::ModuleRegistration const module{{.name = "Nimb", .dependsOn = {"Zin"}}};
+
+}  // namespace
 
 struct IntfId::Block {
     explicit Block(std::string_view text) : name(text) {}

@@ -1,5 +1,7 @@
 #include "Pell/TraceHandle.h"
 
+#include "Zin/Registry.h"
+
 #include <algorithm>
 #include <functional>
 #include <map>
@@ -7,6 +9,8 @@
 
 namespace Pell {
 namespace {
+
+Zin::ModuleRegistration const module{{.name = "Pell", .dependsOn = {"Zin"}}};
 
 struct Registry {
     std::vector<TraceHandle*> handles;

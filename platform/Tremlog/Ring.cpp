@@ -1,5 +1,7 @@
 #include "Tremlog/Ring.h"
 
+#include "Zin/Registry.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -7,6 +9,11 @@
 #include <utility>
 
 namespace Tremlog {
+namespace {
+
+Zin::ModuleRegistration const module{{.name = "Tremlog", .dependsOn = {"Zin"}}};
+
+}  // namespace
 
 constinit Ring ring;
 

@@ -3,9 +3,15 @@
 #include <utility>
 
 #include "Velk/TimerTask.h"
+#include "Zin/Registry.h"
 #include "Zin/Turn.h"
 
 namespace Velk {
+namespace {
+
+Zin::ModuleRegistration const module{{.name = "Velk", .dependsOn = {"Pell", "Zin"}}};
+
+}  // namespace
 
 TaskScheduler::TaskScheduler(Zin::Ptr<Zin::Clock const> clock,
                              std::unique_ptr<YieldPolicy> yieldPolicy)

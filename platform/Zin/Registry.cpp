@@ -56,4 +56,10 @@ ModuleRegistration::ModuleRegistration(ModuleRecord record) : record_(std::move(
 
 ModuleRegistration::~ModuleRegistration() { forget(record_); }
 
+namespace {
+
+ModuleRegistration const module{{.name = "Zin", .dependsOn = {}}};
+
+}  // namespace
+
 }  // namespace Zin
