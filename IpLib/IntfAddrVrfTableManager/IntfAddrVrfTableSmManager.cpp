@@ -68,6 +68,9 @@ void IntfAddrVrfTableSmManager::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
     } else if (sm) {
         sm->retire();
     }
+    if (retired()) {
+        smFactory_->unmake(vrf);  // this manager's teardown did not know of it yet
+    }
 }
 
 Zin::Ptr<IntfAddrVrfTableSmManager> intfAddrVrfTableSmManagerFactory(
