@@ -64,9 +64,6 @@ void IntfAddrVrfTableSm::addIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
 
 void IntfAddrVrfTableSm::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) {
     if (!allIntfAddrWithMask_->allHas(key)) {
-        if (cleanupPending(key.intfId, key.addrWithMask.family())) {
-            return;  // it was withdrawn with its interface, whose clean-up takes it along
-        }
         fail("all has key", "{} missing in all collection", key);
     }
     addRecord(allIntfAddrWithMask_->all(key));

@@ -84,9 +84,6 @@ void DeferredIntfAddSm::yieldAt(IntfAddrWithMaskKey const& key, std::uint32_t ha
     trace8({"yielding at {} with {} items pending and {} items processed", "handleTaskRun"}, key,
            backlog_->backlog().size(), handled);
     report(handled);
-    // A request of this run is for all keys, also those that have had their turn: what it armed is
-    // about to be brought forward to the rest of this pass, so another pass is to follow that.
-    rescheduleWhenComplete_ = rescheduleWhenComplete_ || task()->taskScheduled();
     task()->scheduleTask();
 }
 

@@ -17,8 +17,8 @@ namespace {
 
 Zin::ModuleRegistration const module{
     {.name = "IpLib::IntfAddrVrfTableSm",
-     .dependsOn = {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSmTypes", "L3", "Nimb", "Velk",
-                   "VirtualIp", "Zin"}}};
+     .dependsOn = {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSmTypes", "L3", "Nimb", "Pell",
+                   "Tremlog", "Velk", "VirtualIp", "Zin"}}};
 
 Zin::TypeRegistration const registration{{
     .name = "IpLib::IntfAddrVrfTableSm",

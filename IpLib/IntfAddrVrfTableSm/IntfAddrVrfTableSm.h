@@ -13,10 +13,10 @@
 //          ^              '--another interface has it or its subnet----^
 //          '--withdrawn, or its interface's clean-up carried out--'
 //
-// Invariant: a key is in the deferred backlog only while AllIntfAddrWithMask has it or a clean-up of
-// its interface and family is pending. A row of an address is in the rows, in the by-address index,
-// and in one collection of its subnet's set (in none if it is link-local; then it is its
-// interface's link-local row). A subnet's set is of one interface.
+// Invariant: a key is in the deferred backlog only while AllIntfAddrWithMask has it; a row of an
+// address is in the rows, in the by-address index, and in one collection of its subnet's set (in
+// none if it is link-local; then it is its interface's link-local row). A subnet's set is of one
+// interface.
 //
 // Owned by IntfAddrVrfTableSmManager. Inputs and table outlive it or not, as they please;
 // destroying it stops all updates and drops what its tasks had pending.
@@ -170,7 +170,7 @@ public:
     void handleIntfAddrWithMask(IntfAddrWithMaskKey const& key);
     void handleIntfAddrEntry(IntfAddrEntryContent const& content);
     void addIntfAddrWithMask(IntfAddrWithMaskKey const& key);
-    // Tries a waiting address again. Asserts that it is still wanted, or about to be cleaned up.
+    // Tries a waiting address again. Asserts that it is still wanted.
     void processDeferredIntfAdd(IntfAddrWithMaskKey const& key);
 
     // Clean-up of what an interface has in one family: requested, carried out if pending, carried
