@@ -74,6 +74,34 @@ TEST(GroupIndex, LetsItsCallerRemoveTheKeysOfAGroup) {
     EXPECT_TRUE(words.has("birch"));
 }
 
+// Groups that know how many of them there are.
+struct CountedGroup {
+    explicit CountedGroup(String word) : letter(word.text().substr(0, 1)) { ++alive; }
+    CountedGroup(CountedGroup const& other) : letter(other.letter) { ++alive; }
+    CountedGroup& operator=(CountedGroup const&) = delete;
+    ~CountedGroup() { --alive; }
+    bool operator==(CountedGroup const& other) const { return letter == other.letter; }
+    std::uint32_t hash(std::uint32_t seed) const { return letter.hash(seed); }
+
+    String const letter;
+    static inline int alive = 0;
+};
+struct CountedGroupOf {
+    CountedGroup operator()(String const& word) const { return CountedGroup(word); }
+};
+
+TEST(GroupIndex, KeepsNothingOfAGroupWhoseLastKeyHasLeft) {
+    Collection<Untold, HashSet2018<String>, GroupIndex<CountedGroupOf, CountedGroup, String>> words(
+        Untold{}, 1u);
+    words.isKey("ash");
+    words.isKey("alder");
+    EXPECT_EQ(CountedGroup::alive, 1);
+    words.delKey("ash");
+    EXPECT_EQ(CountedGroup::alive, 1);
+    words.delKey("alder");
+    EXPECT_EQ(CountedGroup::alive, 0);
+}
+
 class GroupIndexUnderRandomChange : public testing::TestWithParam<unsigned> {};
 
 TEST_P(GroupIndexUnderRandomChange, SaysWhatAWalkOverAllMembersSays) {

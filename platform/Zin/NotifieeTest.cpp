@@ -177,7 +177,20 @@ TEST_F(Notification, SurvivesTheDestructionOfNotifieesInANestedDelivery) {
     EXPECT_THAT(change(), ElementsAre("a", "a", "b", "d", "d"));
 }
 
-TEST_F(Notification, OfANestedChangeReachesNobodyWhoWasAddedSinceItBegan) {
+TEST_F(Notification, SkipsANotifieeThatIsDestroyedAfterANestedDelivery) {
+    watch("a", [&] {
+        if (lamp_->level() == 1) {
+            lamp_->levelIs(2);
+            destroy("b");
+        }
+    });
+    watch("b");
+    watch("c");
+
+    EXPECT_THAT(change(), ElementsAre("a", "a", "b", "c", "c"));
+}
+
+TEST_F(Notification, OfEachChangeReachesThoseWhoWereThereWhenItWasMade) {
     watch("a", [&] {
         if (lamp_->level() == 1) {
             watch("new");

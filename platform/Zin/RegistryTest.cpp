@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "Zin/Ptr.h"
@@ -14,21 +15,19 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::vector<std::string> typeNames() {
+// The names of those records that the tests themselves register.
+template <class Record>
+std::vector<std::string> ownNames(std::vector<Record const*> const& records) {
     std::vector<std::string> names;
-    for (auto const* const type : registeredTypes()) {
-        names.push_back(type->name);
+    for (auto const* const record : records) {
+        if (record->name.starts_with("Birds")) {
+            names.push_back(record->name);
+        }
     }
     return names;
 }
-
-std::vector<std::string> moduleNames() {
-    std::vector<std::string> names;
-    for (auto const* const module : registeredModules()) {
-        names.push_back(module->name);
-    }
-    return names;
-}
+std::vector<std::string> typeNames() { return ownNames(registeredTypes()); }
+std::vector<std::string> moduleNames() { return ownNames(registeredModules()); }
 
 TEST(Registry, ListsTypesByNameForAsLongAsTheyAreRegistered) {
     EXPECT_THAT(typeNames(), IsEmpty());
@@ -70,22 +69,28 @@ TEST(Registry, LetsAnAttributeBeHandledAnewByItsName) {
 TEST(Registry, ListsModulesByNameWithWhatTheyBuildOn) {
     EXPECT_THAT(moduleNames(), IsEmpty());
     {
-        ModuleRegistration const top(ModuleRecord{"Top", {"Base", "Middle"}});
-        ModuleRegistration const base(ModuleRecord{"Base", {}});
+        ModuleRegistration const top(ModuleRecord{"BirdsOfPrey", {"Birds", "Zin"}});
+        ModuleRegistration const base(ModuleRecord{"Birds", {}});
+        EXPECT_THAT(moduleNames(), ElementsAre("Birds", "BirdsOfPrey"));
 
-        EXPECT_THAT(moduleNames(), ElementsAre("Base", "Top"));
-        EXPECT_THAT(registeredModules()[1]->dependsOn, ElementsAre("Base", "Middle"));
+        auto const modules = registeredModules();
+        EXPECT_TRUE(std::ranges::is_sorted(modules, {}, &ModuleRecord::name));
+        auto const found = std::ranges::find(modules, "BirdsOfPrey", &ModuleRecord::name);
+        EXPECT_THAT((*found)->dependsOn, ElementsAre("Birds", "Zin"));
     }
     EXPECT_THAT(moduleNames(), IsEmpty());
 }
 
 TEST(Registry, ListsEachOfTwoRegistrationsOfOneName) {
-    ModuleRegistration const first(ModuleRecord{"Twin", {"A"}});
+    ModuleRegistration const first(ModuleRecord{"Birds", {"A"}});
     {
-        ModuleRegistration const second(ModuleRecord{"Twin", {"B"}});
-        EXPECT_THAT(moduleNames(), ElementsAre("Twin", "Twin"));
+        ModuleRegistration const second(ModuleRecord{"Birds", {"B"}});
+        EXPECT_THAT(moduleNames(), ElementsAre("Birds", "Birds"));
     }
-    EXPECT_THAT(registeredModules().at(0)->dependsOn, ElementsAre("A"));
+    EXPECT_THAT(moduleNames(), ElementsAre("Birds"));
+    auto const modules = registeredModules();
+    auto const left = std::ranges::find(modules, "Birds", &ModuleRecord::name);
+    EXPECT_THAT((*left)->dependsOn, ElementsAre("A"));
 }
 
 }  // namespace
