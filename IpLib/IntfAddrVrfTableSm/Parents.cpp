@@ -14,12 +14,17 @@ void AfIntfStatusParent::processPendingDeferredCleanup(Nimb::IntfId const& intfI
     sm_.processPendingDeferredCleanup(intfId, af);
 }
 
+// The tasks call from outside of the machine, and an observer of what it writes may drop it: it
+// stays in memory for the time of the call.
+
 void IntfCleanupParent::processCleanupIntf(Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
-    sm_.processCleanupIntf(intfId, af);
+    Zin::Ptr<IntfAddrVrfTableSm> const alive(&sm_);
+    alive->processCleanupIntf(intfId, af);
 }
 
 void DeferredIntfAddParent::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) {
-    sm_.processDeferredIntfAdd(key);
+    Zin::Ptr<IntfAddrVrfTableSm> const alive(&sm_);
+    alive->processDeferredIntfAdd(key);
 }
 
 }  // namespace IpLib::IntfAddrVrfTableImpl
