@@ -16,6 +16,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
 using Testing::ManagerBench;
 using Testing::Texts;
 
@@ -225,9 +226,9 @@ TEST(IntfAddrVrfTableManager, RegistersItsModuleAndTheOnesThatItBuildsOn) {
     auto const module = std::ranges::find(modules, "IpLib::IntfAddrVrfTableManager",
                                           [](auto const* record) { return record->name; });
     ASSERT_NE(module, modules.end());
-    EXPECT_THAT((*module)->dependsOn, ElementsAre("Interface::KniIntfStatusHelper", "Ip", "Ip6",
-                                                  "IpLib::IntfAddrVrfTableSm", "L3::VrfName",
-                                                  "Nimb", "Velk::TaskScheduler"));
+    EXPECT_THAT((*module)->dependsOn,
+                IsSupersetOf(
+                    {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSm", "L3", "Nimb", "Velk"}));
     for (char const* const type :
          {"IpLib::AllIntfAddrVrfTable", "IpLib::AllIntfAddrVrfTableSm",
           "IpLib::IntfAddrVrfTableManager", "IpLib::IntfAddrVrfTableSmFactory",

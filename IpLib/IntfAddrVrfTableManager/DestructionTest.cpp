@@ -1,0 +1,548 @@
+// How the library goes: in any order, at any moment, and after failures.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "IpLib/IntfAddrVrfTableManager/ManagerBench.h"
+#include "Pell/Assertion.h"
+#include "Zin/Errors.h"
+#include "testing/TraceRecorder.h"
+
+namespace IpLib {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Testing::ManagerBench;
+using Testing::Texts;
+using Testing::textsOf;
+
+constexpr IntfAddrVrfTableSmConfig delayed;
+constexpr IntfAddrVrfTableSmConfig atOnce{.intfCleanupDelay = 0.0, .deferredIntfAddDelay = 0.0};
+
+// A router's objects, each held by one pointer that can be dropped by itself.
+struct Pieces {
+    explicit Pieces(IntfAddrVrfTableSmConfig const& config) {
+        ManagerBench bench(config);
+        clock = Zin::make<Zin::VirtualClock>();
+        scheduler = Velk::taskSchedulerFactory(clock, std::make_unique<Velk::EveryNth>(0));
+        bench.factory = intfAddrVrfTableSmFactoryFactory(config, scheduler, bench.virtualIp,
+                                                         bench.virtualIp6, bench.helper);
+        bench.vrfIs("red");
+        bench.vrfIs("blue");
+        bench.managerIs();
+        // Rows of all kinds, an address that waits, and an interface whose clean-up is pending.
+        bench.ip("red", "Ethernet1", "10.0.0.1/24");
+        bench.ip("red", "Ethernet2", "10.0.0.2/24");
+        bench.ip6("red", "Ethernet1", "fe80::1/64");
+        bench.ip6("red", "Ethernet1", "2001:db8::1/64");
+        bench.ip6("red", "Ethernet1", "2001:db8::2/64", true);
+        bench.ip("blue", "Ethernet3", "10.0.0.1/24");
+        bench.ipDel("blue", "Ethernet3");
+        ipStatus = bench.ipStatus;
+        ip6Status = bench.ip6Status;
+        tables = bench.tables;
+        factory = bench.factory;
+        helper = bench.helper;
+        manager = bench.manager;
+    }
+
+    static constexpr std::size_t count = 6;
+    void drop(std::size_t piece) {
+        switch (piece) {
+            case 0:
+                manager = nullptr;
+                break;
+            case 1:
+                tables = nullptr;
+                break;
+            case 2:
+                ipStatus = nullptr;
+                break;
+            case 3:
+                ip6Status = nullptr;
+                break;
+            case 4:
+                scheduler = nullptr;
+                break;
+            default:
+                factory = nullptr;
+                helper = nullptr;
+        }
+    }
+
+    Zin::Ptr<Zin::VirtualClock> clock;
+    Zin::Ptr<Velk::TaskScheduler> scheduler;
+    Zin::Ptr<Ip::Status> ipStatus;
+    Zin::Ptr<Ip6::Status> ip6Status;
+    Zin::Ptr<AllIntfAddrVrfTable> tables;
+    Zin::Ptr<IntfAddrVrfTableSmFactory> factory;
+    Zin::Ptr<Interface::KniIntfStatusHelper> helper;
+    Zin::Ptr<IntfAddrVrfTableManager> manager;
+};
+
+class AnyTuning : public testing::TestWithParam<IntfAddrVrfTableSmConfig> {};
+
+INSTANTIATE_TEST_SUITE_P(Destruction, AnyTuning, testing::Values(delayed, atOnce),
+                         [](auto const& tuning) {
+                             return tuning.param == atOnce ? "AtOnce" : "Delayed";
+                         });
+
+TEST_P(AnyTuning, APublishersWorldMayGoInAnyOrder) {
+    std::vector<std::size_t> order(Pieces::count);
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        order[i] = i;
+    }
+    do {
+        Pieces pieces(GetParam());
+        for (std::size_t const piece : order) {
+            pieces.drop(piece);
+        }
+    } while (std::ranges::next_permutation(order).found);
+}
+
+TEST_P(AnyTuning, OnceTheManagerIsGoneNothingOfItSpeaks) {
+    Pieces pieces(GetParam());
+    pieces.manager = nullptr;
+    EXPECT_EQ(pieces.scheduler->nextExpiry(), std::nullopt);
+
+    Testing::TraceRecorder const traces;
+    auto const red = pieces.ipStatus->vrfIpIntfStatus("red");
+    red->ipIntfStatus("Ethernet1")->activeAddrWithMaskIs(Nimb::IpAddrWithMask("10.9.0.1/24"));
+    red->ipIntfStatusDelAll();
+    pieces.ip6Status->vrfIp6IntfStatusDelAll();
+    pieces.helper->deviceIntfStatusDir("red")->deviceIntfStatusDelAll();
+    pieces.tables->intfAddrVrfTable("red")->intfAddrEntryDelAll();
+    pieces.tables->intfAddrVrfTableDelAll();
+    pieces.clock->nowIs(10.0);
+    pieces.scheduler->run();
+    EXPECT_THAT(traces.messages(), IsEmpty());
+}
+
+TEST_P(AnyTuning, AMachineThatSomebodyStillHoldsIsSilentOnceItsTableHasGone) {
+    ManagerBench bench(GetParam());
+    bench.vrfIs("red");
+    bench.managerIs();
+    bench.ip("red", "Ethernet1", "10.0.0.1/24");
+    bench.ip("red", "Ethernet2", "10.0.0.1/24");
+    auto const sm = bench.sm("red");
+    auto const ipSm = sm->ipIntfStatusSm("Ethernet1");
+    bench.tables->intfAddrVrfTableDel("red");
+    ASSERT_TRUE(sm->retired());
+    ASSERT_TRUE(ipSm->retired());
+
+    Testing::TraceRecorder const traces("IntfAddrVrfTableSm");
+    Testing::TraceRecorder const ipTraces("IpIntfStatusSm");
+    bench.ip("red", "Ethernet1", "10.0.1.1/24");
+    bench.ip("red", "Ethernet3", "10.0.2.1/24");
+    bench.ipDel("red", "Ethernet1");
+    bench.time.advance(10.0);
+    EXPECT_THAT(traces.messages(), IsEmpty());
+    EXPECT_THAT(ipTraces.messages(), IsEmpty());
+}
+
+// Does something once, when it is told for the `when`-th time of anything in the tables.
+class Meddler {
+public:
+    Meddler(std::size_t when, std::function<void()> step) : left_(when), step_(std::move(step)) {}
+
+    void watch(Zin::Ptr<AllIntfAddrVrfTable> const& tables) {
+        tables_ = std::make_unique<Tables>(*this, tables);
+    }
+    void watch(Zin::Ptr<IntfAddrVrfTable> const& table) {
+        table_.push_back(std::make_unique<Table>(*this, table));
+    }
+    bool acted() const { return left_ == 0; }
+
+private:
+    class Tables final : public AllIntfAddrVrfTable::Notifiee {
+    public:
+        Tables(Meddler& meddler, Zin::Ptr<AllIntfAddrVrfTable> const& tables) : meddler_(meddler) {
+            notifierIs(tables);
+        }
+
+    private:
+        void handleIntfAddrVrfTable(L3::VrfName const&) override { meddler_.tick(); }
+        Meddler& meddler_;
+    };
+    class Table final : public IntfAddrVrfTable::Notifiee {
+    public:
+        Table(Meddler& meddler, Zin::Ptr<IntfAddrVrfTable> const& table) : meddler_(meddler) {
+            notifierIs(table);
+        }
+
+    private:
+        void handleVrfIpIntfStatus() override { meddler_.tick(); }
+        void handleVrfIp6IntfStatus() override { meddler_.tick(); }
+        void handleIntfAddrEntry(IntfAddrEntryContent const&) override { meddler_.tick(); }
+        void handleIntfAddrEntryFromAddr(IntfAddrEntryKey const&) override { meddler_.tick(); }
+        void handleIntfAddrEntrySetFromSubnet(Nimb::IpGenPrefix const&) override {
+            meddler_.tick();
+        }
+        void handleLlIntfAddrEntryFromIntfId(Nimb::IntfId const&) override { meddler_.tick(); }
+        Meddler& meddler_;
+    };
+
+    void tick() {
+        if (left_ > 0 && --left_ == 0) {
+            step_();
+        }
+    }
+
+    std::size_t left_;
+    std::function<void()> step_;
+    std::unique_ptr<Tables> tables_;
+    std::vector<std::unique_ptr<Table>> table_;
+};
+
+// A life of one VRF that comes by everything: construction over published status, admission,
+// withdrawal, clean-ups and retries by the tasks, a table replaced, status that goes. Ethernet2 has
+// `addr`, which may be one that has to wait for Ethernet1's.
+void live(ManagerBench& bench, Meddler& meddler, char const* addr) {
+    auto const tableIs = [&] {
+        auto const table = intfAddrVrfTableFactory();
+        meddler.watch(table);
+        bench.tables->intfAddrVrfTableIs("red", table);
+    };
+    meddler.watch(bench.tables);
+    bench.ipStatus->vrfIpIntfStatusIs("red", Ip::vrfIpIntfStatusFactory());
+    bench.ip6Status->vrfIp6IntfStatusIs("red", Ip6::vrfIp6IntfStatusFactory());
+    bench.ip("red", "Ethernet1", "10.0.0.1/24");
+    bench.ip6("red", "Ethernet1", "2001:db8::1/64");
+    bench.ip6("red", "Ethernet1", "fe80::1/64");
+    bench.ip6("red", "Ethernet1", "fe80::2/64");
+    tableIs();
+    bench.ip("red", "Ethernet2", addr);
+    bench.ip6("red", "Ethernet2", "2001:db8:1::1/64", true);
+    bench.ipDel("red", "Ethernet1");
+    bench.time.advance(1.5);
+    bench.time.advance(2.0);
+    bench.ip("red", "Ethernet1", "10.0.1.1/24");
+    bench.ip("red", "Ethernet1", "10.0.1.2/24");
+    bench.ip6Status->vrfIp6IntfStatusDel("red");
+    tableIs();
+    bench.time.advance(5.0);
+    bench.tables->intfAddrVrfTableDel("red");
+    bench.time.advance(5.0);
+}
+
+constexpr auto waiting = "10.0.0.2/24";
+constexpr auto apart = "10.0.2.1/24";
+
+using Step = std::function<void(ManagerBench&)>;
+
+// Lives once for each moment at which somebody is told something, doing `step` at that moment.
+// Returns how many moments there were.
+std::size_t meddleAtEveryMoment(IntfAddrVrfTableSmConfig const& config, Step const& step,
+                                Step const& afterwards) {
+    for (std::size_t when = 1;; ++when) {
+        ManagerBench bench(config, 1);
+        bench.managerIs();
+        Meddler meddler(when, [&] { step(bench); });
+        live(bench, meddler, config == atOnce ? apart : waiting);
+        afterwards(bench);
+        if (!meddler.acted()) {
+            return when - 1;
+        }
+    }
+}
+
+void expectConsistent(IntfAddrVrfTable const& table) {
+    std::set<IntfAddrEntryContent> rows;
+    std::set<IntfAddrEntryContent> indexed;
+    for (auto const& row : table.intfAddrEntry()) {
+        rows.insert(row.key);
+    }
+    for (auto const& row : table.intfAddrEntryFromAddr()) {
+        indexed.insert(row.value->content());
+    }
+    EXPECT_EQ(rows, indexed);
+}
+
+TEST_P(AnyTuning, TheManagerMayGoAtAnyMoment) {
+    auto const moments = meddleAtEveryMoment(
+        GetParam(), [](ManagerBench& bench) { bench.manager = nullptr; },
+        [](ManagerBench const& bench) {
+            if (!bench.manager) {
+                EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+            }
+        });
+    EXPECT_GT(moments, 30u);
+}
+
+TEST_P(AnyTuning, ATableMayGoAtAnyMoment) {
+    auto const moments = meddleAtEveryMoment(
+        GetParam(), [](ManagerBench& bench) { bench.tables->intfAddrVrfTableDel("red"); },
+        [](ManagerBench const& bench) { EXPECT_EQ(bench.sm("red"), nullptr); });
+    EXPECT_GT(moments, 30u);
+}
+
+TEST_P(AnyTuning, ATableMayBeReplacedAtAnyMoment) {
+    meddleAtEveryMoment(
+        GetParam(),
+        [](ManagerBench& bench) {
+            if (bench.table("red")) {
+                bench.tableIs("red");
+                EXPECT_EQ(bench.table("red")->vrfIpIntfStatus(),
+                          bench.ipStatus->vrfIpIntfStatus("red"));
+                expectConsistent(*bench.table("red"));
+            }
+        },
+        [](ManagerBench const& bench) { EXPECT_EQ(bench.sm("red"), nullptr); });
+}
+
+TEST_P(AnyTuning, AnInterfacesStatusMayGoAtAnyMoment) {
+    // A clean-up that comes before the next try, so that no waiting address is tried in vain.
+    IntfAddrVrfTableSmConfig const soon{.intfCleanupDelay = -1.0};
+    meddleAtEveryMoment(
+        GetParam() == atOnce ? atOnce : soon,
+        [](ManagerBench& bench) {
+            bench.ipDel("red", "Ethernet1");
+            if (auto const status = bench.ip6Status->vrfIp6IntfStatus("red")) {
+                status->intfStatusDel("Ethernet1");
+            }
+        },
+        [](ManagerBench const& bench) { EXPECT_EQ(bench.sm("red"), nullptr); });
+}
+
+TEST_P(AnyTuning, AllStatusMayGoAtAnyMomentAndLeavesAnEmptyTable) {
+    for (std::size_t when = 1;; ++when) {
+        ManagerBench bench(GetParam());
+        bench.vrfIs("red");
+        bench.ip("red", "Ethernet1", "10.0.0.1/24");
+        bench.ip6("red", "Ethernet1", "2001:db8::1/64");
+        bench.ip6("red", "Ethernet1", "2001:db8::2/64", true);
+        bench.ip6("red", "Ethernet1", "fe80::1/64");
+        bench.ip("red", "Ethernet2", "10.0.0.2/24");
+        Meddler meddler(when, [&] {
+            bench.ipStatus->vrfIpIntfStatusDel("red");
+            bench.ip6Status->vrfIp6IntfStatusDel("red");
+        });
+        meddler.watch(bench.table("red"));
+        bench.managerIs();
+        bench.time.advance(10.0);
+        if (!meddler.acted()) {
+            EXPECT_GT(when, 12u);
+            break;
+        }
+        auto const table = bench.table("red");
+        EXPECT_THAT(bench.rows("red"), IsEmpty()) << when;
+        EXPECT_TRUE(table->intfAddrEntryFromAddr().empty()) << when;
+        EXPECT_TRUE(table->intfAddrEntrySetFromSubnet().empty()) << when;
+        EXPECT_TRUE(table->llIntfAddrEntryFromIntfId().empty()) << when;
+        EXPECT_TRUE(bench.sm("red")->deferredIntfAddBacklog()->backlog().empty()) << when;
+    }
+}
+
+TEST_P(AnyTuning, TheManagerMayGoInARunOfTheScheduler) {
+    ManagerBench bench(GetParam());
+    bench.managerIs();
+    auto const task = Velk::timerTaskFactory(bench.time.scheduler(), {}, "agent");
+    class Agent final : public Velk::TimerTask::Notifiee {
+    public:
+        explicit Agent(ManagerBench& bench) : bench_(bench) {}
+        void handleTaskRun() override { bench_.manager = nullptr; }
+
+    private:
+        ManagerBench& bench_;
+    } agent(bench);
+    agent.notifierIs(task);
+    task->scheduleTask();
+    bench.vrfIs("red");
+    bench.ip("red", "Ethernet1", "10.0.0.1/24");
+    bench.ip("red", "Ethernet2", "10.0.0.2/24");
+    bench.ipDel("red", "Ethernet1");
+    bench.time.advance(10.0);
+    EXPECT_EQ(bench.manager, nullptr);
+    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+}
+
+// Without a clean-up delay an address that waits is dropped with its interface before it is
+// withdrawn, and its withdrawal then fails on whoever has the address or its subnet. Whatever fails
+// and wherever it fails: all that there is can be destroyed, and what is left goes on.
+TEST(Destruction, WhateverFailsOnTheWayEverythingCanGo) {
+    Pell::ThrowOnAssertion const throwOnAssertion;
+    std::size_t failures = 0;
+    auto const contained = [&](auto const& action) {
+        try {
+            action();
+        } catch (Pell::AssertionError const&) {
+            ++failures;
+        }
+    };
+    bool acted = true;
+    for (std::size_t when = 1; acted; ++when) {
+        auto bench = std::make_unique<ManagerBench>(atOnce);
+        bench->managerIs();
+        bench->vrfIs("blue");
+        Meddler meddler(when, [&] { bench->manager = nullptr; });
+        contained([&] { live(*bench, meddler, waiting); });
+        contained([&] { bench->tableIs("blue"); });
+        if (bench->manager) {
+            bench->ip("blue", "Ethernet1", "10.0.0.1/24");
+            EXPECT_THAT(bench->rows("blue"), ElementsAre("10.0.0.1/24 Ethernet1"));
+        }
+        acted = meddler.acted();
+        contained([&] { bench->manager = nullptr; });
+        EXPECT_EQ(bench->time.scheduler()->nextExpiry(), std::nullopt);
+    }
+    EXPECT_GT(failures, 0u);
+}
+
+// Failures. Somebody else has written to the table of VRF red: its row of Ethernet1's address is of
+// Ethernet9, which the machine holds for impossible as it withdraws the address.
+struct Spoilt : ManagerBench {
+    explicit Spoilt(Config const& smConfig = delayed) : ManagerBench(smConfig) {
+        vrfIs("red");
+        vrfIs("blue");
+        managerIs();
+        ip("red", "Ethernet1", "10.0.0.1/24");
+        ip("blue", "Ethernet1", "10.0.0.1/24");
+        Nimb::IpGenAddrWithMask const addr("10.0.0.1/24");
+        table("red")->intfAddrEntryFromAddrIs(intfAddrEntryFactory(
+            {IntfAddrEntryKey::makeIpKey(addr.address()), "Ethernet9", addr.prefix()}));
+    }
+
+    // One VRF's machine is dropped with its table, and a fresh one runs on what is published.
+    void expectRecovery() {
+        Zin::Ptr<IntfAddrVrfTableSm> const old = sm("red");
+        auto const replace = [&] { tableIs("red"); };
+        if (config.intfCleanupDelay == 0.0) {
+            EXPECT_THROW(replace(), Pell::AssertionError);  // the old one's teardown fails as well
+        } else {
+            replace();
+        }
+        EXPECT_NE(sm("red"), old);
+        ip("red", "Ethernet1", "10.0.0.1/24");
+        EXPECT_THAT(rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
+        EXPECT_THAT(rows("blue"), ElementsAre("10.0.0.1/24 Ethernet1"));
+        expectConsistent(*table("red"));
+    }
+
+    Pell::ThrowOnAssertion const throwOnAssertion;
+};
+
+template <class Action>
+std::string assertionOf(Action&& action) {
+    try {
+        action();
+    } catch (Pell::AssertionError const& error) {
+        return error.message();
+    }
+    return "nothing failed";
+}
+
+constexpr auto unexpectedConflict = "ip 10.0.0.1 on Ethernet1 has unexpected conflict on Ethernet9";
+
+TEST(Failure, OfAMutatorIsThrownToItsCaller) {
+    Spoilt bench;
+    EXPECT_EQ(assertionOf([&] { bench.ip("red", "Ethernet1", "0.0.0.0/0"); }), unexpectedConflict);
+    bench.expectRecovery();
+}
+
+TEST(Failure, OfATaskIsThrownToWhoRunsTheScheduler) {
+    Spoilt bench;
+    bench.ip("red", "Ethernet2", "10.0.0.2/24");
+    bench.ip("blue", "Ethernet1", "10.0.0.2/24");
+    bench.sm("red")->deferredIntfAddBacklog()->backlogIs(
+        {"Ethernet7", Nimb::IpGenAddrWithMask("10.0.7.1/24")});
+    EXPECT_EQ(assertionOf([&] { bench.time.advance(2.0); }),
+              "intfId=Ethernet7;addrWithMask=10.0.7.1/24 missing in all collection");
+    bench.time.advance(10.0);
+    bench.ip("blue", "Ethernet1", "10.0.0.1/24");
+    bench.ipDel("red", "Ethernet2");
+    bench.time.advance(10.0);
+    bench.expectRecovery();
+}
+
+TEST(Failure, OfATeardownIsThrownToWhoDropsTheManager) {
+    Spoilt assigned(atOnce);
+    EXPECT_EQ(assertionOf([&] { assigned.manager = nullptr; }), unexpectedConflict);
+    EXPECT_EQ(assigned.manager, nullptr);
+
+    Spoilt scoped(atOnce);
+    EXPECT_EQ(assertionOf([&] { auto const manager = std::move(scoped.manager); }),
+              unexpectedConflict);
+
+    Spoilt asked(atOnce);
+    EXPECT_EQ(assertionOf([&] { asked.manager->intfAddrVrfTableSmManagerDel(); }),
+              unexpectedConflict);
+    EXPECT_EQ(asked.manager->intfAddrVrfTableSmManager(), nullptr);
+    EXPECT_EQ(asked.uses("red"), 0u);
+    EXPECT_EQ(asked.uses("blue"), 0u);
+}
+
+TEST(Failure, OfATeardownIsThrownToWhoTakesTheTableAway) {
+    Spoilt bench(atOnce);
+    EXPECT_EQ(assertionOf([&] { bench.tables->intfAddrVrfTableDel("red"); }), unexpectedConflict);
+    EXPECT_EQ(bench.sm("red"), nullptr);
+    EXPECT_EQ(bench.uses("red"), 0u);
+    bench.tableIs("red");
+    EXPECT_THAT(bench.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
+}
+
+TEST(Failure, OfATeardownInAHandlerIsThrownToTheOutermostCaller) {
+    Spoilt bench(atOnce);
+    Meddler meddler(1, [&] { bench.manager = nullptr; });
+    meddler.watch(bench.table("blue"));
+    EXPECT_EQ(assertionOf([&] { bench.ip("blue", "Ethernet2", "10.0.2.1/24"); }),
+              unexpectedConflict);
+    EXPECT_EQ(bench.manager, nullptr);
+}
+
+TEST(Failure, OfAMachineLeavesItInAStateThatCanBeReplaced) {
+    for (auto const& config : {delayed, atOnce}) {
+        Spoilt bench(config);
+        bench.expectRecovery();
+    }
+}
+
+TEST(Failure, OfOneAddressLeavesTheOthersPublished) {
+    ManagerBench bench;
+    bench.vrfIs("red");
+    bench.managerIs();
+    EXPECT_THROW(bench.ip6("red", "Ethernet1", "fe80::1/64", true), Zin::RangeError);
+    bench.ip6("red", "Ethernet1", "2001:db8::1/64");
+    EXPECT_THAT(bench.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1"));
+
+    // A fresh machine meets it again.
+    EXPECT_THROW(bench.tableIs("red"), Zin::RangeError);
+    EXPECT_THAT(bench.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1"));
+    bench.ip6("red", "Ethernet1", "fe80::1/64");
+    EXPECT_THAT(bench.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
+}
+
+TEST(Failure, AtTheStartKeepsTheManagerOnlyInATurn) {
+    ManagerBench bench;
+    bench.vrfIs("red");
+    bench.vrfIs("blue");
+    bench.ip6("red", "Ethernet1", "fe80::1/64", true);
+    bench.ip("red", "Ethernet1", "10.0.0.1/24");
+    bench.ip6("blue", "Ethernet1", "2001:db8::1/64");
+    EXPECT_THROW(bench.managerIs(), Zin::RangeError);
+    EXPECT_EQ(bench.manager, nullptr);
+    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+
+    bench.tableIs("red");
+    bench.tableIs("blue");
+    auto const inATurn = [&] {
+        Zin::Turn turn;
+        bench.managerIs();
+    };
+    EXPECT_THROW(inATurn(), Zin::RangeError);
+    ASSERT_NE(bench.manager, nullptr);
+    EXPECT_THAT(bench.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_THAT(bench.rows("blue"), ElementsAre("2001:db8::1/64 Ethernet1"));
+}
+
+}  // namespace
+}  // namespace IpLib
