@@ -1,28 +1,58 @@
 // How an address gets into the table, or has to wait.
 
+#include <utility>
+
 #include "IpLib/IntfAddrVrfTableSm/Place.h"
 #include "Tremlog/Record.h"
 
 namespace IpLib {
 
+// Runs `step`, which writes the table for the key. An observer of what is written may change this
+// very address: then it is decided anew when the step is over, not in its midst.
+template <class Step>
+void IntfAddrVrfTableSm::attend(IntfAddrWithMaskKey const& key, Step const& step) {
+    for (auto& attended : attended_) {
+        if (attended.key == key) {
+            attended.changed = true;
+            return;
+        }
+    }
+    struct Attending {
+        std::vector<Attended>& attended;
+        ~Attending() { attended.pop_back(); }
+    };
+    attended_.push_back({key});
+    Attending const attending{attended_};
+    step();
+    while (std::exchange(attended_.back().changed, false)) {
+        decide(key);
+    }
+}
+
 void IntfAddrVrfTableSm::handleIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
+    attend(key, [&] { decide(key); });
+}
+
+void IntfAddrVrfTableSm::decide(IntfAddrWithMaskKey const& key) {
     bool const isPresent = allIntfAddrWithMask_->allHas(key);
     auto const addr = key.addrWithMask.address();
     bool const cleanupPresent = cleanupPending(key.intfId, addr.family());
-    trace8("ip {} on {} isPresent {} cleanupPresent {}", addr, key.intfId, isPresent,
-           cleanupPresent);
+    trace8({"ip {} on {} isPresent {} cleanupPresent {}", "handleIntfAddrWithMask"}, addr,
+           key.intfId, isPresent, cleanupPresent);
     updateByIntfId(key, isPresent);
     if (isPresent) {
         if (!smConfig_.ignoreKernelInterfaceState && !kernelIntfPresent(key.intfId)) {
             // It is admitted when the kernel's interface comes up.
-            trace8("kernel interface not present for {}", key.intfId);
+            trace8({"kernel interface not present for {}", "handleIntfAddrWithMask"}, key.intfId);
             return;
         }
-        addIntfAddrWithMask(key);
+        addRecord(allIntfAddrWithMask_->all(key));
     } else if (!cleanupPresent) {
         removeIntfAddrWithMask(key);
     } else {
-        trace8("deferring removal of ip {} on {} as deferred cleanup is present", addr, key.intfId);
+        trace8({"deferring removal of ip {} on {} as deferred cleanup is present",
+                "handleIntfAddrWithMask"},
+               addr, key.intfId);
     }
 }
 
@@ -58,15 +88,17 @@ void IntfAddrVrfTableSm::updateByIntfId(IntfAddrWithMaskKey const& key, bool isP
 }
 
 void IntfAddrVrfTableSm::addIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
-    addRecord(allIntfAddrWithMask_->allHas(key) ? allIntfAddrWithMask_->all(key)
-                                                : IntfAddrWithMask(key));
+    attend(key, [&] {
+        addRecord(allIntfAddrWithMask_->allHas(key) ? allIntfAddrWithMask_->all(key)
+                                                    : IntfAddrWithMask(key));
+    });
 }
 
 void IntfAddrVrfTableSm::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) {
     if (!allIntfAddrWithMask_->allHas(key)) {
         fail("all has key", "{} missing in all collection", key);
     }
-    addRecord(allIntfAddrWithMask_->all(key));
+    attend(key, [&] { addRecord(allIntfAddrWithMask_->all(key)); });
 }
 
 void IntfAddrVrfTableSm::addRecord(IntfAddrWithMask const& record) {

@@ -22,6 +22,8 @@
 // destroying it stops all updates and drops what its tasks had pending.
 #pragma once
 
+#include <vector>
+
 #include "Interface/DeviceIntfStatusDir.h"
 #include "Ip/VrfIpIntfStatus.h"
 #include "Ip6/VrfIp6IntfStatus.h"
@@ -232,13 +234,22 @@ private:
         }
     };
 
+    // An address for which the table is being written, and whether it has changed meanwhile.
+    struct Attended {
+        IntfAddrWithMaskKey key;
+        bool changed = false;
+    };
+
     // What an address comes to in the table; see AddressAdmission.cpp and AddressWithdrawal.cpp.
     struct Place;
 
     void bindVrfIpIntfStatus() { vrfIpIntfStatusIs(intfAddrVrfTable_->vrfIpIntfStatus()); }
     void bindVrfIp6IntfStatus() { vrfIp6IntfStatusIs(intfAddrVrfTable_->vrfIp6IntfStatus()); }
 
-    // Decisions.
+    // Decisions, one at a time for each key.
+    template <class Step>
+    void attend(IntfAddrWithMaskKey const& key, Step const& step);
+    void decide(IntfAddrWithMaskKey const& key);
     bool cleanupPending(Nimb::IntfId const& intfId, Nimb::AddressFamily af) const;
     bool kernelIntfPresent(Nimb::IntfId const& intfId) const;
 
@@ -270,6 +281,7 @@ private:
     Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask_;
     Zin::Ptr<IntfCleanupBacklog> intfCleanupBacklog_;
     Zin::Ptr<DeferredIntfAddBacklog> deferredIntfAddBacklog_;
+    std::vector<Attended> attended_;  // innermost last
     Zin::Child<IntfCleanupSm> intfCleanupSm_;
     Zin::Child<DeferredIntfAddSm> deferredIntfAddSm_;
     Zin::Children<Nimb::IntfId, IpIntfStatusSm> ipIntfStatusSm_{0x7a2e91c4};
