@@ -389,6 +389,8 @@ TEST(Destruction, WhateverFailsOnTheWayEverythingCanGo) {
         contained([&] { bench->tableIs("blue"); });
         if (bench->manager) {
             bench->ip("blue", "Ethernet1", "10.0.0.1/24");
+            bench->ip("blue", "Ethernet2", waiting);
+            contained([&] { bench->ipDel("blue", "Ethernet2"); });
             EXPECT_THAT(bench->rows("blue"), ElementsAre("10.0.0.1/24 Ethernet1"));
         }
         acted = meddler.acted();

@@ -1,36 +1,16 @@
 // How an address gets into the table, or has to wait.
 
-#include <utility>
-
 #include "IpLib/IntfAddrVrfTableSm/Place.h"
 #include "Tremlog/Record.h"
 
 namespace IpLib {
 
-// Runs `step`, which writes the table for the key. An observer of what is written may change this
-// very address: then it is decided anew when the step is over, not in its midst.
-template <class Step>
-void IntfAddrVrfTableSm::attend(IntfAddrWithMaskKey const& key, Step const& step) {
-    for (auto& attended : attended_) {
-        if (attended.key == key) {
-            attended.changed = true;
-            return;
-        }
-    }
-    struct Attending {
-        std::vector<Attended>& attended;
-        ~Attending() { attended.pop_back(); }
-    };
-    attended_.push_back({key});
-    Attending const attending{attended_};
-    step();
-    while (std::exchange(attended_.back().changed, false)) {
-        decide(key);
-    }
-}
-
 void IntfAddrVrfTableSm::handleIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
-    attend(key, [&] { decide(key); });
+    if (writing_) {
+        changedMeanwhile_.push_back(key);
+    } else {
+        write([&] { decide(key); });
+    }
 }
 
 void IntfAddrVrfTableSm::decide(IntfAddrWithMaskKey const& key) {
@@ -88,7 +68,7 @@ void IntfAddrVrfTableSm::updateByIntfId(IntfAddrWithMaskKey const& key, bool isP
 }
 
 void IntfAddrVrfTableSm::addIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
-    attend(key, [&] {
+    write([&] {
         addRecord(allIntfAddrWithMask_->allHas(key) ? allIntfAddrWithMask_->all(key)
                                                     : IntfAddrWithMask(key));
     });
@@ -98,7 +78,7 @@ void IntfAddrVrfTableSm::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) 
     if (!allIntfAddrWithMask_->allHas(key)) {
         fail("all has key", "{} missing in all collection", key);
     }
-    attend(key, [&] { addRecord(allIntfAddrWithMask_->all(key)); });
+    write([&] { addRecord(allIntfAddrWithMask_->all(key)); });
 }
 
 void IntfAddrVrfTableSm::addRecord(IntfAddrWithMask const& record) {

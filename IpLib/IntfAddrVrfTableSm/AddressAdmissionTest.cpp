@@ -453,6 +453,20 @@ TEST(AddressAdmission, AnObserverMayTakeTheMachineAwayAtAnyStep) {
     }
 }
 
+TEST(AddressAdmission, AnObserverMayAskForTheSubnetOnAnotherInterfaceAtAnyStep) {
+    for (auto const* const step : admissionSteps) {
+        for (auto const* const addr : {"10.0.0.1/24", "10.0.0.2/24"}) {
+            SmBench bench;
+            Meddler const meddler(bench, step, [&] { bench.ip("Ethernet2", addr); });
+            bench.ip("Ethernet1", "10.0.0.1/24");
+            ASSERT_TRUE(meddler.done());
+            EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1")) << step;
+            EXPECT_THAT(bench.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1")) << step;
+            EXPECT_THAT(bench.deferred(), ElementsAre(fmt::format("{} Ethernet2", addr))) << step;
+        }
+    }
+}
+
 TEST(AddressAdmission, AnObserverMayTakeTheTablesStatusAwayAtAnyStep) {
     for (auto const* const step : admissionSteps) {
         SmBench bench({.intfCleanupDelay = 0.0});

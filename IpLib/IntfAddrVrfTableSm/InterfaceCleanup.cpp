@@ -46,15 +46,17 @@ void IntfAddrVrfTableSm::processCleanupIntf(Nimb::IntfId const& intfId, Nimb::Ad
     trace8("cleaning up {} for address-family {}", intfId, af);
     Tremlog::record<"cleaning up {} for address-family {}">(intfId, af);
     IntfFamily const whose{intfId, af};
-    if (intfAddrVrfTable_) {
-        cleanUpRows(whose);
-        cleanUpSets(whose);
-        if (af == Nimb::AddressFamily::ipv6) {
-            trace9("cleaning up ipv6 link-local address on {}", intfId);
-            intfAddrVrfTable_->llIntfAddrEntryFromIntfIdDel(intfId);
+    write([&] {
+        if (intfAddrVrfTable_) {
+            cleanUpRows(whose);
+            cleanUpSets(whose);
+            if (af == Nimb::AddressFamily::ipv6) {
+                trace9({"cleaning up ipv6 link-local address on {}", "processCleanupIntf"}, intfId);
+                intfAddrVrfTable_->llIntfAddrEntryFromIntfIdDel(intfId);
+            }
         }
-    }
-    cleanUpDeferred(whose);
+        cleanUpDeferred(whose);
+    });
 }
 
 // Each of these walks a copy of its keys: observers of what goes may change what is left.

@@ -22,6 +22,7 @@
 // destroying it stops all updates and drops what its tasks had pending.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "Interface/DeviceIntfStatusDir.h"
@@ -45,6 +46,7 @@
 #include "Zin/Child.h"
 #include "Zin/Children.h"
 #include "Zin/Reactor.h"
+#include "Zin/Turn.h"
 
 namespace IpLib {
 
@@ -234,21 +236,16 @@ private:
         }
     };
 
-    // An address for which the table is being written, and whether it has changed meanwhile.
-    struct Attended {
-        IntfAddrWithMaskKey key;
-        bool changed = false;
-    };
-
     // What an address comes to in the table; see AddressAdmission.cpp and AddressWithdrawal.cpp.
     struct Place;
 
     void bindVrfIpIntfStatus() { vrfIpIntfStatusIs(intfAddrVrfTable_->vrfIpIntfStatus()); }
     void bindVrfIp6IntfStatus() { vrfIp6IntfStatusIs(intfAddrVrfTable_->vrfIp6IntfStatus()); }
 
-    // Decisions, one at a time for each key.
+    // Decisions. What observers of the table change while `step` writes it is decided when that is
+    // done, in the order of the changes.
     template <class Step>
-    void attend(IntfAddrWithMaskKey const& key, Step const& step);
+    void write(Step const& step);
     void decide(IntfAddrWithMaskKey const& key);
     bool cleanupPending(Nimb::IntfId const& intfId, Nimb::AddressFamily af) const;
     bool kernelIntfPresent(Nimb::IntfId const& intfId) const;
@@ -281,7 +278,8 @@ private:
     Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask_;
     Zin::Ptr<IntfCleanupBacklog> intfCleanupBacklog_;
     Zin::Ptr<DeferredIntfAddBacklog> deferredIntfAddBacklog_;
-    std::vector<Attended> attended_;  // innermost last
+    bool writing_ = false;  // the table, and whatever its observers do meanwhile
+    std::vector<IntfAddrWithMaskKey> changedMeanwhile_;
     Zin::Child<IntfCleanupSm> intfCleanupSm_;
     Zin::Child<DeferredIntfAddSm> deferredIntfAddSm_;
     Zin::Children<Nimb::IntfId, IpIntfStatusSm> ipIntfStatusSm_{0x7a2e91c4};
@@ -293,6 +291,22 @@ private:
     IpReactor ipReactor_{*this, nullptr};
     Ip6Reactor ip6Reactor_{*this, nullptr};
 };
+
+template <class Step>
+void IntfAddrVrfTableSm::write(Step const& step) {
+    if (writing_) {
+        step();
+        return;
+    }
+    Zin::Turn turn;
+    writing_ = true;
+    turn.run(step);
+    for (std::size_t i = 0; i < changedMeanwhile_.size(); ++i) {
+        turn.run([this, key = changedMeanwhile_[i]] { decide(key); });
+    }
+    changedMeanwhile_.clear();
+    writing_ = false;
+}
 
 Zin::Ptr<IntfAddrVrfTableSm> intfAddrVrfTableSmFactory(
     L3::VrfName const& vrfName, Nimb::NamespaceName const& networkNamespace,
