@@ -17,12 +17,10 @@ using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::SizeIs;
 using Testing::SmBench;
-using testing::StartsWith;
 using Testing::Texts;
 
-// What removing an address that is published, but has never come into the table, is told by.
+// An address that is published and has never come into the table.
 struct Unadmitted : SmBench {
     Unadmitted() {
         kernelDel("Ethernet1");

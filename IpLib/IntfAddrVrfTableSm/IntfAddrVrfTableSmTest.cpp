@@ -2,9 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <utility>
-
 #include "IpLib/IntfAddrVrfTableSm/SmBench.h"
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
 #include "Zin/Errors.h"
@@ -15,14 +12,11 @@ namespace {
 
 using testing::AllOf;
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 using Testing::SmBench;
-using testing::StrEq;
 
 // A machine without any input.
 Zin::Ptr<IntfAddrVrfTableSm> bareMachine(Testing::VirtualTime const& time) {
