@@ -21,9 +21,9 @@ Zin::TypeRegistration const registration{{
 AllIntfAddrVrfTableSm::AllIntfAddrVrfTableSm(Zin::Ptr<Ip::Status const> ipStatus,
                                              Zin::Ptr<Ip6::Status const> ip6Status,
                                              Zin::Ptr<AllIntfAddrVrfTable> allIntfAddrVrfTable)
-    : allIntfAddrVrfTable_(std::move(allIntfAddrVrfTable)),
-      ipReactor_(*this, std::move(ipStatus)),
-      ip6Reactor_(*this, std::move(ip6Status)),
+    : allIntfAddrVrfTable_(Zin::notNull("allIntfAddrVrfTable", std::move(allIntfAddrVrfTable))),
+      ipReactor_(*this, Zin::notNull("ipStatus", std::move(ipStatus))),
+      ip6Reactor_(*this, Zin::notNull("ip6Status", std::move(ip6Status))),
       tableReactor_(*this, allIntfAddrVrfTable_) {}
 
 bool AllIntfAddrVrfTableSm::builtFrom(

@@ -29,10 +29,10 @@ IntfAddrVrfTableManager::IntfAddrVrfTableManager(
     Zin::Ptr<Ip::Status const> ipStatus, Zin::Ptr<Ip6::Status const> ip6Status,
     Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> smFactory,
     Zin::Ptr<AllIntfAddrVrfTable> allIntfAddrVrfTable)
-    : ipStatus_(std::move(ipStatus)),
-      ip6Status_(std::move(ip6Status)),
-      smFactory_(std::move(smFactory)),
-      allIntfAddrVrfTable_(std::move(allIntfAddrVrfTable)) {}
+    : ipStatus_(Zin::notNull("ipStatus", std::move(ipStatus))),
+      ip6Status_(Zin::notNull("ip6Status", std::move(ip6Status))),
+      smFactory_(Zin::notNull("smFactory", std::move(smFactory))),
+      allIntfAddrVrfTable_(Zin::notNull("allIntfAddrVrfTable", std::move(allIntfAddrVrfTable))) {}
 
 // The tables are bound to their status before their machines start.
 void IntfAddrVrfTableManager::handleInitialized() {

@@ -24,10 +24,10 @@ IntfAddrVrfTableSmFactory::IntfAddrVrfTableSmFactory(
     Zin::Ptr<VirtualIp::VirtualIp6Status const> virtualIp6Status,
     Zin::Ptr<Interface::KniIntfStatusHelper> kniIntfStatusHelper)
     : smConfig_(smConfig),
-      scheduler_(std::move(scheduler)),
+      scheduler_(Zin::notNull("scheduler", std::move(scheduler))),
       virtualIpStatus_(std::move(virtualIpStatus)),
       virtualIp6Status_(std::move(virtualIp6Status)),
-      kniIntfStatusHelper_(std::move(kniIntfStatusHelper)) {}
+      kniIntfStatusHelper_(Zin::notNull("kniIntfStatusHelper", std::move(kniIntfStatusHelper))) {}
 
 Zin::Ptr<IntfAddrVrfTableSm> IntfAddrVrfTableSmFactory::make(
     L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {

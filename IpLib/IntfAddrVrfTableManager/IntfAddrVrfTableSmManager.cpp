@@ -21,8 +21,8 @@ Zin::TypeRegistration const registration{{
 IntfAddrVrfTableSmManager::IntfAddrVrfTableSmManager(
     Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> smFactory,
     Zin::Ptr<AllIntfAddrVrfTable> allIntfAddrVrfTable)
-    : smFactory_(std::move(smFactory)),
-      allIntfAddrVrfTable_(std::move(allIntfAddrVrfTable)),
+    : smFactory_(Zin::notNull("smFactory", std::move(smFactory))),
+      allIntfAddrVrfTable_(Zin::notNull("allIntfAddrVrfTable", std::move(allIntfAddrVrfTable))),
       tableReactor_(*this, allIntfAddrVrfTable_) {}
 
 bool IntfAddrVrfTableSmManager::builtFrom(
@@ -44,7 +44,9 @@ void IntfAddrVrfTableSmManager::handleInitialized() {
 
 void IntfAddrVrfTableSmManager::handleDestruction() {
     Zin::Turn turn;
-    for (auto const& member : intfAddrVrfTableSm()) {
+    // By table rather than by machine: what was acquired for a machine that was refused is given
+    // back too.
+    for (auto const& member : allIntfAddrVrfTable_->intfAddrVrfTable()) {
         L3::VrfName const vrf = member.key;
         turn.run([&] { intfAddrVrfTableSmDel(vrf); });
         turn.run([&] { smFactory_->unmake(vrf); });
@@ -60,10 +62,12 @@ void IntfAddrVrfTableSmManager::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
         turn.run([&] { smFactory_->unmake(vrf); });
         return;
     }
+    auto const present = intfAddrVrfTableSm(vrf);
     auto const sm = smFactory_->make(vrf, table);
-    // Filling the table may have made an observer of it take the table away, or put in another one:
-    // then this machine has no table to run for.
-    if (!retired() && allIntfAddrVrfTable_->intfAddrVrfTable(vrf) == table) {
+    // Filling the table may have made an observer of it take the table away, or put in another one
+    // or the same again, which has its machine by now: then this machine has no table to run for.
+    if (!retired() && allIntfAddrVrfTable_->intfAddrVrfTable(vrf) == table &&
+        intfAddrVrfTableSm(vrf) == present) {
         intfAddrVrfTableSmIs(vrf, sm);
     } else if (sm) {
         sm->retire();

@@ -6,11 +6,7 @@
 namespace IpLib {
 
 void IntfAddrVrfTableSm::handleIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
-    if (writing_) {
-        changedMeanwhile_.push_back(key);
-    } else {
-        write([&] { decide(key); });
-    }
+    write([this, key] { decide(key); });
 }
 
 void IntfAddrVrfTableSm::decide(IntfAddrWithMaskKey const& key) {
@@ -68,7 +64,7 @@ void IntfAddrVrfTableSm::updateByIntfId(IntfAddrWithMaskKey const& key, bool isP
 }
 
 void IntfAddrVrfTableSm::addIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
-    write([&] {
+    write([this, key] {
         addRecord(allIntfAddrWithMask_->allHas(key) ? allIntfAddrWithMask_->all(key)
                                                     : IntfAddrWithMask(key));
     });
@@ -78,7 +74,11 @@ void IntfAddrVrfTableSm::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) 
     if (!allIntfAddrWithMask_->allHas(key)) {
         fail("all has key", "{} missing in all collection", key);
     }
-    write([&] { addRecord(allIntfAddrWithMask_->all(key)); });
+    write([this, key] {
+        if (allIntfAddrWithMask_->allHas(key)) {
+            addRecord(allIntfAddrWithMask_->all(key));
+        }
+    });
 }
 
 void IntfAddrVrfTableSm::addRecord(IntfAddrWithMask const& record) {

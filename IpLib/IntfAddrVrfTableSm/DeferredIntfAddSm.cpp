@@ -3,8 +3,22 @@
 #include <utility>
 
 #include "Tremlog/Record.h"
+#include "Zin/Registry.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
+namespace {
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddSm",
+    .attributes = {{"smConfig", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddSmConfig"},
+                   {"parent", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddParentInterface"},
+                   {"backlog", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog"},
+                   {"vrfName", "L3::VrfName"},
+                   {"scheduler", "Velk::TaskScheduler"},
+                   {"task", "Velk::TimerTask"}},
+}};
+
+}  // namespace
 
 DeferredIntfAddSm::DeferredIntfAddSm(DeferredIntfAddSmConfig const& smConfig,
                                      Zin::Ptr<DeferredIntfAddParentInterface> parent,
@@ -31,10 +45,10 @@ void DeferredIntfAddSm::hasNotificationActiveIs(bool active) {
 }
 
 void DeferredIntfAddSm::handleInitialized() {
-    task_.is(scheduler_, smConfig_.taskPriority, "DeferredIntfAdd-VRF-" + vrfName_.bytes());
+    taskIs(scheduler_, smConfig_.taskPriority, "DeferredIntfAdd-VRF-" + vrfName_.bytes());
 }
 
-void DeferredIntfAddSm::handleDestruction() { task_.del(); }
+void DeferredIntfAddSm::handleDestruction() { taskDel(); }
 
 void DeferredIntfAddSm::maybeScheduleTask() {
     trace8("backlog count is {}", backlog_->backlog().size());

@@ -46,6 +46,12 @@ public:
     void hasNotificationActiveIs(bool active) override;
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
 
+    Zin::Ptr<Velk::TimerTask> const& taskIs(Zin::Ptr<Velk::TaskScheduler> const& scheduler,
+                                            Velk::TaskPriority priority, std::string const& name) {
+        return task_.is(scheduler, priority, name);
+    }
+    void taskDel() { task_.del(); }
+
     // Something may have made an add possible: a key has come to wait, or a row has left the table.
     void maybeScheduleTask();
     // One pass over the backlog.

@@ -43,20 +43,22 @@ void IntfAddrVrfTableSm::processPendingDeferredCleanup(Nimb::IntfId const& intfI
 }
 
 void IntfAddrVrfTableSm::processCleanupIntf(Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
-    trace8("cleaning up {} for address-family {}", intfId, af);
-    Tremlog::record<"cleaning up {} for address-family {}">(intfId, af);
-    IntfFamily const whose{intfId, af};
-    write([&] {
-        if (intfAddrVrfTable_) {
-            cleanUpRows(whose);
-            cleanUpSets(whose);
-            if (af == Nimb::AddressFamily::ipv6) {
-                trace9({"cleaning up ipv6 link-local address on {}", "processCleanupIntf"}, intfId);
-                intfAddrVrfTable_->llIntfAddrEntryFromIntfIdDel(intfId);
-            }
+    write([this, whose = IntfFamily{intfId, af}] { cleanUp(whose); });
+}
+
+void IntfAddrVrfTableSm::cleanUp(IntfFamily const& whose) {
+    trace8({"cleaning up {} for address-family {}", "processCleanupIntf"}, whose.intfId, whose.af);
+    Tremlog::record<"cleaning up {} for address-family {}">(whose.intfId, whose.af);
+    if (intfAddrVrfTable_) {
+        cleanUpRows(whose);
+        cleanUpSets(whose);
+        if (whose.af == Nimb::AddressFamily::ipv6) {
+            trace9({"cleaning up ipv6 link-local address on {}", "processCleanupIntf"},
+                   whose.intfId);
+            intfAddrVrfTable_->llIntfAddrEntryFromIntfIdDel(whose.intfId);
         }
-        cleanUpDeferred(whose);
-    });
+    }
+    cleanUpDeferred(whose);
 }
 
 // Each of these walks a copy of its keys: observers of what goes may change what is left.

@@ -54,7 +54,7 @@ IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName 
     : vrfName_(std::move(vrfName)),
       networkNamespace_(std::move(networkNamespace)),
       smConfig_(smConfig),
-      scheduler_(std::move(scheduler)),
+      scheduler_(Zin::notNull("scheduler", std::move(scheduler))),
       virtualIpStatus_(std::move(virtualIpStatus)),
       virtualIp6Status_(std::move(virtualIp6Status)),
       kernelIntfDir_(std::move(kernelIntfDir)),
@@ -125,7 +125,12 @@ void IntfAddrVrfTableSm::vrfIpIntfStatusIs(Zin::Ptr<Ip::VrfIpIntfStatus const> c
     if (vrfIpIntfStatus()) {
         handleIpIntfStatusAll();
     } else {
-        ipIntfStatusSmDelAll();
+        // An observer of what leaves may bring the input back: then the rest of the machines stay.
+        Zin::handleAll(ipIntfStatusSm(), [this](auto const& intfId) {
+            if (!vrfIpIntfStatus()) {
+                ipIntfStatusSmDel(intfId);
+            }
+        });
     }
 }
 
@@ -137,7 +142,18 @@ void IntfAddrVrfTableSm::vrfIp6IntfStatusIs(Zin::Ptr<Ip6::VrfIp6IntfStatus const
     if (vrfIp6IntfStatus()) {
         handleIp6IntfStatusAll();
     } else {
-        ip6IntfStatusSmDelAll();
+        // An observer of what leaves may bring the input back: then the rest of the machines stay.
+        Zin::handleAll(ip6IntfStatusSm(), [this](auto const& intfId) {
+            if (!vrfIp6IntfStatus()) {
+                ip6IntfStatusSmDel(intfId);
+            }
+        });
+    }
+}
+
+void IntfAddrVrfTableSm::handleVrfIpIntfStatus() {
+    if (vrfIpIntfStatus()) {
+        handleIpIntfStatusAll();
     }
 }
 
@@ -166,6 +182,12 @@ void IntfAddrVrfTableSm::handleIpIntfStatus(Nimb::IntfId const& intfId) {
     auto const status = currentStatus();
     if (status && !ipIntfStatusSm(intfId)) {
         ipIntfStatusSmIs(status, Zin::make<AfIntfStatusParent>(*this), allIntfAddrWithMask_);
+    }
+}
+
+void IntfAddrVrfTableSm::handleVrfIp6IntfStatus() {
+    if (vrfIp6IntfStatus()) {
+        handleIp6IntfStatusAll();
     }
 }
 

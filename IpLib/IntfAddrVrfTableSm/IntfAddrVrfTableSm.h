@@ -13,7 +13,8 @@
 //          ^              '--another interface has it or its subnet----^
 //          '--withdrawn, or its interface's clean-up carried out--'
 //
-// Invariant: a key is in the deferred backlog only while AllIntfAddrWithMask has it; a row of an
+// Invariant: a key is in the deferred backlog only while AllIntfAddrWithMask has it, or while a
+// clean-up of its interface is pending, which takes it along; a row of an
 // address is in the rows, in the by-address index, and in one collection of its subnet's set (in
 // none if it is link-local; then it is its interface's link-local row). A subnet's set is of one
 // interface.
@@ -23,6 +24,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "Interface/DeviceIntfStatusDir.h"
@@ -50,8 +53,7 @@
 
 namespace IpLib {
 
-class IntfAddrVrfTableSm final : public Velk::BaseOutputSm,
-                                 private Pell::Traced<"IntfAddrVrfTableSm"> {
+class IntfAddrVrfTableSm : public Velk::BaseOutputSm, private Pell::Traced<"IntfAddrVrfTableSm"> {
 public:
     using IpIntfStatusSm = IntfAddrVrfTableImpl::IpIntfStatusSm;
     using Ip6IntfStatusSm = IntfAddrVrfTableImpl::Ip6IntfStatusSm;
@@ -163,10 +165,10 @@ public:
     Zin::Ptr<DeferredIntfAddSm> deferredIntfAddSmDel() { return deferredIntfAddSm_.del(); }
 
     // Handlers of the status inputs: the only ones that start and stop an interface's machine.
-    void handleVrfIpIntfStatus() { handleIpIntfStatusAll(); }
+    void handleVrfIpIntfStatus();
     void handleIpIntfStatusAll();
     void handleIpIntfStatus(Nimb::IntfId const& intfId);
-    void handleVrfIp6IntfStatus() { handleIp6IntfStatusAll(); }
+    void handleVrfIp6IntfStatus();
     void handleIp6IntfStatusAll();
     void handleIp6IntfStatus(Nimb::IntfId const& intfId);
 
@@ -242,10 +244,13 @@ private:
     void bindVrfIpIntfStatus() { vrfIpIntfStatusIs(intfAddrVrfTable_->vrfIpIntfStatus()); }
     void bindVrfIp6IntfStatus() { vrfIp6IntfStatusIs(intfAddrVrfTable_->vrfIp6IntfStatus()); }
 
-    // Decisions. What observers of the table change while `step` writes it is decided when that is
-    // done, in the order of the changes.
-    template <class Step>
-    void write(Step const& step);
+    // One piece of work on the table at a time: what comes up while observers of the table are told
+    // of another waits until that is done, in the order of its coming. A machine that its observers
+    // bring down meanwhile leaves the table to whoever comes after it.
+    template <class Work>
+    void write(Work work);
+
+    // Decisions.
     void decide(IntfAddrWithMaskKey const& key);
     bool cleanupPending(Nimb::IntfId const& intfId, Nimb::AddressFamily af) const;
     bool kernelIntfPresent(Nimb::IntfId const& intfId) const;
@@ -262,6 +267,7 @@ private:
     void removeIntfAddr(IntfAddrWithMaskKey const& key);
     void removeFromSet(Place const& place);
     void removeIp6LinkLocal(IntfAddrWithMaskKey const& key);
+    void cleanUp(IntfFamily const& whose);
     void cleanUpRows(IntfFamily const& whose);
     void cleanUpSets(IntfFamily const& whose);
     void cleanUpDeferred(IntfFamily const& whose);
@@ -278,8 +284,8 @@ private:
     Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask_;
     Zin::Ptr<IntfCleanupBacklog> intfCleanupBacklog_;
     Zin::Ptr<DeferredIntfAddBacklog> deferredIntfAddBacklog_;
-    bool writing_ = false;  // the table, and whatever its observers do meanwhile
-    std::vector<IntfAddrWithMaskKey> changedMeanwhile_;
+    bool writing_ = false;
+    std::vector<std::function<void()>> waitingWork_;
     Zin::Child<IntfCleanupSm> intfCleanupSm_;
     Zin::Child<DeferredIntfAddSm> deferredIntfAddSm_;
     Zin::Children<Nimb::IntfId, IpIntfStatusSm> ipIntfStatusSm_{0x7a2e91c4};
@@ -292,19 +298,20 @@ private:
     Ip6Reactor ip6Reactor_{*this, nullptr};
 };
 
-template <class Step>
-void IntfAddrVrfTableSm::write(Step const& step) {
+template <class Work>
+void IntfAddrVrfTableSm::write(Work work) {
     if (writing_) {
-        step();
+        waitingWork_.emplace_back(std::move(work));
         return;
     }
+    bool const tearingDown = retired();
     Zin::Turn turn;
     writing_ = true;
-    turn.run(step);
-    for (std::size_t i = 0; i < changedMeanwhile_.size(); ++i) {
-        turn.run([this, key = changedMeanwhile_[i]] { decide(key); });
+    turn.run(work);
+    for (std::size_t i = 0; i < waitingWork_.size() && retired() == tearingDown; ++i) {
+        turn.run(std::exchange(waitingWork_[i], nullptr));
     }
-    changedMeanwhile_.clear();
+    waitingWork_.clear();
     writing_ = false;
 }
 

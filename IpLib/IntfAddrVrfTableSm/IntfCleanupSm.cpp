@@ -2,7 +2,22 @@
 
 #include <utility>
 
+#include "Zin/Registry.h"
+
 namespace IpLib::IntfAddrVrfTableImpl {
+namespace {
+
+Zin::TypeRegistration const registration{{
+    .name = "IpLib::IntfAddrVrfTableImpl::IntfCleanupSm",
+    .attributes = {{"smConfig", "IpLib::IntfAddrVrfTableImpl::IntfCleanupSmConfig"},
+                   {"parent", "IpLib::IntfAddrVrfTableImpl::IntfCleanupParentInterface"},
+                   {"backlog", "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog"},
+                   {"vrfName", "L3::VrfName"},
+                   {"scheduler", "Velk::TaskScheduler"},
+                   {"task", "Velk::TimerTask"}},
+}};
+
+}  // namespace
 
 IntfCleanupSm::IntfCleanupSm(IntfCleanupSmConfig const& smConfig,
                              Zin::Ptr<IntfCleanupParentInterface> parent,

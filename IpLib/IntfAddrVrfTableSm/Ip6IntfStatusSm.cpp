@@ -1,6 +1,7 @@
 #include "IpLib/IntfAddrVrfTableSm/Ip6IntfStatusSm.h"
 
 #include <utility>
+#include <vector>
 
 #include "Zin/HandleAll.h"
 #include "Zin/Registry.h"
@@ -75,12 +76,19 @@ void Ip6IntfStatusSm::handleAddr(Nimb::Ip6AddrWithMask const& addrWithMask) {
 
 void Ip6IntfStatusSm::handleDestruction() {
     trace8("on {}", intfId());
+    // What is published, before a clean-up that is carried out at once lets its observers change
+    // the status, which this machine follows no more.
+    std::vector<IntfAddrWithMaskKey> published;
+    for (auto const& addr : ip6IntfStatus()->addr()) {
+        published.push_back({intfId(), addr.key});
+    }
+
     Zin::Turn turn;
     turn.run(
         [this] { afIntfStatusParent_->addDeferredCleanup(intfId(), Nimb::AddressFamily::ipv6); });
-    Zin::handleAll(ip6IntfStatus()->addr(), [this](auto const& addrWithMask) {
-        allIntfAddrWithMask_->allDel({intfId(), addrWithMask});
-    });
+    for (auto const& key : published) {
+        turn.run([&] { allIntfAddrWithMask_->allDel(key); });
+    }
 }
 
 void Ip6IntfStatusSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,

@@ -1,6 +1,7 @@
 #include "IpLib/IntfAddrVrfTableSm/IpIntfStatusSm.h"
 
 #include <utility>
+#include <vector>
 
 #include "Tremlog/Record.h"
 #include "Zin/HandleAll.h"
@@ -117,15 +118,22 @@ void IpIntfStatusSm::handleAllSecondaryAddr() {
 
 void IpIntfStatusSm::handleDestruction() {
     trace8("on {}", intfId());
+    // What is published, before a clean-up that is carried out at once lets its observers change
+    // the status, which this machine follows no more.
+    std::vector<IntfAddrWithMaskKey> published;
+    if (maybeShadowPrimaryAddr_ && !maybeShadowIsUnnumbered_.value_or(false)) {
+        published.push_back(keyOf(*maybeShadowPrimaryAddr_));
+    }
+    for (auto const& secondary : ipIntfStatus()->secondaryActiveAddrWithMask()) {
+        published.push_back(keyOf(secondary.key));
+    }
+
     Zin::Turn turn;
     turn.run(
         [this] { afIntfStatusParent_->addDeferredCleanup(intfId(), Nimb::AddressFamily::ipv4); });
-    if (maybeShadowPrimaryAddr_ && !maybeShadowIsUnnumbered_.value_or(false)) {
-        allIntfAddrWithMask_->allDel(keyOf(*maybeShadowPrimaryAddr_));
+    for (auto const& key : published) {
+        turn.run([&] { allIntfAddrWithMask_->allDel(key); });
     }
-    Zin::handleAll(ipIntfStatus()->secondaryActiveAddrWithMask(), [this](auto const& addrWithMask) {
-        allIntfAddrWithMask_->allDel(keyOf(addrWithMask));
-    });
 }
 
 void IpIntfStatusSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
