@@ -1,6 +1,7 @@
 #include "feeds/netlink/Channel.h"
 
 #include <libmnl/libmnl.h>
+#include <linux/netlink.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -42,12 +43,15 @@ public:
         }
     }
 
-    std::size_t receive(std::span<std::byte> buffer) override {
+    Received receive(std::span<std::byte> buffer) override {
         while (true) {
+            sockaddr_nl sender{};
+            socklen_t senderSize = sizeof sender;
             ssize_t const size =
-                ::recv(mnl_socket_get_fd(socket_.get()), buffer.data(), buffer.size(), MSG_TRUNC);
+                ::recvfrom(mnl_socket_get_fd(socket_.get()), buffer.data(), buffer.size(),
+                           MSG_TRUNC, reinterpret_cast<sockaddr*>(&sender), &senderSize);
             if (size >= 0) {
-                return static_cast<std::size_t>(size);
+                return {.size = static_cast<std::size_t>(size), .sender = sender.nl_pid};
             }
             if (errno != EINTR) {
                 fail("cannot receive from the kernel");

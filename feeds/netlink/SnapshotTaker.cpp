@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include "feeds/netlink/DumpReader.h"
@@ -18,6 +19,7 @@ namespace {
 
 // The kernel makes its datagrams no longer than this, unless one link alone has more to tell.
 constexpr std::size_t bufferSize = 256 * 1024;
+constexpr std::uint32_t kernelPort = 0;
 
 void sendRequest(Channel& channel, std::uint16_t type, std::uint32_t sequence) {
     alignas(nlmsghdr) std::byte buffer[MNL_NLMSG_HDRLEN + MNL_ALIGN(sizeof(rtgenmsg))];
@@ -31,21 +33,29 @@ void sendRequest(Channel& channel, std::uint16_t type, std::uint32_t sequence) {
     channel.send(std::as_bytes(std::span(buffer)).first(request->nlmsg_len));
 }
 
-// Whether the dump went through undisturbed.
-bool dump(Channel& channel, std::uint16_t type, std::uint32_t sequence, Snapshot& snapshot) {
+// Whether the dump went through undisturbed. The buffer grows where it was too short.
+bool dump(Channel& channel, std::uint16_t type, std::uint32_t sequence, Snapshot& snapshot,
+          std::vector<std::byte>& buffer) {
     sendRequest(channel, type, sequence);
     DumpReader reader(snapshot, sequence, channel.port());
-    std::vector<std::byte> buffer(bufferSize);
     while (!reader.done()) {
-        std::size_t const size = channel.receive(buffer);
-        reader.read(std::span(buffer).first(std::min(size, buffer.size())));
+        auto const [size, sender] = channel.receive(buffer);
+        if (sender != kernelPort) {
+            ++snapshot.skipped.foreignMessages;
+        } else if (size > buffer.size()) {
+            buffer.resize(size);
+            return false;
+        } else {
+            reader.read(std::span(buffer).first(size));
+        }
     }
     return !reader.interrupted();
 }
 
-bool tryTake(Channel& channel, Snapshot& snapshot) {
+bool tryTake(Channel& channel, Snapshot& snapshot, std::vector<std::byte>& buffer) {
     try {
-        return dump(channel, RTM_GETLINK, 1, snapshot) && dump(channel, RTM_GETADDR, 2, snapshot);
+        return dump(channel, RTM_GETLINK, 1, snapshot, buffer) &&
+               dump(channel, RTM_GETADDR, 2, snapshot, buffer);
     } catch (std::system_error const& error) {
         if (error.code() == std::errc::no_buffer_space) {
             return false;
@@ -56,10 +66,18 @@ bool tryTake(Channel& channel, Snapshot& snapshot) {
 
 }  // namespace
 
-Snapshot takeSnapshot(std::function<std::unique_ptr<Channel>()> const& open) {
+void sleepFor(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
+
+Snapshot takeSnapshot(std::function<std::unique_ptr<Channel>()> const& open, Pause const& pause) {
+    std::vector<std::byte> buffer(bufferSize);
+    auto nextPause = firstSnapshotPause;
     for (int attempt = 0; attempt < maxSnapshotAttempts; ++attempt) {
+        if (attempt > 0) {
+            pause(nextPause);
+            nextPause *= 2;
+        }
         Snapshot snapshot;
-        if (tryTake(*open(), snapshot)) {
+        if (tryTake(*open(), snapshot, buffer)) {
             std::ranges::stable_sort(snapshot.links, {}, &Link::ifIndex);
             std::ranges::stable_sort(snapshot.addresses, {}, &Address::ifIndex);
             return snapshot;

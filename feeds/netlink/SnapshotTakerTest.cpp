@@ -37,7 +37,13 @@ public:
         pending_ = answers_.at(asked.size() - 1);
     }
 
-    std::size_t receive(std::span<std::byte> buffer) override {
+    Received receive(std::span<std::byte> buffer) override {
+        if (!strangers.empty()) {
+            Bytes const datagram = strangers.front();
+            strangers.pop_front();
+            std::ranges::copy(datagram, buffer.begin());
+            return {.size = datagram.size(), .sender = 99};
+        }
         if (pending_.empty() || pending_.front().empty()) {
             throw std::system_error(pending_.empty() ? EAGAIN : ENOBUFS, std::generic_category());
         }
@@ -50,11 +56,14 @@ public:
             std::memcpy(&datagram[at], &header, sizeof header);
             at += NLMSG_ALIGN(header.nlmsg_len);
         }
-        std::ranges::copy(datagram, buffer.begin());
-        return datagram.size();
+        std::ranges::copy(std::span(datagram).first(std::min(datagram.size(), buffer.size())),
+                          buffer.begin());
+        return {.size = datagram.size(), .sender = 0};
     }
 
     std::vector<unsigned> asked;
+    // Arrive before anything else, from another process.
+    std::deque<Bytes> strangers;
 
 private:
     std::deque<Answer> answers_;
@@ -74,17 +83,22 @@ struct Opener {
     std::unique_ptr<Channel> operator()() {
         auto const& answers = scripts.at(opened < scripts.size() ? opened : scripts.size() - 1);
         ++opened;
-        return std::make_unique<ScriptedChannel>(answers);
+        auto channel = std::make_unique<ScriptedChannel>(answers);
+        channel->strangers = strangers;
+        return channel;
     }
     std::vector<std::deque<ScriptedChannel::Answer>> scripts;
+    std::deque<Bytes> strangers{};
     std::size_t opened = 0;
 };
+
+void noPause(std::chrono::milliseconds) {}
 
 TEST(SnapshotTaker, SortsByInterfaceIndexAndKeepsTheKernelsOrderOnEachInterface) {
     Opener opener{.scripts = {{{link(4, "eth1"), link(3, "eth0") + done()},
                                {address(4, 9), address(3, 7), address(4, 1) + done()}}}};
 
-    Snapshot const snapshot = takeSnapshot(std::ref(opener));
+    Snapshot const snapshot = takeSnapshot(std::ref(opener), noPause);
 
     ASSERT_THAT(snapshot.links, SizeIs(2));
     EXPECT_EQ(snapshot.links[0].ifIndex, 3U);
@@ -98,7 +112,7 @@ TEST(SnapshotTaker, AnInterruptedDumpIsTakenAgainFromTheStart) {
     Opener opener{.scripts = {{{link(3, "old") + done()}, {address(3, 1) + done(interrupted)}},
                               {{link(3, "eth0") + done()}, {address(3, 2) + done()}}}};
 
-    Snapshot const snapshot = takeSnapshot(std::ref(opener));
+    Snapshot const snapshot = takeSnapshot(std::ref(opener), noPause);
 
     EXPECT_EQ(opener.opened, 2U);
     ASSERT_THAT(snapshot.links, SizeIs(1));
@@ -111,24 +125,63 @@ TEST(SnapshotTaker, LostDatagramsAreAskedForAgain) {
     Opener opener{
         .scripts = {{{link(3, "old"), Bytes{}}, {}}, {{link(3, "eth0") + done()}, {done()}}}};
 
-    Snapshot const snapshot = takeSnapshot(std::ref(opener));
+    Snapshot const snapshot = takeSnapshot(std::ref(opener), noPause);
 
     EXPECT_EQ(opener.opened, 2U);
     ASSERT_THAT(snapshot.links, SizeIs(1));
     EXPECT_EQ(snapshot.links[0].name, Nimb::IntfId("eth0"));
 }
 
+TEST(SnapshotTaker, ADatagramLongerThanTheBufferIsAskedForAgainAndThenReadWhole) {
+    constexpr int links = 8000;
+    Bytes all;
+    for (int ifIndex = 1; ifIndex <= links; ++ifIndex) {
+        Bytes const one = link(ifIndex, "eth" + std::to_string(ifIndex));
+        all.insert(all.end(), one.begin(), one.end());
+    }
+    // Cut, the datagram ends within a message or between two, and then looks whole.
+    Opener opener{.scripts = {{{all, done()}, {done()}}}};
+
+    Snapshot const snapshot = takeSnapshot(std::ref(opener), noPause);
+
+    EXPECT_EQ(opener.opened, 2U);
+    EXPECT_THAT(snapshot.links, SizeIs(links));
+    EXPECT_EQ(snapshot.skipped.damaged(), 0U);
+}
+
+TEST(SnapshotTaker, WhatAnotherProcessSendsIsCountedAndLeftOut) {
+    Opener opener{.scripts = {{{link(3, "eth0") + done()}, {done()}}},
+                  .strangers = {link(4, "forged", {.sequence = 1}) + done({.sequence = 1})}};
+
+    Snapshot const snapshot = takeSnapshot(std::ref(opener), noPause);
+
+    ASSERT_THAT(snapshot.links, SizeIs(1));
+    EXPECT_EQ(snapshot.links[0].name, Nimb::IntfId("eth0"));
+    EXPECT_EQ(snapshot.skipped.foreignMessages, 1U);
+}
+
+TEST(SnapshotTaker, PausesTwiceAsLongBeforeEachFurtherAttempt) {
+    Opener opener{.scripts = {{{done(interrupted)}, {done()}}}};
+    std::vector<std::chrono::milliseconds::rep> pauses;
+
+    EXPECT_THROW(
+        takeSnapshot(std::ref(opener),
+                     [&](std::chrono::milliseconds time) { pauses.push_back(time.count()); }),
+        std::runtime_error);
+    EXPECT_THAT(pauses, ElementsAre(1, 2, 4, 8, 16, 32, 64, 128, 256));
+}
+
 TEST(SnapshotTaker, GivesUpWhereEveryDumpIsInterrupted) {
     Opener opener{.scripts = {{{done(interrupted)}, {done()}}}};
 
-    EXPECT_THROW(takeSnapshot(std::ref(opener)), std::runtime_error);
+    EXPECT_THROW(takeSnapshot(std::ref(opener), noPause), std::runtime_error);
     EXPECT_EQ(opener.opened, static_cast<std::size_t>(maxSnapshotAttempts));
 }
 
 TEST(SnapshotTaker, OtherFailuresOfTheChannelReachTheCaller) {
     Opener opener{.scripts = {{{link(3, "eth0")}, {}}}};
 
-    EXPECT_THROW(takeSnapshot(std::ref(opener)), std::system_error);
+    EXPECT_THROW(takeSnapshot(std::ref(opener), noPause), std::system_error);
     EXPECT_EQ(opener.opened, 1U);
 }
 
