@@ -10,6 +10,7 @@
 #include "Pell/Assertion.h"
 #include "intfaddr/JsonReport.h"
 #include "intfaddr/Machine.h"
+#include "intfaddr/Printable.h"
 #include "intfaddr/TextReport.h"
 #include "router/OperationError.h"
 
@@ -55,9 +56,14 @@ ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err
     Question const question = questionOf(options);
     Routing::Router router({}, Zin::make<Zin::SteadyClock>(),
                            std::make_unique<Velk::TimeSlice>(taskSlice));
-    publishMachine(router, [&err](std::string const& message) {
-        err << "intfaddr: warning: " << message << '\n';
-    });
+    Warn const warn = [&err](std::string const& message) {
+        err << "intfaddr: warning: " << printable(message) << '\n';
+    };
+    if (question.vrf) {
+        publishMachineVrf(router, *question.vrf, warn);
+    } else {
+        publishMachine(router, warn);
+    }
 
     Report report;
     try {
@@ -88,7 +94,8 @@ int runCommand(std::vector<std::string> const& args, std::ostream& out, std::ost
     showCommand->footer(
         "VRF \"default\" is the network namespace that the program runs in; as root, each\n"
         "namespace that is named ns-NAME is VRF NAME.\n"
-        "Exit status: 0; 1 if nothing owns ADDRESS; 2 for a bad argument.");
+        "Exit status: 0; 1 if nothing owns ADDRESS; 2 for a bad argument; 70 if something else\n"
+        "went wrong.");
 
     try {
         // A failed assertion says what is wrong and ends this command, not more.
@@ -105,10 +112,10 @@ int runCommand(std::vector<std::string> const& args, std::ostream& out, std::ost
     } catch (CLI::ParseError const& error) {
         return app.exit(error, out, err) == 0 ? ok : badArgument;
     } catch (BadArgument const& error) {
-        err << "intfaddr: " << error.what() << '\n';
+        err << "intfaddr: " << printable(error.what()) << '\n';
         return badArgument;
     } catch (std::exception const& error) {
-        err << "intfaddr: " << error.what() << '\n';
+        err << "intfaddr: " << printable(error.what()) << '\n';
         return broken;
     }
 }

@@ -15,4 +15,8 @@ using Warn = std::function<void(std::string const& message)>;
 // Throws if the process's own namespace cannot be read.
 void publishMachine(Routing::Router& router, Warn const& warn);
 
+// The same for one VRF alone, nothing of which is left out: throws an error that names it if it
+// cannot be read. A VRF that does not exist is not published.
+void publishMachineVrf(Routing::Router& router, L3::VrfName const& vrf, Warn const& warn);
+
 }  // namespace IntfAddr

@@ -7,20 +7,14 @@
 #include <string_view>
 #include <vector>
 
+#include "intfaddr/Printable.h"
+
 namespace IntfAddr {
 
 namespace {
 
 template <std::size_t Columns>
 using Table = std::vector<std::array<std::string, Columns>>;
-
-// Names are anybody's choice; a terminal must not obey them.
-std::string printable(std::string_view name) {
-    std::string text(name);
-    std::ranges::replace_if(
-        text, [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
-    return text;
-}
 
 // Columns as wide as their widest cell, two blanks apart; no blanks at the ends of lines.
 template <std::size_t Columns>

@@ -218,6 +218,11 @@ class Namespaces(unittest.TestCase):
             names = [vrf["name"] for vrf in json.loads(result.stdout)["vrfs"]]
             self.assertIn(RED, names)
             self.assertNotIn(LONG, names)
+
+            result = run(PROGRAM, "show", "--vrf", LONG)
+            self.assertEqual(result.returncode, 70)
+            self.assertEqual(result.stdout, "")
+            self.assertIn("cannot be read: Zin::String::bytes > 150", result.stderr)
         finally:
             ip("netns", "del", f"ns-{LONG}")
 
@@ -226,14 +231,19 @@ class Namespaces(unittest.TestCase):
             os.chmod(directory, 0o755)
             program = shutil.copy(PROGRAM, directory)
             try:
-                result = run(program, "show", "--json", user=NOBODY, group=NOBODY, extra_groups=[])
+                nobody = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
+                result = run(program, "show", "--json", **nobody)
+                closed = run(program, "show", "--vrf", RED, **nobody)
             except PermissionError as error:
                 self.skipTest(f"this machine does not let us become another user: {error}")
 
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual([v["name"] for v in json.loads(result.stdout)["vrfs"]], ["default"])
         for vrf in (RED, BLUE):
-            self.assertRegex(result.stderr, f"ns-{vrf}.*(not permitted|denied)")
+            self.assertRegex(result.stderr, f"VRF '{vrf}' is left out: .*(not permitted|denied)")
+        self.assertEqual(closed.returncode, 70)
+        self.assertRegex(closed.stderr, f"'{RED}' cannot be read.*(not permitted|denied)")
+        self.assertNotIn(BLUE, closed.stderr)
 
     def test_a_name_that_is_not_utf8_is_shown_with_replacements(self):
         odd = b"v\xff\x1b0"

@@ -21,7 +21,8 @@ constexpr std::string_view prefix = "ns-";
 
 // Moves the calling thread, for the rest of its life.
 void enter(std::filesystem::path const& namespaceFile) {
-    int const file = ::open(namespaceFile.c_str(), O_RDONLY | O_CLOEXEC);
+    // Somebody may have put a FIFO there, which must not hang the program.
+    int const file = ::open(namespaceFile.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     int error = file < 0 ? errno : 0;
     if (file >= 0) {
         error = ::setns(file, CLONE_NEWNET) < 0 ? errno : 0;
@@ -42,10 +43,7 @@ std::vector<NamedNamespace> namedNamespaces(std::filesystem::path const& dir) {
         if (!name.starts_with(prefix) || name.size() == prefix.size()) {
             continue;
         }
-        L3::VrfName const vrf(name.substr(prefix.size()));
-        if (!vrf.isDefault()) {
-            found.push_back({.vrf = vrf, .file = file.path()});
-        }
+        found.push_back({.vrf = name.substr(prefix.size()), .file = file.path()});
     }
     std::ranges::sort(found, {}, &NamedNamespace::vrf);
     return found;

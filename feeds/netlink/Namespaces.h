@@ -18,8 +18,8 @@ struct NamedNamespace {
 // Where namespaces are given names.
 constexpr char const* namespaceDir = "/run/netns";
 
-// In order of their names. None where the directory does not exist. The name ns-default is left
-// out, since that VRF is the process's own namespace.
+// In order of their names. None where the directory does not exist. ns-default is among them where
+// somebody has given that name, although it cannot be a VRF: "default" is the process's own.
 std::vector<NamedNamespace> namedNamespaces(std::filesystem::path const& dir = namespaceDir);
 
 // A snapshot of a namespace other than the caller's, whose thread stays where it is. Throws as

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -46,11 +47,11 @@ TEST_F(NamespacesTest, NamespacesWithThePrefixAreVrfsInOrderOfTheirNames) {
     EXPECT_THAT(vrfs(), ElementsAre("blue", "ns-odd", "red"));
 }
 
-TEST_F(NamespacesTest, ThePrefixAloneAndTheDefaultVrfAreLeftOut) {
+TEST_F(NamespacesTest, ThePrefixAloneIsLeftOut) {
     name("ns-");
     name("ns-default");
 
-    EXPECT_THAT(vrfs(), IsEmpty());
+    EXPECT_THAT(vrfs(), ElementsAre("default"));
 }
 
 TEST_F(NamespacesTest, NoDirectoryMeansNoNamespaces) {
@@ -62,6 +63,9 @@ TEST_F(NamespacesTest, AFileThatIsNoNamespaceCannotBeEntered) {
 
     EXPECT_THROW(takeSnapshotIn(dir / "ns-red"), std::system_error);
     EXPECT_THROW(takeSnapshotIn(dir / "ns-absent"), std::system_error);
+
+    ASSERT_EQ(::mkfifo((dir / "ns-fifo").c_str(), 0600), 0);
+    EXPECT_THROW(takeSnapshotIn(dir / "ns-fifo"), std::system_error);
 }
 
 }  // namespace
