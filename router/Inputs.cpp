@@ -150,6 +150,8 @@ void Inputs::kernelAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
 }
 
 void Inputs::kernelDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
+    checkName(vrf);
+    checkName(intf);
     auto const dir = kniIntfStatusHelper_->deviceIntfStatusDir(vrf);
     require(dir->deviceIntfStatusHas(intf), "the kernel has no interface '{}' in VRF '{}'", intf,
             vrf);

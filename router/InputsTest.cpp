@@ -194,11 +194,13 @@ TEST(Inputs, EmptyNamesAreRefused) {
     expectRefusal([&] { inputs.ipVrfAdd(""); }, "the VRF name is empty");
     expectRefusal([&] { inputs.ip6VrfAdd(""); }, "the VRF name is empty");
     expectRefusal([&] { inputs.kernelAdd("", "eth0", {}); }, "the VRF name is empty");
+    expectRefusal([&] { inputs.kernelDel("", "eth0"); }, "the VRF name is empty");
     expectRefusal([&] { inputs.vipAdd("", ip("10.0.0.1/24")); }, "the VRF name is empty");
     expectRefusal([&] { inputs.vip6Add("", {}); }, "the VRF name is empty");
     expectRefusal([&] { inputs.ipIntfAdd("red", "", {}); }, "the interface name is empty");
     expectRefusal([&] { inputs.ip6IntfAdd("red", "", {}); }, "the interface name is empty");
     expectRefusal([&] { inputs.kernelAdd("red", "", {}); }, "the interface name is empty");
+    expectRefusal([&] { inputs.kernelDel("red", ""); }, "the interface name is empty");
 }
 
 }  // namespace
