@@ -98,6 +98,21 @@ std::set<std::string> setRows(Routing::Router const& router) {
     return lines;
 }
 
+std::set<std::string> expectedDeprecatedRows(Routing::Router& router) {
+    return expected(router, [](Wanted const& wanted) { return wanted.deprecated; });
+}
+
+std::set<std::string> deprecatedSetRows(Routing::Router const& router) {
+    std::set<std::string> lines;
+    auto const table = router.table(vrf);
+    for (auto const& set : table->intfAddrEntrySetFromSubnet()) {
+        for (auto const& member : set.value->deprecatedIntfAddrEntry()) {
+            lines.insert(line(member.key.addr, set.key, set.value->intfId()));
+        }
+    }
+    return lines;
+}
+
 std::set<std::string> expectedLinkLocals(Routing::Router& router) {
     return expected(router, [](Wanted const& wanted) { return wanted.addr.isV6LinkLocal(); });
 }

@@ -19,6 +19,11 @@ std::set<std::string> indexedRows(Routing::Router const& router);
 std::set<std::string> expectedSetRows(Routing::Router& router);
 std::set<std::string> setRows(Routing::Router const& router);
 
+// The deprecated addresses, and those of them that a set holds apart: fewer where a set has gone
+// with its last preferred address.
+std::set<std::string> expectedDeprecatedRows(Routing::Router& router);
+std::set<std::string> deprecatedSetRows(Routing::Router const& router);
+
 // The link-local addresses, by interface.
 std::set<std::string> expectedLinkLocals(Routing::Router& router);
 std::set<std::string> linkLocals(Routing::Router const& router);
