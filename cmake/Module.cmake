@@ -1,6 +1,6 @@
-# One folder, one target. A module sees the headers of its own folder and of the modules it names
-# in DEPENDS, and of nothing else: each target brings an include directory that holds only its own
-# folder, so an include that runs upwards does not compile.
+# One folder, one target. A module sees the headers of its own folder, of the modules it names in
+# DEPENDS and of what those build on, and of nothing else: each target brings an include directory
+# that holds only its own folder, so an include that runs upwards does not compile.
 #
 #   iplib_module(NAME nimb FOLDER Nimb DEPENDS zin [LIBRARIES fmt::fmt] [TEST_DEPENDS testing]
 #                [THREADS])
