@@ -2,29 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "Nimb/IntfId.h"
-
-namespace {
-// Atomic, since compilers take it for granted that operator new changes no plain variable.
-std::atomic<int> allocations = 0;
-}  // namespace
-
-// Weak, so that they give way to those of a sanitizer that brings its own.
-[[gnu::weak]] void* operator new(std::size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::weak]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::weak]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#include "Zin/TestMemory.h"
 
 namespace Tremlog {
 namespace {
@@ -69,7 +51,7 @@ TEST_F(Record, CutsAndMarksALongText) {
 TEST_F(Record, TakesInterfaceNames) {
     Nimb::IntfId const longest(std::string(23, 'e'));
     record<"{} conflicts with {}, not {}">(Nimb::IntfId("Ethernet1"), longest, Nimb::IntfId());
-    EXPECT_EQ(messages(), Messages{"Ethernet1 conflicts with " + std::string(23, 'e') + ", not "});
+    EXPECT_EQ(messages(), Messages{fmt::format("Ethernet1 conflicts with {:e>23}, not ", "")});
 }
 
 TEST_F(Record, TakesValuesThatOwnTheirText) {
@@ -89,17 +71,16 @@ TEST_F(Record, MayFillItsSlotToTheLastByte) {
 }
 
 TEST_F(Record, AllocatesNothing) {
-    Nimb::IntfId const intfId("Ethernet1");
-    int before = allocations;
-    std::string const text(100, 't');
-    if (allocations == before) {
+    if (!Zin::TestMemory::isCounted()) {
         GTEST_SKIP() << "allocations are not counted in this build";
     }
-    before = allocations;
+    Nimb::IntfId const intfId("Ethernet1");
+    std::string const text(100, 't');
+    std::size_t const before = Zin::TestMemory::allocations;
     for (int i = 0; i < 5000; ++i) {
         record<"{} {} {}">(intfId, i, text);
     }
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(Zin::TestMemory::allocations, before);
     EXPECT_EQ(count(), 5000U);
 }
 

@@ -6,7 +6,8 @@
 //                         Zin::Ptr<IntfAddrEntry>> intfAddrEntry_{*this, salt};
 //
 // A change is made first, in whole, and then told with the key of the member; it is told before the
-// mutator returns. A value that leaves the collection goes after its leaving has been told.
+// mutator returns. Where it cannot be made (memory, copying a key) nothing changes, map nor index. A
+// value that leaves the collection goes after its leaving has been told.
 #pragma once
 
 #include <cstddef>
@@ -55,6 +56,8 @@ struct NoIndex {
     static void add(Member const&...) {}
     template <class... Member>
     static void remove(Member const&...) {}
+    template <class... Member>
+    static void replace(Member const&...) {}
     static void clear() {}
 };
 
@@ -120,7 +123,7 @@ public:
     // Keys alone.
     void isKey(Key const& key) {
         if (map_.insert(key)) {
-            index_.add(key);
+            enter(key);
             tell_.tell(key);
         }
     }
@@ -180,12 +183,22 @@ private:
     template <class Value>
     void put(Key const& key, Value& value) {
         if (auto* const present = map_.find(key)) {
-            index_.remove(key, *present);
-            index_.add(key, value);
+            index_.replace(key, *present, value);
             std::swap(*present, value);
         } else {
-            index_.add(key, value);
             map_.emplace(key, value);
+            enter(key, value);
+        }
+    }
+
+    // Puts a member that is new in the map into the index; failing that, takes it out of the map.
+    template <class... Value>
+    void enter(Key const& key, Value const&... value) {
+        try {
+            index_.add(key, value...);
+        } catch (...) {
+            map_.erase(key);
+            throw;
         }
     }
 

@@ -1,6 +1,6 @@
 // An index of a Collection: its keys by a group that each member belongs to, such as the rows of
 // one interface. It is part of the collection and written by the collection's own mutators, so the
-// two cannot disagree.
+// two cannot disagree: a change that throws (memory, a copy of a key) leaves both as they were.
 //
 //     struct InterfaceOf {
 //         IntfAndFamily operator()(IntfAddrEntryKey const&, Zin::Ptr<IntfAddrEntry const> const&);
@@ -8,7 +8,9 @@
 //     Zin::HashCollection<..., Zin::GroupIndex<InterfaceOf, IntfAndFamily, IntfAddrEntryKey>>
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "Zin/HashMap2018.h"
@@ -35,26 +37,43 @@ public:
     // For the collection alone; `member` is the key and, where there is one, the value.
     template <class... Value>
     void add(Key const& key, Value const&... value) {
-        Group const group = GroupOf()(key, value...);
-        auto* members = groups_.find(group);
-        if (!members) {
-            members = &groups_.emplace(group, std::make_unique<Keys>(hashSeed() ^ keySalt)).value;
-        }
-        (*members)->insert(key);
+        join(GroupOf()(key, value...), key);
     }
     template <class... Value>
     void remove(Key const& key, Value const&... value) {
-        Group const group = GroupOf()(key, value...);
-        auto& members = **groups_.find(group);
-        members.erase(key);
-        if (members.empty()) {
-            groups_.erase(group);
+        leave(GroupOf()(key, value...), key);
+    }
+    // The member gets another value; within its group the key keeps its place.
+    template <class Value>
+    void replace(Key const& key, Value const& former, Value const& value) {
+        Group const from = GroupOf()(key, former);
+        Group const to = GroupOf()(key, value);
+        if (!(from == to)) {
+            join(to, key);
+            leave(from, key);
         }
     }
     void clear() { groups_.clear(); }
 
 private:
     using Keys = HashSet2018<Key>;
+
+    void join(Group const& group, Key const& key) {
+        if (auto* const members = groups_.find(group)) {
+            (*members)->insert(key);
+        } else {
+            auto first = std::make_unique<Keys>(hashSeed() ^ keySalt);
+            first->insert(key);
+            groups_.emplace(group, std::move(first));
+        }
+    }
+    void leave(Group const& group, Key const& key) {
+        auto& members = **groups_.find(group);
+        members.erase(key);
+        if (members.empty()) {
+            groups_.erase(group);
+        }
+    }
 
     static constexpr std::uint32_t groupSalt = 0x6d0f3b57;
     static constexpr std::uint32_t keySalt = 0x1c9e24a3;

@@ -9,6 +9,7 @@
 
 #include "Zin/Collection.h"
 #include "Zin/String.h"
+#include "Zin/TestMemory.h"
 
 namespace Zin {
 namespace {
@@ -62,6 +63,23 @@ TEST(GroupIndex, MovesAKeyWhoseValueBelongsToAnotherGroup) {
     EXPECT_THAT(labels.index().keys("rest of a fire"), ElementsAre(String("ash")));
 }
 
+// Words by the first letter of what is said of them.
+struct LabelsLetter {
+    String operator()(String const&, String const& label) const { return FirstLetter()(label); }
+};
+
+TEST(GroupIndex, AKeyKeepsItsPlaceInTheGroupWhenItsNewValueBelongsThereToo) {
+    Collection<Untold, HashMap2018<String, String>, GroupIndex<LabelsLetter, String, String>>
+        labels(Untold{}, 1u);
+    labels.isValue("ash", String("tree"));
+    labels.isValue("beech", String("tree"));
+
+    labels.isValue("ash", String("trunk"));
+
+    EXPECT_EQ(labels("ash"), String("trunk"));
+    EXPECT_THAT(labels.index().keys("t"), ElementsAre(String("ash"), String("beech")));
+}
+
 TEST(GroupIndex, LetsItsCallerRemoveTheKeysOfAGroup) {
     Words words(Untold{}, 1u);
     for (char const* const word : {"ash", "birch", "alder"}) {
@@ -100,6 +118,85 @@ TEST(GroupIndex, KeepsNothingOfAGroupWhoseLastKeyHasLeft) {
     EXPECT_EQ(CountedGroup::alive, 1);
     words.delKey("alder");
     EXPECT_EQ(CountedGroup::alive, 0);
+}
+
+// All that a collection says: its members, and the keys of each group that is named.
+using Contents = std::vector<std::pair<String, std::vector<String>>>;
+
+Contents contents(Labels const& labels, std::vector<String> const& groups) {
+    Contents all;
+    for (auto const& member : labels.map()) {
+        all.push_back({member.key, {member.value}});
+    }
+    for (String const& group : groups) {
+        all.push_back({group, labels.index().keys(group)});
+    }
+    return all;
+}
+Contents contents(Words const& words, std::vector<String> const& groups) {
+    Contents all;
+    for (auto const& member : words.map()) {
+        all.push_back({member.key, {}});
+    }
+    for (String const& group : groups) {
+        all.push_back({group, words.index().keys(group)});
+    }
+    return all;
+}
+
+// Tries a change again and again, each time with one more allocation that succeeds, until it is
+// made; how often it was not. A change that is not made changes nothing.
+template <class SomeCollection, class Change>
+std::size_t timesNotMade(SomeCollection& collection, std::vector<String> const& groups,
+                         Change change) {
+    Contents const before = contents(collection, groups);
+    for (std::size_t allowed = 0;; ++allowed) {
+        bool lacking = false;
+        {
+            TestMemory::OneFailure const failure(allowed);
+            try {
+                change();
+            } catch (std::bad_alloc const&) {
+            }
+            lacking = failure.happened();
+        }
+        if (!lacking) {
+            return allowed;
+        }
+        EXPECT_EQ(contents(collection, groups), before) << "after " << allowed << " allocations";
+    }
+}
+
+// Texts so long that copying one takes memory, too.
+String longText(char const* kind, int number) {
+    return String(fmt::format("{} that needs memory of its own, number {}", kind, number));
+}
+
+TEST(GroupIndex, SaysWhatTheMapSaysAlsoWhereMemoryIsLacking) {
+    if (!TestMemory::isCounted()) {
+        GTEST_SKIP() << "allocations cannot be made to fail in this build";
+    }
+    std::vector<String> groups;
+    for (int number = 0; number < 4; ++number) {
+        groups.push_back(longText("group", number));
+    }
+    Labels labels(Untold{}, 1u);
+    Words words(Untold{}, 1u);
+    for (int number = 0; number < 30; ++number) {
+        String const word = longText("word", number);
+        String const& group = groups[static_cast<std::size_t>(number) % 4];
+        String const& other = groups[static_cast<std::size_t>(number / 4) % 4];
+
+        EXPECT_GT(timesNotMade(labels, groups, [&] { labels.isValue(word, group); }), 2u);
+        EXPECT_EQ(labels(word), group);
+        EXPECT_THAT(labels.index().keys(group), testing::Contains(word));
+        timesNotMade(labels, groups, [&] { labels.isValue(word, other); });
+        EXPECT_EQ(labels(word), other);
+        EXPECT_THAT(labels.index().keys(other), testing::Contains(word));
+
+        EXPECT_GT(timesNotMade(words, {"w"}, [&] { words.isKey(word); }), 1u);
+        EXPECT_THAT(words.index().keys("w"), testing::Contains(word));
+    }
 }
 
 class GroupIndexUnderRandomChange : public testing::TestWithParam<unsigned> {};
