@@ -148,7 +148,7 @@ public:
     // The map is empty before the first value goes; values go in the order of their insertion.
     void clear() {
         Store const gone = std::exchange(store_, Store{});
-        walks_.handleAllGone(nowhere());
+        walks_.handleAllGone([](Position) { return nowhere(); });
         Turn turn;
         if constexpr (!std::is_trivially_destructible_v<Member>) {
             for (Slot slot = gone.first; slot != 0; slot = gone.links(slot).next) {

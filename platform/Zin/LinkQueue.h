@@ -84,7 +84,7 @@ public:
     void clear() {
         List gone;
         gone.swap(list_);
-        walks_.handleAllGone(nowhere());
+        walks_.handleAllGone([this](Position const&) { return nowhere(); });
         Turn turn;
         for (T& member : gone) {
             turn.run([&member] { drop(std::move(member)); });

@@ -106,9 +106,9 @@ public:
 
     // The map is empty before the first value goes; values go in the order of their keys.
     void clear() {
+        walks_.handleAllGone([this](Position const& at) { return gapAt(at); });
         Tree gone;
         gone.swap(tree_);
-        walks_.handleAllGone(nowhere());
         Turn turn;
         for (At at = gone.begin(); at != gone.end(); ++at) {
             turn.run([at] { drop(std::move(memberAt(at).value)); });
@@ -161,8 +161,12 @@ private:
     // Moves walks off a member that is about to be erased.
     void leave(At at) {
         if (walks_.any()) {
-            walks_.handleGone({at, {}}, {tree_.end(), at->key});
+            walks_.handleGone({at, {}}, gapAt({at, {}}));
         }
+    }
+    // What is left at the position when the member there has gone.
+    Position gapAt(Position const& position) const {
+        return position.at == tree_.end() ? position : Position{tree_.end(), position.at->key};
     }
 
     Tree tree_;

@@ -116,6 +116,23 @@ TEST(RbTreeMap, ErasingThroughAWalkLeavesItInTheGap) {
     EXPECT_THAT(keys(*map), ElementsAre(2, 4));
 }
 
+TEST(RbTreeMap, AWalkDoesNotTurnBackWhenTheMapIsCleared) {
+    auto const map = mapOf({1, 4, 5, 9});
+    auto onMember = map->from(5);
+    auto inGap = map->from(4);
+    map->erase(4);
+
+    map->clear();
+    for (int const key : {2, 5, 7}) {
+        map->emplace(key);
+    }
+
+    ++onMember;
+    EXPECT_EQ(onMember->key, 7);
+    ++inGap;
+    EXPECT_EQ(inGap->key, 5);
+}
+
 TEST(RbTreeMap, ClearingOrDestroyingTheMapPutsWalksAtTheirEnd) {
     auto map = mapOf({1, 2});
     auto walk = map->begin();

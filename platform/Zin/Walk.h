@@ -54,10 +54,11 @@ public:
         }
     }
 
-    // All members are about to leave.
-    void handleAllGone(Position const& nowhere) {
+    // All members are about to leave; `gapOf(position)` is what is left where one stood.
+    template <class GapOf>
+    void handleAllGone(GapOf const& gapOf) {
         for (Place* place = first_; place != nullptr; place = place->next_) {
-            place->toGap(nowhere);
+            place->toGap(gapOf(place->at_));
         }
     }
 
