@@ -9,15 +9,14 @@ struct State {
     std::uint64_t suppressed = 0;
     std::uint32_t depth = 0;
     bool failed = false;
-    // The kept failure came up while an exception was on its way to a turn's run(). That one was
-    // first, and takes its place when it arrives.
-    bool givesWay = false;
 };
 
 constinit thread_local State state;
 thread_local std::exception_ptr firstFailure;  // touched only when something has failed
 
 }  // namespace
+
+constinit thread_local bool Turn::givesWay_ = false;
 
 Turn::Turn() noexcept {
     if (state.depth++ == 0) {
@@ -48,13 +47,16 @@ void Turn::keep(std::exception_ptr failure) noexcept {
     bool const onItsWay = std::uncaught_exceptions() > 0;
     if (state.failed) {
         ++state.suppressed;
-        if (onItsWay || !state.givesWay) {
+        if (onItsWay || !givesWay_) {
             return;
         }
     }
     state.failed = true;
-    state.givesWay = onItsWay;
+    givesWay_ = onItsWay;
     firstFailure = std::move(failure);
 }
+
+// A step that begins while nothing is being unwound shows that the exception has been dealt with.
+void Turn::stopWaiting() noexcept { givesWay_ = std::uncaught_exceptions() > 0; }
 
 }  // namespace Zin

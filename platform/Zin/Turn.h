@@ -32,6 +32,9 @@ public:
     // Runs `step`; what it throws is kept for the end of the outermost turn.
     template <class Step>
     void run(Step&& step) noexcept {
+        if (givesWay_) [[unlikely]] {
+            stopWaiting();
+        }
         try {
             std::forward<Step>(step)();
         } catch (...) {
@@ -49,6 +52,11 @@ public:
 
 private:
     static void keep(std::exception_ptr failure) noexcept;
+    static void stopWaiting() noexcept;
+
+    // The kept failure came up while an exception was on its way to a turn's run(). That one was
+    // first, and takes its place when it arrives.
+    static constinit thread_local bool givesWay_;
 };
 
 }  // namespace Zin

@@ -132,6 +132,37 @@ TEST(Turn, ThrowsAFailureThatWasSetOffByOneThatAStepDealtWith) {
     EXPECT_EQ(failure, "set off");
 }
 
+TEST(Turn, KeepsAFailureWhoseCauseWasDealtWithAheadOfWhatFailsLater) {
+    struct FailingTurn {
+        ~FailingTurn() noexcept(false) {
+            Turn turn;
+            turn.run([] { fail("set off"); });
+        }
+    };
+    auto const dealWithAFailure = [] {
+        try {
+            FailingTurn const failing;
+            fail("dealt with");
+        } catch (std::runtime_error const&) {
+        }
+    };
+
+    EXPECT_EQ(failureOf([&] {
+                  Turn turn;
+                  turn.run(dealWithAFailure);
+                  turn.run([] { fail("later"); });
+              }),
+              "set off");
+    EXPECT_EQ(failureOf([&] {
+                  Turn turn;
+                  turn.run([&] {
+                      dealWithAFailure();
+                      turn.run([] { fail("later, in the same step"); });
+                  });
+              }),
+              "set off");
+}
+
 TEST(Turn, LeavesNothingBehindForTheNext) {
     EXPECT_EQ(failureOf([] {
                   Turn turn;
