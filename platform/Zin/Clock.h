@@ -15,7 +15,8 @@ public:
     virtual Seconds now() const = 0;
 };
 
-// The system's monotonic clock, read once a turn.
+// The system's monotonic clock, read once a turn. It is of one thread: the one whose turns it
+// knows.
 class SteadyClock final : public Clock {
 public:
     Seconds now() const override;
