@@ -3,9 +3,7 @@
 #include "Zin/Registry.h"
 
 #include <algorithm>
-#include <functional>
-#include <map>
-#include <string>
+#include <utility>
 
 namespace Pell {
 namespace {
@@ -14,12 +12,11 @@ Zin::ModuleRegistration const module{{.name = "Pell", .dependsOn = {"Zin"}}};
 
 struct Registry {
     std::vector<TraceHandle*> handles;
-    std::map<std::string, int, std::less<>> levelOfClass;
-    int levelOfOthers = 0;
+    TraceLevels levels;
 
     int level(std::string_view className) const {
-        auto const own = levelOfClass.find(className);
-        return own == levelOfClass.end() ? levelOfOthers : own->second;
+        auto const own = levels.ofClass.find(className);
+        return std::clamp(own == levels.ofClass.end() ? levels.ofOthers : own->second, 0, 9);
     }
 };
 
@@ -39,16 +36,23 @@ TraceHandle::TraceHandle(std::string_view className)
 
 TraceHandle::~TraceHandle() { std::erase(registry().handles, this); }
 
-void traceLevelIs(std::string_view className, int level) {
+TraceLevels traceLevels() { return registry().levels; }
+
+void traceLevelsIs(TraceLevels levels) {
     Registry& all = registry();
-    if (className == "*") {
-        all.levelOfClass.clear();
-        all.levelOfOthers = level;
-    } else {
-        all.levelOfClass.insert_or_assign(std::string(className), level);
-    }
+    all.levels = std::move(levels);
     for (TraceHandle* handle : all.handles) {
         handle->level_ = all.level(handle->className());
+    }
+}
+
+void traceLevelIs(std::string_view className, int level) {
+    if (className == "*") {
+        traceLevelsIs({.ofClass = {}, .ofOthers = level});
+    } else {
+        TraceLevels levels = traceLevels();
+        levels.ofClass.insert_or_assign(std::string(className), level);
+        traceLevelsIs(std::move(levels));
     }
 }
 

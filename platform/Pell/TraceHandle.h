@@ -11,10 +11,21 @@
 // handle yet waits for it. Handles and settings are used from one thread.
 #pragma once
 
+#include <functional>
+#include <map>
+#include <string>
 #include <string_view>
 #include <vector>
 
 namespace Pell {
+
+// What is set, as a whole; for whoever changes it for a while and then puts it back.
+struct TraceLevels {
+    std::map<std::string, int, std::less<>> ofClass;  // those that were given one of their own
+    int ofOthers = 0;
+};
+TraceLevels traceLevels();
+void traceLevelsIs(TraceLevels levels);
 
 class TraceHandle {
 public:
@@ -26,16 +37,20 @@ public:
 
     std::string_view className() const noexcept { return className_; }
     int level() const noexcept { return level_; }
-    bool enabled(int level) const noexcept { return level <= level_; }
+    // False for what is no level, such as 0.
+    bool enabled(int level) const noexcept {
+        return static_cast<unsigned>(level) - 1U < static_cast<unsigned>(level_);
+    }
 
 private:
-    friend void traceLevelIs(std::string_view className, int level);
+    friend void traceLevelsIs(TraceLevels levels);
 
     std::string_view const className_;
     int level_;
 };
 
-// Enables the traces of `className` up to `level`, and no others of it; level 0 turns them off.
+// Enables the traces of `className` up to `level`, and no others of it; level 0 turns them off,
+// one above 9 stands for 9.
 // "*" does so for every class, and for those yet to register; it replaces what was set before.
 void traceLevelIs(std::string_view className, int level);
 

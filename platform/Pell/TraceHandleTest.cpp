@@ -31,6 +31,41 @@ TEST_F(TraceHandles, ALevelEnablesItselfAndThoseBelow) {
     EXPECT_FALSE(handle.enabled(1));
 }
 
+TEST_F(TraceHandles, EnableNothingThatIsNoLevel) {
+    TraceHandle const handle("Heron");
+    for (int const setting : {0, 9, 10}) {
+        traceLevelIs("Heron", setting);
+        EXPECT_FALSE(handle.enabled(-1)) << setting;
+        EXPECT_FALSE(handle.enabled(0)) << setting;
+        EXPECT_FALSE(handle.enabled(10)) << setting;
+    }
+}
+
+TEST_F(TraceHandles, ASettingBeyondTheLevelsIsTheNearestLevel) {
+    TraceHandle const handle("Heron");
+    traceLevelIs("Heron", 10);
+    EXPECT_EQ(handle.level(), 9);
+    traceLevelIs("*", -1);
+    EXPECT_EQ(handle.level(), 0);
+}
+
+TEST_F(TraceHandles, TakeBackASettingAsAWhole) {
+    TraceHandle const heron("Heron");
+    TraceHandle const bittern("Bittern");
+    traceLevelIs("*", 3);
+    traceLevelIs("Heron", 8);
+    TraceLevels const before = traceLevels();
+    traceLevelIs("*", 9);
+    traceLevelIs("Bittern", 0);
+
+    traceLevelsIs(before);
+
+    EXPECT_EQ(heron.level(), 8);
+    EXPECT_EQ(bittern.level(), 3);
+    traceLevelIs("*", 0);
+    EXPECT_EQ(heron.level(), 0);
+}
+
 TEST_F(TraceHandles, AreSwitchedByName) {
     TraceHandle const heron("Heron");
     TraceHandle const other("Bittern");

@@ -8,13 +8,13 @@ namespace Testing {
 
 TraceRecorder::TraceRecorder(std::string className, int level)
     : className_(std::move(className)),
-      levelBefore_(Pell::traceLevel(className_)),
+      levelsBefore_(Pell::traceLevels()),
       sinkBefore_(Pell::sinkIs(this)) {
     Pell::traceLevelIs(className_, level);
 }
 
 TraceRecorder::~TraceRecorder() {
-    Pell::traceLevelIs(className_, levelBefore_);
+    Pell::traceLevelsIs(std::move(levelsBefore_));
     Pell::sinkIs(sinkBefore_);
 }
 

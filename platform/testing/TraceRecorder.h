@@ -1,5 +1,6 @@
 // The traces of a class, or of all, written down while the recorder lives: it takes the place of
-// the present sink and switches the traces on, and puts both back at its end. Recorders nest.
+// the present sink and switches the traces on, and puts back sink and levels at its end. Recorders
+// nest.
 #pragma once
 
 #include <string>
@@ -25,7 +26,7 @@ private:
     void trace(Pell::Trace const& trace) override;
 
     std::string const className_;
-    int const levelBefore_;
+    Pell::TraceLevels levelsBefore_;
     Pell::Sink* const sinkBefore_;
     std::vector<std::string> messages_;
 };

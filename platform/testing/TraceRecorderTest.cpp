@@ -47,6 +47,15 @@ TEST(TraceRecorder, PutsBackTheSinkAndTheLevelThatItFound) {
     EXPECT_THAT(outer.messages(), ElementsAre("3 Heron::wade out"));
 }
 
+TEST(TraceRecorder, OfEveryClassGivesBackTheLevelsOfSingleClasses) {
+    TraceRecorder const outer("Heron", 8);
+    { TraceRecorder const inner; }
+    Pell::fmtrace(heron, 9, "wade", "out");
+    Pell::fmtrace(heron, 8, "wade", "out");
+    Pell::fmtrace(stork, 3, "wade", "out");
+    EXPECT_THAT(outer.messages(), ElementsAre("8 Heron::wade out"));
+}
+
 TEST(TraceRecorder, LeavesTracesOffWhereTheyWereOff) {
     { TraceRecorder const recorder; }
     EXPECT_FALSE(heron.enabled(1));
