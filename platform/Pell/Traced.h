@@ -19,27 +19,16 @@
 // class may trace for it. Inside a lambda the function's name is "operator()": trace outside.
 #pragma once
 
-#include <cstddef>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 
 #include "Pell/Assertion.h"
 #include "Pell/Trace.h"
+#include "Zin/FixedString.h"
 
 namespace Pell {
 namespace Detail {
-
-template <std::size_t size>
-struct ClassName {
-    char text[size];
-
-    consteval ClassName(char const (&name)[size]) {
-        for (std::size_t i = 0; i < size; ++i) {
-            text[i] = name[i];
-        }
-    }
-};
 
 // A format checked against the arguments' types, and the function in which it was written.
 template <class... Args>
@@ -54,7 +43,7 @@ struct FormatHere {
 
 }  // namespace Detail
 
-template <Detail::ClassName className, class... Base>
+template <Zin::FixedString className, class... Base>
 class Traced : public Base... {
 public:
     using Base::Base...;
@@ -94,7 +83,7 @@ protected:
     }
 
 private:
-    static inline TraceHandle handle_{className.text};
+    static inline TraceHandle handle_{className.view()};
 };
 
 }  // namespace Pell

@@ -27,21 +27,10 @@
 
 #include "Tremlog/Ring.h"
 #include "Tremlog/Text.h"
+#include "Zin/FixedString.h"
 
 namespace Tremlog {
 namespace Detail {
-
-template <std::size_t size>
-struct Format {
-    char text[size];
-
-    consteval Format(char const (&format)[size]) {
-        for (std::size_t i = 0; i < size; ++i) {
-            text[i] = format[i];
-        }
-    }
-    constexpr fmt::string_view view() const { return {text, size - 1}; }
-};
 
 template <class Argument>
 auto stored(Argument const& argument) noexcept {
@@ -84,18 +73,18 @@ std::string message(fmt::string_view format, [[maybe_unused]] std::byte const* a
         values);
 }
 
-template <Format format, class... Values>
+template <Zin::FixedString format, class... Values>
 consteval Descriptor describe() {
     [[maybe_unused]] fmt::format_string<Values...> const checked{format.view()};
     return {format.view(), message<Values...>};
 }
 
-template <Format format, class... Values>
+template <Zin::FixedString format, class... Values>
 constexpr Descriptor descriptor = describe<format, Values...>();
 
 }  // namespace Detail
 
-template <Detail::Format format, class... Arguments>
+template <Zin::FixedString format, class... Arguments>
 void record(Arguments const&... arguments) noexcept {
     static_assert((std::is_trivially_copyable_v<Detail::Stored<Arguments>> && ...),
                   "an argument is not trivially copyable, and has neither raw() nor text()");
