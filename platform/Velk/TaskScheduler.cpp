@@ -28,6 +28,7 @@ std::optional<Zin::Seconds> TaskScheduler::nextExpiry() const {
 }
 
 std::uint32_t TaskScheduler::run() {
+    checkIdle();
     Zin::Ptr<TaskScheduler> const alive(this);  // a run may drop the last pointer
     Zin::Seconds const start = now();
     std::uint64_t const armings = armings_;
@@ -46,26 +47,37 @@ std::uint32_t TaskScheduler::run() {
 }
 
 bool TaskScheduler::runNext(Zin::Seconds time) {
-    return !armed_.empty() && (*armed_.begin())->expiry_ <= time && runFirst();
+    checkIdle();
+    if (armed_.empty() || (*armed_.begin())->expiry_ > time) {
+        return false;
+    }
+    runFirst();
+    return true;
 }
 
-bool TaskScheduler::runFirst() {
+void TaskScheduler::checkIdle() const {
+    if (running_ != nullptr) {
+        fail("running_ == nullptr", "tasks are run in the run of task {}", running_->taskName());
+    }
+}
+
+void TaskScheduler::runFirst() {
     Zin::Turn turn;
     // The run may drop the task's last pointer, or the scheduler's, which the task co-owns.
     Zin::Ptr<TimerTask> const task(*armed_.begin());
     disarm(*task);
-    TimerTask const* const outer = std::exchange(running_, task.get());
     yieldPolicy_->handleRunStarts();
+    running_ = task.get();
     task->notifieeList().notify(*task, &TimerTask::Notifiee::handleTaskRun);
-    running_ = outer;
-    return true;
+    running_ = nullptr;
 }
 
 void TaskScheduler::arm(TimerTask& task, Zin::Seconds expiry) {
-    disarm(task);
+    // Memory comes first: where it is lacking, the task stays as it is.
+    Armed::node_type node = task.armed_ ? armed_.extract(&task) : Armed({&task}).extract(&task);
     task.expiry_ = expiry;
     task.arming_ = ++armings_;
-    armed_.insert(&task);
+    armed_.insert(std::move(node));
     task.armed_ = true;
 }
 

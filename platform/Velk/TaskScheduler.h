@@ -5,6 +5,9 @@
 // a turn of its own. A task that is armed during run() waits for the next call, even if it is due
 // at once, so that the embedder's loop gets its turn between two runs of a task that yields.
 //
+// A run is the whole of what run() or runNext() sets off: neither may be called from within a
+// running task, which would take its share of the thread from the task outside.
+//
 // Co-owned by its tasks. Tasks may be made, armed, disarmed and destroyed at any time, by a running
 // task too. What a task throws reaches the caller of run() or runNext(); the tasks that were due
 // after it stay armed.
@@ -15,6 +18,7 @@
 #include <optional>
 #include <set>
 
+#include "Pell/Traced.h"
 #include "Velk/YieldPolicy.h"
 #include "Zin/Clock.h"
 #include "Zin/Ptr.h"
@@ -23,7 +27,7 @@ namespace Velk {
 
 class TimerTask;
 
-class TaskScheduler final : public Zin::Entity {
+class TaskScheduler final : public Zin::Entity, private Pell::Traced<"TaskScheduler"> {
 public:
     TaskScheduler(Zin::Ptr<Zin::Clock const> clock, std::unique_ptr<YieldPolicy> yieldPolicy);
     ~TaskScheduler() noexcept(false) override;
@@ -47,13 +51,16 @@ private:
         bool operator()(TimerTask const* a, TimerTask const* b) const;
     };
 
+    using Armed = std::set<TimerTask*, ExpiresFirst>;
+
     void arm(TimerTask& task, Zin::Seconds expiry);
     void disarm(TimerTask& task);
-    bool runFirst();
+    void checkIdle() const;
+    void runFirst();
 
     Zin::Ptr<Zin::Clock const> const clock_;
     std::unique_ptr<YieldPolicy> const yieldPolicy_;
-    std::set<TimerTask*, ExpiresFirst> armed_;
+    Armed armed_;
     std::uint64_t armings_ = 0;
     TimerTask const* running_ = nullptr;
 };

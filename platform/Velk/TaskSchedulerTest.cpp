@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <new>
 #include <optional>
 #include <random>
 #include <stdexcept>
 
+#include "Pell/Assertion.h"
 #include "Velk/TestTasks.h"
+#include "Zin/TestMemory.h"
 #include "Zin/Turn.h"
 
 namespace Velk {
@@ -180,9 +183,8 @@ TEST_F(TaskSchedulers, RunTheirFirstTaskAloneWhereAskedTo) {
     EXPECT_THAT(ran_, ElementsAre("a", "b"));
 }
 
-TEST_F(TaskSchedulers, KnowWhichTaskRunsWhenOneRunsInTheRunOfAnother) {
+TEST_F(TaskSchedulers, KnowWhichTaskRuns) {
     add("a", [&] {
-        scheduler_->run();
         EXPECT_TRUE(task("a").taskCurrentlyRunning());
         EXPECT_FALSE(task("b").taskCurrentlyRunning());
     });
@@ -192,8 +194,46 @@ TEST_F(TaskSchedulers, KnowWhichTaskRunsWhenOneRunsInTheRunOfAnother) {
     });
     task("a").scheduleTask();
     task("b").scheduleTask();
-    EXPECT_EQ(scheduler_->run(), 1u);
+    EXPECT_THAT(runAt(0.0), ElementsAre("a", "b"));
+    EXPECT_FALSE(task("a").taskCurrentlyRunning());
+    EXPECT_FALSE(task("b").taskCurrentlyRunning());
+}
+
+TEST_F(TaskSchedulers, RefuseToRunATaskInTheRunOfAnother) {
+    Pell::ThrowOnAssertion const throws;
+    add("a", [&] { scheduler_->run(); });
+    add("b", [&] { scheduler_->runNext(0.0); });
+    add("c");
+    for (char const* const name : {"a", "b", "c"}) {
+        task(name).scheduleTask();
+    }
+
+    EXPECT_THROW(scheduler_->run(), Pell::AssertionError);
+    EXPECT_THAT(ran_, ElementsAre("a"));
+    EXPECT_THROW(scheduler_->run(), Pell::AssertionError);
     EXPECT_THAT(ran_, ElementsAre("a", "b"));
+    EXPECT_THAT(runAt(0.0), ElementsAre("c"));
+}
+
+TEST_F(TaskSchedulers, LeaveATaskAsItIsWhereMemoryToArmItIsLacking) {
+    if (!Zin::TestMemory::isCounted()) {
+        GTEST_SKIP() << "allocations cannot be made to fail in this build";
+    }
+    TimerTask& first = *add("a");
+    {
+        Zin::TestMemory::OneFailure const failure(0);
+        EXPECT_THROW(first.scheduleTaskDelay(1.0), std::bad_alloc);
+    }
+    EXPECT_FALSE(first.taskScheduled());
+    EXPECT_EQ(first.currentExpirationTime(), 0.0);
+
+    first.scheduleTaskDelay(1.0);
+    {
+        Zin::TestMemory::OneFailure const failure(0);
+        EXPECT_NO_THROW(first.scheduleTaskDelay(2.0)) << "arming anew takes no memory";
+    }
+    EXPECT_THAT(runAt(1.0), IsEmpty());
+    EXPECT_THAT(runAt(2.0), ElementsAre("a"));
 }
 
 TEST_F(TaskSchedulers, TimeTasksByTheSystemsClockToo) {
