@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <random>
 #include <sstream>
@@ -11,6 +12,8 @@
 #include <unordered_set>
 #include <utility>
 #include <vector>
+
+#include "Zin/TestMemory.h"
 
 namespace Nimb {
 namespace {
@@ -146,6 +149,63 @@ TEST(IntfId, CopiesOfALongNameShareIt) {
 
     EXPECT_FALSE(isInside(id, id.name().data()));
     EXPECT_EQ(copy.name().data(), id.name().data());
+}
+
+TEST(IntfId, NamesThatFitTakeNoMemory) {
+    if (!Zin::TestMemory::isCounted()) {
+        GTEST_SKIP() << "allocations are not counted in this build";
+    }
+    for (std::string const& name : names()) {
+        if (name.size() > longestInline.size()) {
+            continue;
+        }
+        std::size_t const before = Zin::TestMemory::allocations;
+        IntfId const id(name);
+        IntfId copy(id);
+        IntfId const moved(std::move(copy));
+        copy = moved;
+        bool const same = copy == id && (copy <=> id) == 0 && copy.hash(7) == id.hash(7) &&
+                          copy.hash() == id.hash() && copy.raw().text() == id.name();
+        std::size_t const after = Zin::TestMemory::allocations;
+
+        EXPECT_TRUE(same) << name;
+        EXPECT_EQ(after, before) << name;
+    }
+}
+
+TEST(IntfId, ALongNameTakesMemoryOnceForAllItsCopies) {
+    if (!Zin::TestMemory::isCounted()) {
+        GTEST_SKIP() << "allocations are not counted in this build";
+    }
+    IntfId const id(shortestLong);
+    std::size_t const before = Zin::TestMemory::allocations;
+    IntfId const copy(id);
+    bool const same = copy == id && copy.hash(7) == id.hash(7);
+    std::size_t const after = Zin::TestMemory::allocations;
+
+    EXPECT_TRUE(same);
+    EXPECT_EQ(after, before);
+}
+
+TEST(IntfId, NamesThatComeAndGoLeaveNoMemoryBehind) {
+    if (!Zin::TestMemory::isCounted()) {
+        GTEST_SKIP() << "memory is not counted in this build";
+    }
+    std::array<IntfId, 100> present;
+    std::size_t blocks = 0;
+    std::size_t bytes = 0;
+    for (std::size_t number = 0; number < 1'000'000; ++number) {
+        char const* const kind = number % 2 == 0 ? "Ethernet" : "AVeryLongNameOfAnInterface";
+        present[number % present.size()] = IntfId(fmt::format("{}{:07}", kind, number));
+        if (number + 1 == present.size()) {
+            blocks = Zin::TestMemory::blocks;
+            bytes = Zin::TestMemory::bytes;
+        }
+    }
+
+    EXPECT_EQ(present.back().name(), "AVeryLongNameOfAnInterface0999999");
+    EXPECT_EQ(Zin::TestMemory::blocks, blocks);
+    EXPECT_EQ(Zin::TestMemory::bytes, bytes);
 }
 
 TEST(IntfId, CopiesOfALongNameMayBeUsedFromDifferentThreads) {
