@@ -12,8 +12,10 @@ constexpr std::array<std::string_view, 7> names{"up",      "down",       "testin
 
 }  // namespace
 
-std::string_view toStrep(OperStatus status) {
-    return names.at(static_cast<std::size_t>(status) - 1);
+std::string toStrep(OperStatus status) {
+    auto const number = static_cast<std::uint8_t>(status);
+    return 1 <= number && number <= names.size() ? std::string(names[number - 1U])
+                                                 : std::to_string(number);
 }
 
 OperStatus fromStrep(std::type_identity<OperStatus>, std::string_view text) {

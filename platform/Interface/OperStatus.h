@@ -24,8 +24,8 @@ enum class OperStatus : std::uint8_t {
     lowerLayerDown = 7,
 };
 
-// The names above.
-std::string_view toStrep(OperStatus status);
+// The names above; a number that is none of the states is displayed as it is, and never read.
+std::string toStrep(OperStatus status);
 OperStatus fromStrep(std::type_identity<OperStatus>, std::string_view text);
 
 inline std::string valueToStrep(OperStatus status) { return Zin::quote(toStrep(status)); }

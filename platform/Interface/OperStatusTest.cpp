@@ -25,7 +25,7 @@ TEST(OperStatus, EveryStateHasItsNumberAndItsName) {
         EXPECT_EQ(static_cast<int>(status), ++number);
         EXPECT_EQ(toStrep(status), name);
         EXPECT_EQ(fmt::format("{}", status), name);
-        EXPECT_EQ(valueToStrep(status), "'" + std::string(name) + "'");
+        EXPECT_EQ(valueToStrep(status), fmt::format("'{}'", name));
     }
 }
 
@@ -36,6 +36,15 @@ TEST(OperStatus, EveryNameReadsBack) {
         Zin::TextReader reader(text);
         EXPECT_EQ(reader.read<OperStatus>("operStatus"), status);
         EXPECT_NO_THROW(reader.end());
+    }
+}
+
+TEST(OperStatus, ANumberThatIsNoStateIsDisplayedAsItIs) {
+    for (int const number : {0, 8, 255}) {
+        auto const status = static_cast<OperStatus>(number);
+        EXPECT_EQ(toStrep(status), std::to_string(number));
+        EXPECT_EQ(fmt::format("{}", status), std::to_string(number));
+        EXPECT_EQ(valueToStrep(status), fmt::format("'{}'", number));
     }
 }
 
