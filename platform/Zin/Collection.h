@@ -6,8 +6,8 @@
 //                         Zin::Ptr<IntfAddrEntry>> intfAddrEntry_{*this, salt};
 //
 // A change is made first, in whole, and then told with the key of the member; it is told before the
-// mutator returns. Where it cannot be made (memory, copying a key) nothing changes, map nor index. A
-// value that leaves the collection goes after its leaving has been told.
+// mutator returns. Where it cannot be made (memory, copying a key), neither map nor index changes.
+// A value that leaves the collection goes after its leaving has been told.
 #pragma once
 
 #include <cstddef>
