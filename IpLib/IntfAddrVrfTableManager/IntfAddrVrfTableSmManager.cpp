@@ -44,8 +44,8 @@ void IntfAddrVrfTableSmManager::handleInitialized() {
 
 void IntfAddrVrfTableSmManager::handleDestruction() {
     Zin::Turn turn;
-    // By table rather than by machine: what was acquired for a machine that was refused is given
-    // back too.
+    // By table rather than by machine: what was acquired for a machine that was refused, or that is
+    // being made, is given back too.
     for (auto const& member : allIntfAddrVrfTable_->intfAddrVrfTable()) {
         L3::VrfName const vrf = member.key;
         turn.run([&] { intfAddrVrfTableSmDel(vrf); });
@@ -71,9 +71,6 @@ void IntfAddrVrfTableSmManager::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
         intfAddrVrfTableSmIs(vrf, sm);
     } else if (sm) {
         sm->retire();
-    }
-    if (retired()) {
-        smFactory_->unmake(vrf);  // this manager's teardown did not know of it yet
     }
 }
 
