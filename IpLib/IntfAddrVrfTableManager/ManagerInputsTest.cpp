@@ -46,24 +46,36 @@ TEST(ManagerInputs, AnyOtherInputBindsAllTablesAnew) {
     }
 }
 
-TEST(ManagerInputs, NoneMayBeMissing) {
+// A bench whose inputs may be taken away, one at a time.
+template <class Input, class Make>
+void expectRefusedWithout(Input ManagerBench::*input, Make const& make) {
     ManagerBench bench;
-    EXPECT_THROW(allIntfAddrVrfTableSmFactory(nullptr, bench.ip6Status, bench.tables),
-                 Zin::NullArgumentError);
-    EXPECT_THROW(allIntfAddrVrfTableSmFactory(bench.ipStatus, nullptr, bench.tables),
-                 Zin::NullArgumentError);
-    EXPECT_THROW(allIntfAddrVrfTableSmFactory(bench.ipStatus, bench.ip6Status, nullptr),
-                 Zin::NullArgumentError);
-    EXPECT_THROW(intfAddrVrfTableSmManagerFactory(nullptr, bench.tables), Zin::NullArgumentError);
-    EXPECT_THROW(intfAddrVrfTableSmManagerFactory(bench.factory, nullptr), Zin::NullArgumentError);
-    EXPECT_THROW(
-        intfAddrVrfTableManagerFactory(nullptr, bench.ip6Status, bench.factory, bench.tables),
-        Zin::NullArgumentError);
-    EXPECT_THROW(intfAddrVrfTableSmFactoryFactory({}, nullptr, nullptr, nullptr, bench.helper),
-                 Zin::NullArgumentError);
-    EXPECT_THROW(
-        intfAddrVrfTableSmFactoryFactory({}, bench.time.scheduler(), nullptr, nullptr, nullptr),
-        Zin::NullArgumentError);
+    bench.*input = nullptr;
+    EXPECT_THROW(make(bench), Zin::NullArgumentError);
+}
+
+TEST(ManagerInputs, NoneMayBeMissing) {
+    auto const bind = [](ManagerBench& bench) {
+        allIntfAddrVrfTableSmFactory(bench.ipStatus, bench.ip6Status, bench.tables);
+    };
+    expectRefusedWithout(&ManagerBench::ipStatus, bind);
+    expectRefusedWithout(&ManagerBench::ip6Status, bind);
+    expectRefusedWithout(&ManagerBench::tables, bind);
+
+    auto const run = [](ManagerBench& bench) {
+        intfAddrVrfTableSmManagerFactory(bench.factory, bench.tables);
+    };
+    expectRefusedWithout(&ManagerBench::factory, run);
+    expectRefusedWithout(&ManagerBench::tables, run);
+
+    auto const manage = [](ManagerBench& bench) { bench.managerIs(); };
+    expectRefusedWithout(&ManagerBench::ipStatus, manage);
+    expectRefusedWithout(&ManagerBench::factory, manage);
+
+    expectRefusedWithout(&ManagerBench::helper, [](ManagerBench& bench) {
+        intfAddrVrfTableSmFactoryFactory({}, bench.time.scheduler(), nullptr, nullptr,
+                                         bench.helper);
+    });
 }
 
 TEST(ManagerInputs, WhatWasUsedForARefusedMachineIsGivenBack) {
@@ -108,9 +120,10 @@ TEST(ManagerInputs, ATableThatIsTakenAwayAndPutBackWhileItsMachineIsMadeIsFilled
 
     bench.managerIs();
 
-    ASSERT_TRUE(bench.sm("red"));
-    EXPECT_FALSE(bench.sm("red")->retired());
-    EXPECT_EQ(bench.sm("red")->intfAddrVrfTable(), table);
+    auto const sm = bench.sm("red");
+    ASSERT_TRUE(sm);
+    EXPECT_FALSE(sm->retired());
+    EXPECT_EQ(sm->intfAddrVrfTable(), table);
 }
 
 }  // namespace
