@@ -15,6 +15,12 @@ using IntfAddrVrfTableImpl::IntfCleanupParent;
 
 namespace {
 
+// For those who ask by an attribute's name that all of it be handled again.
+template <void (IntfAddrVrfTableSm::*handler)()>
+void handleAll(Zin::Entity& sm) {
+    (static_cast<IntfAddrVrfTableSm&>(sm).*handler)();
+}
+
 Zin::ModuleRegistration const module{
     {.name = "IpLib::IntfAddrVrfTableSm",
      .dependsOn = {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSmTypes", "L3", "Nimb", "Pell",
@@ -26,12 +32,17 @@ Zin::TypeRegistration const registration{{
                    {"networkNamespace", "Nimb::NamespaceName"},
                    {"smConfig", "IpLib::IntfAddrVrfTableSmConfig"},
                    {"scheduler", "Velk::TaskScheduler"},
-                   {"virtualIpStatus", "VirtualIp::VirtualIpStatus"},
-                   {"virtualIp6Status", "VirtualIp::VirtualIp6Status"},
-                   {"kernelIntfDir", "Interface::DeviceIntfStatusDir"},
+                   {"virtualIpStatus", "VirtualIp::VirtualIpStatus",
+                    handleAll<&IntfAddrVrfTableSm::handleVirtualIpAll>},
+                   {"virtualIp6Status", "VirtualIp::VirtualIp6Status",
+                    handleAll<&IntfAddrVrfTableSm::handleVirtualIp6All>},
+                   {"kernelIntfDir", "Interface::DeviceIntfStatusDir",
+                    handleAll<&IntfAddrVrfTableSm::handleKernelIntfAll>},
                    {"intfAddrVrfTable", "IpLib::IntfAddrVrfTable"},
-                   {"vrfIpIntfStatus", "Ip::VrfIpIntfStatus"},
-                   {"vrfIp6IntfStatus", "Ip6::VrfIp6IntfStatus"},
+                   {"vrfIpIntfStatus", "Ip::VrfIpIntfStatus",
+                    handleAll<&IntfAddrVrfTableSm::handleVrfIpIntfStatus>},
+                   {"vrfIp6IntfStatus", "Ip6::VrfIp6IntfStatus",
+                    handleAll<&IntfAddrVrfTableSm::handleVrfIp6IntfStatus>},
                    {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"},
                    {"intfCleanupBacklog", "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog"},
                    {"deferredIntfAddBacklog",
@@ -59,6 +70,9 @@ IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName 
       virtualIp6Status_(std::move(virtualIp6Status)),
       kernelIntfDir_(std::move(kernelIntfDir)),
       intfAddrVrfTable_(std::move(intfAddrVrfTable)),
+      virtualIpReactor_(*this, virtualIpStatus_),
+      virtualIp6Reactor_(*this, virtualIp6Status_),
+      kernelReactor_(*this, kernelIntfDir_),
       tableReactor_(*this, intfAddrVrfTable_) {}
 
 void IntfAddrVrfTableSm::handleInitialized() {
@@ -73,6 +87,8 @@ void IntfAddrVrfTableSm::handleInitialized() {
                         vrfName_, scheduler_);
     handleIpIntfStatusAll();
     handleIp6IntfStatusAll();
+    handleVirtualIpAll();
+    handleVirtualIp6All();
     // The backlogs and tasks are there: now addresses may come.
     if (intfAddrVrfTable_) {
         Zin::Turn turn;
@@ -88,6 +104,9 @@ void IntfAddrVrfTableSm::handleDestruction() {
     turn.run([this] { ip6IntfStatusSmDelAll(); });
     turn.run([this] { deferredIntfAddSmDel(); });
     turn.run([this] { intfCleanupSmDel(); });
+    virtualIpReactor_.notifierIs(nullptr);
+    virtualIp6Reactor_.notifierIs(nullptr);
+    kernelReactor_.notifierIs(nullptr);
     tableReactor_.notifierIs(nullptr);
     addrReactor_.notifierIs(nullptr);
     ipReactor_.notifierIs(nullptr);
@@ -99,6 +118,9 @@ void IntfAddrVrfTableSm::hasNotificationActiveIs(bool active) {
         return;
     }
     BaseOutputSm::hasNotificationActiveIs(active);
+    virtualIpReactor_.hasNotificationActiveIs(active);
+    virtualIp6Reactor_.hasNotificationActiveIs(active);
+    kernelReactor_.hasNotificationActiveIs(active);
     tableReactor_.hasNotificationActiveIs(active);
     addrReactor_.hasNotificationActiveIs(active);
     ipReactor_.hasNotificationActiveIs(active);

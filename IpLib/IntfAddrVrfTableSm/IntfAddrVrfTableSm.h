@@ -2,7 +2,9 @@
 //
 //   in     Ip::VrfIpIntfStatus, Ip6::VrfIp6IntfStatus (taken from the table): a machine for each
 //              interface publishes its addresses into AllIntfAddrWithMask
-//          Interface::DeviceIntfStatusDir: which interfaces the kernel has
+//          Interface::DeviceIntfStatusDir: which interfaces the kernel has; the rows of one that it
+//              has no more are cleaned up, and come back with it
+//          VirtualIp::VirtualIpStatus, VirtualIp6Status: virtual addresses, of all VRFs
 //   out    IntfAddrVrfTable: rows, by-address index, subnet sets, link-local rows
 //   tasks  IntfCleanupSm: removes the rows of an interface that went, after intfCleanupDelay
 //          DeferredIntfAddSm: tries addresses in conflict again, after deferredIntfAddDelay
@@ -17,7 +19,7 @@
 // clean-up of its interface is pending, which takes it along; a row of an
 // address is in the rows, in the by-address index, and in one collection of its subnet's set (in
 // none if it is link-local; then it is its interface's link-local row). A subnet's set is of one
-// interface.
+// interface. A virtual address has a row and its by-address index, and nothing else.
 //
 // Owned by IntfAddrVrfTableSmManager. Inputs and table outlive it or not, as they please;
 // destroying it stops all updates and drops what its tasks had pending.
@@ -35,6 +37,7 @@
 #include "IpLib/IntfAddrVrfTableSm/IntfCleanupSm.h"
 #include "IpLib/IntfAddrVrfTableSm/Ip6IntfStatusSm.h"
 #include "IpLib/IntfAddrVrfTableSm/IpIntfStatusSm.h"
+#include "IpLib/IntfAddrVrfTableSm/KniKernelHistory.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/AllIntfAddrWithMask.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/DeferredIntfAddBacklog.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrVrfTableSmConfig.h"
@@ -63,6 +66,7 @@ public:
     using DeferredIntfAddSm = IntfAddrVrfTableImpl::DeferredIntfAddSm;
     using DeferredIntfAddSmConfig = IntfAddrVrfTableImpl::DeferredIntfAddSmConfig;
     using DeferredIntfAddBacklog = IntfAddrVrfTableImpl::DeferredIntfAddBacklog;
+    using KniKernelHistory = IntfAddrVrfTableImpl::KniKernelHistory;
     using AfParent = Zin::Ptr<IntfAddrVrfTableImpl::AfIntfStatusParentInterface>;
     using CleanupParent = Zin::Ptr<IntfAddrVrfTableImpl::IntfCleanupParentInterface>;
     using DeferredParent = Zin::Ptr<IntfAddrVrfTableImpl::DeferredIntfAddParentInterface>;
@@ -90,6 +94,8 @@ public:
         return kernelIntfDir_;
     }
     Zin::Ptr<IntfAddrVrfTable> const& intfAddrVrfTable() const { return intfAddrVrfTable_; }
+
+    KniKernelHistory const& kniKernelHistory() const { return kniKernelHistory_; }
 
     // Mutes or unmutes all reactors and children together.
     void hasNotificationActiveIs(bool active) override;
@@ -172,6 +178,17 @@ public:
     void handleIp6IntfStatusAll();
     void handleIp6IntfStatus(Nimb::IntfId const& intfId);
 
+    // Handlers of the kernel's interfaces: clean up what the kernel has no more, admit again what
+    // it has once more.
+    void handleKernelIntfAll();
+    void handleKernelIntf(Nimb::IntfId const& intfId);
+
+    // Handlers of the virtual addresses: those of other VRFs are passed over.
+    void handleVirtualIpAll();
+    void handleVirtualIp(VirtualIp::VrfIpWithMaskPair const& key);
+    void handleVirtualIp6All();
+    void handleVirtualIp6(VirtualIp::VrfIpPair const& key);
+
     // Admission: a working row was added, changed or removed; a row was added to or left the table.
     void handleIntfAddrWithMask(IntfAddrWithMaskKey const& key);
     void handleIntfAddrEntry(IntfAddrEntryContent const& content);
@@ -190,6 +207,39 @@ protected:
     void handleDestruction() override;
 
 private:
+    class VirtualIpReactor final
+        : public Zin::Reactor<IntfAddrVrfTableSm, VirtualIp::VirtualIpStatus> {
+    public:
+        using Reactor::Reactor;
+
+    private:
+        void handleVirtualIp(VirtualIp::VrfIpWithMaskPair const& key) override {
+            forward<&IntfAddrVrfTableSm::handleVirtualIp>(key);
+        }
+    };
+
+    class VirtualIp6Reactor final
+        : public Zin::Reactor<IntfAddrVrfTableSm, VirtualIp::VirtualIp6Status> {
+    public:
+        using Reactor::Reactor;
+
+    private:
+        void handleVirtualIp6(VirtualIp::VrfIpPair const& key) override {
+            forward<&IntfAddrVrfTableSm::handleVirtualIp6>(key);
+        }
+    };
+
+    class KernelReactor final
+        : public Zin::Reactor<IntfAddrVrfTableSm, Interface::DeviceIntfStatusDir> {
+    public:
+        using Reactor::Reactor;
+
+    private:
+        void handleDeviceIntfStatus(Nimb::IntfId const& intfId) override {
+            forward<&IntfAddrVrfTableSm::handleKernelIntf>(intfId);
+        }
+    };
+
     class IpReactor final : public Zin::Reactor<IntfAddrVrfTableSm, Ip::VrfIpIntfStatus> {
     public:
         using Reactor::Reactor;
@@ -267,6 +317,8 @@ private:
     void removeIntfAddr(IntfAddrWithMaskKey const& key);
     void removeFromSet(Place const& place);
     void removeIp6LinkLocal(IntfAddrWithMaskKey const& key);
+    void addVirtualIntfAddr(Nimb::IpGenAddr const& addr);
+    void removeVirtualIntfAddr(Nimb::IpGenAddr const& addr);
     void cleanUp(IntfFamily const& whose);
     void cleanUpRows(IntfFamily const& whose);
     void cleanUpSets(IntfFamily const& whose);
@@ -281,6 +333,7 @@ private:
     Zin::Ptr<Interface::DeviceIntfStatusDir const> const kernelIntfDir_;
     Zin::Ptr<IntfAddrVrfTable> const intfAddrVrfTable_;
 
+    KniKernelHistory kniKernelHistory_;
     Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask_;
     Zin::Ptr<IntfCleanupBacklog> intfCleanupBacklog_;
     Zin::Ptr<DeferredIntfAddBacklog> deferredIntfAddBacklog_;
@@ -292,6 +345,9 @@ private:
     Zin::Children<Nimb::IntfId, Ip6IntfStatusSm> ip6IntfStatusSm_{0xb35d0f68};
 
     // Undone first: nobody is heard once the members above begin to go.
+    VirtualIpReactor virtualIpReactor_;
+    VirtualIp6Reactor virtualIp6Reactor_;
+    KernelReactor kernelReactor_;
     TableReactor tableReactor_;
     AddrReactor addrReactor_{*this, nullptr};
     IpReactor ipReactor_{*this, nullptr};

@@ -1,0 +1,47 @@
+// How rows follow the kernel: an interface without a device keeps no addresses, and gets them back
+// when its device is back.
+
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Tremlog/Record.h"
+#include "Zin/HandleAll.h"
+
+namespace IpLib {
+
+void IntfAddrVrfTableSm::handleKernelIntfAll() {
+    trace8("");
+    if (!smConfig_.ignoreKernelInterfaceState && kernelIntfDir_) {
+        Zin::handleAll(kernelIntfDir_->deviceIntfStatus(),
+                       [this](auto const& intfId) { handleKernelIntf(intfId); });
+    }
+}
+
+void IntfAddrVrfTableSm::handleKernelIntf(Nimb::IntfId const& intfId) {
+    bool const isPresent = kernelIntfPresent(intfId);
+    Tremlog::record<"kernel interface for {} isPresent {}">(intfId, isPresent);
+    trace3("kernel interface for {} isPresent {}", intfId, isPresent);
+    kniKernelHistory_.changed(scheduler_->now(), intfId, isPresent);
+    if (smConfig_.ignoreKernelInterfaceState) {
+        return;
+    }
+    if (!isPresent) {
+        // Its addresses stay published: they wait for the device.
+        addDeferredCleanup(intfId, Nimb::AddressFamily::ipv4);
+        addDeferredCleanup(intfId, Nimb::AddressFamily::ipv6);
+        return;
+    }
+    processPendingDeferredCleanup(intfId, Nimb::AddressFamily::ipv4);
+    processPendingDeferredCleanup(intfId, Nimb::AddressFamily::ipv6);
+    if (!allIntfAddrWithMask_) {
+        return;
+    }
+    if (auto const published = allIntfAddrWithMask_->byIntfId(intfId)) {
+        // An observer of what is admitted may take the device away again.
+        Zin::handleAll(published->byIntfId(), [this](auto const& key) {
+            if (kernelIntfPresent(key.intfId)) {
+                addIntfAddrWithMask(key);
+            }
+        });
+    }
+}
+
+}  // namespace IpLib
