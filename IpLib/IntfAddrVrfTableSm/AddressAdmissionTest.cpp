@@ -102,7 +102,8 @@ TEST(AddressAdmission, AnAddressThatAnotherInterfaceHasWaits) {
                 Contains("3 addIntfAddr deferring add of ip 10.0.0.1 on Ethernet2 as it has a "
                          "conflict on Ethernet1"));
     EXPECT_THAT(Tremlog::messages(),
-                ElementsAre("deferring add of ip 10.0.0.1 on Ethernet2 as it has a conflict on "
+                ElementsAre("kernel interface for Ethernet2 isPresent true",
+                            "deferring add of ip 10.0.0.1 on Ethernet2 as it has a conflict on "
                             "Ethernet1"));
 }
 
@@ -151,7 +152,8 @@ TEST(AddressAdmission, TheHolderOfTheAddressIsNamedBeforeTheHolderOfTheSubnet) {
     bench.clear();
     bench.ip("Ethernet3", "10.0.0.2/24");
     EXPECT_THAT(Tremlog::messages(),
-                ElementsAre("deferring add of ip 10.0.0.2 on Ethernet3 as it has a conflict on "
+                ElementsAre("kernel interface for Ethernet3 isPresent true",
+                            "deferring add of ip 10.0.0.2 on Ethernet3 as it has a conflict on "
                             "Ethernet2"));
 }
 

@@ -86,9 +86,11 @@ TEST(IntfAddrVrfTableSm, StartsWithTheAddressesThatAreThere) {
     auto const traces = bench.traceTexts();
     EXPECT_EQ(traces[0], "8 handleIpIntfStatusAll vrfIpIntfStatus null");
     EXPECT_EQ(traces[1], "8 handleIp6IntfStatusAll vrfI6IntfStatus null");
-    EXPECT_EQ(traces[2], fmt::format("8 handleIpIntfStatusAll vrfIpIntfStatus {}",
+    EXPECT_EQ(traces[2], "8 handleVirtualIpAll");
+    EXPECT_EQ(traces[3], "8 handleVirtualIp6All");
+    EXPECT_EQ(traces[4], fmt::format("8 handleIpIntfStatusAll vrfIpIntfStatus {}",
                                      bench.table->vrfIpIntfStatus()));
-    EXPECT_EQ(traces[3], "8 handleIpIntfStatus on Ethernet1");
+    EXPECT_EQ(traces[5], "8 handleIpIntfStatus on Ethernet1");
     EXPECT_THAT(traces, AllOf(Contains(fmt::format("8 handleIp6IntfStatusAll vrfI6IntfStatus {}",
                                                    bench.table->vrfIp6IntfStatus())),
                               Contains("8 handleIp6IntfStatus on Ethernet2")));
@@ -498,6 +500,9 @@ TEST(IntfAddrVrfTableSm, MutingTheMachineMutesItsInputsAndItsChildren) {
     bench.sm->allIntfAddrWithMask()->allDel({"Ethernet1", Nimb::IpGenAddrWithMask("10.0.0.1/24")});
     bench.table->intfAddrEntryDelAll();
     bench.table->vrfIpIntfStatusIs(nullptr);
+    bench.virtualIp->virtualIpIs({"blue", Nimb::IpAddrWithMask("10.9.0.1/24")});
+    bench.virtualIp6->virtualIp6Is({"blue", Nimb::Ip6Addr("2001:db8:9::1")});
+    bench.kernelDel("Ethernet2");
     bench.time.advance(10.0);
     EXPECT_THAT(bench.traces.messages(), IsEmpty());
     EXPECT_FALSE(bench.sm->intfCleanupSm()->hasNotificationActive());
