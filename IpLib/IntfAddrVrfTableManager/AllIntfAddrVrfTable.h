@@ -31,6 +31,9 @@ public:
     }
     void intfAddrVrfTableDelAll() { intfAddrVrfTable_.delAll(); }
 
+    // Every table, in order of the VRFs' names.
+    void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
+
     Zin::NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }
 
 private:

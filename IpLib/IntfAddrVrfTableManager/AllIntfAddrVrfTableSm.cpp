@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
 #include "Zin/HandleAll.h"
 #include "Zin/Registry.h"
 #include "Zin/Turn.h"
@@ -15,6 +16,18 @@ Zin::TypeRegistration const registration{{
                    {"ip6Status", "Ip6::Status"},
                    {"allIntfAddrVrfTable", "IpLib::AllIntfAddrVrfTable"}},
 }};
+
+std::uint32_t interfaceCount(IntfAddrVrfTable const& table) {
+    auto const& ip = table.vrfIpIntfStatus();
+    auto const& ip6 = table.vrfIp6IntfStatus();
+    std::uint32_t count = ip ? ip->ipIntfStatus().size() : 0;
+    if (ip6) {
+        for (auto const& [intfId, status] : ip6->intfStatus()) {
+            count += ip && ip->ipIntfStatusHas(intfId) ? 0 : 1;
+        }
+    }
+    return count;
+}
 
 }  // namespace
 
@@ -70,6 +83,18 @@ void AllIntfAddrVrfTableSm::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
         turn.run([&] { table->vrfIpIntfStatusIs(ipReactor_.notifier()->vrfIpIntfStatus(vrf)); });
         turn.run([&] { table->vrfIp6IntfStatusIs(ip6Reactor_.notifier()->vrfIp6IntfStatus(vrf)); });
     }
+}
+
+void AllIntfAddrVrfTableSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
+                                      std::uint32_t indent) const {
+    std::uint32_t const member = indent + 2;
+    auto const& tables = allIntfAddrVrfTable_->intfAddrVrfTable();
+    Velk::dumpLine(context, indent, "AllIntfAddrVrfTableSm\n");
+    Velk::dumpLine(context, member, "has {} vrfs\n", tables.size());
+    Velk::dumpList(context, member, sortedMembers(tables), tables.size(), [&](auto const* table) {
+        Velk::dumpLine(context, member, "vrf {} has {} interfaces\n", table->key,
+                       interfaceCount(*table->value));
+    });
 }
 
 Zin::Ptr<AllIntfAddrVrfTableSm> allIntfAddrVrfTableSmFactory(

@@ -27,6 +27,9 @@ public:
                    Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) const;
 
     void hasNotificationActiveIs(bool active) override;
+    // The VRFs that have a table, in order of their names, and how many interfaces have status of
+    // any family there.
+    void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
 
     void handleVrfIpIntfStatus(L3::VrfName const& vrf);
     void handleVrfIp6IntfStatus(L3::VrfName const& vrf);

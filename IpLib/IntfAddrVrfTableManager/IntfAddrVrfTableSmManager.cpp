@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
 #include "Zin/HandleAll.h"
 #include "Zin/Registry.h"
 #include "Zin/Turn.h"
@@ -72,6 +73,16 @@ void IntfAddrVrfTableSmManager::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
     } else if (sm) {
         sm->retire();
     }
+}
+
+void IntfAddrVrfTableSmManager::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
+                                          std::uint32_t indent) const {
+    std::uint32_t const member = indent + 2;
+    auto const& machines = intfAddrVrfTableSm();
+    Velk::dumpLine(context, indent, "IntfAddrVrfTableSmManager\n");
+    Velk::dumpLine(context, member, "has {} IntfAddrVrfTableSm\n", machines.size());
+    Velk::dumpList(context, member, sortedMembers(machines), machines.size(),
+                   [&](auto const* machine) { machine->value->dumpState(context, member); });
 }
 
 Zin::Ptr<IntfAddrVrfTableSmManager> intfAddrVrfTableSmManagerFactory(

@@ -43,6 +43,8 @@ public:
     void intfAddrVrfTableSmDelAll() { intfAddrVrfTableSm_.delAll(); }
 
     void hasNotificationActiveIs(bool active) override;
+    // The machines, in order of the VRFs' names.
+    void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
 
     void handleIntfAddrVrfTable(L3::VrfName const& vrf);
 

@@ -97,6 +97,10 @@ public:
 
     KniKernelHistory const& kniKernelHistory() const { return kniKernelHistory_; }
 
+    // Inputs, table and working rows, then all children.
+    void dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
+                   std::uint32_t indent) const override;
+
     // Mutes or unmutes all reactors and children together.
     void hasNotificationActiveIs(bool active) override;
 
@@ -307,6 +311,7 @@ private:
 
     // Actions: the only writers of the table, of the view by interface and of the deferred backlog.
     void updateByIntfId(IntfAddrWithMaskKey const& key, bool isPresent);
+    void readmit(Nimb::IntfId const& intfId);
     void addRecord(IntfAddrWithMask const& record);
     void addIntfAddr(IntfAddrWithMask const& record);
     void addIp6LinkLocal(IntfAddrWithMask const& record);

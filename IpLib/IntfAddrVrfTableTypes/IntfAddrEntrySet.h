@@ -5,9 +5,12 @@
 // order of their keys.
 #pragma once
 
+#include <cstdint>
+
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntry.h"
 #include "Nimb/IntfId.h"
 #include "Nimb/IpGenPrefix.h"
+#include "Velk/DumpContext.h"
 #include "Zin/Collection.h"
 #include "Zin/RbTreeMap.h"
 
@@ -51,6 +54,9 @@ public:
         return deprecatedIntfAddrEntry_.del(key);
     }
     void deprecatedIntfAddrEntryDelAll() { deprecatedIntfAddrEntry_.delAll(); }
+
+    // The usable rows, then the deprecated ones, which have a blank before the closing parenthesis.
+    void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
 
     Zin::NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }
 

@@ -60,6 +60,35 @@ IntfAddrVrfTable::Row IntfAddrVrfTable::lowestV6IntfAddrEntry(Nimb::IntfId const
     return intfAddrEntryFromAddr(IntfAddrEntryKey::makeIpKey(*lowest));
 }
 
+void IntfAddrVrfTable::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
+                                 std::uint32_t indent) const {
+    std::uint32_t const member = indent + 2;
+    std::uint32_t const memberOfSet = indent + 4;
+    Velk::dumpLine(context, indent, "intfAddrEntry count {}\n", intfAddrEntry().size());
+    for (auto const& [content, row] : intfAddrEntry()) {
+        Velk::dumpLine(context, member, "{} = [ {} ]\n", row, content);
+    }
+    Velk::dumpLine(context, indent, "intfAddrEntryFromAddr count {}\n",
+                   intfAddrEntryFromAddr().size());
+    for (auto const& [key, row] : intfAddrEntryFromAddr()) {
+        Velk::dumpLine(context, member, "{} = [ {} ]\n", row, key);
+    }
+    Velk::dumpLine(context, indent, "intfAddrEntrySetFromSubnet count {}\n",
+                   intfAddrEntrySetFromSubnet().size());
+    for (auto const& [subnet, set] : intfAddrEntrySetFromSubnet()) {
+        Velk::dumpLine(context, member, "{} = [ {} ][ {} ][ count {} ]\n", set, subnet,
+                       set->intfId(), set->intfAddrEntry().size());
+        for (auto const& [key, row] : set->intfAddrEntry()) {
+            Velk::dumpLine(context, memberOfSet, "{} = [ {} ]\n", row, row->content());
+        }
+    }
+    Velk::dumpLine(context, indent, "llIntfAddrEntryFromIntfId count {}\n",
+                   llIntfAddrEntryFromIntfId().size());
+    for (auto const& [intfId, row] : llIntfAddrEntryFromIntfId()) {
+        Velk::dumpLine(context, member, "{} = [ {} ][ {} ]\n", row, intfId, row->key().addr);
+    }
+}
+
 Zin::Ptr<IntfAddrVrfTable> intfAddrVrfTableFactory() { return Zin::make<IntfAddrVrfTable>(); }
 
 }  // namespace IpLib

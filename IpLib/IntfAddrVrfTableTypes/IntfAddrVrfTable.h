@@ -13,6 +13,7 @@
 // Created and destroyed by the embedding agent; rows are co-owned by whoever holds them.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "Ip/VrfIpIntfStatus.h"
@@ -20,6 +21,7 @@
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntry.h"
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntrySet.h"
 #include "IpLib/IntfAddrVrfTableTypes/IntfFamily.h"
+#include "Velk/DumpContext.h"
 #include "Zin/Attribute.h"
 #include "Zin/Collection.h"
 #include "Zin/GroupIndex.h"
@@ -123,6 +125,9 @@ public:
     // link-local ones left out. Null if there is none, or if that address has no row (yet): there
     // is no falling back to the next lowest.
     Row lowestV6IntfAddrEntry(Nimb::IntfId const& srcIntfId) const;
+
+    // The four collections, each member on a line, in the collection's own order; never cut.
+    void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
 
     Zin::NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }
 
