@@ -23,21 +23,32 @@ void IntfAddrVrfTableSm::handleKernelIntf(Nimb::IntfId const& intfId) {
     if (smConfig_.ignoreKernelInterfaceState) {
         return;
     }
-    if (!isPresent) {
-        // Its addresses stay published: they wait for the device.
-        addDeferredCleanup(intfId, Nimb::AddressFamily::ipv4);
-        addDeferredCleanup(intfId, Nimb::AddressFamily::ipv6);
-        return;
+    // An observer of what goes may bring this machine down, after which it cleans up no more.
+    for (auto const af : {Nimb::AddressFamily::ipv4, Nimb::AddressFamily::ipv6}) {
+        if (retired()) {
+            return;
+        }
+        if (isPresent) {
+            processPendingDeferredCleanup(intfId, af);
+        } else {
+            // Its addresses stay published: they wait for the device.
+            addDeferredCleanup(intfId, af);
+        }
     }
-    processPendingDeferredCleanup(intfId, Nimb::AddressFamily::ipv4);
-    processPendingDeferredCleanup(intfId, Nimb::AddressFamily::ipv6);
+    if (isPresent) {
+        readmit(intfId);
+    }
+}
+
+void IntfAddrVrfTableSm::readmit(Nimb::IntfId const& intfId) {
     if (!allIntfAddrWithMask_) {
         return;
     }
     if (auto const published = allIntfAddrWithMask_->byIntfId(intfId)) {
-        // An observer of what is admitted may take the device away again.
+        // An observer of what is admitted may take the device away again, or bring this machine
+        // down.
         Zin::handleAll(published->byIntfId(), [this](auto const& key) {
-            if (kernelIntfPresent(key.intfId)) {
+            if (!retired() && kernelIntfPresent(key.intfId)) {
                 addIntfAddrWithMask(key);
             }
         });

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include <string>
-#include <vector>
+#include <functional>
+#include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/SmBench.h"
 #include "Zin/Registry.h"
@@ -283,29 +283,68 @@ TEST(KernelPresence, ChangesBearTheTimeOfTheClockAlsoWhereItStandsStill) {
                                             "2.5 Ethernet1 in", "2.5 Ethernet1 in"));
 }
 
+// Does one thing, once, when a row of the table is added or removed.
+class Observer final : public IntfAddrVrfTable::Notifiee {
+public:
+    Observer(SmBench const& bench, std::function<void()> then) : then_(std::move(then)) {
+        notifierIs(bench.table);
+    }
+
+private:
+    void handleIntfAddrEntry(IntfAddrEntryContent const&) override {
+        if (then_) {
+            std::exchange(then_, nullptr)();
+        }
+    }
+
+    std::function<void()> then_;
+};
+
 TEST(KernelPresence, AnObserverOfTheAddressesThatComeBackMayTakeTheDeviceAway) {
     SmBench bench(atOnce);
     bench.ip("Ethernet1", "10.0.0.1/24");
     bench.secondary("Ethernet1", "10.0.1.1/24");
     bench.kernelDel("Ethernet1");
     ASSERT_THAT(bench.rows(), IsEmpty());
-    class Observer final : public IntfAddrVrfTable::Notifiee {
-    public:
-        explicit Observer(SmBench& observed) : bench_(observed) { notifierIs(observed.table); }
-
-    private:
-        void handleIntfAddrEntry(IntfAddrEntryContent const&) override {
-            bench_.kernel->deviceIntfStatusDel("Ethernet1");
-        }
-        SmBench& bench_;
-    };
-    Observer const observer(bench);
+    Observer const observer(bench, [&] { bench.kernelDel("Ethernet1"); });
 
     bench.kernelIs("Ethernet1");
 
     EXPECT_THAT(bench.rows(), IsEmpty());
     EXPECT_THAT(bench.rowsByAddr(), IsEmpty());
     EXPECT_THAT(bench.sets(), IsEmpty());
+}
+
+TEST(KernelPresence, AMachineThatIsBroughtDownByItsCleanupLeavesTheTableToItsSuccessor) {
+    SmBench bench(atOnce);
+    bench.ip("Ethernet1", "10.0.0.1/24");
+    bench.ip6("Ethernet1", "2001:db8::1/64");
+    Observer const observer(bench, [&] {
+        bench.sm->retire();
+        bench.table->intfAddrEntryIs({IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("2001:db8::2")),
+                                      "Ethernet1", Nimb::IpGenPrefix("2001:db8::/64")});
+        bench.table->intfAddrEntryFromAddrIs(
+            bench.table->intfAddrEntry({IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("2001:db8::2")),
+                                        "Ethernet1", Nimb::IpGenPrefix("2001:db8::/64")}));
+    });
+
+    bench.kernelDel("Ethernet1");
+
+    EXPECT_THAT(bench.rows(), ElementsAre("2001:db8::2/64 Ethernet1"));
+}
+
+TEST(KernelPresence, AMachineThatIsBroughtDownByWhatItAdmitsAdmitsNoMore) {
+    SmBench bench;
+    bench.ip("Ethernet1", "10.0.0.1/24");
+    bench.secondary("Ethernet1", "10.0.1.1/24");
+    bench.kernelDel("Ethernet1");
+    bench.time.advance(1.5);
+    ASSERT_THAT(bench.rows(), IsEmpty());
+    Observer const observer(bench, [&] { bench.sm->retire(); });
+
+    bench.kernelIs("Ethernet1");
+
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 }  // namespace
