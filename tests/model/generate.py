@@ -319,7 +319,7 @@ class Generator:
 
     def vip(self) -> None:
         self.virtual("vip", self.vips, f"10.0.{self.owner(self.intfs[0])}."
-                     f"{self.random.randint(1, 3)}/{self.length(24, 32)}")
+                     f"{self.random.randint(1, 3)}/{self.choose([24, 24, 32])}")
 
     def vip6(self) -> None:
         self.virtual("vip6", self.vip6s, f"2001:db8:1::{self.random.randint(1, 3)}")

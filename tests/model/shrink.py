@@ -1,6 +1,7 @@
 """Shrinks a scenario that shows something to the fewest and plainest lines that still show it."""
 
 import json
+from itertools import combinations
 from typing import Callable, Iterator
 
 NEEDED = {"op", "vrf", "intf", "addr", "source", "seconds"}
@@ -20,7 +21,20 @@ def shrink(lines: list[str], shows: Callable[[list[str]], bool]) -> list[str]:
                 start += size
         if not removed or size > 1:
             size //= 2
-    return plainer(lines, shows)
+    lines = plainer(lines, shows)
+    renamed = with_plain_names(lines)
+    return renamed if shows(renamed) else lines
+
+
+def with_plain_names(lines: list[str]) -> list[str]:
+    """Interfaces numbered as they come."""
+    names: dict[str, str] = {}
+    operations = [json.loads(line) for line in lines]
+    for operation in operations:
+        for field in ("intf", "unnumbered", "source"):
+            if name := operation.get(field):
+                operation[field] = names.setdefault(name, f"Ethernet{len(names) + 1}")
+    return [json.dumps(operation, separators=(",", ":")) for operation in operations]
 
 
 def plainer(lines: list[str], shows: Callable[[list[str]], bool]) -> list[str]:
@@ -34,10 +48,11 @@ def plainer(lines: list[str], shows: Callable[[list[str]], bool]) -> list[str]:
                 if shows(candidate):
                     lines, found = candidate, True
                     break
-    for number in reversed(range(len(lines))):
-        candidate = lines[:number] + lines[number + 1:]
-        if shows(candidate):
-            return plainer(candidate, shows)
+    for count in (1, 2):
+        for out in combinations(reversed(range(len(lines))), count):
+            candidate = [line for number, line in enumerate(lines) if number not in out]
+            if shows(candidate):
+                return plainer(candidate, shows)
     return lines
 
 
