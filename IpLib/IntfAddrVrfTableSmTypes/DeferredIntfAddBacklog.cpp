@@ -15,9 +15,9 @@ Zin::TypeRegistration const registration{{
 void DeferredIntfAddBacklog::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                                        std::uint32_t indent) const {
     Velk::dumpLine(context, indent, "backlog has {} items\n", backlog().size());
-    for (auto const& member : backlog()) {
+    Velk::dumpList(context, indent, backlog(), backlog().size(), [&](auto const& member) {
         Velk::dumpLine(context, indent, "[ {} ]", member.key);
-    }
+    });
 }
 
 Zin::Ptr<DeferredIntfAddBacklog> deferredIntfAddBacklogFactory() {

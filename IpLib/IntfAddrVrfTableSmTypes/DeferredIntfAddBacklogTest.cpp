@@ -41,7 +41,7 @@ TEST(DeferredIntfAddBacklog, AKeyWaitsOnceHoweverOftenItIsPutIn) {
     EXPECT_TRUE(backlog->backlogHas(first));
     EXPECT_FALSE(backlog->backlogHas(second));
     EXPECT_EQ(backlog->backlog().size(), 1U);
-    auto const dump = Velk::textDumpContextFactory(false, 0);
+    auto const dump = Velk::textDumpContextFactory(false, 10);
     backlog->dumpState(dump, 0);
     EXPECT_EQ(dump->text(),
               "backlog has 1 items\n"
@@ -141,12 +141,12 @@ TEST(DeferredIntfAddBacklog, TheKeysOfAnInterfaceEqualAWalkOfTheWholeAfterEveryC
 
 TEST(DeferredIntfAddBacklog, DumpsItsKeysWithoutLineBreaks) {
     auto const backlog = deferredIntfAddBacklogFactory();
-    auto const dump = Velk::textDumpContextFactory(false, 0);
+    auto const dump = Velk::textDumpContextFactory(false, 10);
     backlog->dumpState(dump, 2);
     EXPECT_EQ(dump->text(), "  backlog has 0 items\n");
     backlog->backlogIs(first);
     backlog->backlogIs(second);
-    auto const filled = Velk::textDumpContextFactory(false, 0);
+    auto const filled = Velk::textDumpContextFactory(false, 10);
 
     backlog->dumpState(filled, 2);
 
@@ -154,6 +154,23 @@ TEST(DeferredIntfAddBacklog, DumpsItsKeysWithoutLineBreaks) {
               "  backlog has 2 items\n"
               "  [ intfId=Ethernet1;addrWithMask=10.0.0.1/24 ]"
               "  [ intfId=Ethernet1;addrWithMask=2001:db8::1/64 ]");
+}
+
+TEST(DeferredIntfAddBacklog, CutsItsListWhereItIsTooLong) {
+    auto const backlog = deferredIntfAddBacklogFactory();
+    backlog->backlogIs(first);
+    backlog->backlogIs(second);
+    auto const dump = Velk::textDumpContextFactory(false, 1);
+
+    backlog->dumpState(dump, 0);
+
+    EXPECT_EQ(dump->text(),
+              "backlog has 2 items\n"
+              "-- The following list will be truncated, use verbose option to display all 2 "
+              "entries --\n"
+              "[ intfId=Ethernet1;addrWithMask=10.0.0.1/24 ]"
+              "-- This list has been truncated, use verbose option to display all 2 entries --\n");
+    EXPECT_TRUE(dump->truncated());
 }
 
 }  // namespace

@@ -37,13 +37,13 @@ IntfCleanupBacklog::Entry IntfCleanupBacklog::backlogIs(IntfCleanupKey const& ke
 void IntfCleanupBacklog::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                                    std::uint32_t indent) const {
     Velk::dumpLine(context, indent, "backlog has {} items\n", backlog_.size());
-    for (auto const& member : backlog_) {
+    Velk::dumpList(context, indent, backlog_, backlog_.size(), [&](auto const& member) {
         Velk::dumpLine(context, indent, "[ {} ]\n", member.value->toStrep());
-    }
+    });
     Velk::dumpLine(context, indent, "backlogQueue has {} items\n", queue_.size());
-    for (auto const& entry : queue_) {
+    Velk::dumpList(context, indent, queue_, queue_.size(), [&](auto const& entry) {
         Velk::dumpLine(context, indent, "[ {} ]\n", entry->toStrep());
-    }
+    });
 }
 
 Zin::Ptr<IntfCleanupBacklog> intfCleanupBacklogFactory() { return Zin::make<IntfCleanupBacklog>(); }

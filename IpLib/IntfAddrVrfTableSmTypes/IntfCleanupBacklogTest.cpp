@@ -92,7 +92,7 @@ TEST(IntfCleanupBacklog, ARemovedEntryStaysInTheQueue) {
 
     EXPECT_FALSE(backlog->hasBacklog("Ethernet1", ipv4));
     EXPECT_THAT(queued(*backlog), ElementsAre(keyOf("Ethernet1")));
-    auto const dump = Velk::textDumpContextFactory(false, 0);
+    auto const dump = Velk::textDumpContextFactory(false, 10);
     backlog->dumpState(dump, 0);
     EXPECT_EQ(dump->text(),
               "backlog has 0 items\n"
@@ -166,7 +166,7 @@ TEST(IntfCleanupBacklog, DumpsItsEntriesAndItsQueue) {
     backlog->addBacklog("Ethernet2", ipv6, 1.5);
     backlog->addBacklog("Ethernet1", ipv4, 2.0);
     backlog->removeBacklog("Ethernet2", ipv6)->processedIs(true);
-    auto const dump = Velk::textDumpContextFactory(false, 0);
+    auto const dump = Velk::textDumpContextFactory(false, 10);
 
     backlog->dumpState(dump, 4);
 
@@ -176,6 +176,26 @@ TEST(IntfCleanupBacklog, DumpsItsEntriesAndItsQueue) {
               "    backlogQueue has 2 items\n"
               "    [ intfId=Ethernet2;af=IPv6;emplacementTime=1.5;processed=true ]\n"
               "    [ intfId=Ethernet1;af=IPv4;emplacementTime=2;processed=false ]\n");
+}
+
+TEST(IntfCleanupBacklog, CutsEachOfItsListsWhereItIsTooLong) {
+    auto const backlog = intfCleanupBacklogFactory();
+    backlog->addBacklog("Ethernet1", ipv4, 1.0);
+    backlog->addBacklog("Ethernet1", ipv6, 1.0);
+    backlog->removeBacklog("Ethernet1", ipv4);
+    auto const dump = Velk::textDumpContextFactory(false, 1);
+
+    backlog->dumpState(dump, 0);
+
+    EXPECT_EQ(dump->text(),
+              "backlog has 1 items\n"
+              "[ intfId=Ethernet1;af=IPv6;emplacementTime=1;processed=false ]\n"
+              "backlogQueue has 2 items\n"
+              "-- The following list will be truncated, use verbose option to display all 2 "
+              "entries --\n"
+              "[ intfId=Ethernet1;af=IPv4;emplacementTime=1;processed=false ]\n"
+              "-- This list has been truncated, use verbose option to display all 2 entries --\n");
+    EXPECT_TRUE(dump->truncated());
 }
 
 }  // namespace
