@@ -1,7 +1,5 @@
 #include "IpLib/IntfAddrVrfTableSm/DeferredIntfAddSm.h"
 
-#include <utility>
-
 #include "Tremlog/Record.h"
 #include "Zin/Registry.h"
 
@@ -20,35 +18,9 @@ Zin::TypeRegistration const registration{{
 
 }  // namespace
 
-DeferredIntfAddSm::DeferredIntfAddSm(DeferredIntfAddSmConfig const& smConfig,
-                                     Zin::Ptr<DeferredIntfAddParentInterface> parent,
-                                     Zin::Ptr<DeferredIntfAddBacklog> backlog, L3::VrfName vrfName,
-                                     Zin::Ptr<Velk::TaskScheduler> scheduler)
-    : smConfig_(smConfig),
-      parent_(std::move(parent)),
-      backlog_(std::move(backlog)),
-      vrfName_(std::move(vrfName)),
-      scheduler_(std::move(scheduler)) {}
-
-bool DeferredIntfAddSm::builtFrom(DeferredIntfAddSmConfig const& smConfig,
-                                  Zin::Ptr<DeferredIntfAddParentInterface> const& parent,
-                                  Zin::Ptr<DeferredIntfAddBacklog> const& backlog,
-                                  L3::VrfName const& vrfName,
-                                  Zin::Ptr<Velk::TaskScheduler> const& scheduler) const {
-    return smConfig_ == smConfig && parent_ == parent && backlog_ == backlog &&
-           vrfName_ == vrfName && scheduler_ == scheduler;
-}
-
-void DeferredIntfAddSm::hasNotificationActiveIs(bool active) {
-    Entity::hasNotificationActiveIs(active);
-    task_.hasNotificationActiveIs(active);
-}
-
 void DeferredIntfAddSm::handleInitialized() {
     taskIs(scheduler_, smConfig_.taskPriority, "DeferredIntfAdd-VRF-" + vrfName_.bytes());
 }
-
-void DeferredIntfAddSm::handleDestruction() { taskDel(); }
 
 void DeferredIntfAddSm::maybeScheduleTask() {
     trace8("backlog count is {}", backlog_->backlog().size());
@@ -127,9 +99,7 @@ void DeferredIntfAddSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& conte
                    wholeSeconds(smConfig_));
     Velk::dumpLine(context, indent, "bookmark is {}\n",
                    bookmark_ ? bookmark_->toStrep() : std::string());
-    if (task()) {
-        task()->dumpState(context, indent);
-    }
+    dumpTask(context, indent);
 }
 
 Zin::Ptr<DeferredIntfAddSm> deferredIntfAddSmFactory(

@@ -403,18 +403,19 @@ TEST(DeferredIntfAddSm, DumpsItselfItsBookmarkAndItsTask) {
     EXPECT_EQ(fresh->text(),
               "DeferredIntfSm VRF=blue with delay 2\n"
               "bookmark is \n"
-              "task DeferredIntfAdd-VRF-blue priority normal scheduled false work pending 0 work "
+              "  task DeferredIntfAdd-VRF-blue priority normal scheduled false work pending 0 work "
               "done 0\n");
 
     bench.sm->maybeScheduleTask();
     ASSERT_EQ(bench.time.scheduler()->runNext(13.0), true);
     auto const yielded = Velk::textDumpContextFactory(false, 10);
     bench.sm->dumpState(yielded, 2);
-    EXPECT_EQ(yielded->text(),
-              "  DeferredIntfSm VRF=blue with delay 2\n"
-              "  bookmark is intfId=Ethernet2;addrWithMask=10.0.0.2/24\n"
-              "  task DeferredIntfAdd-VRF-blue priority normal scheduled true work pending 2 work "
-              "done 1\n");
+    EXPECT_EQ(
+        yielded->text(),
+        "  DeferredIntfSm VRF=blue with delay 2\n"
+        "  bookmark is intfId=Ethernet2;addrWithMask=10.0.0.2/24\n"
+        "    task DeferredIntfAdd-VRF-blue priority normal scheduled true work pending 2 work "
+        "done 1\n");
 }
 
 // The same over the whole machine of a VRF.

@@ -1,7 +1,5 @@
 #include "IpLib/IntfAddrVrfTableSm/IntfCleanupSm.h"
 
-#include <utility>
-
 #include "Zin/Registry.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
@@ -19,35 +17,9 @@ Zin::TypeRegistration const registration{{
 
 }  // namespace
 
-IntfCleanupSm::IntfCleanupSm(IntfCleanupSmConfig const& smConfig,
-                             Zin::Ptr<IntfCleanupParentInterface> parent,
-                             Zin::Ptr<IntfCleanupBacklog> backlog, L3::VrfName vrfName,
-                             Zin::Ptr<Velk::TaskScheduler> scheduler)
-    : smConfig_(smConfig),
-      parent_(std::move(parent)),
-      backlog_(std::move(backlog)),
-      vrfName_(std::move(vrfName)),
-      scheduler_(std::move(scheduler)) {}
-
-bool IntfCleanupSm::builtFrom(IntfCleanupSmConfig const& smConfig,
-                              Zin::Ptr<IntfCleanupParentInterface> const& parent,
-                              Zin::Ptr<IntfCleanupBacklog> const& backlog,
-                              L3::VrfName const& vrfName,
-                              Zin::Ptr<Velk::TaskScheduler> const& scheduler) const {
-    return smConfig_ == smConfig && parent_ == parent && backlog_ == backlog &&
-           vrfName_ == vrfName && scheduler_ == scheduler;
-}
-
-void IntfCleanupSm::hasNotificationActiveIs(bool active) {
-    Entity::hasNotificationActiveIs(active);
-    task_.hasNotificationActiveIs(active);
-}
-
 void IntfCleanupSm::handleInitialized() {
     taskIs(scheduler_, smConfig_.taskPriority, "IntfCleanup-VRF-" + vrfName_.bytes());
 }
-
-void IntfCleanupSm::handleDestruction() { taskDel(); }
 
 void IntfCleanupSm::maybeScheduleTask() {
     if (!task()) {
@@ -149,9 +121,7 @@ void IntfCleanupSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                               std::uint32_t indent) const {
     Velk::dumpLine(context, indent, "IntfCleanupSm VRF={} with delay {}\n", vrfName_,
                    wholeSeconds(smConfig_));
-    if (task()) {
-        task()->dumpState(context, indent);
-    }
+    dumpTask(context, indent);
 }
 
 Zin::Ptr<IntfCleanupSm> intfCleanupSmFactory(IntfCleanupSmConfig const& smConfig,

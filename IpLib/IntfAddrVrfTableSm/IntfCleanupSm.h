@@ -14,45 +14,28 @@
 // goes are dropped.
 #pragma once
 
+#include "IpLib/IntfAddrVrfTableSm/DelayedTaskSm.h"
 #include "IpLib/IntfAddrVrfTableSm/IntfCleanupParent.h"
-#include "IpLib/IntfAddrVrfTableSmTypes/DelayedTaskConfig.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupBacklog.h"
-#include "L3/VrfName.h"
 #include "Pell/Traced.h"
-#include "Velk/OwnedTask.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 
-class IntfCleanupSm final : public Zin::Entity, private Pell::Traced<"IntfCleanupSm"> {
+class IntfCleanupSm final
+    : public DelayedTaskSm<IntfCleanupSmConfig, IntfCleanupParentInterface, IntfCleanupBacklog>,
+      private Pell::Traced<"IntfCleanupSm"> {
 public:
-    IntfCleanupSm(IntfCleanupSmConfig const& smConfig, Zin::Ptr<IntfCleanupParentInterface> parent,
-                  Zin::Ptr<IntfCleanupBacklog> backlog, L3::VrfName vrfName,
-                  Zin::Ptr<Velk::TaskScheduler> scheduler);
+    using DelayedTaskSm::DelayedTaskSm;
 
-    IntfCleanupSmConfig const& smConfig() const { return smConfig_; }
-    Zin::Ptr<Velk::TimerTask> const& task() const { return task_(); }
-    bool builtFrom(IntfCleanupSmConfig const& smConfig,
-                   Zin::Ptr<IntfCleanupParentInterface> const& parent,
-                   Zin::Ptr<IntfCleanupBacklog> const& backlog, L3::VrfName const& vrfName,
-                   Zin::Ptr<Velk::TaskScheduler> const& scheduler) const;
-
-    void hasNotificationActiveIs(bool active) override;
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
-
-    Zin::Ptr<Velk::TimerTask> const& taskIs(Zin::Ptr<Velk::TaskScheduler> const& scheduler,
-                                            Velk::TaskPriority priority, std::string const& name) {
-        return task_.is(scheduler, priority, name);
-    }
-    void taskDel() { task_.del(); }
 
     // A request has been added: the task runs when it is due, or sooner if it was to anyway.
     void maybeScheduleTask();
     // One pass over the queue.
-    void handleTaskRun();
+    void handleTaskRun() override;
 
 protected:
     void handleInitialized() override;
-    void handleDestruction() override;
 
 private:
     // One entry that has been dequeued.
@@ -61,13 +44,6 @@ private:
     // Puts the task off to the time when the front is due.
     void waitFor(IntfCleanupEntry const& front, Zin::Seconds now);
     void finishPass(std::uint32_t handled);
-
-    IntfCleanupSmConfig const smConfig_;
-    Zin::Ptr<IntfCleanupParentInterface> const parent_;
-    Zin::Ptr<IntfCleanupBacklog> const backlog_;
-    L3::VrfName const vrfName_;
-    Zin::Ptr<Velk::TaskScheduler> const scheduler_;
-    Velk::OwnedTask<IntfCleanupSm> task_{*this};
 };
 
 Zin::Ptr<IntfCleanupSm> intfCleanupSmFactory(IntfCleanupSmConfig const& smConfig,

@@ -470,7 +470,7 @@ TEST(IntfCleanupSm, DumpsItselfAndItsTask) {
     EXPECT_EQ(
         plain->text(),
         "IntfCleanupSm VRF=blue with delay 2\n"
-        "task IntfCleanup-VRF-blue priority normal scheduled true work pending 2 work done 0\n");
+        "  task IntfCleanup-VRF-blue priority normal scheduled true work pending 2 work done 0\n");
 
     bench.sm->taskDel();
     auto const indented = Velk::textDumpContextFactory(false, 10);
