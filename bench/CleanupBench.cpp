@@ -24,6 +24,7 @@ constexpr char vrf[] = "default";
 class Bench {
 public:
     explicit Bench(std::uint32_t rows) : intfs_(rows / addressesEach) {
+        router_.managerStart();
         auto& inputs = router_.inputs();
         inputs.ipVrfAdd(vrf);
         for (std::uint32_t n = 0; n < intfs_; ++n) {

@@ -1,5 +1,7 @@
 #include "intfaddr/Command.h"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
@@ -8,9 +10,11 @@
 #include <ostream>
 
 #include "Pell/Assertion.h"
+#include "Pell/TraceHandle.h"
 #include "intfaddr/JsonReport.h"
 #include "intfaddr/Machine.h"
 #include "intfaddr/Printable.h"
+#include "intfaddr/ReplayCommand.h"
 #include "intfaddr/TextReport.h"
 #include "router/OperationError.h"
 
@@ -56,6 +60,7 @@ ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err
     Question const question = questionOf(options);
     Routing::Router router({}, Zin::make<Zin::SteadyClock>(),
                            std::make_unique<Velk::TimeSlice>(taskSlice));
+    router.managerStart();
     Warn const warn = [&err](std::string const& message) {
         err << "intfaddr: warning: " << printable(message) << '\n';
     };
@@ -79,32 +84,84 @@ ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err
     return nothingOwnsIt;
 }
 
-}  // namespace
-
-int runCommand(std::vector<std::string> const& args, std::ostream& out, std::ostream& err) {
-    CLI::App app("The IP addresses that stand on this machine's interfaces, per VRF.", "intfaddr");
-    app.set_version_flag("--version", "intfaddr " INTFADDR_VERSION);
-    CLI::App* const showCommand =
+void addShow(CLI::App& app, ShowOptions& options) {
+    CLI::App* const command =
         app.add_subcommand("show", "Print the addresses, or who owns one of them.");
-    ShowOptions options;
-    showCommand->add_option("ADDRESS", options.address, "Only who owns this address")
-        ->type_name("");
-    showCommand->add_option("--vrf", options.vrf, "Only this VRF")->type_name("NAME");
-    showCommand->add_flag("--json", options.json, "Print one JSON document");
-    showCommand->footer(
+    command->add_option("ADDRESS", options.address, "Only who owns this address")->type_name("");
+    command->add_option("--vrf", options.vrf, "Only this VRF")->type_name("NAME");
+    command->add_flag("--json", options.json, "Print one JSON document");
+    command->footer(
         "VRF \"default\" is the network namespace that the program runs in; as root, each\n"
         "namespace that is named ns-NAME is VRF NAME.\n"
         "Exit status: 0; 1 if nothing owns ADDRESS; 2 for a bad argument; 70 if something else\n"
         "went wrong.");
+}
 
+std::string checkTraceClass(std::string const& name) {
+    auto const known = Pell::traceClassNames();
+    return std::ranges::find(known, name) != known.end()
+               ? std::string()
+               : fmt::format("no class traces as '{}'; these do: {}", name, fmt::join(known, ", "));
+}
+
+void addReplay(CLI::App& app, ReplayOptions& options) {
+    CLI::App* const command =
+        app.add_subcommand("replay", "Replay a scenario file on a router with a virtual clock.");
+    command->add_option("FILE", options.file, "The scenario, JSON Lines; - is the standard input")
+        ->type_name("")
+        ->required();
+    command->add_flag(
+        "--events", options.run.events,
+        "Print each change of a table:\n"
+        "  {\"t\":0.0,\"event\":{\"vrf\":\"red\",\"attribute\":\"intfAddrEntry\",...}}");
+    CLI::Option* const trace =
+        command
+            ->add_option(
+                "--trace", options.run.traceLevel,
+                "Print the traces of level N (0 to 9) and lower: 3 has noteworthy\n"
+                "events, 8 every decision, 9 every item; --trace 3:\n"
+                "  {\"t\":0.0,\"trace\":{\"level\":3,\"class\":\"IntfAddrVrfTableSm\",...}}")
+            ->type_name("N")
+            ->check(CLI::Range(0, 9));
+    command
+        ->add_option("--class", options.run.traceClasses,
+                     "Only the traces of this class; may be given again:\n"
+                     "  --trace 9 --class IntfCleanupSm --class DeferredIntfAddSm")
+        ->type_name("NAME")
+        ->allow_extra_args(false)
+        ->needs(trace)
+        ->check(checkTraceClass);
+    command->footer(
+        "Prints JSON Lines: what the file asks for (snapshot, lowest6, dump), what fails, and\n"
+        "what the options ask for, each with the scenario's time t. The same file prints the\n"
+        "same everywhere. Example:\n"
+        "  echo '{\"op\":\"snapshot\"}' | intfaddr replay -\n"
+        "Exit status: 0; 1 if an expectation of the file failed; 2 for a bad argument, or where\n"
+        "the file is wrong, which is told as FILE:LINE: MESSAGE; 3 if an invariant of the library\n"
+        "failed; 70 if something else went wrong.");
+}
+
+}  // namespace
+
+int runCommand(std::vector<std::string> const& args, Streams const& streams) {
+    CLI::App app("The IP addresses that stand on a router's interfaces, per VRF.", "intfaddr");
+    app.set_version_flag("--version", "intfaddr " INTFADDR_VERSION);
+    app.require_subcommand(0, 1);
+    ShowOptions showOptions;
+    addShow(app, showOptions);
+    ReplayOptions replayOptions;
+    addReplay(app, replayOptions);
+
+    auto const& [in, out, err, errIsTerminal] = streams;
     try {
         // A failed assertion says what is wrong and ends this command, not more.
         Pell::ThrowOnAssertion const throwOnAssertion;
         app.parse(std::vector<std::string>(args.rbegin(), args.rend()));
-        if (!showCommand->parsed()) {
+        if (app.get_subcommands().empty()) {
             throw CLI::RequiredError("A command");
         }
-        ExitStatus const status = show(options, out, err);
+        int const status = app.got_subcommand("show") ? show(showOptions, out, err)
+                                                      : replay(replayOptions, streams);
         if (!out.flush()) {
             throw std::runtime_error("cannot write the output");
         }

@@ -1,18 +1,21 @@
 // The command line of intfaddr.
 //
 //   intfaddr show [ADDRESS] [--vrf NAME] [--json]
+//   intfaddr replay FILE [--events] [--trace N] [--class NAME]...
 //
-// Exit status: 0; 1 if nothing owns ADDRESS; 2 for a command line that makes no sense, with a
-// message that says why; 70 if something went wrong that should not.
+// Exit status: 0; 2 for a command line that makes no sense, with a message that says why; 70 if
+// something went wrong that should not. show: 1 if nothing owns ADDRESS. replay: 1 if an expectation
+// of the file failed, 2 if something is wrong with the file, 3 if an invariant failed.
 #pragma once
 
-#include <iosfwd>
 #include <string>
 #include <vector>
 
+#include "intfaddr/Streams.h"
+
 namespace IntfAddr {
 
-// `args` are those behind the program's name. Answers go to `out`, warnings and errors to `err`.
-int runCommand(std::vector<std::string> const& args, std::ostream& out, std::ostream& err);
+// `args` are those behind the program's name.
+int runCommand(std::vector<std::string> const& args, Streams const& streams);
 
 }  // namespace IntfAddr

@@ -17,6 +17,7 @@ using testing::SizeIs;
 // empty.
 struct Bench {
     Bench() {
+        router.managerStart();
         for (char const* vrf : {"red", "blue"}) {
             router.tableAdd(vrf);
             router.inputs().ipVrfAdd(vrf);

@@ -1,8 +1,15 @@
+#include <unistd.h>
+
 #include <algorithm>
 #include <iostream>
 
 #include "intfaddr/Command.h"
 
 int main(int argc, char** argv) {
-    return IntfAddr::runCommand({argv + std::min(argc, 1), argv + argc}, std::cout, std::cerr);
+    std::ios::sync_with_stdio(false);
+    return IntfAddr::runCommand({argv + std::min(argc, 1), argv + argc},
+                                {.in = std::cin,
+                                 .out = std::cout,
+                                 .err = std::cerr,
+                                 .errIsTerminal = ::isatty(STDERR_FILENO) == 1});
 }

@@ -5,10 +5,14 @@
 //          something that does not exist or gives an empty name
 //   out    the published status, which the library and others observe
 //
+// Between its check and its application every operation calls `beforeChange`: whoever times the
+// operations lets time pass there, so that one that is refused has not even cost time.
+//
 // Setting what is set already changes nothing and tells nobody.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -41,9 +45,11 @@ struct KernelIntf {
     bool active = true;
 };
 
+using BeforeChange = std::function<void()>;
+
 class Inputs {
 public:
-    Inputs();
+    explicit Inputs(BeforeChange beforeChange = [] {});
 
     // The published status.
     Zin::Ptr<Ip::Status> const& ipStatus() const { return ipStatus_; }
@@ -98,6 +104,7 @@ private:
     Zin::Ptr<Ip::IpIntfStatus> ipIntf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
     Zin::Ptr<Ip6::IntfStatus> ip6Intf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
 
+    BeforeChange const beforeChange_;
     Zin::Ptr<Ip::Status> const ipStatus_;
     Zin::Ptr<Ip6::Status> const ip6Status_;
     Zin::Ptr<VirtualIp::VirtualIpStatus> const virtualIpStatus_;

@@ -11,14 +11,14 @@ namespace Routing {
 
 Router::Router(IpLib::IntfAddrVrfTableSmConfig const& config,
                Zin::Ptr<Zin::Clock const> const& clock,
-               std::unique_ptr<Velk::YieldPolicy> yieldPolicy)
-    : scheduler_(Velk::taskSchedulerFactory(clock, std::move(yieldPolicy))),
+               std::unique_ptr<Velk::YieldPolicy> yieldPolicy, BeforeChange beforeChange)
+    : beforeChange_(std::move(beforeChange)),
+      inputs_(beforeChange_),
+      scheduler_(Velk::taskSchedulerFactory(clock, std::move(yieldPolicy))),
       tables_(IpLib::allIntfAddrVrfTableFactory()),
       smFactory_(IpLib::intfAddrVrfTableSmFactoryFactory(
           config, scheduler_, inputs_.virtualIpStatus(), inputs_.virtualIp6Status(),
-          inputs_.kniIntfStatusHelper())) {
-    managerStart();
-}
+          inputs_.kniIntfStatusHelper())) {}
 
 Router::~Router() noexcept(false) {
     Zin::Turn turn;
@@ -27,11 +27,13 @@ Router::~Router() noexcept(false) {
 
 void Router::tableAdd(L3::VrfName const& vrf) {
     checkName(vrf);
+    beforeChange_();
     tables_->intfAddrVrfTableIs(vrf, IpLib::intfAddrVrfTableFactory());
 }
 
 void Router::tableDel(L3::VrfName const& vrf) {
     table(vrf);
+    beforeChange_();
     tables_->intfAddrVrfTableDel(vrf);
 }
 
@@ -39,6 +41,7 @@ void Router::managerStart() {
     if (managerRuns()) {
         throw OperationError("the manager runs already");
     }
+    beforeChange_();
     // What the library refuses of the published status is thrown when the turn ends: the manager
     // runs for all the rest.
     Zin::Turn turn;
@@ -50,6 +53,7 @@ void Router::managerStop() {
     if (!managerRuns()) {
         throw OperationError("the manager does not run");
     }
+    beforeChange_();
     manager_ = nullptr;
 }
 

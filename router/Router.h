@@ -7,7 +7,8 @@
 //   time   the clock and the yield policy that it is given; whoever runs the router asks the
 //          scheduler when it has something to do
 //
-// The manager runs from the start. Owned by the program; the feeds and the readers borrow it.
+// The manager does not run before it is started, so observers of the tables may come first. Owned
+// by the program; the feeds and the readers borrow it.
 #pragma once
 
 #include <memory>
@@ -23,8 +24,9 @@ namespace Routing {
 
 class Router {
 public:
-    Router(IpLib::IntfAddrVrfTableSmConfig const& config, Zin::Ptr<Zin::Clock const> const& clock,
-           std::unique_ptr<Velk::YieldPolicy> yieldPolicy);
+    Router(
+        IpLib::IntfAddrVrfTableSmConfig const& config, Zin::Ptr<Zin::Clock const> const& clock,
+        std::unique_ptr<Velk::YieldPolicy> yieldPolicy, BeforeChange beforeChange = [] {});
     // Stops the manager first. What fails in that is thrown, once all is gone.
     ~Router() noexcept(false);
     Router(Router const&) = delete;
@@ -33,6 +35,9 @@ public:
     Inputs& inputs() { return inputs_; }
     Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
 
+    // The operations of the router's agent; like those of Inputs, each is checked first, then
+    // `beforeChange` is called, then it is applied.
+    //
     // The tables. Adding puts a new, empty one in place of the one that is there.
     Zin::Ptr<IpLib::AllIntfAddrVrfTable> const& tables() const { return tables_; }
     void tableAdd(L3::VrfName const& vrf);
@@ -58,6 +63,7 @@ public:
     std::vector<DeferredAddr> deferredAddrs(L3::VrfName const& vrf) const;
 
 private:
+    BeforeChange const beforeChange_;
     Inputs inputs_;
     Zin::Ptr<Velk::TaskScheduler> const scheduler_;
     Zin::Ptr<IpLib::AllIntfAddrVrfTable> const tables_;

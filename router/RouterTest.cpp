@@ -20,6 +20,7 @@ using testing::IsEmpty;
 struct Bench {
     explicit Bench(IpLib::IntfAddrVrfTableSmConfig const& config = {})
         : router(config, clock, std::make_unique<Velk::EveryNth>(0)) {
+        router.managerStart();
         vrf("red");
     }
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "Velk/TaskScheduler.h"
+#include "Velk/Advance.h"
 #include "Zin/Clock.h"
 
 namespace Testing {
@@ -19,10 +19,8 @@ public:
     Zin::Ptr<Zin::Clock const> clock() const { return clock_; }
     Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
 
-    // Moves the clock on to `time`. The tasks that fall due on the way run, in order, the clock
-    // standing at the time of each; so do those due at `time` itself, and what they arm for then.
-    // An earlier time leaves the clock where it is. What a task throws ends the move.
-    void advanceTo(Zin::Seconds time);
+    // See Velk/Advance.h.
+    void advanceTo(Zin::Seconds time) { Velk::advanceTo(*clock_, *scheduler_, time); }
     void advance(Zin::Seconds seconds) { advanceTo(now() + seconds); }
 
 private:

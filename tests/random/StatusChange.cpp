@@ -6,6 +6,7 @@
 #include <ostream>
 #include <string>
 
+#include "Velk/Advance.h"
 #include "router/OperationError.h"
 
 namespace RandomStatus {
@@ -133,6 +134,7 @@ std::ostream& operator<<(std::ostream& out, Change const& change) {
 }
 
 void prepare(Routing::Router& router) {
+    router.managerStart();
     for (int n = 0; n < intfs; ++n) {
         router.inputs().kernelAdd(vrf, fmt::format("Ethernet{}", n), {});
     }
@@ -165,13 +167,7 @@ void apply(Change const& change, Plan plan, Routing::Router& router, Zin::Virtua
 }
 
 void advance(Zin::Seconds seconds, Routing::Router& router, Zin::VirtualClock& clock) {
-    auto& scheduler = *router.scheduler();
-    Zin::Seconds const until = clock.now() + seconds;
-    while (scheduler.nextExpiry() && *scheduler.nextExpiry() <= until) {
-        clock.nowIs(*scheduler.nextExpiry());
-        scheduler.runNext(clock.now());
-    }
-    clock.nowIs(until);
+    Velk::advanceTo(clock, *router.scheduler(), clock.now() + seconds);
 }
 
 }  // namespace RandomStatus

@@ -27,7 +27,7 @@ std::ostream& operator<<(std::ostream& out, Change const& change);
 
 inline constexpr char vrf[] = "red";
 
-// Puts the VRF, its table and the kernel's interfaces in place.
+// Starts the manager, and puts the VRF, its table and the kernel's interfaces in place.
 void prepare(Routing::Router& router);
 void apply(Change const& change, Plan plan, Routing::Router& router, Zin::VirtualClock& clock);
 // Moves the clock on; the tasks that fall due on the way run at their times.

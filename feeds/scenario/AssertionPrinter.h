@@ -1,0 +1,33 @@
+// Prints the first invariant that fails while it lives, at once, and closes the output: what runs
+// from there to the end of its turn is not to be relied upon. Each failure throws
+// Pell::AssertionError.
+#pragma once
+
+#include <cstdint>
+
+#include "Pell/Assertion.h"
+#include "feeds/scenario/Output.h"
+
+namespace Scenario {
+
+// One at a time in each thread.
+class AssertionPrinter {
+public:
+    // Borrows both; `line` is the line of the file that is being carried out.
+    AssertionPrinter(Output& output, std::uint64_t const& line);
+    ~AssertionPrinter();
+    AssertionPrinter(AssertionPrinter const&) = delete;
+    AssertionPrinter& operator=(AssertionPrinter const&) = delete;
+
+    bool hasFailed() const { return failed_; }
+
+private:
+    static void handle(Pell::AssertionFailure const& failure);
+
+    Output& output_;
+    std::uint64_t const& line_;
+    bool failed_ = false;
+    Pell::AssertionHandler const handlerBefore_;
+};
+
+}  // namespace Scenario

@@ -1,0 +1,32 @@
+// Reads a file one line at a time. Whatever the file is, it takes no more memory than the longest
+// line that is allowed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <istream>
+#include <string>
+
+namespace Scenario {
+
+class LineReader {
+public:
+    static constexpr std::size_t maxLength = std::size_t{1} << 20;
+
+    explicit LineReader(std::istream& in) : in_(in) {}
+
+    // Reads the next line; false at the end of the file. Throws LineError where the line is too
+    // long or the file cannot be read.
+    bool next();
+    // Without its end.
+    std::string const& line() const { return line_; }
+    // Counted from 1; 0 before the first.
+    std::uint64_t number() const { return number_; }
+
+private:
+    std::istream& in_;
+    std::string line_;
+    std::uint64_t number_ = 0;
+};
+
+}  // namespace Scenario

@@ -1,0 +1,107 @@
+#include "feeds/scenario/Replayer.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "feeds/scenario/LineReader.h"
+#include "feeds/scenario/Operations.h"
+
+namespace Scenario {
+
+namespace {
+
+bool isSkipped(std::string const& line) {
+    return line.starts_with('#') || line.find_first_not_of(" \t\r") == std::string::npos;
+}
+
+class Replayer {
+public:
+    Replayer(std::ostream& out, Options const& options) : out_(out), options_(options) {}
+
+    // Starts the run, unless it has begun.
+    Run& run(Config const& config = {}) {
+        if (!run_) {
+            run_ = std::make_unique<Run>(out_, config, options_);
+        }
+        return *run_;
+    }
+    std::optional<Outcome> outcome() const { return run_ ? run_->outcome() : std::nullopt; }
+    Zin::Seconds now() const { return run_ ? run_->now() : 0.0; }
+
+    void handleLine(std::uint64_t number, std::string const& line) {
+        Json object = readObject(line);
+        Operation const& operation = operationOf(takeOp(object));
+        auto const at = takeAt(object);
+        Fields const fields(std::move(object), operation.fields);
+        bool const configures = operation.name == configOp && !run_;
+        run(configures ? readConfig(fields) : Config())
+            .carryOut(number, at, [this, configures, &operation, &fields] {
+                configures ? run_->passTime() : operation.carryOut(*run_, fields);
+            });
+    }
+
+private:
+    static std::string takeOp(Json& object) {
+        auto const op = object.find("op");
+        if (op == object.end()) {
+            throw LineError("field 'op' is missing");
+        }
+        if (!op->is_string()) {
+            throw LineError(
+                fmt::format("field 'op': expected a text, found {}", shortened(op->dump())));
+        }
+        std::string name = op->get<std::string>();
+        object.erase(op);
+        return name;
+    }
+
+    std::optional<Zin::Seconds> takeAt(Json& object) const {
+        static std::vector<Field> const syntax{{"at"}};
+        auto const member = object.find("at");
+        if (member == object.end()) {
+            return std::nullopt;
+        }
+        Fields const field({{"at", *member}}, syntax);
+        Zin::Seconds const at = field.number("at");
+        if (at < now()) {
+            throw field.error("at", fmt::format("no time before the present one, {}", now()));
+        }
+        object.erase(member);
+        return at;
+    }
+
+    std::ostream& out_;
+    Options const& options_;
+    std::unique_ptr<Run> run_;
+};
+
+}  // namespace
+
+Outcome replay(std::istream& in, std::ostream& out, Options const& options,
+               Progress const& progress) {
+    LineReader reader(in);
+    Replayer replayer(out, options);
+    try {
+        while (out && reader.next()) {
+            if (!isSkipped(reader.line())) {
+                replayer.handleLine(reader.number(), reader.line());
+            }
+            if (auto const outcome = replayer.outcome()) {
+                return *outcome;
+            }
+            if (progress) {
+                progress(reader.number(), replayer.now());
+            }
+        }
+    } catch (LineError const& error) {
+        throw FileError(reader.number(), error.what());
+    }
+    replayer.run();
+    return Outcome::completed;
+}
+
+}  // namespace Scenario

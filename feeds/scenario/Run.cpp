@@ -1,0 +1,86 @@
+#include "feeds/scenario/Run.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "Velk/Advance.h"
+#include "feeds/scenario/FileError.h"
+#include "router/OperationError.h"
+
+namespace Scenario {
+
+Run::Run(std::ostream& out, Config const& config, Options const& options)
+    : maxTaskRuns_(options.maxTaskRuns),
+      clock_(Zin::make<Zin::VirtualClock>()),
+      output_(out, clock_),
+      assertionPrinter_(output_, line_),
+      router_(std::make_unique<Routing::Router>(config.machines, clock_,
+                                                std::make_unique<Velk::EveryNth>(config.yieldEvery),
+                                                [this] { passTime(); })) {
+    if (options.traceLevel > 0) {
+        tracePrinter_.emplace(output_, options.traceLevel, options.traceClasses);
+    }
+    if (options.events) {
+        eventPrinter_ = std::make_unique<EventPrinter>(router_->tables(), output_);
+    }
+    router_->managerStart();
+}
+
+Run::~Run() {
+    output_.close();
+    try {
+        Zin::Turn turn;
+        turn.run([this] { router_ = nullptr; });
+        turn.run([this] { eventPrinter_ = nullptr; });
+    } catch (...) {
+    }
+}
+
+void Run::passTime() {
+    if (at_) {
+        advanceTo(*std::exchange(at_, std::nullopt));
+    }
+    if (outcome()) {
+        throw Ended();
+    }
+}
+
+void Run::advanceTo(Zin::Seconds time) {
+    std::uint64_t runs = 0;
+    bool goesOn = true;
+    while (goesOn && !outcome()) {
+        if (runs++ > maxTaskRuns_) {
+            throw LineError(
+                fmt::format("tasks ran more than {} times on the way to {}", maxTaskRuns_, time));
+        }
+        guarded([&] {
+            goesOn = true;
+            goesOn = Velk::advanceToNextRun(*clock_, *router_->scheduler(), time);
+        });
+    }
+}
+
+void Run::guarded(std::function<void()> const& step) {
+    try {
+        step();
+    } catch (Ended const&) {
+    } catch (Pell::AssertionError const&) {
+    } catch (Routing::OperationError const& error) {
+        throw LineError(error.what());
+    } catch (Zin::Error const& error) {
+        output_.print("error", {{"line", line_}, {"message", error.what()}});
+    }
+}
+
+std::optional<Outcome> Run::outcome() const {
+    if (assertionPrinter_.hasFailed()) {
+        return Outcome::invariantFailed;
+    }
+    if (expectationFailed_) {
+        return Outcome::expectationFailed;
+    }
+    return std::nullopt;
+}
+
+}  // namespace Scenario

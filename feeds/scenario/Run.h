@@ -1,0 +1,106 @@
+// One run of a scenario: a router on a virtual clock, and the printers of what happens in it.
+//
+//   in     operations, by way of router(); each lets the time of its line pass once it has been
+//          found to make sense, and before it is applied
+//   out    lines of JSON
+//   time   moves with the lines alone
+//
+// The router's manager runs from the start. Whatever fails when the run is over, and the router
+// torn down, is nobody's concern any more. Outside of it nothing has changed then: trace levels,
+// trace sink and assertion handler are what they were.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "feeds/scenario/AssertionPrinter.h"
+#include "feeds/scenario/EventPrinter.h"
+#include "feeds/scenario/Output.h"
+#include "feeds/scenario/TracePrinter.h"
+#include "router/Router.h"
+
+namespace Scenario {
+
+// What a scenario may set.
+struct Config {
+    IpLib::IntfAddrVrfTableSmConfig machines{};
+    std::uint32_t yieldEvery = 0;
+};
+
+struct Options {
+    // Print the notifications of the tables.
+    bool events = false;
+    // Print the traces up to this level; of these classes, or of all where none is named.
+    int traceLevel = 0;
+    std::vector<std::string> traceClasses{};
+    // How often tasks may run while the clock is moved for one line. Tasks that make work for each
+    // other without end would keep the clock from getting anywhere.
+    std::uint64_t maxTaskRuns = 10'000'000;
+};
+
+enum class Outcome { completed, expectationFailed, invariantFailed };
+
+class Run {
+public:
+    Run(std::ostream& out, Config const& config, Options const& options);
+    ~Run();
+    Run(Run const&) = delete;
+    Run& operator=(Run const&) = delete;
+
+    Routing::Router& router() { return *router_; }
+    Zin::Seconds now() const { return clock_->now(); }
+    void print(std::string_view member, OrderedJson content) {
+        output_.print(member, std::move(content));
+    }
+    // The line that is being carried out, and its time.
+    std::uint64_t line() const { return line_; }
+    Zin::Seconds timeOfLine() const { return at_.value_or(now()); }
+
+    // Carries out one line: `operation` does one thing to the router, or calls passTime() itself.
+    // Throws LineError if that makes no sense, with nothing applied and no time passed.
+    template <class Operation>
+    void carryOut(std::uint64_t line, std::optional<Zin::Seconds> at, Operation&& operation);
+    // Moves the clock to the time that the line gives, if it gives one.
+    void passTime();
+    // Moves the clock; the tasks that fall due run, and what they throw is printed.
+    void advanceTo(Zin::Seconds time);
+
+    void expectationFails() { expectationFailed_ = true; }
+
+    // Nothing while the run goes on.
+    std::optional<Outcome> outcome() const;
+
+private:
+    // Where an invariant has failed nothing more is carried out.
+    struct Ended {};
+
+    // What `step` throws is printed.
+    void guarded(std::function<void()> const& step);
+
+    std::uint64_t const maxTaskRuns_;
+    std::uint64_t line_ = 0;
+    std::optional<Zin::Seconds> at_;
+    bool expectationFailed_ = false;
+    Zin::Ptr<Zin::VirtualClock> const clock_;
+    Output output_;
+    AssertionPrinter assertionPrinter_;
+    std::optional<TracePrinter> tracePrinter_;
+    std::unique_ptr<Routing::Router> router_;
+    std::unique_ptr<EventPrinter> eventPrinter_;
+};
+
+template <class Operation>
+void Run::carryOut(std::uint64_t line, std::optional<Zin::Seconds> at, Operation&& operation) {
+    line_ = line;
+    at_ = at;
+    guarded(operation);
+}
+
+}  // namespace Scenario

@@ -1,0 +1,31 @@
+#include "intfaddr/Progress.h"
+
+#include <fmt/format.h>
+
+namespace IntfAddr {
+
+namespace {
+
+constexpr std::chrono::milliseconds pause{250};
+constexpr char const* eraseLine = "\r\x1b[K";
+
+}  // namespace
+
+void ProgressLine::show(std::uint64_t line, Zin::Seconds time) {
+    auto const now = std::chrono::steady_clock::now();
+    if (now - shown_ < pause) {
+        return;
+    }
+    shown_ = now;
+    stands_ = true;
+    terminal_ << eraseLine << fmt::format("line {}, {:.3f} s", line, time) << std::flush;
+}
+
+void ProgressLine::erase() {
+    if (stands_) {
+        terminal_ << eraseLine << std::flush;
+        stands_ = false;
+    }
+}
+
+}  // namespace IntfAddr
