@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Replays a scenario file by the plain rules and prints what the program's replay prints.
 
-    replay.py FILE [--events] [--trace LEVEL] [--class NAME]
+    replay.py FILE [--events] [--trace LEVEL] [--class NAME ...]
 
 Exit status: 0; 1 a failed expectation; 2 an error of the file or of the command line; 3 a failed
 invariant.
@@ -39,13 +39,13 @@ def main() -> int:
     parser.add_argument("--events", action="store_true", help="print the tables' notifications")
     parser.add_argument("--trace", type=int, default=-1, metavar="LEVEL",
                         help="print traces of this level and lower")
-    parser.add_argument("--class", dest="trace_class", metavar="NAME",
-                        help="print traces of this class only")
+    parser.add_argument("--class", dest="trace_classes", action="append", metavar="NAME",
+                        help="print traces of this class only; may be given again")
     arguments = parser.parse_args()
     try:
         with open(arguments.file, encoding="utf-8") as source:
             return replay(source, print, events=arguments.events, trace_level=arguments.trace,
-                          trace_class=arguments.trace_class)
+                          trace_classes=arguments.trace_classes)
     except ScenarioError as error:
         print(f"{arguments.file}:{error.line}: {error}", file=sys.stderr)
     except (OSError, UnicodeDecodeError) as error:

@@ -8,7 +8,7 @@ from dataclasses import dataclass
 from typing import Callable
 
 from clock import Scheduler
-from values import seconds_text, text_of
+from values import text_of
 
 quote = json.dumps
 
@@ -36,13 +36,13 @@ class Config:
 
 class Run:
     def __init__(self, config: Config, write: Callable[[str], None], events: bool = False,
-                 trace_level: int = -1, trace_class: str | None = None):
+                 trace_level: int = -1, trace_classes: list[str] | None = None):
         self.config = config
         self.scheduler = Scheduler(config.yield_every)
         self.write = write
         self.events = events
         self.trace_level = trace_level
-        self.trace_class = trace_class
+        self.trace_classes = trace_classes
         self.failure: RangeError | None = None
 
     @property
@@ -50,10 +50,10 @@ class Run:
         return self.scheduler.now
 
     def print(self, member: str, value: str) -> None:
-        self.write(f'{{"t":{seconds_text(self.now)},"{member}":{value}}}')
+        self.write(f'{{"t":{self.now!r},"{member}":{value}}}')
 
     def trace(self, level: int, where: str, function: str, template: str, *values) -> None:
-        if level > self.trace_level or self.trace_class not in (None, where):
+        if level > self.trace_level or (self.trace_classes and where not in self.trace_classes):
             return
         message = template.format(*map(text_of, values))
         self.print("trace", f'{{"level":{level},"class":"{where}","function":"{function}",'

@@ -158,8 +158,8 @@ class Router:
     """One router's inputs, directory of tables and manager. `write` gets the finished lines."""
 
     def __init__(self, write, events: bool = False, trace_level: int = -1,
-                 trace_class: str | None = None):
-        self.output = write, events, trace_level, trace_class
+                 trace_classes: list[str] | None = None):
+        self.output = write, events, trace_level, trace_classes
         self.run: Run | None = None
 
     def start(self, config: Config) -> None:
