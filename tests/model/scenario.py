@@ -111,7 +111,30 @@ def rows_by_vrf(value) -> dict:
 
 
 def intf_or_null(value) -> str | None:
-    return None if value is None else text(value)
+    return None if value is None else name(value)
+
+
+def byte(value) -> int:
+    if count(value) > 255:
+        raise ValueError(f"{value!r} is more than a byte")
+    return value
+
+
+def what_to_dump(value) -> str:
+    if value not in ("tables", "sm"):
+        raise ValueError(f"{value!r} is nothing to dump")
+    return value
+
+
+def any_address(value):
+    return parse_any_address(text(value))
+
+
+def members_once(members: list[tuple]) -> dict:
+    result = dict(members)
+    if len(result) != len(members):
+        raise ValueError("a member is there twice")
+    return result
 
 
 VRF = {"vrf": name}
@@ -121,7 +144,7 @@ MASKED6 = {**INTF, "addr": masked6}
 ADDR6 = object_of({"addr": masked6, "deprecated": (boolean, False)})
 FIELDS = {
     "config": {"intfCleanupDelay": (number, 1.5), "deferredIntfAddDelay": (number, 2.0),
-               "ignoreKernelInterfaceState": (boolean, False), "taskPriority": (count, 3),
+               "ignoreKernelInterfaceState": (boolean, False), "taskPriority": (byte, 3),
                "yieldEvery": (count, 0)},
     "manager.stop": {}, "manager.start": {},
     "table.add": VRF, "table.del": VRF,
@@ -144,11 +167,11 @@ FIELDS = {
     "advance": {"seconds": positive_number},
     "snapshot": {},
     "lowest6": INTF,
-    "dump": {"what": (text, "tables"), "verbose": (boolean, False), "maxEntries": (count, 100),
+    "dump": {"what": (what_to_dump, "tables"), "verbose": (boolean, False), "maxEntries": (count, 100),
              "indent": (count, 0)},
     "expect": {"rows": (rows_by_vrf, None),
-               "lookup": (object_of({"vrf": name, "addr": lambda value: parse_any_address(
-                   text(value)), "intf": intf_or_null}), None)},
+               "lookup": (object_of({"vrf": name, "addr": any_address, "intf": intf_or_null}),
+                          None)},
 }
 READERS = {op: object_of({"op": text, "at": (number, None), **fields})
            for op, fields in FIELDS.items()}
@@ -177,7 +200,7 @@ class Router:
     def apply(self, line: int, source: str) -> None:
         """Raises ScenarioError, BrokenInvariant or ExpectationFailed; each ends the run."""
         try:
-            operation = json.loads(source)
+            operation = json.loads(source, object_pairs_hook=members_once)
             if type(operation) is not dict or type(operation.get("op")) is not str:
                 raise ValueError("no object with an op")
             op = operation["op"]
@@ -350,15 +373,22 @@ class Router:
             failed |= self.differ({"rows": expected}, {"rows": found})
         if lookup is not None:
             vrf, addr, intf = lookup["vrf"], lookup["addr"], lookup["intf"]
-            key = ip_key(addr)
-            if is_v6_link_local(addr):
-                key = link_local_key(addr, intf or "")
-            row = self.directory.members[vrf].by_addr.get(key)
             where = {"vrf": vrf, "addr": address_text(addr)}
+            owner = self.owner(vrf, addr, intf)
             failed |= self.differ({"lookup": {**where, "intf": intf}},
-                                  {"lookup": {**where, "intf": row.content.intf if row else None}})
+                                  {"lookup": {**where, "intf": owner}})
         if failed:
             raise ExpectationFailed
+
+    def owner(self, vrf: str, addr: Address, intf: str | None) -> str | None:
+        """A link-local address may have one on each interface: that on `intf`, or else any."""
+        by_addr = self.directory.members[vrf].by_addr
+        key = ip_key(addr)
+        if is_v6_link_local(addr):
+            intfs = [intf] if intf else [each.intf for each in by_addr]
+            keys = [link_local_key(addr, each) for each in sorted(intfs)]
+            key = next((each for each in keys if each in by_addr), key)
+        return by_addr[key].content.intf if key in by_addr else None
 
     def differ(self, expected: dict, found: dict) -> bool:
         if expected != found:

@@ -113,6 +113,8 @@ def parse_any_address(text: str) -> Address:
 def address_text(addr) -> str:
     if addr.family == IPV4:
         return str(ipaddress.IPv4Address(addr.value))
+    if addr.family == IPV6 and addr.value >> 32 == 0xFFFF:
+        return f"::ffff:{ipaddress.IPv4Address(addr.value & 0xFFFFFFFF)}"
     return str(ipaddress.IPv6Address(addr.value)) if addr.family else ""
 
 
