@@ -1,0 +1,72 @@
+"""docs/scenarios.md shows what the program prints: its sample files are replayed as it says.
+
+A block of JSON is the file that the paragraph before it names; in a block of console text a line that
+begins with "$ " is a command, and the lines after it are all that it prints. IPLIB_REWRITE=1 in the
+environment puts what is printed now in their place.
+"""
+
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM = pathlib.Path(sys.argv.pop(1)).resolve()
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+GUIDE = ROOT / "docs" / "scenarios.md"
+
+SAMPLE_FILE = re.compile(r"`([\w-]+\.jsonl)`(?:(?!\n\n).)*\n\n```json\n(.*?)```\n", re.DOTALL)
+CONSOLE = re.compile(r"(?<=```console\n).*?(?=```\n)", re.DOTALL)
+OPERATION = re.compile(r"^\| `([\w.]+)` \| (?!fields)", re.MULTILINE)
+
+
+def run(command, directory):
+    environment = {**os.environ, "PATH": f"{directory}:{os.environ['PATH']}"}
+    return subprocess.run(command, shell=True, cwd=directory, env=environment, timeout=30,
+                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True).stdout
+
+
+def console(text, directory):
+    commands = [line for line in text.splitlines() if line.startswith("$ ")]
+    return "".join(f"{line}\n{run(line.removeprefix('$ '), directory)}" for line in commands)
+
+
+class Guide(unittest.TestCase):
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.directory = pathlib.Path(temporary.name)
+        self.text = GUIDE.read_text()
+        (self.directory / "intfaddr").symlink_to(PROGRAM)
+        (self.directory / "scenarios").symlink_to(ROOT / "scenarios")
+
+    def test_samples_are_what_the_program_prints(self):
+        files = SAMPLE_FILE.findall(self.text)
+        self.assertEqual(len(files), self.text.count("```json\n"), "a sample has no name")
+        for name, content in files:
+            (self.directory / name).write_text(content)
+        if os.environ.get("IPLIB_REWRITE"):
+            GUIDE.write_text(CONSOLE.sub(lambda match: console(match[0], self.directory),
+                                         self.text))
+            self.text = GUIDE.read_text()
+        blocks = CONSOLE.findall(self.text)
+        self.assertGreater(len(blocks), 0)
+        for block in blocks:
+            with self.subTest(block.partition("\n")[0]):
+                self.assertEqual(console(block, self.directory), block)
+
+    def test_operations_exist(self):
+        operations = OPERATION.findall(self.text)
+        self.assertGreater(len(operations), 0)
+        for operation in operations:
+            with self.subTest(operation):
+                said = run(f"""echo '{{"op": "{operation}", "x": 1}}' | intfaddr replay -""",
+                           self.directory)
+                self.assertRegex(said, r"^-:1: (field '\w+' is missing|unknown field 'x')")
+
+
+if __name__ == "__main__":
+    unittest.main()
