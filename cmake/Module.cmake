@@ -22,12 +22,18 @@ function(iplib_module)
 
   if(sources)
     add_library(${ARG_NAME} STATIC ${sources})
-    target_include_directories(${ARG_NAME} PUBLIC ${include_root})
+    set(reach PUBLIC)
     target_link_libraries(${ARG_NAME} PUBLIC ${ARG_DEPENDS} ${ARG_LIBRARIES} PRIVATE iplib_options)
   else()
     add_library(${ARG_NAME} INTERFACE)
-    target_include_directories(${ARG_NAME} INTERFACE ${include_root})
     target_link_libraries(${ARG_NAME} INTERFACE ${ARG_DEPENDS} ${ARG_LIBRARIES})
+    set(reach INTERFACE)
+  endif()
+  target_include_directories(${ARG_NAME} ${reach} ${include_root})
+  if(IPLIB_COVERAGE)
+    # What was executed is reported of the headers where they are, not of the links to them.
+    target_compile_options(${ARG_NAME} ${reach}
+      -fprofile-prefix-map=${include_root}/${ARG_FOLDER}=${CMAKE_CURRENT_SOURCE_DIR})
   endif()
 
   if(NOT (IPLIB_UNIT_TESTS STREQUAL "all" OR (IPLIB_UNIT_TESTS STREQUAL "threads" AND ARG_THREADS)))
