@@ -4,6 +4,8 @@ option(IPLIB_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
 option(IPLIB_COVERAGE "Count what the unit tests of the library execute (g++ only)" OFF)
 set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to -fsanitize=")
 
+set(IPLIB_MODEL_SCENARIOS 2000 CACHE STRING "Random scenarios that are replayed and compared with the model")
+
 # What is slow or special to build brings only the tests that need it: fuzzing the fuzz targets,
 # ThreadSanitizer the modules that know threads.
 set(IPLIB_UNIT_TESTS all)
