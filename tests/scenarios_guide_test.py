@@ -1,7 +1,7 @@
 """docs/scenarios.md shows what the program prints: its sample files are replayed as it says.
 
 A block of JSON is the file that the paragraph before it names; in a block of console text a line that
-begins with "$ " is a command, and the lines after it are all that it prints. IPLIB_REWRITE=1 in the
+begins with "$ " is a command, and the lines after it are all that it prints. IPLIB_REWRITE_GOLDEN=1 in the
 environment puts what is printed now in their place.
 """
 
@@ -48,7 +48,7 @@ class Guide(unittest.TestCase):
         self.assertEqual(len(files), self.text.count("```json\n"), "a sample has no name")
         for name, content in files:
             (self.directory / name).write_text(content)
-        if os.environ.get("IPLIB_REWRITE"):
+        if os.environ.get("IPLIB_REWRITE_GOLDEN"):
             GUIDE.write_text(CONSOLE.sub(lambda match: console(match[0], self.directory),
                                          self.text))
             self.text = GUIDE.read_text()
