@@ -1,8 +1,8 @@
 """docs/scenarios.md shows what the program prints: its sample files are replayed as it says.
 
-A block of JSON is the file that the paragraph before it names; in a block of console text a line that
-begins with "$ " is a command, and the lines after it are all that it prints. IPLIB_REWRITE_GOLDEN=1 in the
-environment puts what is printed now in their place.
+A block of JSON is the file that the paragraph before it names; in a block of console text a line
+that begins with "$ " is a command, and the lines after it are all that it prints.
+IPLIB_REWRITE_GOLDEN=1 in the environment puts what is printed now in their place.
 """
 
 import os

@@ -41,7 +41,7 @@ class Scenarios(unittest.TestCase):
         def check(file):
             last = operations(file)[-1]
             self.assertEqual(last["op"], "expect", "does not end in an expectation")
-            self.assertTrue(last.keys() & {"rows", "lookup"}, "its last expectation expects nothing")
+            self.assertTrue(last.keys() & {"rows", "lookup"}, "expects nothing at its end")
             result = replay(file)
             self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
 
