@@ -203,5 +203,83 @@ TEST(Inputs, EmptyNamesAreRefused) {
     expectRefusal([&] { inputs.kernelDel("red", ""); }, "the interface name is empty");
 }
 
+// Whatever the operation changes, it has not changed it yet when its time passes.
+TEST(Inputs, TimePassesBetweenTheCheckAndTheChange) {
+    std::vector<std::size_t> addressesThen;
+    Inputs* observed = nullptr;
+    Inputs inputs([&] {
+        auto const vrf = observed ? observed->ip6Status()->vrfIp6IntfStatus("red") : nullptr;
+        auto const eth0 = vrf ? vrf->intfStatus("eth0") : nullptr;
+        addressesThen.push_back(eth0 ? eth0->addr().size() : 0);
+    });
+    observed = &inputs;
+    inputs.ip6VrfAdd("red");
+    inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::1/64")}});
+    inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::2/64")});
+    inputs.ip6AddrDel("red", "eth0", ip6("2001:db8::1/64"));
+    inputs.ip6IntfDel("red", "eth0");
+
+    EXPECT_THAT(addressesThen, ElementsAre(0U, 0U, 1U, 2U, 1U));
+}
+
+TEST(Inputs, TimePassesForEachOperationOnceAndNotForOneThatIsRefused) {
+    int passed = 0;
+    Inputs inputs([&passed] { ++passed; });
+    auto const accept = [&](std::function<void()> const& operation) {
+        passed = 0;
+        operation();
+        EXPECT_EQ(passed, 1);
+    };
+    auto const refuse = [&](std::function<void()> const& operation) {
+        passed = 0;
+        EXPECT_THROW(operation(), OperationError);
+        EXPECT_EQ(passed, 0);
+    };
+    auto const addr = ip("10.0.0.1/24");
+    auto const addr6 = ip6("2001:db8::1/64");
+
+    accept([&] { inputs.ipVrfAdd("red"); });
+    accept([&] { inputs.ip6VrfAdd("red"); });
+    accept([&] { inputs.ipIntfAdd("red", "eth0", {}); });
+    accept([&] { inputs.ip6IntfAdd("red", "eth0", {}); });
+    accept([&] { inputs.ipPrimaryIs("red", "eth0", addr); });
+    accept([&] { inputs.ipPrimaryIs("red", "eth0", addr); });
+    accept([&] { inputs.ipUnnumberedIs("red", "eth0", "lo"); });
+    accept([&] { inputs.ipSecondaryAdd("red", "eth0", addr); });
+    accept([&] { inputs.ipSecondaryDel("red", "eth0", addr); });
+    refuse([&] { inputs.ipSecondaryDel("red", "eth0", addr); });
+    accept([&] { inputs.ip6AddrSet("red", "eth0", {.addr = addr6}); });
+    accept([&] { inputs.ip6AddrDel("red", "eth0", addr6); });
+    refuse([&] { inputs.ip6AddrDel("red", "eth0", addr6); });
+    accept([&] { inputs.ipIntfDel("red", "eth0"); });
+    refuse([&] { inputs.ipIntfDel("red", "eth0"); });
+    refuse([&] { inputs.ipPrimaryIs("red", "eth0", addr); });
+    refuse([&] { inputs.ipUnnumberedIs("red", "eth0", "lo"); });
+    refuse([&] { inputs.ipSecondaryAdd("red", "eth0", addr); });
+    accept([&] { inputs.ip6IntfDel("red", "eth0"); });
+    refuse([&] { inputs.ip6IntfDel("red", "eth0"); });
+    refuse([&] { inputs.ip6AddrSet("red", "eth0", {.addr = addr6}); });
+    accept([&] { inputs.ipVrfDel("red"); });
+    refuse([&] { inputs.ipVrfDel("red"); });
+    refuse([&] { inputs.ipIntfAdd("red", "eth0", {}); });
+    accept([&] { inputs.ip6VrfDel("red"); });
+    refuse([&] { inputs.ip6VrfDel("red"); });
+    refuse([&] { inputs.ip6IntfAdd("red", "eth0", {}); });
+    refuse([&] { inputs.ipVrfAdd(""); });
+    refuse([&] { inputs.ip6VrfAdd(""); });
+    accept([&] { inputs.kernelAdd("red", "eth0", {}); });
+    refuse([&] { inputs.kernelAdd("red", "", {}); });
+    accept([&] { inputs.kernelDel("red", "eth0"); });
+    refuse([&] { inputs.kernelDel("red", "eth0"); });
+    accept([&] { inputs.vipAdd("red", addr); });
+    refuse([&] { inputs.vipAdd("", addr); });
+    accept([&] { inputs.vipDel("red", addr); });
+    refuse([&] { inputs.vipDel("red", addr); });
+    accept([&] { inputs.vip6Add("red", addr6.address()); });
+    refuse([&] { inputs.vip6Add("", addr6.address()); });
+    accept([&] { inputs.vip6Del("red", addr6.address()); });
+    refuse([&] { inputs.vip6Del("red", addr6.address()); });
+}
+
 }  // namespace
 }  // namespace Routing

@@ -158,6 +158,41 @@ TEST(Router, OperationsThatMakeNoSenseAreRefused) {
     EXPECT_THROW(bench.router.managerStop(), OperationError);
 }
 
+TEST(Router, TheManagerWaitsToBeStarted) {
+    Router router({}, Zin::make<Zin::VirtualClock>(), std::make_unique<Velk::EveryNth>(0));
+    EXPECT_FALSE(router.managerRuns());
+    router.tableAdd("red");
+    EXPECT_FALSE(router.tableSm("red"));
+
+    router.managerStart();
+
+    EXPECT_TRUE(router.managerRuns());
+    EXPECT_TRUE(router.tableSm("red"));
+}
+
+TEST(Router, TimePassesBetweenTheCheckOfAnOperationAndItsChange) {
+    std::vector<std::string> states;
+    Router* observed = nullptr;
+    Router router({}, Zin::make<Zin::VirtualClock>(), std::make_unique<Velk::EveryNth>(0), [&] {
+        states.push_back(fmt::format("{} tables, manager {}", observed->vrfs().size(),
+                                     observed->managerRuns() ? "runs" : "stands"));
+    });
+    observed = &router;
+    router.managerStart();
+    EXPECT_THROW(router.managerStart(), OperationError);
+    router.tableAdd("red");
+    EXPECT_THROW(router.tableAdd(""), OperationError);
+    router.tableDel("red");
+    EXPECT_THROW(router.tableDel("red"), OperationError);
+    router.managerStop();
+    EXPECT_THROW(router.managerStop(), OperationError);
+    router.inputs().ipVrfAdd("red");
+
+    EXPECT_THAT(states, ElementsAre("0 tables, manager stands", "0 tables, manager runs",
+                                    "1 tables, manager runs", "0 tables, manager runs",
+                                    "0 tables, manager stands"));
+}
+
 TEST(Router, ARouterGoesWithWorkPending) {
     Bench bench;
     bench.ip("eth0", "10.0.0.1/24");

@@ -1,11 +1,8 @@
 #include "feeds/scenario/FileError.h"
 
-#include <cstddef>
-
 namespace Scenario {
 
-std::string shortened(std::string_view text) {
-    constexpr std::size_t most = 80;
+std::string shortened(std::string_view text, std::size_t most) {
     if (text.size() <= most) {
         return std::string(text);
     }

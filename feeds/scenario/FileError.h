@@ -1,6 +1,7 @@
 // What is wrong with a scenario file. Nothing of the line in question has been applied.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -27,6 +28,6 @@ private:
 };
 
 // The beginning of a text that may be too long for a message; UTF-8 characters stay whole.
-std::string shortened(std::string_view text);
+std::string shortened(std::string_view text, std::size_t most = 80);
 
 }  // namespace Scenario

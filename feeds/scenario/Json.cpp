@@ -52,9 +52,14 @@ std::string reason(std::string_view message) {
             break;
         }
     }
-    constexpr std::size_t most = 200;
-    return message.size() > most ? std::string(message.substr(0, most)).append("...")
-                                 : std::string(message);
+    // What it quotes need not be UTF-8.
+    auto const quote = message.find("; last read: ");
+    auto const behind = message.rfind("; expected ");
+    std::string text(message.substr(0, quote));
+    if (quote != std::string_view::npos && behind != std::string_view::npos && behind > quote) {
+        text += message.substr(behind);
+    }
+    return shortened(text, 200);
 }
 
 }  // namespace

@@ -185,7 +185,10 @@ Expectation expectedOwner(Routing::Router const& router, Fields const& fields) {
         throw lookup.error("addr", "an address");
     }
     std::optional<std::string> intf;
-    if (!lookup.json("intf").is_null()) {
+    if (Json const& name = lookup.json("intf"); !name.is_null()) {
+        if (!name.is_string()) {
+            throw lookup.error("intf", "a text or null");
+        }
         intf = lookup.text("intf");
         Routing::checkName(lookup.intf());
     }

@@ -67,7 +67,8 @@ void Run::guarded(std::function<void()> const& step) {
     } catch (Ended const&) {
     } catch (Pell::AssertionError const&) {
     } catch (Routing::OperationError const& error) {
-        throw LineError(error.what());
+        // Names may be long.
+        throw LineError(shortened(error.what(), 400));
     } catch (Zin::Error const& error) {
         output_.print("error", {{"line", line_}, {"message", error.what()}});
     }
