@@ -2,10 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <utility>
-
 #include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 
 namespace IpLib {
 namespace {
@@ -14,6 +12,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using Testing::Meddler;
 using testing::SizeIs;
 using Testing::SmBench;
 
@@ -342,33 +341,6 @@ TEST(AddressAdmission, ARowThatTheIndexDoesNotKnowIsAnUnexpectedConflict) {
                   "Ethernet1");
     }
 }
-
-// Observers that change the inputs, once, at the first notification that they wait for.
-class Meddler final : public IntfAddrVrfTable::Notifiee {
-public:
-    // `when`: a part of the notification as the bench's recorder writes it.
-    Meddler(SmBench& bench, std::string when, std::function<void()> act)
-        : bench_(bench), when_(std::move(when)), act_(std::move(act)) {
-        notifierIs(bench.table);
-    }
-    bool done() const { return !act_; }
-
-private:
-    void handleIntfAddrEntry(IntfAddrEntryContent const&) override { meddle(); }
-    void handleIntfAddrEntryFromAddr(IntfAddrEntryKey const&) override { meddle(); }
-    void handleIntfAddrEntrySetFromSubnet(Nimb::IpGenPrefix const&) override { meddle(); }
-    void handleLlIntfAddrEntryFromIntfId(Nimb::IntfId const&) override { meddle(); }
-    // The recorder, which is older, has just written the notification down.
-    void meddle() {
-        if (act_ && bench_.events.back().find(when_) != std::string::npos) {
-            std::exchange(act_, nullptr)();
-        }
-    }
-
-    SmBench& bench_;
-    std::string const when_;
-    std::function<void()> act_;
-};
 
 // The notifications of an admission, by what their text contains.
 char const* const admissionSteps[] = {"intfAddrEntry intfId=;addr=10.0.0.1",

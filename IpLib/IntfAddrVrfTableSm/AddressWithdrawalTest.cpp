@@ -6,9 +6,9 @@
 #include <map>
 #include <random>
 #include <set>
-#include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 
 namespace IpLib {
 namespace {
@@ -17,6 +17,7 @@ using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Testing::Meddler;
 using Testing::SmBench;
 using Testing::Texts;
 
@@ -227,31 +228,6 @@ TEST(AddressWithdrawal, ASetOfAnotherInterfaceIsAnUnexpectedConflict) {
     EXPECT_EQ(failureOf([&] { bench.ip("Ethernet1", ""); }),
               "subnet 10.0.0.0/24 on Ethernet1 has unexpected conflict on Ethernet2");
 }
-
-// Changes the inputs once, at the first notification of the table that contains a text.
-class Meddler final : public IntfAddrVrfTable::Notifiee {
-public:
-    Meddler(SmBench& bench, std::string when, std::function<void()> act)
-        : bench_(bench), when_(std::move(when)), act_(std::move(act)) {
-        notifierIs(bench.table);
-    }
-    bool done() const { return !act_; }
-
-private:
-    void handleIntfAddrEntry(IntfAddrEntryContent const&) override { meddle(); }
-    void handleIntfAddrEntryFromAddr(IntfAddrEntryKey const&) override { meddle(); }
-    void handleIntfAddrEntrySetFromSubnet(Nimb::IpGenPrefix const&) override { meddle(); }
-    // The bench's recorder, which is older, has just written the notification down.
-    void meddle() {
-        if (act_ && bench_.events.back().find(when_) != std::string::npos) {
-            std::exchange(act_, nullptr)();
-        }
-    }
-
-    SmBench& bench_;
-    std::string const when_;
-    std::function<void()> act_;
-};
 
 // The notifications of a withdrawal, by what their text contains.
 char const* const withdrawalSteps[] = {"subnet=10.0.0.0/24 absent", "virtualIp=false absent",

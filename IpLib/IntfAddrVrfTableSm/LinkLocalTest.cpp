@@ -2,10 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <utility>
-
 #include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 
 namespace IpLib {
 namespace {
@@ -13,6 +11,7 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Testing::Meddler;
 using testing::SizeIs;
 using Testing::SmBench;
 
@@ -177,31 +176,6 @@ TEST(LinkLocal, TheInterfacesStatusTakesItAlong) {
     EXPECT_THAT(bench.rows(), ElementsAre("fe80::1/64 Ethernet2"));
     EXPECT_THAT(bench.linkLocals(), ElementsAre("fe80::1/64 Ethernet2"));
 }
-
-// Changes the inputs once, at the first notification of the table that contains a text.
-class Meddler final : public IntfAddrVrfTable::Notifiee {
-public:
-    Meddler(SmBench& bench, std::string when, std::function<void()> act)
-        : bench_(bench), when_(std::move(when)), act_(std::move(act)) {
-        notifierIs(bench.table);
-    }
-    bool done() const { return !act_; }
-
-private:
-    void handleIntfAddrEntry(IntfAddrEntryContent const&) override { meddle(); }
-    void handleIntfAddrEntryFromAddr(IntfAddrEntryKey const&) override { meddle(); }
-    void handleLlIntfAddrEntryFromIntfId(Nimb::IntfId const&) override { meddle(); }
-    // The bench's recorder, which is older, has just written the notification down.
-    void meddle() {
-        if (act_ && bench_.events.back().find(when_) != std::string::npos) {
-            std::exchange(act_, nullptr)();
-        }
-    }
-
-    SmBench& bench_;
-    std::string const when_;
-    std::function<void()> act_;
-};
 
 char const* const steps[] = {"subnet=fe80::/64", "intfAddrEntryFromAddr", "llIntfAddrEntry"};
 

@@ -3,10 +3,8 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <utility>
-
 #include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 
 namespace IpLib {
 namespace {
@@ -15,33 +13,15 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using Testing::Meddler;
 using testing::Not;
 using Testing::SmBench;
-
-// Does one thing, once, when a row of the interface is added or removed.
-class Observer final : public IntfAddrVrfTable::Notifiee {
-public:
-    Observer(SmBench const& bench, Nimb::IntfId intfId, std::function<void()> then)
-        : intfId_(std::move(intfId)), then_(std::move(then)) {
-        notifierIs(bench.table);
-    }
-
-private:
-    void handleIntfAddrEntry(IntfAddrEntryContent const& content) override {
-        if (content.intfId == intfId_ && then_) {
-            std::exchange(then_, nullptr)();
-        }
-    }
-
-    Nimb::IntfId const intfId_;
-    std::function<void()> then_;
-};
 
 TEST(TableObserver, MayTakeAwayAnAddressThatWaitsAndBringItsInterfaceBack) {
     SmBench bench;
     bench.ip("Ethernet1", "10.0.0.1/24");
     bench.ip("Ethernet2", "10.0.0.1/24");
-    Observer const observer(bench, "Ethernet3", [&] {
+    Meddler const meddler(bench, "intfAddrEntry intfId=;addr=10.3.0.1", [&] {
         bench.ipStatusDel("Ethernet2");
         bench.ipStatus("Ethernet2");
     });
@@ -56,7 +36,7 @@ TEST(TableObserver, MayTakeAwayAnAddressThatWaitsAndBringItsInterfaceBack) {
 TEST(TableObserver, MayGiveTheAddressOfAnInterfaceThatGoesToAnother) {
     SmBench bench;
     bench.ip("Ethernet2", "10.0.0.1/24");
-    Observer const observer(bench, "Ethernet3", [&] {
+    Meddler const meddler(bench, "intfAddrEntry intfId=;addr=10.3.0.1", [&] {
         bench.ipStatusDel("Ethernet2");
         bench.ipStatus("Ethernet2");
         bench.ip("Ethernet4", "10.0.0.1/24");
@@ -75,7 +55,8 @@ TEST(TableObserver, MayEmptyAStatusThatHasGone) {
     bench.secondary("Ethernet1", "10.0.0.1/24");
     bench.secondary("Ethernet1", "10.0.1.1/24");
     auto const gone = bench.ipStatus("Ethernet1");
-    Observer const observer(bench, "Ethernet1", [&] { gone->secondaryActiveAddrWithMaskDelAll(); });
+    Meddler const meddler(bench, "intfAddrEntry ",
+                          [&] { gone->secondaryActiveAddrWithMaskDelAll(); });
 
     bench.ipStatusDel("Ethernet1");
 
@@ -90,7 +71,7 @@ TEST(TableObserver, MayEmptyAnIp6StatusThatHasGone) {
     bench.ip6("Ethernet1", "2001:db8::1/64");
     bench.ip6("Ethernet1", "2001:db8:1::1/64");
     auto const gone = bench.ip6Status("Ethernet1");
-    Observer const observer(bench, "Ethernet1", [&] { gone->addrDelAll(); });
+    Meddler const meddler(bench, "intfAddrEntry ", [&] { gone->addrDelAll(); });
 
     bench.ip6StatusDel("Ethernet1");
 
@@ -105,8 +86,8 @@ TEST(TableObserver, MayBringAnInputBackWhoseMachinesAreGoing) {
     bench.ip("Ethernet1", "10.0.0.1/24");
     bench.ip("Ethernet2", "10.0.1.1/24");
     auto const kept = bench.sm->ipIntfStatusSm("Ethernet2");
-    Observer const observer(bench, "Ethernet1",
-                            [&] { bench.table->vrfIpIntfStatusIs(bench.vrfIp); });
+    Meddler const meddler(bench, "intfAddrEntry intfId=;addr=10.0.0.1",
+                          [&] { bench.table->vrfIpIntfStatusIs(bench.vrfIp); });
 
     bench.table->vrfIpIntfStatusIs(nullptr);
 

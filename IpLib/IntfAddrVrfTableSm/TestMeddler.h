@@ -1,0 +1,41 @@
+// An observer of a bench's table that does one thing, once, from within the first notification that
+// it waits for.
+//
+//     Meddler const meddler(bench, "intfAddrEntryFromAddr", [&] { bench.ip("Ethernet1", ""); });
+#pragma once
+
+#include <functional>
+#include <string>
+#include <utility>
+
+#include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+
+namespace Testing {
+
+class Meddler final : public IpLib::IntfAddrVrfTable::Notifiee {
+public:
+    // `when`: a part of the notification as the bench's recorder writes it; "" is part of any.
+    Meddler(SmBench const& bench, std::string when, std::function<void()> act)
+        : bench_(bench), when_(std::move(when)), act_(std::move(act)) {
+        notifierIs(bench.table);
+    }
+    bool done() const { return !act_; }
+
+private:
+    void handleIntfAddrEntry(IpLib::IntfAddrEntryContent const&) override { meddle(); }
+    void handleIntfAddrEntryFromAddr(IpLib::IntfAddrEntryKey const&) override { meddle(); }
+    void handleIntfAddrEntrySetFromSubnet(Nimb::IpGenPrefix const&) override { meddle(); }
+    void handleLlIntfAddrEntryFromIntfId(Nimb::IntfId const&) override { meddle(); }
+    // The recorder, which is older, has just written the notification down.
+    void meddle() {
+        if (act_ && bench_.events.back().find(when_) != std::string::npos) {
+            std::exchange(act_, nullptr)();
+        }
+    }
+
+    SmBench const& bench_;
+    std::string const when_;
+    std::function<void()> act_;
+};
+
+}  // namespace Testing
