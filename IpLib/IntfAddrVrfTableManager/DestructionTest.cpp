@@ -1,14 +1,10 @@
 // How the library goes: in any order, at any moment, and after failures.
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <set>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -21,9 +17,9 @@ namespace IpLib {
 namespace {
 
 using ::testing::ElementsAre;
+using Testing::expectConsistent;
 using ::testing::IsEmpty;
 using Testing::ManagerBench;
-using Testing::Texts;
 using Testing::textsOf;
 
 constexpr IntfAddrVrfTableSmConfig delayed;
@@ -256,18 +252,6 @@ std::size_t meddleAtEveryMoment(IntfAddrVrfTableSmConfig const& config, Step con
     }
 }
 
-void expectConsistent(IntfAddrVrfTable const& table) {
-    std::set<IntfAddrEntryContent> rows;
-    std::set<IntfAddrEntryContent> indexed;
-    for (auto const& row : table.intfAddrEntry()) {
-        rows.insert(row.key);
-    }
-    for (auto const& row : table.intfAddrEntryFromAddr()) {
-        indexed.insert(row.value->content());
-    }
-    EXPECT_EQ(rows, indexed);
-}
-
 TEST_P(AnyTuning, TheManagerMayGoAtAnyMoment) {
     auto const moments = meddleAtEveryMoment(
         GetParam(), [](ManagerBench& bench) { bench.manager = nullptr; },
@@ -398,152 +382,6 @@ TEST(Destruction, WhateverFailsOnTheWayEverythingCanGo) {
         EXPECT_EQ(bench->time.scheduler()->nextExpiry(), std::nullopt);
     }
     EXPECT_GT(failures, 0u);
-}
-
-// Failures. Somebody else has written to the table of VRF red: its row of Ethernet1's address is of
-// Ethernet9, which the machine holds for impossible as it withdraws the address.
-struct Spoilt : ManagerBench {
-    explicit Spoilt(Config const& smConfig = delayed) : ManagerBench(smConfig) {
-        vrfIs("red");
-        vrfIs("blue");
-        managerIs();
-        ip("red", "Ethernet1", "10.0.0.1/24");
-        ip("blue", "Ethernet1", "10.0.0.1/24");
-        Nimb::IpGenAddrWithMask const addr("10.0.0.1/24");
-        table("red")->intfAddrEntryFromAddrIs(intfAddrEntryFactory(
-            {IntfAddrEntryKey::makeIpKey(addr.address()), "Ethernet9", addr.prefix()}));
-    }
-
-    // One VRF's machine is dropped with its table, and a fresh one runs on what is published.
-    void expectRecovery() {
-        Zin::Ptr<IntfAddrVrfTableSm> const old = sm("red");
-        auto const replace = [&] { tableIs("red"); };
-        if (config.intfCleanupDelay == 0.0) {
-            EXPECT_THROW(replace(), Pell::AssertionError);  // the old one's teardown fails as well
-        } else {
-            replace();
-        }
-        EXPECT_NE(sm("red"), old);
-        ip("red", "Ethernet1", "10.0.0.1/24");
-        EXPECT_THAT(rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
-        EXPECT_THAT(rows("blue"), ElementsAre("10.0.0.1/24 Ethernet1"));
-        expectConsistent(*table("red"));
-    }
-
-    Pell::ThrowOnAssertion const throwOnAssertion;
-};
-
-template <class Action>
-std::string assertionOf(Action&& action) {
-    try {
-        action();
-    } catch (Pell::AssertionError const& error) {
-        return error.message();
-    }
-    return "nothing failed";
-}
-
-constexpr auto unexpectedConflict = "ip 10.0.0.1 on Ethernet1 has unexpected conflict on Ethernet9";
-
-TEST(Failure, OfAMutatorIsThrownToItsCaller) {
-    Spoilt bench;
-    EXPECT_EQ(assertionOf([&] { bench.ip("red", "Ethernet1", "0.0.0.0/0"); }), unexpectedConflict);
-    bench.expectRecovery();
-}
-
-TEST(Failure, OfATaskIsThrownToWhoRunsTheScheduler) {
-    Spoilt bench;
-    bench.ip("red", "Ethernet2", "10.0.0.2/24");
-    bench.ip("blue", "Ethernet1", "10.0.0.2/24");
-    bench.sm("red")->deferredIntfAddBacklog()->backlogIs(
-        {"Ethernet7", Nimb::IpGenAddrWithMask("10.0.7.1/24")});
-    EXPECT_EQ(assertionOf([&] { bench.time.advance(2.0); }),
-              "intfId=Ethernet7;addrWithMask=10.0.7.1/24 missing in all collection");
-    bench.time.advance(10.0);
-    bench.ip("blue", "Ethernet1", "10.0.0.1/24");
-    bench.ipDel("red", "Ethernet2");
-    bench.time.advance(10.0);
-    bench.expectRecovery();
-}
-
-TEST(Failure, OfATeardownIsThrownToWhoDropsTheManager) {
-    Spoilt assigned(atOnce);
-    EXPECT_EQ(assertionOf([&] { assigned.manager = nullptr; }), unexpectedConflict);
-    EXPECT_EQ(assigned.manager, nullptr);
-
-    Spoilt scoped(atOnce);
-    EXPECT_EQ(assertionOf([&] { auto const manager = std::move(scoped.manager); }),
-              unexpectedConflict);
-
-    Spoilt asked(atOnce);
-    EXPECT_EQ(assertionOf([&] { asked.manager->intfAddrVrfTableSmManagerDel(); }),
-              unexpectedConflict);
-    EXPECT_EQ(asked.manager->intfAddrVrfTableSmManager(), nullptr);
-    EXPECT_EQ(asked.uses("red"), 0u);
-    EXPECT_EQ(asked.uses("blue"), 0u);
-}
-
-TEST(Failure, OfATeardownIsThrownToWhoTakesTheTableAway) {
-    Spoilt bench(atOnce);
-    EXPECT_EQ(assertionOf([&] { bench.tables->intfAddrVrfTableDel("red"); }), unexpectedConflict);
-    EXPECT_EQ(bench.sm("red"), nullptr);
-    EXPECT_EQ(bench.uses("red"), 0u);
-    bench.tableIs("red");
-    EXPECT_THAT(bench.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
-}
-
-TEST(Failure, OfATeardownInAHandlerIsThrownToTheOutermostCaller) {
-    Spoilt bench(atOnce);
-    Meddler meddler(1, [&] { bench.manager = nullptr; });
-    meddler.watch(bench.table("blue"));
-    EXPECT_EQ(assertionOf([&] { bench.ip("blue", "Ethernet2", "10.0.2.1/24"); }),
-              unexpectedConflict);
-    EXPECT_EQ(bench.manager, nullptr);
-}
-
-TEST(Failure, OfAMachineLeavesItInAStateThatCanBeReplaced) {
-    for (auto const& config : {delayed, atOnce}) {
-        Spoilt bench(config);
-        bench.expectRecovery();
-    }
-}
-
-TEST(Failure, OfOneAddressLeavesTheOthersPublished) {
-    ManagerBench bench;
-    bench.vrfIs("red");
-    bench.managerIs();
-    EXPECT_THROW(bench.ip6("red", "Ethernet1", "fe80::1/64", true), Zin::RangeError);
-    bench.ip6("red", "Ethernet1", "2001:db8::1/64");
-    EXPECT_THAT(bench.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1"));
-
-    // A fresh machine meets it again.
-    EXPECT_THROW(bench.tableIs("red"), Zin::RangeError);
-    EXPECT_THAT(bench.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1"));
-    bench.ip6("red", "Ethernet1", "fe80::1/64");
-    EXPECT_THAT(bench.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
-}
-
-TEST(Failure, AtTheStartKeepsTheManagerOnlyInATurn) {
-    ManagerBench bench;
-    bench.vrfIs("red");
-    bench.vrfIs("blue");
-    bench.ip6("red", "Ethernet1", "fe80::1/64", true);
-    bench.ip("red", "Ethernet1", "10.0.0.1/24");
-    bench.ip6("blue", "Ethernet1", "2001:db8::1/64");
-    EXPECT_THROW(bench.managerIs(), Zin::RangeError);
-    EXPECT_EQ(bench.manager, nullptr);
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
-
-    bench.tableIs("red");
-    bench.tableIs("blue");
-    auto const inATurn = [&] {
-        Zin::Turn turn;
-        bench.managerIs();
-    };
-    EXPECT_THROW(inATurn(), Zin::RangeError);
-    ASSERT_NE(bench.manager, nullptr);
-    EXPECT_THAT(bench.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
-    EXPECT_THAT(bench.rows("blue"), ElementsAre("2001:db8::1/64 Ethernet1"));
 }
 
 }  // namespace

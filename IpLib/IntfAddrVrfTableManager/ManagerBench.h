@@ -11,9 +11,11 @@
 #pragma once
 
 #include <fmt/format.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +36,19 @@ inline Texts textsOf(IpLib::IntfAddrVrfTable const& table) {
     }
     std::sort(texts.begin(), texts.end());
     return texts;
+}
+
+// The index by address holds the rows that the table holds.
+inline void expectConsistent(IpLib::IntfAddrVrfTable const& table) {
+    std::set<IpLib::IntfAddrEntryContent> rows;
+    std::set<IpLib::IntfAddrEntryContent> indexed;
+    for (auto const& row : table.intfAddrEntry()) {
+        rows.insert(row.key);
+    }
+    for (auto const& row : table.intfAddrEntryFromAddr()) {
+        indexed.insert(row.value->content());
+    }
+    EXPECT_EQ(rows, indexed);
 }
 
 class ManagerBench {

@@ -2,30 +2,24 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cmath>
 #include <functional>
-#include <random>
-#include <set>
 #include <string>
-#include <vector>
 
 #include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 
 namespace IpLib {
 namespace {
 
 using ::testing::AllOf;
 using ::testing::Contains;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::SizeIs;
+using Testing::Meddler;
 using Testing::SmBench;
 using Testing::Texts;
-using ::testing::UnorderedElementsAre;
 
 constexpr auto ipv4 = Nimb::AddressFamily::ipv4;
 constexpr auto ipv6 = Nimb::AddressFamily::ipv6;
@@ -406,32 +400,12 @@ TEST(InterfaceCleanup, ARequestWithoutATaskMachineFails) {
               "no intfCleanupSm when there is a delay 1.5");
 }
 
-// Observers may do anything while a clean-up tells of what it removes.
-class Meddler final : public IntfAddrVrfTable::Notifiee {
-public:
-    explicit Meddler(SmBench& bench, std::function<void()> step) : step_(std::move(step)) {
-        notifierIs(bench.table);
-    }
-
-private:
-    void handleIntfAddrEntryFromAddr(IntfAddrEntryKey const&) override { meddle(); }
-    void handleIntfAddrEntry(IntfAddrEntryContent const&) override { meddle(); }
-    void handleIntfAddrEntrySetFromSubnet(Nimb::IpGenPrefix const&) override { meddle(); }
-    void meddle() {
-        if (auto const step = std::exchange(step_, nullptr)) {
-            step();
-        }
-    }
-
-    std::function<void()> step_;
-};
-
 TEST(InterfaceCleanup, ATableThatIsEmptiedDuringACleanUpIsNoProblem) {
     SmBench bench;
     for (char const* const addr : {"10.0.0.1/24", "10.0.0.2/24", "10.0.1.1/24"}) {
         bench.secondary("Ethernet1", addr);
     }
-    Meddler const meddler(bench, [&] {
+    Meddler const meddler(bench, "", [&] {
         bench.table->intfAddrEntryFromAddrDelAll();
         bench.table->intfAddrEntrySetFromSubnetDelAll();
         bench.table->intfAddrEntryDelAll();
@@ -439,127 +413,6 @@ TEST(InterfaceCleanup, ATableThatIsEmptiedDuringACleanUpIsNoProblem) {
     bench.ipStatusDel("Ethernet1");
     bench.time.advance(1.5);
     EXPECT_THAT(bench.rows(), IsEmpty());
-}
-
-// The same rule as a plain walk of all that there is.
-struct PlainWalk {
-    std::set<IntfAddrEntryContent> rows;
-    std::set<IntfAddrEntryKey> rowsByAddr;
-    std::set<Nimb::IpGenPrefix> sets;
-    std::set<Nimb::IntfId> linkLocals;
-    std::set<IntfAddrWithMaskKey> deferred;
-
-    explicit PlainWalk(SmBench const& bench) {
-        for (auto const& row : bench.table->intfAddrEntry()) {
-            rows.insert(row.key);
-        }
-        for (auto const& row : bench.table->intfAddrEntryFromAddr()) {
-            rowsByAddr.insert(row.key);
-        }
-        for (auto const& set : bench.table->intfAddrEntrySetFromSubnet()) {
-            sets.insert(set.key);
-        }
-        for (auto const& row : bench.table->llIntfAddrEntryFromIntfId()) {
-            linkLocals.insert(row.key);
-        }
-        for (auto const& key : bench.sm->deferredIntfAddBacklog()->backlog()) {
-            deferred.insert(key.key);
-        }
-    }
-
-    void cleanUp(SmBench const& bench, Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
-        for (auto const& member : bench.table->intfAddrEntryFromAddr()) {
-            if (member.key.addr.family() == af && member.value->intfId() == intfId) {
-                rowsByAddr.erase(member.key);
-                rows.erase(member.value->content());
-            }
-        }
-        for (auto const& member : bench.table->intfAddrEntrySetFromSubnet()) {
-            if (member.key.family() == af && member.value->intfId() == intfId) {
-                sets.erase(member.key);
-                for (auto const& row : member.value->intfAddrEntry()) {
-                    rows.erase(row.value->content());
-                }
-                for (auto const& row : member.value->deprecatedIntfAddrEntry()) {
-                    rows.erase(row.value->content());
-                }
-            }
-        }
-        if (af == ipv6) {
-            linkLocals.erase(intfId);
-        }
-        std::erase_if(deferred, [&](auto const& key) {
-            return key.addrWithMask.family() == af && key.intfId == intfId;
-        });
-    }
-
-    friend bool operator==(PlainWalk const&, PlainWalk const&) = default;
-};
-
-// A table of any content, consistent or not: rows here and there, in sets of their own interface or
-// another, deprecated or not, and keys that wait.
-void fillAtRandom(SmBench& bench, std::mt19937& random) {
-    auto const below = [&](std::uint_fast32_t end) { return random() % end; };
-    auto& table = *bench.table;
-    for (auto left = below(30); left > 0; --left) {
-        Nimb::IntfId const intfId(below(8) == 0 ? "" : fmt::format("Ethernet{}", below(3)));
-        std::string const text =
-            below(2) == 0
-                ? fmt::format("10.0.{}.{}/24", below(3), 1 + below(3))
-                : fmt::format("{}::{}/64", below(3) == 0 ? "fe80" : "2001:db8", 1 + below(5));
-        Nimb::IpGenAddrWithMask const addr(text);
-        auto const key = addr.isV6LinkLocal() ? IntfAddrEntryKey::makeLlKey(addr.address(), intfId)
-                                              : IntfAddrEntryKey{{}, addr.address(), below(8) == 0};
-        auto const row = table.intfAddrEntryIs({key, intfId, addr.prefix()});
-        if (below(5) > 0) {
-            table.intfAddrEntryFromAddrIs(row);
-        }
-        if (addr.isV6LinkLocal()) {
-            table.llIntfAddrEntryFromIntfIdIs(row);
-        }
-        if (below(5) > 0) {
-            if (!table.intfAddrEntrySetFromSubnetHas(addr.prefix())) {
-                table.intfAddrEntrySetFromSubnetIs(intfAddrEntrySetFactory(intfId, addr.prefix()));
-            }
-            auto const set = table.intfAddrEntrySetFromSubnet(addr.prefix());
-            if (below(3) == 0) {
-                set->deprecatedIntfAddrEntryIs(row);
-            } else {
-                set->intfAddrEntryIs(row);
-            }
-        }
-        if (below(5) == 0) {
-            table.intfAddrEntryDel({key, intfId, addr.prefix()});
-        }
-        if (below(2) == 0) {
-            bench.sm->deferredIntfAddBacklog()->backlogIs({intfId, addr});
-        }
-    }
-}
-
-TEST(InterfaceCleanup, RemovesWhatAPlainWalkOfTheTableRemovesAndNothingElse) {
-    std::mt19937 random(1);
-    std::size_t removed = 0;
-    std::size_t kept = 0;
-    for (int i = 0; i < 500; ++i) {
-        SmBench bench;
-        fillAtRandom(bench, random);
-        for (int cleanups = 0; cleanups < 3; ++cleanups) {
-            Nimb::IntfId const intfId(fmt::format("Ethernet{}", random() % 4));
-            auto const af = random() % 2 == 0 ? ipv4 : ipv6;
-            PlainWalk expected(bench);
-            std::size_t const before = expected.rows.size();
-            expected.cleanUp(bench, intfId, af);
-            removed += before - expected.rows.size();
-            kept += expected.rows.size();
-
-            bench.sm->processCleanupIntf(intfId, af);
-
-            ASSERT_EQ(PlainWalk(bench), expected) << i << " " << intfId;
-        }
-    }
-    EXPECT_GT(removed, 500u);
-    EXPECT_GT(kept, 500u);
 }
 
 }  // namespace

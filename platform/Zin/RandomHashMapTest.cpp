@@ -1,0 +1,143 @@
+// HashMap2018 under random changes and walks, against a naive statement of what it is.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <random>
+#include <vector>
+
+#include "Zin/HashMap2018.h"
+#include "Zin/TestNumber.h"
+
+namespace Zin {
+namespace {
+
+// Hashes of every quality, the worst included: what differs is where keys stand, not what is found.
+struct GoodHash {
+    std::uint32_t seed;
+    std::uint32_t operator()(Number const& key) const { return key.hash(seed); }
+};
+struct CrowdedHash {  // a handful of homes, a handful of tags
+    std::uint32_t seed;
+    std::uint32_t operator()(Number const& key) const { return key.hash(seed) & 0xc0000003; }
+};
+struct ConstantHash {
+    std::uint32_t seed;
+    std::uint32_t operator()(Number const&) const { return seed; }
+};
+
+template <class Hash>
+class RandomHashMap : public testing::Test {};
+using Hashes = testing::Types<GoodHash, CrowdedHash, ConstantHash>;
+TYPED_TEST_SUITE(RandomHashMap, Hashes);
+
+// The naive statement: members in a row, each with the number of its insertion. A walk that has
+// shown the member of number n shows next the first one with a greater number.
+struct NaiveMember {
+    std::uint64_t number;
+    int key;
+    int value;
+};
+
+TYPED_TEST(RandomHashMap, BehavesAsARowOfMembersDoesUnderChangesAndWalks) {
+    using TestedMap = HashMap2018<Number, int, TypeParam>;
+    struct LiveWalk {
+        typename TestedMap::Iterator walk;
+        std::uint64_t shown;
+    };
+    std::mt19937 random(2018);
+    auto const upTo = [&random](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(limit));
+    };
+    TestedMap map(0);
+    std::vector<NaiveMember> naive;
+    std::vector<LiveWalk> walks;
+    std::uint64_t inserted = 0;
+    auto const naiveFind = [&naive](int key) {
+        return std::find_if(naive.begin(), naive.end(),
+                            [key](NaiveMember const& member) { return member.key == key; });
+    };
+
+    for (int step = 0; step < 60'000; ++step) {
+        int const keySpace = step / 5'000 % 2 == 0 ? 150 : 20;  // grows and shrinks by turns
+        int const key = upTo(150);
+        auto const at = naiveFind(key);
+        bool const there = at != naive.end();
+        ASSERT_EQ(map.contains({key}), there);
+        if (there) {
+            ASSERT_EQ(*map.find({key}), at->value);
+        }
+        switch (upTo(8)) {
+            case 0:
+            case 1:
+                if (key < keySpace) {
+                    ASSERT_EQ(map.emplace({key}, step).inserted, !there);
+                    if (!there) {
+                        naive.push_back({++inserted, key, step});
+                    }
+                }
+                break;
+            case 2:
+                if (key < keySpace) {
+                    ASSERT_EQ(map.insertOrAssign({key}, step), !there);
+                    if (there) {
+                        at->value = step;
+                    } else {
+                        naive.push_back({++inserted, key, step});
+                    }
+                }
+                break;
+            case 3:
+                ASSERT_EQ(map.erase({key}), there);
+                if (there) {
+                    naive.erase(at);
+                }
+                break;
+            case 4:
+                ASSERT_EQ(map.take({key}), there ? at->value : 0);
+                if (there) {
+                    naive.erase(at);
+                }
+                break;
+            case 5:
+                if (there) {
+                    walks.push_back({map.from({key}), at->number});
+                }
+                break;
+            default:
+                if (!walks.empty()) {
+                    std::size_t const which = random() % walks.size();
+                    LiveWalk& live = walks[which];
+                    auto const next = std::find_if(
+                        naive.begin(), naive.end(),
+                        [&live](NaiveMember const& member) { return member.number > live.shown; });
+                    ++live.walk;
+                    if (next == naive.end()) {
+                        ASSERT_TRUE(live.walk == map.end());
+                        walks.erase(walks.begin() + static_cast<std::ptrdiff_t>(which));
+                    } else {
+                        ASSERT_FALSE(live.walk == map.end());
+                        ASSERT_EQ(live.walk->key.value, next->key);
+                        ASSERT_EQ(live.walk->value, next->value);
+                        live.shown = next->number;
+                    }
+                }
+        }
+        if (upTo(3'000) == 0) {
+            map.clear();
+            naive.clear();
+        }
+        ASSERT_EQ(map.size(), naive.size());
+        if (step % 50 == 0) {
+            std::vector<int> expected;
+            for (NaiveMember const& member : naive) {
+                expected.push_back(member.key);
+            }
+            ASSERT_EQ(keys(map), expected);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Zin
