@@ -26,6 +26,7 @@ TEST(OperStatus, EveryStateHasItsNumberAndItsName) {
         EXPECT_EQ(toStrep(status), name);
         EXPECT_EQ(fmt::format("{}", status), name);
         EXPECT_EQ(valueToStrep(status), fmt::format("'{}'", name));
+        EXPECT_EQ(testing::PrintToString(status), name);
     }
 }
 

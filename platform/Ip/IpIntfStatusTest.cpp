@@ -104,5 +104,35 @@ TEST(IpIntfStatus, RemovingAllSecondariesUnobservedEmptiesTheSet) {
     EXPECT_THAT(bench.secondaries(), IsEmpty());
 }
 
+TEST(IpIntfStatus, AnObserverIsToldOnlyOfWhatItAsksFor) {
+    struct OfPrimary final : IpIntfStatus::Notifiee {
+        void handleActiveAddrWithMask() override { ++told; }
+        int told = 0;
+    } ofPrimary;
+    struct OfSource final : IpIntfStatus::Notifiee {
+        void handleUnnumberedIntfId() override { ++told; }
+        int told = 0;
+    } ofSource;
+    struct OfSecondaries final : IpIntfStatus::Notifiee {
+        void handleSecondaryActiveAddrWithMask(Nimb::IpAddrWithMask const&) override { ++told; }
+        int told = 0;
+    } ofSecondaries;
+    Bench bench;
+    ofPrimary.notifierIs(bench.status);
+    ofSource.notifierIs(bench.status);
+    ofSecondaries.notifierIs(bench.status);
+
+    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    bench.status->unnumberedIntfIdIs("Loopback0");
+    bench.status->unnumberedIntfIdIs("Loopback1");
+    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
+    bench.status->secondaryActiveAddrWithMaskDelAll();
+
+    EXPECT_EQ(ofPrimary.told, 1);
+    EXPECT_EQ(ofSource.told, 2);
+    EXPECT_EQ(ofSecondaries.told, 4);
+}
+
 }  // namespace
 }  // namespace Ip

@@ -4,6 +4,22 @@
 
 #include <csignal>
 #include <cstdio>
+#include <stdexcept>
+
+namespace {
+
+// Its display fails.
+struct Unspeakable {};
+
+}  // namespace
+
+template <>
+struct fmt::formatter<Unspeakable> : fmt::formatter<int> {
+    template <class Context>
+    auto format(Unspeakable, Context& context) const -> decltype(context.out()) {
+        throw std::runtime_error("unspeakable");
+    }
+};
 
 namespace Pell {
 namespace {
@@ -46,6 +62,16 @@ TEST_F(Assertions, ThrowWhereAskedTo) {
         EXPECT_EQ(error.function(), "compare");
         EXPECT_EQ(error.message(), "1 is not two");
         EXPECT_STREQ(error.what(), "Heron::compare: assertion 'a == b' failed: 1 is not two");
+    }
+}
+
+TEST_F(Assertions, AreToldByTheirFormatWhereTheyCannotBeFormatted) {
+    ThrowOnAssertion const throws;
+    try {
+        fmassert(handle, "a == b", "compare", "{} is not {}", 1, Unspeakable());
+        FAIL() << "went on after a failed assertion";
+    } catch (AssertionError const& error) {
+        EXPECT_EQ(error.message(), "{} is not {}");
     }
 }
 

@@ -108,5 +108,12 @@ TEST(DumpContext, IsWhatAMachineWritesItsStateTo) {
     EXPECT_EQ(context->text(), "   idle\n");
 }
 
+TEST(DumpContext, StaysEmptyWhereAMachineHasNothingToShow) {
+    class Machine final : public BaseOutputSm {};
+    auto const context = textDumpContextFactory(false, 1);
+    Zin::make<Machine>()->dumpState(context, 3);
+    EXPECT_EQ(context->text(), "");
+}
+
 }  // namespace
 }  // namespace Velk

@@ -206,6 +206,11 @@ TEST(HashMap2018, CopiesOfAWalkGoTheirOwnWays) {
     ++second;
     EXPECT_EQ(second->key.value, 3);
     EXPECT_EQ(first->key.value, 3);
+    auto const& same = first;
+    first = same;
+    EXPECT_EQ(first->key.value, 3);
+    map->erase({3});
+    EXPECT_TRUE(first == map->end());
 }
 
 TEST(HashMap2018DeathTest, MisusingAWalkStopsTheProcess) {
