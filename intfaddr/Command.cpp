@@ -11,6 +11,7 @@
 
 #include "Pell/Assertion.h"
 #include "Pell/TraceHandle.h"
+#include "feeds/scenario/Operations.h"
 #include "intfaddr/JsonReport.h"
 #include "intfaddr/Machine.h"
 #include "intfaddr/Printable.h"
@@ -131,6 +132,11 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
         ->allow_extra_args(false)
         ->needs(trace)
         ->check(checkTraceClass);
+    std::string operations;
+    for (auto const& operation : Scenario::operations()) {
+        operations += fmt::format("  {}{}{}\n", operation.name,
+                                  operation.fields.empty() ? "" : ": ", toText(operation.fields));
+    }
     command->footer(
         "Prints JSON Lines: what the file asks for (snapshot, lowest6, dump), what fails, and\n"
         "what the options ask for, each with the scenario's time t. The same file prints the\n"
@@ -138,7 +144,10 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
         "  echo '{\"op\":\"snapshot\"}' | intfaddr replay -\n"
         "Exit status: 0; 1 if an expectation of the file failed; 2 for a bad argument, or where\n"
         "the file is wrong, which is told as FILE:LINE: MESSAGE; 3 if an invariant of the library\n"
-        "failed; 70 if something else went wrong.");
+        "failed; 70 if something else went wrong.\n"
+        "\n"
+        "Operations and their fields, the optional ones in brackets; each may have a time, at:\n" +
+        operations);
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 #include "feeds/scenario/Replayer.h"
 #include "intfaddr/Printable.h"
-#include "intfaddr/Progress.h"
+#include "intfaddr/ProgressLine.h"
 
 namespace IntfAddr {
 

@@ -1,4 +1,4 @@
-#include "intfaddr/Progress.h"
+#include "intfaddr/ProgressLine.h"
 
 #include <fmt/format.h>
 
