@@ -17,7 +17,7 @@ from snapshot import compact
 
 
 def replay(source: Iterable[str], write: Callable[[str], None], **output) -> int:
-    """Gives every line that is printed to `write`. Returns the exit status; raises ScenarioError."""
+    """Gives `write` every line that is printed. Returns the exit status; raises ScenarioError."""
     router = Router(write, **output)
     for number, line in enumerate(source, 1):
         if line.startswith("#") or not line.strip():
