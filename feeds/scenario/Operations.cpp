@@ -17,6 +17,7 @@ using Routing::Inputs;
 
 constexpr std::string_view ipWithMask = "an IPv4 address with a prefix length";
 constexpr std::string_view ip6WithMask = "an IPv6 address with a prefix length";
+constexpr std::uint32_t maxIndent = 10'000;
 
 Nimb::IpAddrWithMask ipAddr(Fields const& fields, std::string_view name = "addr") {
     return fields.value<Nimb::IpAddrWithMask>(name, ipWithMask);
@@ -61,16 +62,11 @@ Nimb::Ip6Addr vip6(Fields const& fields) {
     return fields.value<Nimb::Ip6Addr>("addr", "an IPv6 address");
 }
 
-Zin::Seconds notNegative(Fields const& fields, std::string_view name) {
-    Zin::Seconds const seconds = fields.number(name);
-    if (seconds < 0.0) {
-        throw fields.error(name, "a number that is not negative");
-    }
-    return seconds;
-}
-
 void advance(Run& run, Fields const& fields) {
-    Zin::Seconds const seconds = notNegative(fields, "seconds");
+    Zin::Seconds const seconds = fields.number("seconds");
+    if (seconds < 0.0) {
+        throw fields.error("seconds", "a number that is not negative");
+    }
     if (!std::isfinite(run.timeOfLine() + seconds)) {
         throw fields.error("seconds", "a time that can be reached");
     }
@@ -100,7 +96,12 @@ void dump(Run& run, Fields const& fields) {
     if (what != "tables" && what != "sm") {
         throw fields.error("what", "\"tables\" or \"sm\"");
     }
+    // Every line has its blanks: more of them than anyone can read would take all the memory. An
+    // indentation near 2^32 has few (see Velk/DumpContext.h).
     std::uint32_t const indent = fields.count("indent");
+    if (std::min(indent, 0u - indent) > maxIndent) {
+        throw fields.error("indent", fmt::format("an indentation of at most {} blanks", maxIndent));
+    }
     auto const context =
         Velk::textDumpContextFactory(fields.flag("verbose"), fields.count("maxEntries"));
     run.passTime();
@@ -330,8 +331,8 @@ Operation const& operationOf(std::string_view name) {
 }
 
 Config readConfig(Fields const& fields) {
-    return {.machines = {.intfCleanupDelay = notNegative(fields, "intfCleanupDelay"),
-                         .deferredIntfAddDelay = notNegative(fields, "deferredIntfAddDelay"),
+    return {.machines = {.intfCleanupDelay = fields.number("intfCleanupDelay"),
+                         .deferredIntfAddDelay = fields.number("deferredIntfAddDelay"),
                          .ignoreKernelInterfaceState = fields.flag("ignoreKernelInterfaceState"),
                          .taskPriority =
                              static_cast<Velk::TaskPriority>(fields.count("taskPriority", 255))},

@@ -1,5 +1,6 @@
 #include "feeds/scenario/Operations.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "feeds/scenario/TestReplay.h"
@@ -207,6 +208,16 @@ TEST(Operations, DumpsOfTheTables) {
     EXPECT_THAT(dumps[1], Not(HasSubstr("vrf red")));
     EXPECT_EQ(dumps[2], dumps[0]);
     EXPECT_THAT(dumps[3], testing::StartsWith(R"({"t":0.0,"dump":"   AllIntfAddrVrfTable\n)"));
+}
+
+TEST(Operations, DumpsAreIndentedAsFarAsAnyoneCanRead) {
+    for (auto const* const indent : {"10000", "4294967294", "4294957296"}) {
+        EXPECT_THAT(printed({fmt::format(R"({{"op":"dump","indent":{}}})", indent)}), SizeIs(1));
+    }
+    for (auto const* const indent : {"10001", "2147483648", "4294957295"}) {
+        EXPECT_THAT(replayed({fmt::format(R"({{"op":"dump","indent":{}}})", indent)}).error,
+                    HasSubstr("'indent': expected an indentation of at most 10000 blanks"));
+    }
 }
 
 TEST(Operations, DumpsOfTheMachinesAreInOrderOfTheirVrfs) {

@@ -46,9 +46,7 @@ TEST(Replayer, ConfigurationComesFirstOrNotAtAll) {
 TEST(Replayer, ConfigurationIsOfNumbersThatMakeSense) {
     using Case = std::pair<char const*, char const*>;
     for (auto const& [field, why] :
-         {Case(R"("intfCleanupDelay":-0.5)", "'intfCleanupDelay': expected a number that is not "),
-          Case(R"("deferredIntfAddDelay":-1)", "'deferredIntfAddDelay': expected a number that"),
-          Case(R"("intfCleanupDelay":"1")", "'intfCleanupDelay': expected a number"),
+         {Case(R"("intfCleanupDelay":"1")", "'intfCleanupDelay': expected a number"),
           Case(R"("ignoreKernelInterfaceState":1)", "expected true or false, found 1"),
           Case(R"("taskPriority":256)", "'taskPriority': expected an integer from 0 to 255"),
           Case(R"("taskPriority":1.5)", "'taskPriority': expected an integer from 0 to 255"),
@@ -57,6 +55,9 @@ TEST(Replayer, ConfigurationIsOfNumbersThatMakeSense) {
         auto const run = replayed({line(R"("op":"config",)" + std::string(field))});
         EXPECT_THAT(run.error, HasSubstr(why));
     }
+    EXPECT_EQ(
+        replayed({R"({"op":"config","intfCleanupDelay":-1,"deferredIntfAddDelay":-0.5})"}).outcome,
+        Outcome::completed);
     EXPECT_EQ(replayed({R"({"op":"config","intfCleanupDelay":0,"deferredIntfAddDelay":0.5,)"
                         R"("ignoreKernelInterfaceState":true,"taskPriority":255,"yieldEvery":1})"})
                   .outcome,
