@@ -4,8 +4,8 @@
 //   intfaddr replay FILE [--events] [--trace N] [--class NAME]...
 //
 // Exit status: 0; 2 for a command line that makes no sense, with a message that says why; 70 if
-// something went wrong that should not. show: 1 if nothing owns ADDRESS. replay: 1 if an expectation
-// of the file failed, 2 if something is wrong with the file, 3 if an invariant failed.
+// something went wrong that should not. show: 1 if nothing owns ADDRESS. replay: 1 if an
+// expectation of the file failed, 2 if something is wrong with the file, 3 if an invariant failed.
 #pragma once
 
 #include <string>

@@ -68,7 +68,7 @@ private:
         Fields const field({{"at", *member}}, syntax);
         Zin::Seconds const at = field.number("at");
         if (at < now()) {
-            throw field.error("at", fmt::format("no time before the present one, {}", now()));
+            throw field.error("at", fmt::format("a time from {} on", now()));
         }
         object.erase(member);
         return at;

@@ -37,6 +37,13 @@ Run::~Run() {
     }
 }
 
+void Run::carryOut(std::uint64_t line, std::optional<Zin::Seconds> at,
+                   std::function<void()> const& operation) {
+    line_ = line;
+    at_ = at;
+    guarded(operation);
+}
+
 void Run::passTime() {
     if (at_) {
         advanceTo(*std::exchange(at_, std::nullopt));
@@ -54,10 +61,7 @@ void Run::advanceTo(Zin::Seconds time) {
             throw LineError(
                 fmt::format("tasks ran more than {} times on the way to {}", maxTaskRuns_, time));
         }
-        guarded([&] {
-            goesOn = true;
-            goesOn = Velk::advanceToNextRun(*clock_, *router_->scheduler(), time);
-        });
+        guarded([&] { goesOn = Velk::advanceToNextRun(*clock_, *router_->scheduler(), time); });
     }
 }
 

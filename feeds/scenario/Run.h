@@ -64,9 +64,10 @@ public:
     Zin::Seconds timeOfLine() const { return at_.value_or(now()); }
 
     // Carries out one line: `operation` does one thing to the router, or calls passTime() itself.
-    // Throws LineError if that makes no sense, with nothing applied and no time passed.
-    template <class Operation>
-    void carryOut(std::uint64_t line, std::optional<Zin::Seconds> at, Operation&& operation);
+    // Throws LineError if that makes no sense, with nothing applied and no time passed; and where
+    // the time of the line cannot be reached, since tasks run too often on the way.
+    void carryOut(std::uint64_t line, std::optional<Zin::Seconds> at,
+                  std::function<void()> const& operation);
     // Moves the clock to the time that the line gives, if it gives one.
     void passTime();
     // Moves the clock; the tasks that fall due run, and what they throw is printed.
@@ -95,12 +96,5 @@ private:
     std::unique_ptr<Routing::Router> router_;
     std::unique_ptr<EventPrinter> eventPrinter_;
 };
-
-template <class Operation>
-void Run::carryOut(std::uint64_t line, std::optional<Zin::Seconds> at, Operation&& operation) {
-    line_ = line;
-    at_ = at;
-    guarded(operation);
-}
 
 }  // namespace Scenario
