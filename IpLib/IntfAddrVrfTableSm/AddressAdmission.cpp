@@ -64,9 +64,14 @@ void IntfAddrVrfTableSm::updateByIntfId(IntfAddrWithMaskKey const& key, bool isP
 }
 
 void IntfAddrVrfTableSm::addIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
-    write([this, key] {
-        addRecord(allIntfAddrWithMask_->allHas(key) ? allIntfAddrWithMask_->all(key)
-                                                    : IntfAddrWithMask(key));
+    // An address that is withdrawn while this waits for its turn is not admitted any more.
+    bool const isPresent = allIntfAddrWithMask_->allHas(key);
+    write([this, key, isPresent] {
+        if (allIntfAddrWithMask_->allHas(key)) {
+            addRecord(allIntfAddrWithMask_->all(key));
+        } else if (!isPresent) {
+            addRecord(IntfAddrWithMask(key));
+        }
     });
 }
 
@@ -182,8 +187,8 @@ void IntfAddrVrfTableSm::addIp6LinkLocal(IntfAddrWithMask const& record) {
     }
 }
 
-// The task is asked here rather than left to the next row that goes: what the address waits for may
-// have gone already, as with a changed prefix length, whose old row leaves within the same turn.
+// Each address that comes to wait is tried once the delay is over, also where no row leaves until
+// then.
 void IntfAddrVrfTableSm::defer(IntfAddrWithMaskKey const& key) {
     deferredIntfAddBacklog_->backlogIs(key);
     if (deferredIntfAddSm()) {

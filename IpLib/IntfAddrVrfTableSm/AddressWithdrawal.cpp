@@ -63,7 +63,8 @@ void IntfAddrVrfTableSm::removeFromSet(Place const& place) {
 }
 
 // Another link-local address of the interface is waiting, if there is one, and never comes here: so
-// the interface's link-local row is the one that goes.
+// the interface's link-local row is the one that goes. Only the same address with another prefix
+// length is not made to wait, and takes the indexes along when it goes.
 void IntfAddrVrfTableSm::removeIp6LinkLocal(IntfAddrWithMaskKey const& key) {
     Place const place(key);
     auto& table = *intfAddrVrfTable_;

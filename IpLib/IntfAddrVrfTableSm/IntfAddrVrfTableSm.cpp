@@ -271,6 +271,34 @@ Zin::Ptr<IntfAddrVrfTableSm::Ip6IntfStatusSm> IntfAddrVrfTableSm::ip6IntfStatusS
     return statusSmIs(ip6IntfStatusSm_, "ip6IntfStatus", status, parent, all);
 }
 
+// A machine that goes asks for its interface's clean-up, and then withdraws what it published. The
+// clean-up may be carried out at once: its observers hear of it when all is withdrawn, so that what
+// they publish for the interface then is new.
+template <class Sms>
+auto IntfAddrVrfTableSm::smDel(Sms& sms, Nimb::IntfId const& intfId) {
+    decltype(sms.del(intfId)) gone;
+    holdingTable([&] { gone = sms.del(intfId); });
+    return gone;
+}
+
+Zin::Ptr<IntfAddrVrfTableSm::IpIntfStatusSm> IntfAddrVrfTableSm::ipIntfStatusSmDel(
+    Nimb::IntfId const& intfId) {
+    return smDel(ipIntfStatusSm_, intfId);
+}
+
+Zin::Ptr<IntfAddrVrfTableSm::Ip6IntfStatusSm> IntfAddrVrfTableSm::ip6IntfStatusSmDel(
+    Nimb::IntfId const& intfId) {
+    return smDel(ip6IntfStatusSm_, intfId);
+}
+
+void IntfAddrVrfTableSm::ipIntfStatusSmDelAll() {
+    Zin::handleAll(ipIntfStatusSm(), [this](auto const& intfId) { ipIntfStatusSmDel(intfId); });
+}
+
+void IntfAddrVrfTableSm::ip6IntfStatusSmDelAll() {
+    Zin::handleAll(ip6IntfStatusSm(), [this](auto const& intfId) { ip6IntfStatusSmDel(intfId); });
+}
+
 Zin::Ptr<AllIntfAddrWithMask> const& IntfAddrVrfTableSm::allIntfAddrWithMaskIs() {
     if (!allIntfAddrWithMask_) {
         allIntfAddrWithMask_ = allIntfAddrWithMaskFactory();

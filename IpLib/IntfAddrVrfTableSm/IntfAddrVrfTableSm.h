@@ -15,11 +15,12 @@
 //          ^              '--another interface has it or its subnet----^
 //          '--withdrawn, or its interface's clean-up carried out--'
 //
-// Invariant: a key is in the deferred backlog only while AllIntfAddrWithMask has it, or while a
-// clean-up of its interface is pending, which takes it along; a row of an
-// address is in the rows, in the by-address index, and in one collection of its subnet's set (in
-// none if it is link-local; then it is its interface's link-local row). A subnet's set is of one
-// interface. A virtual address has a row and its by-address index, and nothing else.
+// Invariant, but where deprecated addresses outlive their subnet's set, or one address comes with
+// two prefix lengths or from two places of one interface: a key is in the deferred backlog only
+// while AllIntfAddrWithMask has it, or while a clean-up of its interface is pending, which takes it
+// along; a row of an address is in the rows, in the by-address index, and in one collection of its
+// subnet's set (in none if it is link-local; then it is its interface's link-local row). A subnet's
+// set is of one interface. A virtual address has a row and its by-address index, and nothing else.
 //
 // Owned by IntfAddrVrfTableSmManager. Inputs and table outlive it or not, as they please;
 // destroying it stops all updates and drops what its tasks had pending.
@@ -126,10 +127,8 @@ public:
     Zin::Ptr<IpIntfStatusSm> ipIntfStatusSmIs(Zin::Ptr<Ip::IpIntfStatus const> const& status,
                                               AfParent const& parent,
                                               Zin::Ptr<AllIntfAddrWithMask> const& all);
-    Zin::Ptr<IpIntfStatusSm> ipIntfStatusSmDel(Nimb::IntfId const& intfId) {
-        return ipIntfStatusSm_.del(intfId);
-    }
-    void ipIntfStatusSmDelAll() { ipIntfStatusSm_.delAll(); }
+    Zin::Ptr<IpIntfStatusSm> ipIntfStatusSmDel(Nimb::IntfId const& intfId);
+    void ipIntfStatusSmDelAll();
 
     auto const& ip6IntfStatusSm() const { return ip6IntfStatusSm_.map(); }
     Zin::Ptr<Ip6IntfStatusSm> ip6IntfStatusSm(Nimb::IntfId const& intfId) const {
@@ -138,13 +137,12 @@ public:
     Zin::Ptr<Ip6IntfStatusSm> ip6IntfStatusSmIs(Zin::Ptr<Ip6::IntfStatus const> const& status,
                                                 AfParent const& parent,
                                                 Zin::Ptr<AllIntfAddrWithMask> const& all);
-    Zin::Ptr<Ip6IntfStatusSm> ip6IntfStatusSmDel(Nimb::IntfId const& intfId) {
-        return ip6IntfStatusSm_.del(intfId);
-    }
-    void ip6IntfStatusSmDelAll() { ip6IntfStatusSm_.delAll(); }
+    Zin::Ptr<Ip6IntfStatusSm> ip6IntfStatusSmDel(Nimb::IntfId const& intfId);
+    void ip6IntfStatusSmDelAll();
 
     // The other children: null where there is none. The clean-up two exist only where
-    // intfCleanupDelay is not zero. Is keeps a child that was made of the same arguments.
+    // intfCleanupDelay is not zero. Is keeps a child that was made of the same arguments. A machine
+    // whose working rows or backlogs were taken away handles no more input.
     Zin::Ptr<AllIntfAddrWithMask> const& allIntfAddrWithMask() const {
         return allIntfAddrWithMask_;
     }
@@ -174,7 +172,7 @@ public:
         Scheduler const& scheduler);
     Zin::Ptr<DeferredIntfAddSm> deferredIntfAddSmDel() { return deferredIntfAddSm_.del(); }
 
-    // Handlers of the status inputs: the only ones that start and stop an interface's machine.
+    // Handlers of the status inputs: they start an interface's machine and stop it.
     void handleVrfIpIntfStatus();
     void handleIpIntfStatusAll();
     void handleIpIntfStatus(Nimb::IntfId const& intfId);
@@ -300,9 +298,14 @@ private:
 
     // One piece of work on the table at a time: what comes up while observers of the table are told
     // of another waits until that is done, in the order of its coming. A machine that its observers
-    // bring down meanwhile leaves the table to whoever comes after it.
+    // bring down meanwhile drops what waits: the table is left to whoever comes after it.
     template <class Work>
     void write(Work work);
+    // Does `step`; work on the table that comes up meanwhile waits for its end.
+    template <class Step>
+    void holdingTable(Step step);
+    template <class Sms>
+    auto smDel(Sms& sms, Nimb::IntfId const& intfId);
 
     // Decisions.
     void decide(IntfAddrWithMaskKey const& key);
@@ -363,12 +366,21 @@ template <class Work>
 void IntfAddrVrfTableSm::write(Work work) {
     if (writing_) {
         waitingWork_.emplace_back(std::move(work));
+    } else {
+        holdingTable(std::move(work));
+    }
+}
+
+template <class Step>
+void IntfAddrVrfTableSm::holdingTable(Step step) {
+    if (writing_) {
+        step();
         return;
     }
     bool const tearingDown = retired();
     Zin::Turn turn;
     writing_ = true;
-    turn.run(work);
+    turn.run(step);
     for (std::size_t i = 0; i < waitingWork_.size() && retired() == tearingDown; ++i) {
         turn.run(std::exchange(waitingWork_[i], nullptr));
     }

@@ -23,12 +23,13 @@ void IntfAddrVrfTableSm::handleKernelIntf(Nimb::IntfId const& intfId) {
     if (smConfig_.ignoreKernelInterfaceState) {
         return;
     }
-    // An observer of what goes may bring this machine down, after which it cleans up no more.
+    // An observer of what goes may bring this machine down, after which it cleans up no more, or
+    // bring the device back.
     for (auto const af : {Nimb::AddressFamily::ipv4, Nimb::AddressFamily::ipv6}) {
         if (retired()) {
             return;
         }
-        if (isPresent) {
+        if (kernelIntfPresent(intfId)) {
             processPendingDeferredCleanup(intfId, af);
         } else {
             // Its addresses stay published: they wait for the device.
@@ -46,9 +47,9 @@ void IntfAddrVrfTableSm::readmit(Nimb::IntfId const& intfId) {
     }
     if (auto const published = allIntfAddrWithMask_->byIntfId(intfId)) {
         // An observer of what is admitted may take the device away again, or bring this machine
-        // down.
+        // down. An address that has been withdrawn is in this view until its turn comes.
         Zin::handleAll(published->byIntfId(), [this](auto const& key) {
-            if (!retired() && kernelIntfPresent(key.intfId)) {
+            if (!retired() && kernelIntfPresent(key.intfId) && allIntfAddrWithMask_->allHas(key)) {
                 addIntfAddrWithMask(key);
             }
         });

@@ -1,9 +1,7 @@
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <utility>
-
 #include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 #include "Zin/Registry.h"
 
 namespace IpLib {
@@ -283,30 +281,13 @@ TEST(KernelPresence, ChangesBearTheTimeOfTheClockAlsoWhereItStandsStill) {
                                             "2.5 Ethernet1 in", "2.5 Ethernet1 in"));
 }
 
-// Does one thing, once, when a row of the table is added or removed.
-class Observer final : public IntfAddrVrfTable::Notifiee {
-public:
-    Observer(SmBench const& bench, std::function<void()> then) : then_(std::move(then)) {
-        notifierIs(bench.table);
-    }
-
-private:
-    void handleIntfAddrEntry(IntfAddrEntryContent const&) override {
-        if (then_) {
-            std::exchange(then_, nullptr)();
-        }
-    }
-
-    std::function<void()> then_;
-};
-
 TEST(KernelPresence, AnObserverOfTheAddressesThatComeBackMayTakeTheDeviceAway) {
     SmBench bench(atOnce);
     bench.ip("Ethernet1", "10.0.0.1/24");
     bench.secondary("Ethernet1", "10.0.1.1/24");
     bench.kernelDel("Ethernet1");
     ASSERT_THAT(bench.rows(), IsEmpty());
-    Observer const observer(bench, [&] { bench.kernelDel("Ethernet1"); });
+    Testing::Meddler const meddler(bench, "", [&] { bench.kernelDel("Ethernet1"); });
 
     bench.kernelIs("Ethernet1");
 
@@ -315,11 +296,52 @@ TEST(KernelPresence, AnObserverOfTheAddressesThatComeBackMayTakeTheDeviceAway) {
     EXPECT_THAT(bench.sets(), IsEmpty());
 }
 
+TEST(KernelPresence, AnObserverMayWithdrawAnAddressBeforeItsDeviceIsReportedAgain) {
+    for (auto const* const addr : {"10.0.0.1/24", "10.2.0.1/24"}) {
+        SmBench bench;
+        bench.ip("Ethernet1", addr);
+        Testing::Meddler const meddler(bench, "addr=10.3.0.1", [&] {
+            bench.ip("Ethernet1", "");
+            bench.ip("Ethernet2", "10.2.0.1/24");
+            bench.kernelIs("Ethernet1");
+        });
+        bench.ip("Ethernet3", "10.3.0.1/24");
+        ASSERT_TRUE(meddler.done());
+        bench.time.advance(100.0);
+        EXPECT_THAT(bench.rows(), ElementsAre("10.2.0.1/24 Ethernet2", "10.3.0.1/24 Ethernet3"));
+        EXPECT_THAT(bench.deferred(), IsEmpty());
+    }
+}
+
+TEST(KernelPresence, AnObserverMayWithdrawALinkLocalAddressBeforeItsDeviceIsReportedAgain) {
+    SmBench bench;
+    bench.ip6("Ethernet1", "fe80::1/64");
+    Testing::Meddler const meddler(bench, "addr=10.3.0.1", [&] {
+        bench.ip6Del("Ethernet1", "fe80::1/64");
+        bench.kernelIs("Ethernet1");
+    });
+    bench.ip("Ethernet3", "10.3.0.1/24");
+    EXPECT_THAT(bench.linkLocals(), IsEmpty());
+    EXPECT_THAT(bench.rows(), ElementsAre("10.3.0.1/24 Ethernet3"));
+}
+
+TEST(KernelPresence, AnObserverOfACleanupMayBringTheDeviceBack) {
+    SmBench bench(atOnce);
+    bench.ip("Ethernet1", "10.0.0.1/24");
+    bench.ip6("Ethernet1", "2001:db8::1/64");
+    Testing::Meddler const meddler(bench, "intfAddrEntry intfId=;addr=10.0.0.1",
+                                   [&] { bench.kernelIs("Ethernet1"); });
+    bench.kernelDel("Ethernet1");
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(bench.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1",
+                                          "2001:db8::/64 Ethernet1 2001:db8::1"));
+}
+
 TEST(KernelPresence, AMachineThatIsBroughtDownByItsCleanupLeavesTheTableToItsSuccessor) {
     SmBench bench(atOnce);
     bench.ip("Ethernet1", "10.0.0.1/24");
     bench.ip6("Ethernet1", "2001:db8::1/64");
-    Observer const observer(bench, [&] {
+    Testing::Meddler const meddler(bench, "", [&] {
         bench.sm->retire();
         bench.table->intfAddrEntryIs({IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("2001:db8::2")),
                                       "Ethernet1", Nimb::IpGenPrefix("2001:db8::/64")});
@@ -340,7 +362,7 @@ TEST(KernelPresence, AMachineThatIsBroughtDownByWhatItAdmitsAdmitsNoMore) {
     bench.kernelDel("Ethernet1");
     bench.time.advance(1.5);
     ASSERT_THAT(bench.rows(), IsEmpty());
-    Observer const observer(bench, [&] { bench.sm->retire(); });
+    Testing::Meddler const meddler(bench, "", [&] { bench.sm->retire(); });
 
     bench.kernelIs("Ethernet1");
 

@@ -73,15 +73,14 @@ void dumpKernel(Context const& context, std::uint32_t indent,
     });
 }
 
+// Never cut: it is short enough, and whoever asks for it looks for one change among the others.
 void dumpHistory(Context const& context, std::uint32_t indent, KniKernelHistory const& history,
                  Zin::Seconds now) {
-    std::vector<KniKernelHistory::Change const*> changes;
-    history.forEachNewestFirst([&](auto const& change) { changes.push_back(&change); });
     Velk::dumpLine(context, indent, "kniKernelHistory with size {} and count {}\n", history.size(),
                    history.count());
-    dumpMembers(context, indent, changes, [&](auto const* change) {
-        Velk::dumpLine(context, indent, "{:10.6f} {} {}\n", now - change->time, change->intfId,
-                       change->isPresent ? "present" : "not present");
+    history.forEachNewestFirst([&](auto const& change) {
+        Velk::dumpLine(context, indent, "{:10.6f} {} {}\n", now - change.time, change.intfId,
+                       change.isPresent ? "present" : "not present");
     });
 }
 

@@ -283,15 +283,8 @@ TEST(IntfAddrVrfTableSmDump, HasTheLast256OfThreeHundredChanges) {
     EXPECT_THAT(bench.dump(), HasSubstr("kniKernelHistory with size 256 and count 300\n"));
     EXPECT_EQ(countOf(bench.dump(), " Ethernet1 present\n"), 256u);
 
-    auto const cut = bench.cutDump(2);
-    EXPECT_EQ(linesFrom(cut, "kniKernelHistory", 6),
-              fmt::format("kniKernelHistory with size 256 and count 300\n"
-                          "{}256 entries --\n"
-                          "  0.000000 Ethernet1 present\n"
-                          "  0.000000 Ethernet1 present\n"
-                          "{}256 entries --\n"
-                          "IntfAddrVrfTable\n",
-                          notice, lastNotice));
+    // All of them, also where lists are cut.
+    EXPECT_EQ(countOf(bench.cutDump(2), " Ethernet1 present\n"), 256u);
 }
 
 TEST(IntfAddrVrfTableSmDump, HasTenOfTwelveWorkingRowsWhereTenAreWanted) {
@@ -320,9 +313,9 @@ TEST(IntfAddrVrfTableSmDump, CutsEachOfItsListsWhereItIsTooLong) {
     auto const dump = bench.cutDump(1, 2);
     auto const begin = fmt::format("  {}3 entries --\n", notice);
     auto const end = fmt::format("  {}3 entries --\n", lastNotice);
-    // Status of both families, directory, history, machines of both families.
-    EXPECT_EQ(countOf(dump, begin), 6u);
-    EXPECT_EQ(countOf(dump, end), 6u);
+    // Status of both families, directory, machines of both families.
+    EXPECT_EQ(countOf(dump, begin), 5u);
+    EXPECT_EQ(countOf(dump, end), 5u);
     EXPECT_THAT(dump,
                 HasSubstr(fmt::format("count 3\n{}"
                                       "  Ethernet1 active is none with 0 secondary addresses\n{}",

@@ -119,5 +119,52 @@ TEST(InterfaceCleanup, AnIp6InterfaceThatComesBackIsCleanedUpBeforeItsAddressesA
     EXPECT_THAT(bench.traceTexts(), Not(Contains(HasSubstr("cleaning up"))));
 }
 
+TEST(TableObserver, MayPublishAnInterfaceAgainThatIsCleanedUpAtOnce) {
+    SmBench bench({.intfCleanupDelay = 0.0});
+    bench.ip("Ethernet1", "10.0.0.1/24");
+    auto const status = Ip::ipIntfStatusFactory("Ethernet1");
+    status->activeAddrWithMaskIs(Nimb::IpAddrWithMask("10.0.0.1/24"));
+    Meddler const meddler(bench, "intfAddrEntry intfId=;addr=10.0.0.1",
+                          [&] { bench.vrfIp->ipIntfStatusIs(status); });
+
+    bench.ipStatusDel("Ethernet1");
+
+    ASSERT_TRUE(meddler.done());
+    EXPECT_THAT(bench.published(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_THAT(bench.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1"));
+}
+
+TEST(TableObserver, MayPublishAnIp6InterfaceAgainThatIsCleanedUpAtOnce) {
+    SmBench bench({.intfCleanupDelay = 0.0});
+    bench.ip6("Ethernet1", "2001:db8::1/64");
+    auto const status = Ip6::intfStatusFactory("Ethernet1");
+    status->addrIs(Nimb::Ip6AddrWithMask("2001:db8::1/64"), {});
+    Meddler const meddler(bench, "intfAddrEntry intfId=;addr=2001",
+                          [&] { bench.vrfIp6->intfStatusIs(status); });
+
+    bench.ip6StatusDel("Ethernet1");
+
+    ASSERT_TRUE(meddler.done());
+    EXPECT_THAT(bench.published(), ElementsAre("2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(bench.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+}
+
+TEST(TableObserver, MayBringAnInputBackWhoseInterfacesAreCleanedUpAtOnce) {
+    SmBench bench({.intfCleanupDelay = 0.0});
+    bench.ip("Ethernet1", "10.0.0.1/24");
+    bench.ip6("Ethernet1", "2001:db8::1/64");
+    Meddler const meddler(bench, "addr=10.0.0.1",
+                          [&] { bench.table->vrfIpIntfStatusIs(bench.vrfIp); });
+    bench.table->vrfIpIntfStatusIs(nullptr);
+    ASSERT_TRUE(meddler.done());
+    Meddler const meddler6(bench, "addr=2001",
+                           [&] { bench.table->vrfIp6IntfStatusIs(bench.vrfIp6); });
+    bench.table->vrfIp6IntfStatusIs(nullptr);
+    ASSERT_TRUE(meddler6.done());
+
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
+}
+
 }  // namespace
 }  // namespace IpLib

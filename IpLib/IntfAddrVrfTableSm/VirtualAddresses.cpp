@@ -15,6 +15,9 @@ void IntfAddrVrfTableSm::handleVirtualIpAll() {
 }
 
 void IntfAddrVrfTableSm::handleVirtualIp(VirtualIp::VrfIpWithMaskPair const& key) {
+    if (retired()) {
+        return;
+    }
     Nimb::IpGenAddr const addr(key.addrWithMask().address());
     trace8("vrf {} ip {}", key.vrfName(), addr);
     if (key.vrfName() == vrfName_) {
@@ -37,6 +40,9 @@ void IntfAddrVrfTableSm::handleVirtualIp6All() {
 }
 
 void IntfAddrVrfTableSm::handleVirtualIp6(VirtualIp::VrfIpPair const& key) {
+    if (retired()) {
+        return;
+    }
     Nimb::IpGenAddr const addr(key.addr());
     trace8("vrf {} ip {}", key.vrfName(), addr);
     if (key.vrfName() == vrfName_) {

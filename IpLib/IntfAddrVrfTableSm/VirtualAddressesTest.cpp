@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 #include "Zin/Registry.h"
 
 namespace IpLib {
@@ -206,22 +207,28 @@ TEST(VirtualAddresses, AMachineWithoutATableHasNowhereToPutThem) {
 
 TEST(VirtualAddresses, AnObserverOfTheRowMayTakeTheAddressAway) {
     SmBench bench;
-    class Observer final : public IntfAddrVrfTable::Notifiee {
-    public:
-        explicit Observer(SmBench& observed) : bench_(observed) { notifierIs(observed.table); }
-
-    private:
-        void handleIntfAddrEntry(IntfAddrEntryContent const&) override {
-            bench_.virtualIp->virtualIpDel(pair4("blue", "10.0.0.1/24"));
-        }
-        SmBench& bench_;
-    };
-    Observer const observer(bench);
+    Testing::Meddler const meddler(
+        bench, "", [&] { bench.virtualIp->virtualIpDel(pair4("blue", "10.0.0.1/24")); });
 
     bench.virtualIp->virtualIpIs(pair4("blue", "10.0.0.1/24"));
 
     EXPECT_THAT(bench.rows(), IsEmpty());
     EXPECT_THAT(bench.rowsByAddr(), IsEmpty());
+}
+
+TEST(VirtualAddresses, AMachineThatIsBroughtDownMeanwhileAddsNoMore) {
+    SmBench bench;
+    bench.virtualIp->virtualIpIs(pair4("blue", "10.0.0.1/24"));
+    bench.sm->hasNotificationActiveIs(false);
+    bench.virtualIp->virtualIpIs(pair4("blue", "10.0.0.2/24"));
+    bench.virtualIp6->virtualIp6Is(pair6("blue", "2001:db8::1"));
+    bench.sm->hasNotificationActiveIs(true);
+    Testing::Meddler const meddler(bench, "intfAddrEntryFromAddr", [&] { bench.sm->retire(); });
+
+    bench.sm->handleVirtualIpAll();
+    bench.sm->handleVirtualIp6All();
+
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/0 "));
 }
 
 TEST(VirtualAddresses, CanBeAskedToBeHandledAgainByTheirAttributesName) {

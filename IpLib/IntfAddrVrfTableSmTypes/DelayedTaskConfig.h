@@ -17,7 +17,7 @@ namespace IpLib::IntfAddrVrfTableImpl {
 
 template <class Task>
 struct DelayedTaskConfig {
-    Zin::Seconds delay = 0.0;
+    Zin::Seconds delay = 0.0;  // in seconds
     Velk::TaskPriority taskPriority = static_cast<Velk::TaskPriority>(0);
 
     friend bool operator==(DelayedTaskConfig const&, DelayedTaskConfig const&) = default;

@@ -15,7 +15,7 @@ namespace IpLib {
 
 struct IntfAddrVrfTableSmConfig {
     // For how long the addresses of a vanished interface stay in the table, in seconds. 0: they
-    // leave at once.
+    // leave at once; negative: with the next run of the tasks. Finite, as is the other delay.
     Zin::Seconds intfCleanupDelay = 1.5;
     // How long a conflicting address waits between two tries, in seconds.
     Zin::Seconds deferredIntfAddDelay = 2.0;
