@@ -255,7 +255,8 @@ class Replay(unittest.TestCase):
                 file.writelines(changes for _ in range(repetitions))
                 file.flush()
                 # AddressSanitizer would keep what is given back.
-                environment = {**os.environ, "ASAN_OPTIONS": "quarantine_size_mb=0"}
+                keep_nothing = "quarantine_size_mb=0:thread_local_quarantine_size_kb=0"
+                environment = {**os.environ, "ASAN_OPTIONS": keep_nothing}
                 process = os.posix_spawn(PROGRAM, [PROGRAM, "replay", file.name], environment)
                 _, status, usage = os.wait4(process, 0)
             self.assertEqual(os.waitstatus_to_exitcode(status), 0)

@@ -91,6 +91,7 @@ TEST(IntfAddrVrfTableSmManager, ATableThatComesLaterGetsAMachine) {
 }
 
 TEST(IntfAddrVrfTableSmManager, ARemovedTableTakesItsMachineAndThenItsUses) {
+    bool machineThere = true;  // written until the bench has gone
     Bench bench;
     bench.managerIs();
     bench.tableIs("red");
@@ -98,7 +99,6 @@ TEST(IntfAddrVrfTableSmManager, ARemovedTableTakesItsMachineAndThenItsUses) {
     auto const sm = bench.manager->intfAddrVrfTableSm("red");
     bench.calls();
     bench.traces.clear();
-    bool machineThere = true;
     bench.factory->beforeUnmake = [&](auto const& vrf) {
         machineThere = bench.manager->intfAddrVrfTableSm(vrf) != nullptr;
     };
