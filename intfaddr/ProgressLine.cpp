@@ -18,7 +18,9 @@ void ProgressLine::show(std::uint64_t line, Zin::Seconds time) {
     }
     shown_ = now;
     stands_ = true;
-    terminal_ << eraseLine << fmt::format("line {}, {:.3f} s", line, time) << std::flush;
+    // The cursor goes back, so that a line of output on the same terminal, which is longer, takes
+    // the place of this one.
+    terminal_ << eraseLine << fmt::format("line {}, {:.3f} s", line, time) << '\r' << std::flush;
 }
 
 void ProgressLine::erase() {

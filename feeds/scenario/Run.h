@@ -42,7 +42,7 @@ struct Options {
     std::vector<std::string> traceClasses{};
     // How often tasks may run while the clock is moved for one line. Tasks that make work for each
     // other without end would keep the clock from getting anywhere.
-    std::uint64_t maxTaskRuns = 10'000'000;
+    std::uint64_t maxTaskRuns = 1'000'000'000;
 };
 
 enum class Outcome { completed, expectationFailed, invariantFailed };

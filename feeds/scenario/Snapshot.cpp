@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Scenario {
@@ -72,12 +73,13 @@ OrderedJson subnets(IntfAddrVrfTable const& table) {
 }
 
 OrderedJson linkLocal(IntfAddrVrfTable const& table) {
-    OrderedJson object = OrderedJson::object();
+    // Each name is there once, so that none need be looked for.
+    OrderedJson::object_t members;
     for (auto const& intfId : sortedKeys(table.llIntfAddrEntryFromIntfId())) {
-        object[std::string(intfId.name())] =
-            table.llIntfAddrEntryFromIntfId(intfId)->key().addr.toStrep();
+        members.emplace_back(std::string(intfId.name()),
+                             table.llIntfAddrEntryFromIntfId(intfId)->key().addr.toStrep());
     }
-    return object;
+    return members;
 }
 
 OrderedJson deferred(IpLib::IntfAddrVrfTableSm const& sm) {
@@ -105,16 +107,17 @@ OrderedJson cleanup(IpLib::IntfAddrVrfTableSm const& sm) {
 }  // namespace
 
 OrderedJson snapshot(Routing::Router const& router) {
-    OrderedJson vrfs = OrderedJson::object();
+    OrderedJson::object_t vrfs;
     for (auto const& vrf : sortedKeys(router.tables()->intfAddrVrfTable())) {
         auto const table = router.table(vrf);
         auto const sm = router.tableSm(vrf);
-        vrfs[vrf.bytes()] = {{"rows", rows(*table)},
-                             {"byAddr", byAddr(*table)},
-                             {"subnets", subnets(*table)},
-                             {"linkLocal", linkLocal(*table)},
-                             {"deferred", sm ? deferred(*sm) : OrderedJson::array()},
-                             {"cleanup", sm ? cleanup(*sm) : OrderedJson::array()}};
+        OrderedJson content = {{"rows", rows(*table)},
+                               {"byAddr", byAddr(*table)},
+                               {"subnets", subnets(*table)},
+                               {"linkLocal", linkLocal(*table)},
+                               {"deferred", sm ? deferred(*sm) : OrderedJson::array()},
+                               {"cleanup", sm ? cleanup(*sm) : OrderedJson::array()}};
+        vrfs.emplace_back(vrf.bytes(), std::move(content));
     }
     return vrfs;
 }

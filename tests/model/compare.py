@@ -58,14 +58,8 @@ def program_outcome(program: str, lines: list[str], file: Path) -> Outcome:
 
 
 def same_line(one: str, other: str) -> bool:
-    """As JSON, and whatever number an entity has."""
-    if one == other:
-        return True
-    one, other = ENTITY.sub("entity#", one), ENTITY.sub("entity#", other)
-    try:
-        return one == other or json.loads(one) == json.loads(other)
-    except ValueError:
-        return False
+    """Byte by byte, but for the number that an entity has."""
+    return one == other or ENTITY.sub("entity#", one) == ENTITY.sub("entity#", other)
 
 
 def first_difference(one: Outcome, other: Outcome) -> int | None:
@@ -73,7 +67,8 @@ def first_difference(one: Outcome, other: Outcome) -> int | None:
     for index, (line, other_line) in enumerate(zip(one.lines, other.lines)):
         if not same_line(line, other_line):
             return index
-    if len(one.lines) != len(other.lines) or one.status != other.status:
+    if (len(one.lines) != len(other.lines) or one.status != other.status
+            or bool(one.complaint) != bool(other.complaint)):
         return min(len(one.lines), len(other.lines))
     return None
 
@@ -98,6 +93,8 @@ def compare_one(program: str, directory: str, operations: int, profile: str | No
                 seed: int) -> Compared:
     lines = scenario(seed, operations, profile)
     model = model_outcome(lines)
+    if model.status == 2:
+        raise AssertionError(f"the scenario of seed {seed} is not valid: {model.complaint}")
     file = Path(directory, f"{os.getpid()}.jsonl")
     difference = first_difference(model, program_outcome(program, lines, file))
     applied = len(lines) - 1
@@ -111,6 +108,9 @@ def show_difference(program: str, directory: str, lines: list[str]) -> None:
     lines = shrink(lines, partial(differ, program, file))
     model, other = model_outcome(lines), program_outcome(program, lines, file)
     index = first_difference(model, other)
+    if index is None:
+        print("It did not differ when it was replayed again: the program is not the same each time.")
+        return
     print(f"\nThe shortest scenario that shows it ({len(lines)} lines):\n")
     print("\n".join(lines))
     for who, outcome in (("The rules", model), (program, other)):
