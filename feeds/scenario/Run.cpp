@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cassert>
 #include <utility>
 
 #include "Velk/Advance.h"
@@ -42,6 +43,7 @@ void Run::carryOut(std::uint64_t line, std::optional<Zin::Seconds> at,
     line_ = line;
     at_ = at;
     guarded(operation);
+    assert(!at_ && "the operation has not let the time of its line pass");
 }
 
 void Run::passTime() {

@@ -48,7 +48,8 @@ class Scheduler:
         self.yield_questions = 0
 
     def expiry_after(self, delay: float) -> float:
-        expiry = self.now + delay
+        """The time when the task runs: what is overdue runs now."""
+        expiry = max(self.now, self.now + delay)
         if delay > 0 and expiry == self.now:
             expiry = math.nextafter(self.now, math.inf)
         return expiry

@@ -116,11 +116,11 @@ class Generator:
 
     def configure(self) -> None:
         self.grain = 0.125
-        cleanup = self.choose([1.5, 1.5, 1.5, 0.5, 2.0, 3.0, 0.0])
-        deferred = self.choose([2.0, 2.0, 2.0, 0.5, 1.5, 0.0])
+        cleanup = self.choose([1.5, 1.5, 1.5, 1.5, 0.5, 2.0, 3.0, 0.0, 0.0, -1.0])
+        deferred = self.choose([2.0, 2.0, 2.0, 2.0, 0.5, 1.5, 0.0, 0.0, -0.5])
         if self.chance(0.05):  # seconds that binary fractions do not hold
             self.grain, cleanup, deferred = 0.1, 0.3, 0.7
-        self.delays = [cleanup, deferred]
+        self.delays = [max(cleanup, 0.0), max(deferred, 0.0)]
         if self.chance(0.1):
             self.delays = [1.5, 2.0]
             return  # the defaults
