@@ -6,14 +6,9 @@ set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to
 
 set(IPLIB_MODEL_SCENARIOS 2000 CACHE STRING "Random scenarios that are replayed and compared with the model")
 
-# What is slow or special to build brings only the tests that need it: fuzzing the fuzz targets,
-# ThreadSanitizer the modules that know threads.
-set(IPLIB_UNIT_TESTS all)
-if(IPLIB_FUZZ)
-  set(IPLIB_UNIT_TESTS none)
-elseif(IPLIB_SANITIZE STREQUAL "thread")
-  set(IPLIB_UNIT_TESTS threads)
-endif()
+# What is slow or special to build may bring only the tests that need it, and of the library only what
+# those need.
+set(IPLIB_UNIT_TESTS all CACHE STRING "Which unit tests to build: all, threads (those that use some) or none")
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release)

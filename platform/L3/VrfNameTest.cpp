@@ -58,7 +58,7 @@ TEST(VrfName, TheRawCopyOfALongNameIsCutAndMarked) {
     EXPECT_EQ(fmt::format("{}", VrfName("red").raw()), "red");
     EXPECT_EQ(VrfName().raw().text(), "");
     EXPECT_EQ(VrfName(longest).raw().text(), longest);
-    EXPECT_EQ(VrfName(longest + "w").raw().text(), std::string(30, 'v') + "~");
+    EXPECT_EQ(VrfName(longest + "w").raw().text(), fmt::format("{:v>30}~", ""));
 }
 
 }  // namespace

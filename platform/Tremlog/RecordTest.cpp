@@ -1,5 +1,6 @@
 #include "Tremlog/Record.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -45,7 +46,7 @@ TEST_F(Record, CutsAndMarksALongText) {
     std::string const whole(31, 'a');
     record<"{}">(whole);
     record<"{}">(whole + "a");
-    EXPECT_EQ(messages(), (Messages{whole, std::string(30, 'a') + "~"}));
+    EXPECT_EQ(messages(), (Messages{whole, fmt::format("{:a>30}~", "")}));
 }
 
 TEST_F(Record, TakesInterfaceNames) {
