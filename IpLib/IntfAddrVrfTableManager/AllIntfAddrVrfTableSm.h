@@ -22,6 +22,11 @@ public:
                           Zin::Ptr<Ip6::Status const> ip6Status,
                           Zin::Ptr<AllIntfAddrVrfTable> allIntfAddrVrfTable);
 
+    Zin::Ptr<Ip::Status const> const& ipStatus() const { return ipReactor_.notifier(); }
+    Zin::Ptr<Ip6::Status const> const& ip6Status() const { return ip6Reactor_.notifier(); }
+    Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable() const {
+        return allIntfAddrVrfTable_;
+    }
     bool builtFrom(Zin::Ptr<Ip::Status const> const& ipStatus,
                    Zin::Ptr<Ip6::Status const> const& ip6Status,
                    Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) const;

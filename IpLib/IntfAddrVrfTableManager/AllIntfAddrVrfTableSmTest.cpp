@@ -167,6 +167,9 @@ TEST(AllIntfAddrVrfTableSm, TablesThatAreThereFromTheStartAreBoundOnceInTheirOrd
 TEST(AllIntfAddrVrfTableSm, KnowsWhatItWasBuiltFrom) {
     Bench bench;
     bench.smIs();
+    EXPECT_EQ(bench.sm->ipStatus(), bench.ipStatus);
+    EXPECT_EQ(bench.sm->ip6Status(), bench.ip6Status);
+    EXPECT_EQ(bench.sm->allIntfAddrVrfTable(), bench.tables);
     EXPECT_TRUE(bench.sm->builtFrom(bench.ipStatus, bench.ip6Status, bench.tables));
     EXPECT_FALSE(bench.sm->builtFrom(Ip::statusFactory(), bench.ip6Status, bench.tables));
     EXPECT_FALSE(bench.sm->builtFrom(bench.ipStatus, Ip6::statusFactory(), bench.tables));

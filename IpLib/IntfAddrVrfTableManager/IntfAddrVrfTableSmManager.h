@@ -24,6 +24,10 @@ public:
     IntfAddrVrfTableSmManager(Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> smFactory,
                               Zin::Ptr<AllIntfAddrVrfTable> allIntfAddrVrfTable);
 
+    Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> const& smFactory() const { return smFactory_; }
+    Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable() const {
+        return allIntfAddrVrfTable_;
+    }
     bool builtFrom(Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> const& smFactory,
                    Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) const;
 
@@ -31,6 +35,9 @@ public:
     // Null if there is none.
     Zin::Ptr<IntfAddrVrfTableSm> intfAddrVrfTableSm(L3::VrfName const& vrf) const {
         return intfAddrVrfTableSm_(vrf);
+    }
+    bool intfAddrVrfTableSmHas(L3::VrfName const& vrf) const {
+        return intfAddrVrfTableSm().contains(vrf);
     }
     // The machine that is there already changes nothing, another one replaces it, null removes it.
     void intfAddrVrfTableSmIs(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTableSm> const& sm) {

@@ -158,9 +158,11 @@ TEST(IntfAddrVrfTableSmManager, KeepsMachinesByTheirVrf) {
     auto const another = bench.factory->make("red", intfAddrVrfTableFactory());
     bench.manager->intfAddrVrfTableSmIs("red", another);
     EXPECT_EQ(bench.manager->intfAddrVrfTableSm("red"), another);
+    EXPECT_TRUE(bench.manager->intfAddrVrfTableSmHas("red"));
     EXPECT_TRUE(sm->retired());
 
     EXPECT_EQ(bench.manager->intfAddrVrfTableSmDel("red"), another);
+    EXPECT_FALSE(bench.manager->intfAddrVrfTableSmHas("red"));
     EXPECT_TRUE(another->retired());
     EXPECT_EQ(bench.manager->intfAddrVrfTableSmDel("red"), nullptr);
 
@@ -244,6 +246,8 @@ TEST(IntfAddrVrfTableSmManager, AFactoryThatFailsForOneVrfServesTheOthers) {
 TEST(IntfAddrVrfTableSmManager, KnowsWhatItWasBuiltFrom) {
     Bench bench;
     bench.managerIs();
+    EXPECT_EQ(bench.manager->smFactory(), bench.factory);
+    EXPECT_EQ(bench.manager->allIntfAddrVrfTable(), bench.tables);
     EXPECT_TRUE(bench.manager->builtFrom(bench.factory, bench.tables));
     EXPECT_FALSE(bench.manager->builtFrom(Zin::make<Factory>(), bench.tables));
     EXPECT_FALSE(bench.manager->builtFrom(bench.factory, allIntfAddrVrfTableFactory()));

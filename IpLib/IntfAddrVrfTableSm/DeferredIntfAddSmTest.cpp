@@ -92,6 +92,11 @@ TEST(DeferredIntfAddSm, ItsTaskBearsTheNameOfTheVrfAndThePriority) {
 TEST(DeferredIntfAddSm, KnowsWhatItWasBuiltFrom) {
     Bench bench;
     auto const scheduler = bench.time.scheduler();
+    EXPECT_EQ(bench.sm->smConfig(), bench.config);
+    EXPECT_EQ(bench.sm->parent(), bench.parent);
+    EXPECT_EQ(bench.sm->backlog(), bench.backlog);
+    EXPECT_EQ(bench.sm->vrfName(), "blue");
+    EXPECT_EQ(bench.sm->scheduler(), scheduler);
     EXPECT_TRUE(bench.sm->builtFrom(bench.config, bench.parent, bench.backlog, "blue", scheduler));
     EXPECT_FALSE(
         bench.sm->builtFrom({1.0, priority}, bench.parent, bench.backlog, "blue", scheduler));

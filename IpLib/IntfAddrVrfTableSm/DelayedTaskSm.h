@@ -26,6 +26,10 @@ public:
           scheduler_(std::move(scheduler)) {}
 
     Config const& smConfig() const { return smConfig_; }
+    Zin::Ptr<Parent> const& parent() const { return parent_; }
+    Zin::Ptr<Backlog> const& backlog() const { return backlog_; }
+    L3::VrfName const& vrfName() const { return vrfName_; }
+    Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
     // Null where there is no task.
     Zin::Ptr<Velk::TimerTask> const& task() const { return task_(); }
     bool builtFrom(Config const& smConfig, Zin::Ptr<Parent> const& parent,

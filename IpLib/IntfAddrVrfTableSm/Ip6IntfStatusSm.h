@@ -28,6 +28,12 @@ public:
                     Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask);
 
     Zin::Ptr<Ip6::IntfStatus const> const& ip6IntfStatus() const { return reactor_.notifier(); }
+    Zin::Ptr<AfIntfStatusParentInterface> const& afIntfStatusParent() const {
+        return afIntfStatusParent_;
+    }
+    Zin::Ptr<AllIntfAddrWithMask> const& allIntfAddrWithMask() const {
+        return allIntfAddrWithMask_;
+    }
     Nimb::IntfId intfId() const;
     bool builtFrom(Zin::Ptr<Ip6::IntfStatus const> const& ip6IntfStatus,
                    Zin::Ptr<AfIntfStatusParentInterface> const& afIntfStatusParent,

@@ -50,6 +50,8 @@ TEST(Ip6IntfStatusSm, SettlesAPendingCleanupThenPublishesTheAddressesInTheirOrde
 
     bench.sm = ip6IntfStatusSmFactory(bench.status, bench.parent, bench.all);
     EXPECT_EQ(bench.sm->intfId(), Nimb::IntfId("Ethernet1"));
+    EXPECT_EQ(bench.sm->afIntfStatusParent(), bench.parent);
+    EXPECT_EQ(bench.sm->allIntfAddrWithMask(), bench.all);
     EXPECT_THAT(bench.events, ElementsAre("processPendingDeferredCleanup Ethernet1 IPv6",
                                           "2001:db8::2/64 Ethernet1 present",
                                           "2001:db8::1/64 Ethernet1 deprecated"));

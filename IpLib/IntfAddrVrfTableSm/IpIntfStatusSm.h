@@ -31,6 +31,12 @@ public:
                    Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask);
 
     Zin::Ptr<Ip::IpIntfStatus const> const& ipIntfStatus() const { return reactor_.notifier(); }
+    Zin::Ptr<AfIntfStatusParentInterface> const& afIntfStatusParent() const {
+        return afIntfStatusParent_;
+    }
+    Zin::Ptr<AllIntfAddrWithMask> const& allIntfAddrWithMask() const {
+        return allIntfAddrWithMask_;
+    }
     Nimb::IntfId intfId() const;
     std::optional<Nimb::IpGenAddrWithMask> const& maybeShadowPrimaryAddr() const {
         return maybeShadowPrimaryAddr_;

@@ -55,6 +55,8 @@ TEST(IpIntfStatusSm, SettlesAPendingCleanupThenPublishesThePrimaryThenTheSeconda
 
     bench.sm = ipIntfStatusSmFactory(bench.status, bench.parent, bench.all);
     EXPECT_EQ(bench.sm->intfId(), Nimb::IntfId("Ethernet1"));
+    EXPECT_EQ(bench.sm->afIntfStatusParent(), bench.parent);
+    EXPECT_EQ(bench.sm->allIntfAddrWithMask(), bench.all);
     EXPECT_THAT(
         bench.events,
         ElementsAre("processPendingDeferredCleanup Ethernet1 IPv4", "10.0.9.1/24 Ethernet1 present",

@@ -38,6 +38,7 @@ public:
     ByIntfId const& byIntfId() const { return byIntfId_; }
     // Null if there is none.
     Zin::Ptr<IntfAddrWithMaskByIntfId> byIntfId(Nimb::IntfId const& intfId) const;
+    bool byIntfIdHas(Nimb::IntfId const& intfId) const { return byIntfId_.contains(intfId); }
     // The interface's record, a new and empty one if there was none.
     Zin::Ptr<IntfAddrWithMaskByIntfId> byIntfIdIs(Nimb::IntfId const& intfId);
     Zin::Ptr<IntfAddrWithMaskByIntfId> byIntfIdDel(Nimb::IntfId const& intfId) {

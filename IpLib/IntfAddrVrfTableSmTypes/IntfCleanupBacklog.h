@@ -24,7 +24,7 @@ public:
     // Requests the clean-up at time `now`. There must be no request for the key.
     void addBacklog(Nimb::IntfId const& intfId, Nimb::AddressFamily af, Zin::Seconds now);
     bool hasBacklog(Nimb::IntfId const& intfId, Nimb::AddressFamily af) const {
-        return backlog_.contains({{intfId, af}});
+        return backlogHas({{intfId, af}});
     }
     Entry getBacklog(Nimb::IntfId const& intfId, Nimb::AddressFamily af) const {
         return backlog({{intfId, af}});
@@ -36,6 +36,7 @@ public:
     Backlog const& backlog() const { return backlog_; }
     // Null if there is none.
     Entry backlog(IntfCleanupKey const& key) const;
+    bool backlogHas(IntfCleanupKey const& key) const { return backlog_.contains(key); }
     // The entry of that key and time, a new one if the key has none. Throws
     // Zin::ReinstantiationError if it has one of another time.
     Entry backlogIs(IntfCleanupKey const& key, Zin::Seconds emplacementTime);

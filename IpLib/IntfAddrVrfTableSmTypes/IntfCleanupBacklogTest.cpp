@@ -132,7 +132,9 @@ TEST(IntfCleanupBacklog, AnEntryIsMadeOnceForItsKeyAndTimeAndIsNotQueued) {
     EXPECT_EQ(backlog->backlogIs(keyOf("Ethernet1"), 1.0), entry);
     EXPECT_TRUE(entry->processed());
     EXPECT_TRUE(backlog->backlogQueue().empty());
+    EXPECT_TRUE(backlog->backlogHas(keyOf("Ethernet1")));
     EXPECT_EQ(backlog->backlogDel(keyOf("Ethernet1")), entry);
+    EXPECT_FALSE(backlog->backlogHas(keyOf("Ethernet1")));
     EXPECT_NE(backlog->backlogIs(keyOf("Ethernet1"), 2.0), entry);
     backlog->backlogDelAll();
     EXPECT_TRUE(backlog->backlog().empty());
