@@ -16,12 +16,12 @@
 //          '--withdrawn, or its interface's clean-up carried out--'
 //
 // Invariants. A key is in the deferred backlog only while AllIntfAddrWithMask has it, or while a
-// clean-up of its interface is pending, which takes it along. A row of an address is in the rows, in
-// the by-address index, and in one collection of its subnet's set; one of a link-local address is in
-// no set, but it is its interface's link-local row. A subnet's set is of one interface. A virtual
-// address has a row and its by-address index, and nothing else. They do not hold of a deprecated
-// address that outlives its subnet's set, nor of one address that comes with two prefix lengths or
-// from two places of one interface; scenarios/known shows what comes of that.
+// clean-up of its interface is pending, which takes it along. A row of an address is in the rows,
+// in the by-address index, and in one collection of its subnet's set; one of a link-local address
+// is in no set, but it is its interface's link-local row. A subnet's set is of one interface. A
+// virtual address has a row and its by-address index, and nothing else. They do not hold of a
+// deprecated address that outlives its subnet's set, nor of one address that comes with two prefix
+// lengths or from two places of one interface; scenarios/known shows what comes of that.
 //
 // Owned by IntfAddrVrfTableSmManager. Inputs and table outlive it or not, as they please;
 // destroying it stops all updates and drops what its tasks had pending.
