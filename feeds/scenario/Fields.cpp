@@ -63,7 +63,11 @@ Zin::Seconds Fields::number(std::string_view name) const {
 
 std::uint32_t Fields::count(std::string_view name, std::uint32_t most) const {
     Json const& value = json(name);
-    if (!value.is_number_unsigned() || value.get<std::uint64_t>() > most) {
+    // What is written with a sign is read as signed: -0.
+    bool const fits = value.is_number_unsigned()
+                          ? value.get<std::uint64_t>() <= most
+                          : value.is_number_integer() && value.get<std::int64_t>() == 0;
+    if (!fits) {
         throw error(name, fmt::format("an integer from 0 to {}", most));
     }
     return value.get<std::uint32_t>();

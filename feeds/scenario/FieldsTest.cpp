@@ -58,8 +58,9 @@ TEST(Fields, AreOfTheTypeThatIsAskedFor) {
 
 TEST(Fields, CountsAreIntegersInRange) {
     EXPECT_EQ(x("255").count("x", 255), 255U);
+    EXPECT_EQ(x("-0").count("x", 255), 0U);
     char const* const why = "field 'x': expected an integer from 0 to 255, found ";
-    for (char const* value : {"256", "-1", "1.5", "2.0", "18446744073709551615", "true"}) {
+    for (char const* value : {"256", "-1", "1.5", "2.0", "-0.0", "18446744073709551615", "true"}) {
         expectRefusal([value] { x(value).count("x", 255); }, why);
     }
 }

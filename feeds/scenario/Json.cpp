@@ -69,6 +69,10 @@ Json readObject(std::string_view text) {
     if (text.find('\0') != std::string_view::npos) {
         throw LineError("not a JSON text: it holds a zero byte");
     }
+    // The parser passes over one, but a comment would not be seen behind it.
+    if (text.starts_with("\xef\xbb\xbf")) {
+        throw LineError("not a JSON text: it begins with a byte order mark");
+    }
     Json object;
     try {
         object = Json::parse(text, Guard());

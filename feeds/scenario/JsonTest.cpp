@@ -56,6 +56,11 @@ TEST(Json, RefusesZeroBytes) {
     expectRefusal(std::string("\0", 1), "zero byte");
 }
 
+TEST(Json, RefusesAByteOrderMark) {
+    expectRefusal("\xef\xbb\xbf{}", "byte order mark");
+    expectRefusal("\xef\xbb\xbf# a comment", "byte order mark");
+}
+
 TEST(Json, RefusesNumbersThatNoDoubleHolds) {
     expectRefusal(R"({"a":1e400})", "number overflow");
     EXPECT_EQ(readObject(R"({"a":1e308})")["a"], 1e308);
