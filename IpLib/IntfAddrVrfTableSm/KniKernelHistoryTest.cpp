@@ -1,12 +1,11 @@
 #include "IpLib/IntfAddrVrfTableSm/KniKernelHistory.h"
+#include "testing/memory/Memory.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
-
-#include "Zin/TestMemory.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {
@@ -76,19 +75,16 @@ TEST(KniKernelHistory, CountsOnWhileItHoldsTheLast256) {
 }
 
 TEST(KniKernelHistory, AllocatesNothingForAChange) {
-    if (!Zin::TestMemory::isCounted()) {
-        GTEST_SKIP() << "this build counts no allocations";
-    }
     KniKernelHistory history;
     Nimb::IntfId const shortName("Ethernet1");
     Nimb::IntfId const longName("an-interface-with-a-name-of-more-than-23-bytes");
-    std::size_t const before = Zin::TestMemory::allocations;
+    std::size_t const before = Testing::Memory::allocations;
 
     for (int i = 0; i < 600; ++i) {
         history.changed(i, i % 2 == 0 ? shortName : longName, true);
     }
 
-    EXPECT_EQ(Zin::TestMemory::allocations, before);
+    EXPECT_EQ(Testing::Memory::allocations, before);
     EXPECT_EQ(history.count(), 600u);
 }
 

@@ -1,4 +1,5 @@
 #include "Nimb/IntfId.h"
+#include "testing/memory/Memory.h"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +13,6 @@
 #include <unordered_set>
 #include <utility>
 #include <vector>
-
-#include "Zin/TestMemory.h"
 
 namespace Nimb {
 namespace {
@@ -152,21 +151,18 @@ TEST(IntfId, CopiesOfALongNameShareIt) {
 }
 
 TEST(IntfId, NamesThatFitTakeNoMemory) {
-    if (!Zin::TestMemory::isCounted()) {
-        GTEST_SKIP() << "allocations are not counted in this build";
-    }
     for (std::string const& name : names()) {
         if (name.size() > longestInline.size()) {
             continue;
         }
-        std::size_t const before = Zin::TestMemory::allocations;
+        std::size_t const before = Testing::Memory::allocations;
         IntfId const id(name);
         IntfId copy(id);
         IntfId const moved(std::move(copy));
         copy = moved;
         bool const same = copy == id && (copy <=> id) == 0 && copy.hash(7) == id.hash(7) &&
                           copy.hash() == id.hash() && copy.raw().text() == id.name();
-        std::size_t const after = Zin::TestMemory::allocations;
+        std::size_t const after = Testing::Memory::allocations;
 
         EXPECT_TRUE(same) << name;
         EXPECT_EQ(after, before) << name;
@@ -174,23 +170,17 @@ TEST(IntfId, NamesThatFitTakeNoMemory) {
 }
 
 TEST(IntfId, ALongNameTakesMemoryOnceForAllItsCopies) {
-    if (!Zin::TestMemory::isCounted()) {
-        GTEST_SKIP() << "allocations are not counted in this build";
-    }
     IntfId const id(shortestLong);
-    std::size_t const before = Zin::TestMemory::allocations;
+    std::size_t const before = Testing::Memory::allocations;
     IntfId const copy(id);
     bool const same = copy == id && copy.hash(7) == id.hash(7);
-    std::size_t const after = Zin::TestMemory::allocations;
+    std::size_t const after = Testing::Memory::allocations;
 
     EXPECT_TRUE(same);
     EXPECT_EQ(after, before);
 }
 
 TEST(IntfId, NamesThatComeAndGoLeaveNoMemoryBehind) {
-    if (!Zin::TestMemory::isCounted()) {
-        GTEST_SKIP() << "memory is not counted in this build";
-    }
     std::array<IntfId, 100> present;
     std::size_t blocks = 0;
     std::size_t bytes = 0;
@@ -198,14 +188,14 @@ TEST(IntfId, NamesThatComeAndGoLeaveNoMemoryBehind) {
         char const* const kind = number % 2 == 0 ? "Ethernet" : "AVeryLongNameOfAnInterface";
         present[number % present.size()] = IntfId(fmt::format("{}{:07}", kind, number));
         if (number + 1 == present.size()) {
-            blocks = Zin::TestMemory::blocks;
-            bytes = Zin::TestMemory::bytes;
+            blocks = Testing::Memory::blocks;
+            bytes = Testing::Memory::bytes;
         }
     }
 
     EXPECT_EQ(present.back().name(), "AVeryLongNameOfAnInterface0999999");
-    EXPECT_EQ(Zin::TestMemory::blocks, blocks);
-    EXPECT_EQ(Zin::TestMemory::bytes, bytes);
+    EXPECT_EQ(Testing::Memory::blocks, blocks);
+    EXPECT_EQ(Testing::Memory::bytes, bytes);
 }
 
 TEST(IntfId, CopiesOfALongNameMayBeUsedFromDifferentThreads) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Nimb/IntfId.h"
-#include "Zin/TestMemory.h"
+#include "testing/memory/Memory.h"
 
 namespace Tremlog {
 namespace {
@@ -72,16 +72,13 @@ TEST_F(Record, MayFillItsSlotToTheLastByte) {
 }
 
 TEST_F(Record, AllocatesNothing) {
-    if (!Zin::TestMemory::isCounted()) {
-        GTEST_SKIP() << "allocations are not counted in this build";
-    }
     Nimb::IntfId const intfId("Ethernet1");
     std::string const text(100, 't');
-    std::size_t const before = Zin::TestMemory::allocations;
+    std::size_t const before = Testing::Memory::allocations;
     for (int i = 0; i < 5000; ++i) {
         record<"{} {} {}">(intfId, i, text);
     }
-    EXPECT_EQ(Zin::TestMemory::allocations, before);
+    EXPECT_EQ(Testing::Memory::allocations, before);
     EXPECT_EQ(count(), 5000U);
 }
 

@@ -11,8 +11,8 @@
 
 #include "Pell/Assertion.h"
 #include "Velk/TestTasks.h"
-#include "Zin/TestMemory.h"
 #include "Zin/Turn.h"
+#include "testing/memory/Memory.h"
 
 namespace Velk {
 namespace {
@@ -216,12 +216,9 @@ TEST_F(TaskSchedulers, RefuseToRunATaskInTheRunOfAnother) {
 }
 
 TEST_F(TaskSchedulers, LeaveATaskAsItIsWhereMemoryToArmItIsLacking) {
-    if (!Zin::TestMemory::isCounted()) {
-        GTEST_SKIP() << "allocations cannot be made to fail in this build";
-    }
     TimerTask& first = *add("a");
     {
-        Zin::TestMemory::OneFailure const failure(0);
+        Testing::Memory::OneFailure const failure(0);
         EXPECT_THROW(first.scheduleTaskDelay(1.0), std::bad_alloc);
     }
     EXPECT_FALSE(first.taskScheduled());
@@ -229,7 +226,7 @@ TEST_F(TaskSchedulers, LeaveATaskAsItIsWhereMemoryToArmItIsLacking) {
 
     first.scheduleTaskDelay(1.0);
     {
-        Zin::TestMemory::OneFailure const failure(0);
+        Testing::Memory::OneFailure const failure(0);
         EXPECT_NO_THROW(first.scheduleTaskDelay(2.0)) << "arming anew takes no memory";
     }
     EXPECT_THAT(runAt(1.0), IsEmpty());

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "Zin/TestMemory.h"
 #include "Zin/TestNumber.h"
+#include "testing/memory/Memory.h"
 
 namespace Zin {
 namespace {
@@ -305,25 +305,22 @@ TEST(HashMap2018, DestroysAllValuesThoughSomeThrowAndThrowsTheFirstFailure) {
 }
 
 TEST(HashMap2018, OwnsNoMemoryWhileItNeverHadAMemberAndAfterClearing) {
-    if (!TestMemory::isCounted()) {
-        GTEST_SKIP() << "memory is not counted in this build";
-    }
-    std::size_t const before = TestMemory::blocks;
+    std::size_t const before = Testing::Memory::blocks;
     Map map(1);
     map.erase({1});
     map.clear();
-    EXPECT_EQ(TestMemory::blocks, before);
+    EXPECT_EQ(Testing::Memory::blocks, before);
 
     for (int number = 0; number < 1000; ++number) {
         map.emplace({number});
     }
-    EXPECT_GT(TestMemory::blocks, before);
+    EXPECT_GT(Testing::Memory::blocks, before);
     map.clear();
-    EXPECT_EQ(TestMemory::blocks, before);
+    EXPECT_EQ(Testing::Memory::blocks, before);
 }
 
 TEST(HashMap2018, GivesItsMemoryBackWhenItsLastMemberIsErased) {
-    std::size_t const before = TestMemory::blocks;
+    std::size_t const before = Testing::Memory::blocks;
     Map map(1);
     for (int number = 0; number < 1000; ++number) {
         map.emplace({number});
@@ -331,22 +328,19 @@ TEST(HashMap2018, GivesItsMemoryBackWhenItsLastMemberIsErased) {
     for (int number = 0; number < 1000; ++number) {
         map.erase({number});
     }
-    EXPECT_EQ(TestMemory::blocks, before);
+    EXPECT_EQ(Testing::Memory::blocks, before);
     map.emplace({1}, "still usable");
     EXPECT_EQ(*map.find({1}), "still usable");
 }
 
 TEST(HashMap2018, IsLeftAsItWasByAnAllocationThatFails) {
-    if (!TestMemory::isCounted()) {
-        GTEST_SKIP() << "allocations cannot be made to fail in this build";
-    }
     Map map(1);
     int failures = 0;
     for (int number = 0; number < 3000; ++number) {
         std::vector<int> const before = keys(map);
         for (std::size_t const allowed : {0u, 1u}) {
             try {
-                TestMemory::OneFailure const failure(allowed);
+                Testing::Memory::OneFailure const failure(allowed);
                 map.emplace({number}, "x");
             } catch (std::bad_alloc const&) {
                 ++failures;
