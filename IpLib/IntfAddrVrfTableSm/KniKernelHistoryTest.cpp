@@ -1,11 +1,12 @@
 #include "IpLib/IntfAddrVrfTableSm/KniKernelHistory.h"
-#include "testing/memory/Memory.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
+
+#include "testing/memory/Memory.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {

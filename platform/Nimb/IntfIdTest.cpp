@@ -1,5 +1,4 @@
 #include "Nimb/IntfId.h"
-#include "testing/memory/Memory.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +12,8 @@
 #include <unordered_set>
 #include <utility>
 #include <vector>
+
+#include "testing/memory/Memory.h"
 
 namespace Nimb {
 namespace {
