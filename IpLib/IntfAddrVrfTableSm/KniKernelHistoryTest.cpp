@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "testing/memory/Memory.h"
+#include "TestMemory/TestMemory.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {
@@ -79,13 +79,13 @@ TEST(KniKernelHistory, AllocatesNothingForAChange) {
     KniKernelHistory history;
     Nimb::IntfId const shortName("Ethernet1");
     Nimb::IntfId const longName("an-interface-with-a-name-of-more-than-23-bytes");
-    std::size_t const before = Testing::Memory::allocations;
+    std::size_t const before = TestMemory::allocations;
 
     for (int i = 0; i < 600; ++i) {
         history.changed(i, i % 2 == 0 ? shortName : longName, true);
     }
 
-    EXPECT_EQ(Testing::Memory::allocations, before);
+    EXPECT_EQ(TestMemory::allocations, before);
     EXPECT_EQ(history.count(), 600u);
 }
 

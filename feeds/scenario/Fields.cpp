@@ -63,14 +63,12 @@ Zin::Seconds Fields::number(std::string_view name) const {
 
 std::uint32_t Fields::count(std::string_view name, std::uint32_t most) const {
     Json const& value = json(name);
-    // What is written with a sign is read as signed: -0.
-    bool const fits = value.is_number_unsigned()
-                          ? value.get<std::uint64_t>() <= most
-                          : value.is_number_integer() && value.get<std::int64_t>() == 0;
-    if (!fits) {
+    // From 2^63 on, what is read is negative.
+    auto const number = value.is_number_integer() ? value.get<std::int64_t>() : -1;
+    if (number < 0 || number > most) {
         throw error(name, fmt::format("an integer from 0 to {}", most));
     }
-    return value.get<std::uint32_t>();
+    return static_cast<std::uint32_t>(number);
 }
 
 Json const& Fields::list(std::string_view name) const {

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "testing/memory/Memory.h"
+#include "TestMemory/TestMemory.h"
 
 namespace Nimb {
 namespace {
@@ -156,14 +156,14 @@ TEST(IntfId, NamesThatFitTakeNoMemory) {
         if (name.size() > longestInline.size()) {
             continue;
         }
-        std::size_t const before = Testing::Memory::allocations;
+        std::size_t const before = TestMemory::allocations;
         IntfId const id(name);
         IntfId copy(id);
         IntfId const moved(std::move(copy));
         copy = moved;
         bool const same = copy == id && (copy <=> id) == 0 && copy.hash(7) == id.hash(7) &&
                           copy.hash() == id.hash() && copy.raw().text() == id.name();
-        std::size_t const after = Testing::Memory::allocations;
+        std::size_t const after = TestMemory::allocations;
 
         EXPECT_TRUE(same) << name;
         EXPECT_EQ(after, before) << name;
@@ -172,10 +172,10 @@ TEST(IntfId, NamesThatFitTakeNoMemory) {
 
 TEST(IntfId, ALongNameTakesMemoryOnceForAllItsCopies) {
     IntfId const id(shortestLong);
-    std::size_t const before = Testing::Memory::allocations;
+    std::size_t const before = TestMemory::allocations;
     IntfId const copy(id);
     bool const same = copy == id && copy.hash(7) == id.hash(7);
-    std::size_t const after = Testing::Memory::allocations;
+    std::size_t const after = TestMemory::allocations;
 
     EXPECT_TRUE(same);
     EXPECT_EQ(after, before);
@@ -189,14 +189,14 @@ TEST(IntfId, NamesThatComeAndGoLeaveNoMemoryBehind) {
         char const* const kind = number % 2 == 0 ? "Ethernet" : "AVeryLongNameOfAnInterface";
         present[number % present.size()] = IntfId(fmt::format("{}{:07}", kind, number));
         if (number + 1 == present.size()) {
-            blocks = Testing::Memory::blocks;
-            bytes = Testing::Memory::bytes;
+            blocks = TestMemory::blocks;
+            bytes = TestMemory::bytes;
         }
     }
 
     EXPECT_EQ(present.back().name(), "AVeryLongNameOfAnInterface0999999");
-    EXPECT_EQ(Testing::Memory::blocks, blocks);
-    EXPECT_EQ(Testing::Memory::bytes, bytes);
+    EXPECT_EQ(TestMemory::blocks, blocks);
+    EXPECT_EQ(TestMemory::bytes, bytes);
 }
 
 TEST(IntfId, CopiesOfALongNameMayBeUsedFromDifferentThreads) {

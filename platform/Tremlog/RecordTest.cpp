@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Nimb/IntfId.h"
-#include "testing/memory/Memory.h"
+#include "TestMemory/TestMemory.h"
 
 namespace Tremlog {
 namespace {
@@ -74,11 +74,11 @@ TEST_F(Record, MayFillItsSlotToTheLastByte) {
 TEST_F(Record, AllocatesNothing) {
     Nimb::IntfId const intfId("Ethernet1");
     std::string const text(100, 't');
-    std::size_t const before = Testing::Memory::allocations;
+    std::size_t const before = TestMemory::allocations;
     for (int i = 0; i < 5000; ++i) {
         record<"{} {} {}">(intfId, i, text);
     }
-    EXPECT_EQ(Testing::Memory::allocations, before);
+    EXPECT_EQ(TestMemory::allocations, before);
     EXPECT_EQ(count(), 5000U);
 }
 

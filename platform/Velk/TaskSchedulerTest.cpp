@@ -10,9 +10,9 @@
 #include <stdexcept>
 
 #include "Pell/Assertion.h"
+#include "TestMemory/TestMemory.h"
 #include "Velk/TestTasks.h"
 #include "Zin/Turn.h"
-#include "testing/memory/Memory.h"
 
 namespace Velk {
 namespace {
@@ -218,7 +218,7 @@ TEST_F(TaskSchedulers, RefuseToRunATaskInTheRunOfAnother) {
 TEST_F(TaskSchedulers, LeaveATaskAsItIsWhereMemoryToArmItIsLacking) {
     TimerTask& first = *add("a");
     {
-        Testing::Memory::OneFailure const failure(0);
+        TestMemory::OneFailure const failure(0);
         EXPECT_THROW(first.scheduleTaskDelay(1.0), std::bad_alloc);
     }
     EXPECT_FALSE(first.taskScheduled());
@@ -226,7 +226,7 @@ TEST_F(TaskSchedulers, LeaveATaskAsItIsWhereMemoryToArmItIsLacking) {
 
     first.scheduleTaskDelay(1.0);
     {
-        Testing::Memory::OneFailure const failure(0);
+        TestMemory::OneFailure const failure(0);
         EXPECT_NO_THROW(first.scheduleTaskDelay(2.0)) << "arming anew takes no memory";
     }
     EXPECT_THAT(runAt(1.0), IsEmpty());

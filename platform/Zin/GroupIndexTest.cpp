@@ -7,9 +7,9 @@
 #include <map>
 #include <random>
 
+#include "TestMemory/TestMemory.h"
 #include "Zin/Collection.h"
 #include "Zin/String.h"
-#include "testing/memory/Memory.h"
 
 namespace Zin {
 namespace {
@@ -153,7 +153,7 @@ std::size_t timesNotMade(SomeCollection& collection, std::vector<String> const& 
     for (std::size_t allowed = 0;; ++allowed) {
         bool lacking = false;
         {
-            Testing::Memory::OneFailure const failure(allowed);
+            TestMemory::OneFailure const failure(allowed);
             try {
                 change();
             } catch (std::bad_alloc const&) {

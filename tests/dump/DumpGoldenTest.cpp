@@ -160,15 +160,14 @@ template <class Dumped>
 void expectGolden(std::string const& name, Dumped const& dumped) {
     std::string const path = fmt::format("{}/{}.txt", GOLDEN_FOLDER, name);
     std::string const text = allDumpsOf(dumped);
-    char const* const rewrite = std::getenv("IPLIB_REWRITE_GOLDEN");
-    if (rewrite != nullptr && rewrite == std::string("1")) {
-        std::ofstream file(path, std::ios::binary);
-        ASSERT_TRUE(file << text << std::flush) << path;
-    }
     std::ifstream file(path, std::ios::binary);
-    ASSERT_TRUE(file) << path;
     std::string const golden{std::istreambuf_iterator<char>(file), {}};
     EXPECT_EQ(text, golden) << path;
+    // What is rewritten still fails this once, and so is seen.
+    char const* const rewrite = std::getenv("IPLIB_REWRITE_GOLDEN");
+    if (rewrite != nullptr && rewrite == std::string("1")) {
+        EXPECT_TRUE(std::ofstream(path, std::ios::binary) << text << std::flush) << path;
+    }
 }
 
 TEST(GoldenDump, OfTheDirectory) {

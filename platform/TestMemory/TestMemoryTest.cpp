@@ -1,11 +1,12 @@
-#include "testing/memory/Memory.h"
+#include "TestMemory/TestMemory.h"
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <new>
+#include <vector>
 
-namespace Testing::Memory {
+namespace TestMemory {
 namespace {
 
 TEST(Memory, IsCountedFromItsAllocationToItsEnd) {
@@ -24,15 +25,28 @@ TEST(Memory, IsCountedFromItsAllocationToItsEnd) {
     EXPECT_EQ(bytes, bytesBefore);
 }
 
-TEST(Memory, OfAnAlignmentIsCountedToo) {
-    struct alignas(128) Aligned {
-        char bytes[128];
-    };
+TEST(Memory, IsCountedInWhicheverWayItIsAskedForAndGivenBack) {
+    std::align_val_t const alignment{128};
     std::size_t const before = blocks;
-    void* const block = ::operator new(sizeof(Aligned), std::align_val_t(alignof(Aligned)));
+    std::vector<void*> const taken = {::operator new(8),
+                                      ::operator new[](8),
+                                      ::operator new(8, std::nothrow),
+                                      ::operator new[](8, std::nothrow),
+                                      ::operator new(8, alignment),
+                                      ::operator new[](8, alignment),
+                                      ::operator new(8, alignment, std::nothrow),
+                                      ::operator new[](8, alignment, std::nothrow)};
+    EXPECT_EQ(blocks, before + taken.size() + 1) << "these, and the list of them";
+
+    ::operator delete(taken[0]);
+    ::operator delete[](taken[1]);
+    ::operator delete(taken[2], std::nothrow);
+    ::operator delete[](taken[3], std::nothrow);
+    ::operator delete(taken[4], alignment);
+    ::operator delete[](taken[5], alignment);
+    ::operator delete(taken[6], alignment, std::nothrow);
+    ::operator delete[](taken[7], alignment, std::nothrow);
     EXPECT_EQ(blocks, before + 1);
-    ::operator delete(block, std::align_val_t(alignof(Aligned)));
-    EXPECT_EQ(blocks, before);
 }
 
 TEST(Memory, FailsOnceAndWhereItIsToldTo) {
@@ -66,4 +80,4 @@ TEST(Memory, DoesNotFailBeforeItsTime) {
 }
 
 }  // namespace
-}  // namespace Testing::Memory
+}  // namespace TestMemory
