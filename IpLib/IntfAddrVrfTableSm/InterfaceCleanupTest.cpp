@@ -400,20 +400,5 @@ TEST(InterfaceCleanup, ARequestWithoutATaskMachineFails) {
               "no intfCleanupSm when there is a delay 1.5");
 }
 
-TEST(InterfaceCleanup, ATableThatIsEmptiedDuringACleanUpIsNoProblem) {
-    SmBench bench;
-    for (char const* const addr : {"10.0.0.1/24", "10.0.0.2/24", "10.0.1.1/24"}) {
-        bench.secondary("Ethernet1", addr);
-    }
-    Meddler const meddler(bench, "", [&] {
-        bench.table->intfAddrEntryFromAddrDelAll();
-        bench.table->intfAddrEntrySetFromSubnetDelAll();
-        bench.table->intfAddrEntryDelAll();
-    });
-    bench.ipStatusDel("Ethernet1");
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.rows(), IsEmpty());
-}
-
 }  // namespace
 }  // namespace IpLib

@@ -2,14 +2,13 @@
 
 #include <utility>
 
-#include "Zin/Errors.h"
+#include "Tremlog/Record.h"
 #include "Zin/HandleAll.h"
 #include "Zin/Registry.h"
 #include "Zin/Turn.h"
 
 namespace IpLib {
 
-using IntfAddrVrfTableImpl::AfIntfStatusParent;
 using IntfAddrVrfTableImpl::DeferredIntfAddParent;
 using IntfAddrVrfTableImpl::IntfCleanupParent;
 
@@ -70,6 +69,8 @@ IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName 
       virtualIp6Status_(std::move(virtualIp6Status)),
       kernelIntfDir_(std::move(kernelIntfDir)),
       intfAddrVrfTable_(std::move(intfAddrVrfTable)),
+      placement_(*this, intfAddrVrfTable_.get(), deferred_),
+      cleanups_(smConfig_.intfCleanupDelay, *scheduler_, placement_),
       virtualIpReactor_(*this, virtualIpStatus_),
       virtualIp6Reactor_(*this, virtualIp6Status_),
       kernelReactor_(*this, kernelIntfDir_),
@@ -77,7 +78,7 @@ IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName 
 
 void IntfAddrVrfTableSm::handleInitialized() {
     allIntfAddrWithMaskIs();
-    if (smConfig_.intfCleanupDelay != 0.0) {
+    if (cleanups_.hasDelay()) {
         intfCleanupSmIs({smConfig_.intfCleanupDelay, smConfig_.taskPriority},
                         Zin::make<IntfCleanupParent>(*this), intfCleanupBacklogIs(), vrfName_,
                         scheduler_);
@@ -92,8 +93,8 @@ void IntfAddrVrfTableSm::handleInitialized() {
     // The backlogs and tasks are there: now addresses may come.
     if (intfAddrVrfTable_) {
         Zin::Turn turn;
-        turn.run([this] { bindVrfIpIntfStatus(); });
-        turn.run([this] { bindVrfIp6IntfStatus(); });
+        turn.run([this] { handleTableVrfIpIntfStatus(); });
+        turn.run([this] { handleTableVrfIp6IntfStatus(); });
     }
 }
 
@@ -102,15 +103,20 @@ void IntfAddrVrfTableSm::handleDestruction() {
     // The interfaces' machines withdraw their addresses while the tasks are still there.
     turn.run([this] { ipIntfStatusSmDelAll(); });
     turn.run([this] { ip6IntfStatusSmDelAll(); });
-    turn.run([this] { deferredIntfAddSmDel(); });
-    turn.run([this] { intfCleanupSmDel(); });
+    turn.run([this] {
+        lastChange([this] {
+            Zin::Turn tasks;
+            tasks.run([this] { deferredIntfAddSmDel(); });
+            tasks.run([this] { intfCleanupSmDel(); });
+        });
+    });
     virtualIpReactor_.notifierIs(nullptr);
     virtualIp6Reactor_.notifierIs(nullptr);
     kernelReactor_.notifierIs(nullptr);
     tableReactor_.notifierIs(nullptr);
     addrReactor_.notifierIs(nullptr);
-    ipReactor_.notifierIs(nullptr);
-    ip6Reactor_.notifierIs(nullptr);
+    ipMachines_.forgetInput();
+    ip6Machines_.forgetInput();
 }
 
 void IntfAddrVrfTableSm::hasNotificationActiveIs(bool active) {
@@ -123,180 +129,16 @@ void IntfAddrVrfTableSm::hasNotificationActiveIs(bool active) {
     kernelReactor_.hasNotificationActiveIs(active);
     tableReactor_.hasNotificationActiveIs(active);
     addrReactor_.hasNotificationActiveIs(active);
-    ipReactor_.hasNotificationActiveIs(active);
-    ip6Reactor_.hasNotificationActiveIs(active);
+    ipMachines_.inputHasNotificationActiveIs(active);
+    ip6Machines_.inputHasNotificationActiveIs(active);
     if (intfCleanupSm()) {
         intfCleanupSm()->hasNotificationActiveIs(active);
     }
     if (deferredIntfAddSm()) {
         deferredIntfAddSm()->hasNotificationActiveIs(active);
     }
-    for (auto const& member : ipIntfStatusSm()) {
-        member.value->hasNotificationActiveIs(active);
-    }
-    for (auto const& member : ip6IntfStatusSm()) {
-        member.value->hasNotificationActiveIs(active);
-    }
-}
-
-void IntfAddrVrfTableSm::vrfIpIntfStatusIs(Zin::Ptr<Ip::VrfIpIntfStatus const> const& status) {
-    if (vrfIpIntfStatus() == status) {
-        return;
-    }
-    ipReactor_.notifierIs(status);
-    if (vrfIpIntfStatus()) {
-        handleIpIntfStatusAll();
-    } else {
-        // An observer of what leaves may bring the input back: then the rest of the machines stay.
-        Zin::handleAll(ipIntfStatusSm(), [this](auto const& intfId) {
-            if (!vrfIpIntfStatus()) {
-                ipIntfStatusSmDel(intfId);
-            }
-        });
-    }
-}
-
-void IntfAddrVrfTableSm::vrfIp6IntfStatusIs(Zin::Ptr<Ip6::VrfIp6IntfStatus const> const& status) {
-    if (vrfIp6IntfStatus() == status) {
-        return;
-    }
-    ip6Reactor_.notifierIs(status);
-    if (vrfIp6IntfStatus()) {
-        handleIp6IntfStatusAll();
-    } else {
-        // An observer of what leaves may bring the input back: then the rest of the machines stay.
-        Zin::handleAll(ip6IntfStatusSm(), [this](auto const& intfId) {
-            if (!vrfIp6IntfStatus()) {
-                ip6IntfStatusSmDel(intfId);
-            }
-        });
-    }
-}
-
-void IntfAddrVrfTableSm::handleVrfIpIntfStatus() {
-    if (vrfIpIntfStatus()) {
-        handleIpIntfStatusAll();
-    }
-}
-
-void IntfAddrVrfTableSm::handleIpIntfStatusAll() {
-    trace8("vrfIpIntfStatus {}", vrfIpIntfStatus());
-    if (auto const status = vrfIpIntfStatus()) {
-        Zin::handleAll(status->ipIntfStatus(),
-                       [this](auto const& intfId) { handleIpIntfStatus(intfId); });
-    }
-}
-
-void IntfAddrVrfTableSm::handleIpIntfStatus(Nimb::IntfId const& intfId) {
-    if (retired()) {
-        return;
-    }
-    trace8("on {}", intfId);
-    auto const currentStatus = [&] {
-        return vrfIpIntfStatus() ? vrfIpIntfStatus()->ipIntfStatus(intfId) : nullptr;
-    };
-    if (auto const sm = ipIntfStatusSm(intfId); sm && sm->ipIntfStatus() == currentStatus()) {
-        return;  // told twice of one status: its machine goes on
-    }
-    // The old status' addresses leave before the new one's come. An observer of their leaving may
-    // have changed the status once more, and that may have been answered.
-    ipIntfStatusSmDel(intfId);
-    auto const status = currentStatus();
-    if (status && !ipIntfStatusSm(intfId)) {
-        ipIntfStatusSmIs(status, Zin::make<AfIntfStatusParent>(*this), allIntfAddrWithMask_);
-    }
-}
-
-void IntfAddrVrfTableSm::handleVrfIp6IntfStatus() {
-    if (vrfIp6IntfStatus()) {
-        handleIp6IntfStatusAll();
-    }
-}
-
-void IntfAddrVrfTableSm::handleIp6IntfStatusAll() {
-    trace8("vrfI6IntfStatus {}", vrfIp6IntfStatus());
-    if (auto const status = vrfIp6IntfStatus()) {
-        Zin::handleAll(status->intfStatus(),
-                       [this](auto const& intfId) { handleIp6IntfStatus(intfId); });
-    }
-}
-
-void IntfAddrVrfTableSm::handleIp6IntfStatus(Nimb::IntfId const& intfId) {
-    if (retired()) {
-        return;
-    }
-    trace8("on {}", intfId);
-    auto const currentStatus = [&] {
-        return vrfIp6IntfStatus() ? vrfIp6IntfStatus()->intfStatus(intfId) : nullptr;
-    };
-    if (auto const sm = ip6IntfStatusSm(intfId); sm && sm->ip6IntfStatus() == currentStatus()) {
-        return;  // told twice of one status: its machine goes on
-    }
-    // The old status' addresses leave before the new one's come. An observer of their leaving may
-    // have changed the status once more, and that may have been answered.
-    ip6IntfStatusSmDel(intfId);
-    auto const status = currentStatus();
-    if (status && !ip6IntfStatusSm(intfId)) {
-        ip6IntfStatusSmIs(status, Zin::make<AfIntfStatusParent>(*this), allIntfAddrWithMask_);
-    }
-}
-
-namespace {
-
-// The machine of the status' interface, made unless it is there with these very arguments.
-template <class Sms, class Status, class... Rest>
-auto statusSmIs(Sms& sms, char const* attribute, Status const& status, Rest const&... rest) {
-    Nimb::IntfId const intfId = Zin::notNull(attribute, status.get())->intfId();
-    auto sm = sms(intfId);
-    if (!sm) {
-        return sms.make(intfId, status, rest...);
-    }
-    if (!sm->builtFrom(status, rest...)) {
-        throw Zin::ReinstantiationError(attribute);
-    }
-    return sm;
-}
-
-}  // namespace
-
-Zin::Ptr<IntfAddrVrfTableSm::IpIntfStatusSm> IntfAddrVrfTableSm::ipIntfStatusSmIs(
-    Zin::Ptr<Ip::IpIntfStatus const> const& status, AfParent const& parent,
-    Zin::Ptr<AllIntfAddrWithMask> const& all) {
-    return statusSmIs(ipIntfStatusSm_, "ipIntfStatus", status, parent, all);
-}
-
-Zin::Ptr<IntfAddrVrfTableSm::Ip6IntfStatusSm> IntfAddrVrfTableSm::ip6IntfStatusSmIs(
-    Zin::Ptr<Ip6::IntfStatus const> const& status, AfParent const& parent,
-    Zin::Ptr<AllIntfAddrWithMask> const& all) {
-    return statusSmIs(ip6IntfStatusSm_, "ip6IntfStatus", status, parent, all);
-}
-
-// A machine that goes asks for its interface's clean-up, and then withdraws what it published. The
-// clean-up may be carried out at once: its observers hear of it when all is withdrawn, so that what
-// they publish for the interface then is new.
-template <class Sms>
-auto IntfAddrVrfTableSm::smDel(Sms& sms, Nimb::IntfId const& intfId) {
-    decltype(sms.del(intfId)) gone;
-    holdingTable([&] { gone = sms.del(intfId); });
-    return gone;
-}
-
-Zin::Ptr<IntfAddrVrfTableSm::IpIntfStatusSm> IntfAddrVrfTableSm::ipIntfStatusSmDel(
-    Nimb::IntfId const& intfId) {
-    return smDel(ipIntfStatusSm_, intfId);
-}
-
-Zin::Ptr<IntfAddrVrfTableSm::Ip6IntfStatusSm> IntfAddrVrfTableSm::ip6IntfStatusSmDel(
-    Nimb::IntfId const& intfId) {
-    return smDel(ip6IntfStatusSm_, intfId);
-}
-
-void IntfAddrVrfTableSm::ipIntfStatusSmDelAll() {
-    Zin::handleAll(ipIntfStatusSm(), [this](auto const& intfId) { ipIntfStatusSmDel(intfId); });
-}
-
-void IntfAddrVrfTableSm::ip6IntfStatusSmDelAll() {
-    Zin::handleAll(ip6IntfStatusSm(), [this](auto const& intfId) { ip6IntfStatusSmDel(intfId); });
+    ipMachines_.machinesHaveNotificationActiveIs(active);
+    ip6Machines_.machinesHaveNotificationActiveIs(active);
 }
 
 Zin::Ptr<AllIntfAddrWithMask> const& IntfAddrVrfTableSm::allIntfAddrWithMaskIs() {
@@ -312,26 +154,11 @@ Zin::Ptr<AllIntfAddrWithMask> IntfAddrVrfTableSm::allIntfAddrWithMaskDel() {
     return std::move(allIntfAddrWithMask_);
 }
 
-Zin::Ptr<IntfAddrVrfTableSm::IntfCleanupBacklog> const& IntfAddrVrfTableSm::intfCleanupBacklogIs() {
-    if (!intfCleanupBacklog_) {
-        intfCleanupBacklog_ = IntfAddrVrfTableImpl::intfCleanupBacklogFactory();
-    }
-    return intfCleanupBacklog_;
-}
-
-Zin::Ptr<IntfAddrVrfTableSm::DeferredIntfAddBacklog> const&
-IntfAddrVrfTableSm::deferredIntfAddBacklogIs() {
-    if (!deferredIntfAddBacklog_) {
-        deferredIntfAddBacklog_ = IntfAddrVrfTableImpl::deferredIntfAddBacklogFactory();
-    }
-    return deferredIntfAddBacklog_;
-}
-
 Zin::Ptr<IntfAddrVrfTableSm::IntfCleanupSm> const& IntfAddrVrfTableSm::intfCleanupSmIs(
     IntfCleanupSmConfig const& config, CleanupParent const& parent,
     Zin::Ptr<IntfCleanupBacklog> const& backlog, L3::VrfName const& vrfName,
     Scheduler const& scheduler) {
-    return intfCleanupSm_.is(IntfAddrVrfTableImpl::intfCleanupSmFactory, config, parent, backlog,
+    return cleanups_.sm().is(IntfAddrVrfTableImpl::intfCleanupSmFactory, config, parent, backlog,
                              vrfName, scheduler);
 }
 
@@ -339,8 +166,247 @@ Zin::Ptr<IntfAddrVrfTableSm::DeferredIntfAddSm> const& IntfAddrVrfTableSm::defer
     DeferredIntfAddSmConfig const& config, DeferredParent const& parent,
     Zin::Ptr<DeferredIntfAddBacklog> const& backlog, L3::VrfName const& vrfName,
     Scheduler const& scheduler) {
-    return deferredIntfAddSm_.is(IntfAddrVrfTableImpl::deferredIntfAddSmFactory, config, parent,
-                                 backlog, vrfName, scheduler);
+    return deferred_.sm().is(IntfAddrVrfTableImpl::deferredIntfAddSmFactory, config, parent,
+                             backlog, vrfName, scheduler);
+}
+
+void IntfAddrVrfTableSm::handleTableVrfIpIntfStatus() {
+    vrfIpIntfStatusIs(intfAddrVrfTable_->vrfIpIntfStatus());
+}
+
+void IntfAddrVrfTableSm::handleTableVrfIp6IntfStatus() {
+    vrfIp6IntfStatusIs(intfAddrVrfTable_->vrfIp6IntfStatus());
+}
+
+void IntfAddrVrfTableSm::handleVrfIpIntfStatus() {
+    if (vrfIpIntfStatus()) {
+        handleIpIntfStatusAll();
+    }
+}
+
+void IntfAddrVrfTableSm::handleVrfIp6IntfStatus() {
+    if (vrfIp6IntfStatus()) {
+        handleIp6IntfStatusAll();
+    }
+}
+
+void IntfAddrVrfTableSm::handleKernelIntfAll() {
+    trace8("");
+    if (!smConfig_.ignoreKernelInterfaceState && kernelIntfDir_) {
+        Zin::handleAll(kernelIntfDir_->deviceIntfStatus(),
+                       [this](auto const& intfId) { handleKernelIntf(intfId); });
+    }
+}
+
+void IntfAddrVrfTableSm::handleKernelIntf(Nimb::IntfId const& intfId) {
+    bool const isPresent = kernelIntfPresent(intfId);
+    Tremlog::record<"kernel interface for {} isPresent {}">(intfId, isPresent);
+    trace3("kernel interface for {} isPresent {}", intfId, isPresent);
+    kniKernelHistory_.changed(scheduler_->now(), intfId, isPresent);
+    if (smConfig_.ignoreKernelInterfaceState) {
+        return;
+    }
+    recordFirst([&] {
+        for (auto const af : {Nimb::AddressFamily::ipv4, Nimb::AddressFamily::ipv6}) {
+            if (isPresent) {
+                processPendingDeferredCleanup(intfId, af);
+            } else {
+                // Its addresses stay published: they wait for the device.
+                addDeferredCleanup(intfId, af);
+            }
+        }
+        if (isPresent) {
+            readmit(intfId);
+        }
+    });
+}
+
+void IntfAddrVrfTableSm::readmit(Nimb::IntfId const& intfId) {
+    if (!isWhole()) {
+        return;
+    }
+    if (auto const published = allIntfAddrWithMask_->byIntfId(intfId)) {
+        for (auto const& key : published->byIntfId()) {
+            addIntfAddrWithMask(key.key);
+        }
+    }
+}
+
+bool IntfAddrVrfTableSm::kernelIntfPresent(Nimb::IntfId const& intfId) const {
+    return kernelIntfDir_ && kernelIntfDir_->deviceIntfStatusHas(intfId);
+}
+
+void IntfAddrVrfTableSm::handleVirtualIpAll() {
+    trace8("");
+    if (virtualIpStatus_) {
+        Zin::handleAll(virtualIpStatus_->virtualIp(),
+                       [this](auto const& key) { handleVirtualIp(key); });
+    }
+}
+
+void IntfAddrVrfTableSm::handleVirtualIp(VirtualIp::VrfIpWithMaskPair const& key) {
+    if (!handlesInput()) {
+        return;
+    }
+    Nimb::IpGenAddr const addr(key.addrWithMask().address());
+    trace8("vrf {} ip {}", key.vrfName(), addr);
+    if (key.vrfName() == vrfName_) {
+        setVirtualIntfAddr(addr, virtualIpStatus_ && virtualIpStatus_->virtualIpHas(key));
+    }
+}
+
+void IntfAddrVrfTableSm::handleVirtualIp6All() {
+    trace8("");
+    if (virtualIp6Status_) {
+        Zin::handleAll(virtualIp6Status_->virtualIp6(),
+                       [this](auto const& key) { handleVirtualIp6(key); });
+    }
+}
+
+void IntfAddrVrfTableSm::handleVirtualIp6(VirtualIp::VrfIpPair const& key) {
+    if (!handlesInput()) {
+        return;
+    }
+    Nimb::IpGenAddr const addr(key.addr());
+    trace8("vrf {} ip {}", key.vrfName(), addr);
+    if (key.vrfName() == vrfName_) {
+        setVirtualIntfAddr(addr, virtualIp6Status_ && virtualIp6Status_->virtualIp6Has(key));
+    }
+}
+
+void IntfAddrVrfTableSm::setVirtualIntfAddr(Nimb::IpGenAddr const& addr, bool isPresent) {
+    change(placement_.virtualRow(addr), [this, addr, isPresent] {
+        if (isPresent) {
+            trace8({"vrf {} ip {}", "addVirtualIntfAddr"}, vrfName_, addr);
+            placement_.addVirtual(addr);
+        } else {
+            trace8({"vrf {} ip {}", "removeVirtualIntfAddr"}, vrfName_, addr);
+            placement_.removeVirtual(addr);
+        }
+    });
+}
+
+void IntfAddrVrfTableSm::handleIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
+    if (!isWhole()) {
+        return;
+    }
+    std::optional<IntfAddrWithMask> published;
+    if (allIntfAddrWithMask_->allHas(key)) {
+        published = allIntfAddrWithMask_->all(key);
+    }
+    updateByIntfId(key, published.has_value());
+    bool const isDevicePresent =
+        smConfig_.ignoreKernelInterfaceState || kernelIntfPresent(key.intfId);
+    Place const place(key);
+    change(place.content, [this, place, published, isDevicePresent] {
+        decide(place, published, isDevicePresent);
+    });
+}
+
+void IntfAddrVrfTableSm::updateByIntfId(IntfAddrWithMaskKey const& key, bool isPresent) {
+    if (isPresent) {
+        allIntfAddrWithMask_->byIntfIdIs(key.intfId)->byIntfIdIs(key);
+        return;
+    }
+    if (auto const record = allIntfAddrWithMask_->byIntfId(key.intfId)) {
+        record->byIntfIdDel(key);
+        if (record->byIntfId().empty()) {
+            allIntfAddrWithMask_->byIntfIdDel(key.intfId);
+        }
+    }
+}
+
+void IntfAddrVrfTableSm::decide(Place const& place,
+                                std::optional<IntfAddrWithMask> const& published,
+                                bool isDevicePresent) {
+    bool const cleanupPresent = cleanups_.isPending({place.intfId(), place.addr().family()});
+    trace8({"ip {} on {} isPresent {} cleanupPresent {}", "handleIntfAddrWithMask"}, place.addr(),
+           place.intfId(), published.has_value(), cleanupPresent);
+    if (published) {
+        if (isDevicePresent) {
+            placement_.admit(place, published->deprecated());
+        } else {
+            // It is admitted when the kernel's interface comes up.
+            trace8({"kernel interface not present for {}", "handleIntfAddrWithMask"},
+                   place.intfId());
+        }
+    } else if (!cleanupPresent) {
+        placement_.withdraw(place);
+    } else {
+        trace8({"deferring removal of ip {} on {} as deferred cleanup is present",
+                "handleIntfAddrWithMask"},
+               place.addr(), place.intfId());
+    }
+}
+
+void IntfAddrVrfTableSm::handleIntfAddrEntry(IntfAddrEntryContent const& content) {
+    bool const isPresent = intfAddrVrfTable_->intfAddrEntryHas(content);
+    trace8("ip {} on {} isVirtual {} isPresent {}", content.key.addr, content.intfId,
+           content.key.virtualIp, isPresent);
+    // What waited for the row that left gets its turn.
+    if (!isPresent) {
+        deferred_.tryLater();
+    }
+}
+
+void IntfAddrVrfTableSm::addIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
+    Place const place(key);
+    bool const deprecated = isWhole() && allIntfAddrWithMask_->all(key).deprecated();
+    change(place.content, [this, place, deprecated] { placement_.admit(place, deprecated); });
+}
+
+void IntfAddrVrfTableSm::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) {
+    if (!isWhole()) {
+        return;
+    }
+    Place const place(key);
+    bool const isWaiting = deferred_.has(key);
+    bool const isPublished = allIntfAddrWithMask_->allHas(key);
+    bool const deprecated = allIntfAddrWithMask_->all(key).deprecated();
+    change(place.content, [this, place, isWaiting, isPublished, deprecated] {
+        if (isWaiting && !deferred_.has(place.key)) {
+            return;  // what was changed before has taken it away
+        }
+        if (!isPublished) {
+            fail("all has key", {"{} missing in all collection", "processDeferredIntfAdd"},
+                 place.key);
+        }
+        placement_.admit(place, deprecated);
+    });
+}
+
+void IntfAddrVrfTableSm::addDeferredCleanup(Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
+    change({{}, intfId, {}}, [this, whose = IntfFamily{intfId, af}] { cleanups_.request(whose); });
+}
+
+void IntfAddrVrfTableSm::processPendingDeferredCleanup(Nimb::IntfId const& intfId,
+                                                       Nimb::AddressFamily af) {
+    change({{}, intfId, {}}, [this, whose = IntfFamily{intfId, af}] { cleanups_.settle(whose); });
+}
+
+void IntfAddrVrfTableSm::processCleanupIntf(Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
+    change({{}, intfId, {}}, [this, whose = IntfFamily{intfId, af}] { placement_.cleanUp(whose); });
+}
+
+bool IntfAddrVrfTableSm::isWhole() const {
+    return allIntfAddrWithMask_ && deferred_.backlog() &&
+           (cleanups_.backlog() || !cleanups_.hasDelay());
+}
+
+template <class Change>
+void IntfAddrVrfTableSm::change(IntfAddrEntryContent const& scope, Change&& change) {
+    if (intfAddrVrfTable_ && isWhole()) {
+        intfAddrVrfTable_->changes().submit(*this, scope, change);
+    }
+}
+
+template <class Change>
+void IntfAddrVrfTableSm::lastChange(Change&& change) {
+    if (intfAddrVrfTable_) {
+        intfAddrVrfTable_->changes().submitAlone(*this, change);
+    } else {
+        change();
+    }
 }
 
 Zin::Ptr<IntfAddrVrfTableSm> intfAddrVrfTableSmFactory(

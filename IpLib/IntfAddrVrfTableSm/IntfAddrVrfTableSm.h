@@ -1,13 +1,16 @@
 // Fills the address table of one VRF.
 //
 //   in     Ip::VrfIpIntfStatus, Ip6::VrfIp6IntfStatus (taken from the table): a machine for each
-//              interface publishes its addresses into AllIntfAddrWithMask
+//              interface publishes its addresses into AllIntfAddrWithMask (InterfaceMachines.h)
 //          Interface::DeviceIntfStatusDir: which interfaces the kernel has; the rows of one that it
 //              has no more are cleaned up, and come back with it
 //          VirtualIp::VirtualIpStatus, VirtualIp6Status: virtual addresses, of all VRFs
 //   out    IntfAddrVrfTable: rows, by-address index, subnet sets, link-local rows
+//              (AddressPlacement.h)
 //   tasks  IntfCleanupSm: removes the rows of an interface that went, after intfCleanupDelay
+//              (InterfaceCleanups.h)
 //          DeferredIntfAddSm: tries addresses in conflict again, after deferredIntfAddDelay
+//              (DeferredAdds.h)
 //
 // One address:
 //
@@ -15,53 +18,37 @@
 //          ^              '--another interface has it or its subnet----^
 //          '--withdrawn, or its interface's clean-up carried out--'
 //
-// Invariants. A key is in the deferred backlog only while AllIntfAddrWithMask has it, or while a
-// clean-up of its interface is pending, which takes it along. A row of an address is in the rows,
-// in the by-address index, and in one collection of its subnet's set; one of a link-local address
-// is in no set, but it is its interface's link-local row. A subnet's set is of one interface. A
-// virtual address has a row and its by-address index, and nothing else. They do not hold of a
-// deprecated address that outlives its subnet's set, nor of one address that comes with two prefix
-// lengths or from two places of one interface; scenarios/known shows what comes of that.
+// Handlers record at once what has changed, with the facts of the moment (published or not and how,
+// device there), and hand it on as a change of the table. Changes of one table are carried out
+// whole, one after the other, in the order in which they were made. One that an observer of the
+// table makes from within a notification comes after the change that it is told of: at once where
+// the two share no interface, address or subnet with each other or with what waits already, else as
+// soon as that is done (IpLib/IntfAddrVrfTableTypes/TableChanges.h).
+//
+// Invariant: a key is in the deferred backlog only while AllIntfAddrWithMask has it, or while a
+// clean-up of its interface is pending, which takes it along.
 //
 // Owned by IntfAddrVrfTableSmManager. Inputs and table outlive it or not, as they please;
 // destroying it stops all updates and drops what its tasks had pending.
 #pragma once
 
-#include <cstddef>
-#include <functional>
+#include <optional>
 #include <utility>
-#include <vector>
 
-#include "Interface/DeviceIntfStatusDir.h"
-#include "Ip/VrfIpIntfStatus.h"
-#include "Ip6/VrfIp6IntfStatus.h"
-#include "IpLib/IntfAddrVrfTableSm/DeferredIntfAddSm.h"
-#include "IpLib/IntfAddrVrfTableSm/IntfCleanupSm.h"
-#include "IpLib/IntfAddrVrfTableSm/Ip6IntfStatusSm.h"
-#include "IpLib/IntfAddrVrfTableSm/IpIntfStatusSm.h"
+#include "IpLib/IntfAddrVrfTableSm/AddressPlacement.h"
+#include "IpLib/IntfAddrVrfTableSm/DeferredAdds.h"
+#include "IpLib/IntfAddrVrfTableSm/InputReactors.h"
+#include "IpLib/IntfAddrVrfTableSm/InterfaceCleanups.h"
+#include "IpLib/IntfAddrVrfTableSm/InterfaceMachines.h"
 #include "IpLib/IntfAddrVrfTableSm/KniKernelHistory.h"
-#include "IpLib/IntfAddrVrfTableSmTypes/AllIntfAddrWithMask.h"
-#include "IpLib/IntfAddrVrfTableSmTypes/DeferredIntfAddBacklog.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrVrfTableSmConfig.h"
-#include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupBacklog.h"
-#include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
-#include "L3/VrfName.h"
 #include "Nimb/NamespaceName.h"
-#include "Pell/Traced.h"
 #include "Velk/BaseOutputSm.h"
-#include "VirtualIp/VirtualIp6Status.h"
-#include "VirtualIp/VirtualIpStatus.h"
-#include "Zin/Child.h"
-#include "Zin/Children.h"
-#include "Zin/Reactor.h"
-#include "Zin/Turn.h"
 
 namespace IpLib {
 
 class IntfAddrVrfTableSm : public Velk::BaseOutputSm, private Pell::Traced<"IntfAddrVrfTableSm"> {
 public:
-    using IpIntfStatusSm = IntfAddrVrfTableImpl::IpIntfStatusSm;
-    using Ip6IntfStatusSm = IntfAddrVrfTableImpl::Ip6IntfStatusSm;
     using IntfCleanupSm = IntfAddrVrfTableImpl::IntfCleanupSm;
     using IntfCleanupSmConfig = IntfAddrVrfTableImpl::IntfCleanupSmConfig;
     using IntfCleanupBacklog = IntfAddrVrfTableImpl::IntfCleanupBacklog;
@@ -69,6 +56,10 @@ public:
     using DeferredIntfAddSmConfig = IntfAddrVrfTableImpl::DeferredIntfAddSmConfig;
     using DeferredIntfAddBacklog = IntfAddrVrfTableImpl::DeferredIntfAddBacklog;
     using KniKernelHistory = IntfAddrVrfTableImpl::KniKernelHistory;
+    using Place = IntfAddrVrfTableImpl::Place;
+    using IpMachines = IntfAddrVrfTableImpl::InterfaceMachines<IntfAddrVrfTableImpl::IpMachines>;
+    using Ip6Machines = IntfAddrVrfTableImpl::InterfaceMachines<IntfAddrVrfTableImpl::Ip6Machines>;
+    using AllAddresses = Zin::Ptr<AllIntfAddrWithMask>;
     using AfParent = Zin::Ptr<IntfAddrVrfTableImpl::AfIntfStatusParentInterface>;
     using CleanupParent = Zin::Ptr<IntfAddrVrfTableImpl::IntfCleanupParentInterface>;
     using DeferredParent = Zin::Ptr<IntfAddrVrfTableImpl::DeferredIntfAddParentInterface>;
@@ -108,78 +99,68 @@ public:
 
     // The status inputs. Null takes the machines of all interfaces away; Del forgets the input and
     // leaves them.
-    Zin::Ptr<Ip::VrfIpIntfStatus const> const& vrfIpIntfStatus() const {
-        return ipReactor_.notifier();
-    }
-    void vrfIpIntfStatusIs(Zin::Ptr<Ip::VrfIpIntfStatus const> const& status);
-    void vrfIpIntfStatusDel() { ipReactor_.notifierIs(nullptr); }
-    Zin::Ptr<Ip6::VrfIp6IntfStatus const> const& vrfIp6IntfStatus() const {
-        return ip6Reactor_.notifier();
-    }
-    void vrfIp6IntfStatusIs(Zin::Ptr<Ip6::VrfIp6IntfStatus const> const& status);
-    void vrfIp6IntfStatusDel() { ip6Reactor_.notifierIs(nullptr); }
+    auto const& vrfIpIntfStatus() const { return ipMachines_.input(); }
+    void vrfIpIntfStatusIs(IpMachines::Input const& status) { ipMachines_.setInput(status); }
+    void vrfIpIntfStatusDel() { ipMachines_.forgetInput(); }
+    auto const& vrfIp6IntfStatus() const { return ip6Machines_.input(); }
+    void vrfIp6IntfStatusIs(Ip6Machines::Input const& status) { ip6Machines_.setInput(status); }
+    void vrfIp6IntfStatusDel() { ip6Machines_.forgetInput(); }
 
     // The machines of the interfaces. A null status raises Zin::NullArgumentError; other arguments
     // than those of the machine that is there, Zin::ReinstantiationError.
-    auto const& ipIntfStatusSm() const { return ipIntfStatusSm_.map(); }
-    Zin::Ptr<IpIntfStatusSm> ipIntfStatusSm(Nimb::IntfId const& intfId) const {
-        return ipIntfStatusSm_(intfId);
+    auto const& ipIntfStatusSm() const { return ipMachines_.machines(); }
+    auto ipIntfStatusSm(Nimb::IntfId const& intfId) const { return ipMachines_.machine(intfId); }
+    auto ipIntfStatusSmIs(IpMachines::Status const& status, AfParent const& parent,
+                          AllAddresses const& all) {
+        return ipMachines_.findOrMake(status, parent, all);
     }
-    Zin::Ptr<IpIntfStatusSm> ipIntfStatusSmIs(Zin::Ptr<Ip::IpIntfStatus const> const& status,
-                                              AfParent const& parent,
-                                              Zin::Ptr<AllIntfAddrWithMask> const& all);
-    Zin::Ptr<IpIntfStatusSm> ipIntfStatusSmDel(Nimb::IntfId const& intfId);
-    void ipIntfStatusSmDelAll();
+    auto ipIntfStatusSmDel(Nimb::IntfId const& intfId) { return ipMachines_.remove(intfId); }
+    void ipIntfStatusSmDelAll() { ipMachines_.removeAll(); }
 
-    auto const& ip6IntfStatusSm() const { return ip6IntfStatusSm_.map(); }
-    Zin::Ptr<Ip6IntfStatusSm> ip6IntfStatusSm(Nimb::IntfId const& intfId) const {
-        return ip6IntfStatusSm_(intfId);
+    auto const& ip6IntfStatusSm() const { return ip6Machines_.machines(); }
+    auto ip6IntfStatusSm(Nimb::IntfId const& intfId) const { return ip6Machines_.machine(intfId); }
+    auto ip6IntfStatusSmIs(Ip6Machines::Status const& status, AfParent const& parent,
+                           AllAddresses const& all) {
+        return ip6Machines_.findOrMake(status, parent, all);
     }
-    Zin::Ptr<Ip6IntfStatusSm> ip6IntfStatusSmIs(Zin::Ptr<Ip6::IntfStatus const> const& status,
-                                                AfParent const& parent,
-                                                Zin::Ptr<AllIntfAddrWithMask> const& all);
-    Zin::Ptr<Ip6IntfStatusSm> ip6IntfStatusSmDel(Nimb::IntfId const& intfId);
-    void ip6IntfStatusSmDelAll();
+    auto ip6IntfStatusSmDel(Nimb::IntfId const& intfId) { return ip6Machines_.remove(intfId); }
+    void ip6IntfStatusSmDelAll() { ip6Machines_.removeAll(); }
 
     // The other children: null where there is none. The clean-up two exist only where
     // intfCleanupDelay is not zero. Is keeps a child that was made of the same arguments. A machine
     // whose working rows or backlogs were taken away handles no more input.
-    Zin::Ptr<AllIntfAddrWithMask> const& allIntfAddrWithMask() const {
-        return allIntfAddrWithMask_;
-    }
-    Zin::Ptr<AllIntfAddrWithMask> const& allIntfAddrWithMaskIs();
-    Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMaskDel();
-    Zin::Ptr<IntfCleanupBacklog> const& intfCleanupBacklog() const { return intfCleanupBacklog_; }
-    Zin::Ptr<IntfCleanupBacklog> const& intfCleanupBacklogIs();
-    Zin::Ptr<IntfCleanupBacklog> intfCleanupBacklogDel() { return std::move(intfCleanupBacklog_); }
-    Zin::Ptr<DeferredIntfAddBacklog> const& deferredIntfAddBacklog() const {
-        return deferredIntfAddBacklog_;
-    }
-    Zin::Ptr<DeferredIntfAddBacklog> const& deferredIntfAddBacklogIs();
-    Zin::Ptr<DeferredIntfAddBacklog> deferredIntfAddBacklogDel() {
-        return std::move(deferredIntfAddBacklog_);
-    }
-    Zin::Ptr<IntfCleanupSm> const& intfCleanupSm() const { return intfCleanupSm_(); }
+    AllAddresses const& allIntfAddrWithMask() const { return allIntfAddrWithMask_; }
+    AllAddresses const& allIntfAddrWithMaskIs();
+    AllAddresses allIntfAddrWithMaskDel();
+    auto const& intfCleanupBacklog() const { return cleanups_.backlog(); }
+    auto const& intfCleanupBacklogIs() { return cleanups_.makeBacklog(); }
+    auto intfCleanupBacklogDel() { return cleanups_.takeBacklog(); }
+    auto const& deferredIntfAddBacklog() const { return deferred_.backlog(); }
+    auto const& deferredIntfAddBacklogIs() { return deferred_.makeBacklog(); }
+    auto deferredIntfAddBacklogDel() { return deferred_.takeBacklog(); }
+    auto const& intfCleanupSm() const { return cleanups_.sm()(); }
     Zin::Ptr<IntfCleanupSm> const& intfCleanupSmIs(IntfCleanupSmConfig const& config,
                                                    CleanupParent const& parent,
                                                    Zin::Ptr<IntfCleanupBacklog> const& backlog,
                                                    L3::VrfName const& vrfName,
                                                    Scheduler const& scheduler);
-    Zin::Ptr<IntfCleanupSm> intfCleanupSmDel() { return intfCleanupSm_.del(); }
-    Zin::Ptr<DeferredIntfAddSm> const& deferredIntfAddSm() const { return deferredIntfAddSm_(); }
+    auto intfCleanupSmDel() { return cleanups_.sm().del(); }
+    auto const& deferredIntfAddSm() const { return deferred_.sm()(); }
     Zin::Ptr<DeferredIntfAddSm> const& deferredIntfAddSmIs(
         DeferredIntfAddSmConfig const& config, DeferredParent const& parent,
         Zin::Ptr<DeferredIntfAddBacklog> const& backlog, L3::VrfName const& vrfName,
         Scheduler const& scheduler);
-    Zin::Ptr<DeferredIntfAddSm> deferredIntfAddSmDel() { return deferredIntfAddSm_.del(); }
+    auto deferredIntfAddSmDel() { return deferred_.sm().del(); }
 
     // Handlers of the status inputs: they start an interface's machine and stop it.
+    void handleTableVrfIpIntfStatus();
     void handleVrfIpIntfStatus();
-    void handleIpIntfStatusAll();
-    void handleIpIntfStatus(Nimb::IntfId const& intfId);
+    void handleIpIntfStatusAll() { ipMachines_.handleAll(); }
+    void handleIpIntfStatus(Nimb::IntfId const& intfId) { ipMachines_.handle(intfId); }
+    void handleTableVrfIp6IntfStatus();
     void handleVrfIp6IntfStatus();
-    void handleIp6IntfStatusAll();
-    void handleIp6IntfStatus(Nimb::IntfId const& intfId);
+    void handleIp6IntfStatusAll() { ip6Machines_.handleAll(); }
+    void handleIp6IntfStatus(Nimb::IntfId const& intfId) { ip6Machines_.handle(intfId); }
 
     // Handlers of the kernel's interfaces: clean up what the kernel has no more, admit again what
     // it has once more.
@@ -205,133 +186,39 @@ public:
     void processPendingDeferredCleanup(Nimb::IntfId const& intfId, Nimb::AddressFamily af);
     void processCleanupIntf(Nimb::IntfId const& intfId, Nimb::AddressFamily af);
 
+    // Whether what the inputs say matters: not to a machine that is retired or not whole.
+    bool handlesInput() const { return isWhole() && !retired(); }
+    // Runs `step`; the changes of the table that it makes are carried out at its end.
+    template <class Step>
+    void recordFirst(Step&& step) {
+        if (intfAddrVrfTable_) {
+            intfAddrVrfTable_->changes().recordFirst(step);
+        } else {
+            step();
+        }
+    }
+
 protected:
     void handleInitialized() override;
     void handleDestruction() override;
 
 private:
-    class VirtualIpReactor final
-        : public Zin::Reactor<IntfAddrVrfTableSm, VirtualIp::VirtualIpStatus> {
-    public:
-        using Reactor::Reactor;
-
-    private:
-        void handleVirtualIp(VirtualIp::VrfIpWithMaskPair const& key) override {
-            forward<&IntfAddrVrfTableSm::handleVirtualIp>(key);
-        }
-    };
-
-    class VirtualIp6Reactor final
-        : public Zin::Reactor<IntfAddrVrfTableSm, VirtualIp::VirtualIp6Status> {
-    public:
-        using Reactor::Reactor;
-
-    private:
-        void handleVirtualIp6(VirtualIp::VrfIpPair const& key) override {
-            forward<&IntfAddrVrfTableSm::handleVirtualIp6>(key);
-        }
-    };
-
-    class KernelReactor final
-        : public Zin::Reactor<IntfAddrVrfTableSm, Interface::DeviceIntfStatusDir> {
-    public:
-        using Reactor::Reactor;
-
-    private:
-        void handleDeviceIntfStatus(Nimb::IntfId const& intfId) override {
-            forward<&IntfAddrVrfTableSm::handleKernelIntf>(intfId);
-        }
-    };
-
-    class IpReactor final : public Zin::Reactor<IntfAddrVrfTableSm, Ip::VrfIpIntfStatus> {
-    public:
-        using Reactor::Reactor;
-
-    private:
-        void handleIpIntfStatus(Nimb::IntfId const& intfId) override {
-            forward<&IntfAddrVrfTableSm::handleIpIntfStatus>(intfId);
-        }
-    };
-
-    class Ip6Reactor final : public Zin::Reactor<IntfAddrVrfTableSm, Ip6::VrfIp6IntfStatus> {
-    public:
-        using Reactor::Reactor;
-
-    private:
-        void handleIntfStatus(Nimb::IntfId const& intfId) override {
-            forward<&IntfAddrVrfTableSm::handleIp6IntfStatus>(intfId);
-        }
-    };
-
-    // The rows that go while the machine is torn down are its own doing, and so are the working
-    // rows: these two are heard until the teardown is over.
-    class TableReactor final : public Zin::Reactor<IntfAddrVrfTableSm, IntfAddrVrfTable> {
-    public:
-        using Reactor::Reactor;
-
-    private:
-        void handleVrfIpIntfStatus() override {
-            forward<&IntfAddrVrfTableSm::bindVrfIpIntfStatus>();
-        }
-        void handleVrfIp6IntfStatus() override {
-            forward<&IntfAddrVrfTableSm::bindVrfIp6IntfStatus>();
-        }
-        void handleIntfAddrEntry(IntfAddrEntryContent const& content) override {
-            forwardDuringTeardown<&IntfAddrVrfTableSm::handleIntfAddrEntry>(content);
-        }
-    };
-
-    class AddrReactor final : public Zin::Reactor<IntfAddrVrfTableSm, AllIntfAddrWithMask> {
-    public:
-        using Reactor::Reactor;
-
-    private:
-        void handleAll(IntfAddrWithMaskKey const& key) override {
-            forwardDuringTeardown<&IntfAddrVrfTableSm::handleIntfAddrWithMask>(key);
-        }
-    };
-
-    // What an address comes to in the table; see AddressAdmission.cpp and AddressWithdrawal.cpp.
-    struct Place;
-
-    void bindVrfIpIntfStatus() { vrfIpIntfStatusIs(intfAddrVrfTable_->vrfIpIntfStatus()); }
-    void bindVrfIp6IntfStatus() { vrfIp6IntfStatusIs(intfAddrVrfTable_->vrfIp6IntfStatus()); }
-
-    // One piece of work on the table at a time: what comes up while observers of the table are told
-    // of another waits until that is done, in the order of its coming. A machine that its observers
-    // bring down meanwhile drops what waits: the table is left to whoever comes after it.
-    template <class Work>
-    void write(Work work);
-    // Does `step`; work on the table that comes up meanwhile waits for its end.
-    template <class Step>
-    void holdingTable(Step step);
-    template <class Sms>
-    auto smDel(Sms& sms, Nimb::IntfId const& intfId);
-
-    // Decisions.
-    void decide(IntfAddrWithMaskKey const& key);
-    bool cleanupPending(Nimb::IntfId const& intfId, Nimb::AddressFamily af) const;
+    // Whether everything is there that a change needs but the table.
+    bool isWhole() const;
     bool kernelIntfPresent(Nimb::IntfId const& intfId) const;
-
-    // Actions: the only writers of the table, of the view by interface and of the deferred backlog.
-    void updateByIntfId(IntfAddrWithMaskKey const& key, bool isPresent);
+    // Hands a change of the table on. Without a table there is nothing to change.
+    template <class Change>
+    void change(IntfAddrEntryContent const& scope, Change&& change);
+    // What comes after all that is being changed and waits to be.
+    template <class Change>
+    void lastChange(Change&& change);
     void readmit(Nimb::IntfId const& intfId);
-    void addRecord(IntfAddrWithMask const& record);
-    void addIntfAddr(IntfAddrWithMask const& record);
-    void addIp6LinkLocal(IntfAddrWithMask const& record);
-    void putIntoSet(IntfAddrWithMask const& record, Place const& place,
-                    Zin::Ptr<IntfAddrEntry> const& entry);
-    void defer(IntfAddrWithMaskKey const& key);
-    void removeIntfAddrWithMask(IntfAddrWithMaskKey const& key);
-    void removeIntfAddr(IntfAddrWithMaskKey const& key);
-    void removeFromSet(Place const& place);
-    void removeIp6LinkLocal(IntfAddrWithMaskKey const& key);
-    void addVirtualIntfAddr(Nimb::IpGenAddr const& addr);
-    void removeVirtualIntfAddr(Nimb::IpGenAddr const& addr);
-    void cleanUp(IntfFamily const& whose);
-    void cleanUpRows(IntfFamily const& whose);
-    void cleanUpSets(IntfFamily const& whose);
-    void cleanUpDeferred(IntfFamily const& whose);
+
+    void updateByIntfId(IntfAddrWithMaskKey const& key, bool isPresent);
+    // What is decided about an address when the turn of its change has come.
+    void decide(Place const& place, std::optional<IntfAddrWithMask> const& published,
+                bool isDevicePresent);
+    void setVirtualIntfAddr(Nimb::IpGenAddr const& addr, bool isPresent);
 
     L3::VrfName const vrfName_;
     Nimb::NamespaceName const networkNamespace_;
@@ -343,51 +230,20 @@ private:
     Zin::Ptr<IntfAddrVrfTable> const intfAddrVrfTable_;
 
     KniKernelHistory kniKernelHistory_;
-    Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask_;
-    Zin::Ptr<IntfCleanupBacklog> intfCleanupBacklog_;
-    Zin::Ptr<DeferredIntfAddBacklog> deferredIntfAddBacklog_;
-    bool writing_ = false;
-    std::vector<std::function<void()>> waitingWork_;
-    Zin::Child<IntfCleanupSm> intfCleanupSm_;
-    Zin::Child<DeferredIntfAddSm> deferredIntfAddSm_;
-    Zin::Children<Nimb::IntfId, IpIntfStatusSm> ipIntfStatusSm_{0x7a2e91c4};
-    Zin::Children<Nimb::IntfId, Ip6IntfStatusSm> ip6IntfStatusSm_{0xb35d0f68};
+    AllAddresses allIntfAddrWithMask_;
+    IntfAddrVrfTableImpl::DeferredAdds deferred_;
+    IntfAddrVrfTableImpl::AddressPlacement placement_;
+    IntfAddrVrfTableImpl::InterfaceCleanups cleanups_;
+    IpMachines ipMachines_{*this};
+    Ip6Machines ip6Machines_{*this};
 
     // Undone first: nobody is heard once the members above begin to go.
-    VirtualIpReactor virtualIpReactor_;
-    VirtualIp6Reactor virtualIp6Reactor_;
-    KernelReactor kernelReactor_;
-    TableReactor tableReactor_;
-    AddrReactor addrReactor_{*this, nullptr};
-    IpReactor ipReactor_{*this, nullptr};
-    Ip6Reactor ip6Reactor_{*this, nullptr};
+    IntfAddrVrfTableImpl::VirtualIpReactor virtualIpReactor_;
+    IntfAddrVrfTableImpl::VirtualIp6Reactor virtualIp6Reactor_;
+    IntfAddrVrfTableImpl::KernelReactor kernelReactor_;
+    IntfAddrVrfTableImpl::TableReactor tableReactor_;
+    IntfAddrVrfTableImpl::AddrReactor addrReactor_{*this, nullptr};
 };
-
-template <class Work>
-void IntfAddrVrfTableSm::write(Work work) {
-    if (writing_) {
-        waitingWork_.emplace_back(std::move(work));
-    } else {
-        holdingTable(std::move(work));
-    }
-}
-
-template <class Step>
-void IntfAddrVrfTableSm::holdingTable(Step step) {
-    if (writing_) {
-        step();
-        return;
-    }
-    bool const tearingDown = retired();
-    Zin::Turn turn;
-    writing_ = true;
-    turn.run(step);
-    for (std::size_t i = 0; i < waitingWork_.size() && retired() == tearingDown; ++i) {
-        turn.run(std::exchange(waitingWork_[i], nullptr));
-    }
-    waitingWork_.clear();
-    writing_ = false;
-}
 
 Zin::Ptr<IntfAddrVrfTableSm> intfAddrVrfTableSmFactory(
     L3::VrfName const& vrfName, Nimb::NamespaceName const& networkNamespace,

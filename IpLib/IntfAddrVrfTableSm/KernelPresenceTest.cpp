@@ -342,31 +342,41 @@ TEST(KernelPresence, AMachineThatIsBroughtDownByItsCleanupLeavesTheTableToItsSuc
     bench.ip("Ethernet1", "10.0.0.1/24");
     bench.ip6("Ethernet1", "2001:db8::1/64");
     Testing::Meddler const meddler(bench, "", [&] {
+        bench.kernelIs("Ethernet1");
         bench.sm->retire();
-        bench.table->intfAddrEntryIs({IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("2001:db8::2")),
-                                      "Ethernet1", Nimb::IpGenPrefix("2001:db8::/64")});
-        bench.table->intfAddrEntryFromAddrIs(
-            bench.table->intfAddrEntry({IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("2001:db8::2")),
-                                        "Ethernet1", Nimb::IpGenPrefix("2001:db8::/64")}));
+        bench.smIs();
     });
 
     bench.kernelDel("Ethernet1");
 
-    EXPECT_THAT(bench.rows(), Contains("2001:db8::2/64 Ethernet1"));
+    ASSERT_TRUE(meddler.done());
+    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(bench.rowsByAddr(),
+                ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(bench.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1",
+                                          "2001:db8::/64 Ethernet1 2001:db8::1"));
 }
 
-TEST(KernelPresence, AMachineThatIsBroughtDownByWhatItAdmitsAdmitsNoMore) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.secondary("Ethernet1", "10.0.1.1/24");
-    bench.kernelDel("Ethernet1");
-    bench.time.advance(1.5);
-    ASSERT_THAT(bench.rows(), IsEmpty());
-    Testing::Meddler const meddler(bench, "", [&] { bench.sm->retire(); });
+TEST(KernelPresence, AMachineThatIsBroughtDownByWhatItAdmitsAdmitsTheRestFirst) {
+    for (Zin::Seconds const delay : {0.0, 1.5}) {
+        SmBench bench({.intfCleanupDelay = delay});
+        bench.ip("Ethernet1", "10.0.0.1/24");
+        bench.secondary("Ethernet1", "10.0.1.1/24");
+        bench.kernelDel("Ethernet1");
+        bench.time.advance(delay);
+        ASSERT_THAT(bench.rows(), IsEmpty());
+        Testing::Meddler const meddler(bench, "", [&] { bench.sm->retire(); });
 
-    bench.kernelIs("Ethernet1");
+        bench.kernelIs("Ethernet1");
 
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+        // As if it had been brought down right after.
+        if (delay == 0.0) {
+            EXPECT_THAT(bench.rows(), IsEmpty());
+        } else {
+            EXPECT_THAT(bench.rows(),
+                        ElementsAre("10.0.0.1/24 Ethernet1", "10.0.1.1/24 Ethernet1"));
+        }
+    }
 }
 
 }  // namespace

@@ -2,24 +2,27 @@
 // from a key.
 #pragma once
 
-#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMaskKey.h"
+#include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntryContent.h"
 
-namespace IpLib {
+namespace IpLib::IntfAddrVrfTableImpl {
 
-struct IntfAddrVrfTableSm::Place {
-    explicit Place(IntfAddrWithMaskKey const& key)
-        : intfId(key.intfId),
-          addr(key.addrWithMask.address()),
-          subnet(key.addrWithMask.prefix()),
-          rowKey(key.isV6LinkLocal() ? IntfAddrEntryKey::makeLlKey(addr, intfId)
-                                     : IntfAddrEntryKey::makeIpKey(addr)),
-          content{rowKey, intfId, subnet} {}
+struct Place {
+    explicit Place(IntfAddrWithMaskKey const& itsKey)
+        : key(itsKey),
+          content{itsKey.isV6LinkLocal()
+                      ? IntfAddrEntryKey::makeLlKey(itsKey.addrWithMask.address(), itsKey.intfId)
+                      : IntfAddrEntryKey::makeIpKey(itsKey.addrWithMask.address()),
+                  itsKey.intfId, itsKey.addrWithMask.prefix()} {}
 
-    Nimb::IntfId const intfId;
-    Nimb::IpGenAddr const addr;
-    Nimb::IpGenPrefix const subnet;
-    IntfAddrEntryKey const rowKey;
-    IntfAddrEntryContent const content;
+    Nimb::IntfId const& intfId() const { return key.intfId; }
+    Nimb::IpGenAddr const& addr() const { return content.key.addr; }
+    Nimb::IpGenPrefix const& subnet() const { return content.subnet; }
+    IntfAddrEntryKey const& rowKey() const { return content.key; }
+    bool isV6LinkLocal() const { return key.isV6LinkLocal(); }
+
+    IntfAddrWithMaskKey key;
+    IntfAddrEntryContent content;
 };
 
-}  // namespace IpLib
+}  // namespace IpLib::IntfAddrVrfTableImpl

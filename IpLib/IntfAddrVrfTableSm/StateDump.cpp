@@ -114,8 +114,8 @@ void IntfAddrVrfTableSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& cont
     dumpChild(context, indent, allIntfAddrWithMask_);
     dumpChildren(context, indent, ipIntfStatusSm());
     dumpChildren(context, indent, ip6IntfStatusSm());
-    dumpChild(context, indent, intfCleanupBacklog_);
-    dumpChild(context, indent, deferredIntfAddBacklog_);
+    dumpChild(context, indent, intfCleanupBacklog());
+    dumpChild(context, indent, deferredIntfAddBacklog());
     dumpChild(context, indent, intfCleanupSm());
     dumpChild(context, indent, deferredIntfAddSm());
 }

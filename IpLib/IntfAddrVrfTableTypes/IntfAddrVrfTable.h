@@ -10,6 +10,10 @@
 // observers; the VRF's state machine keeps the four consistent. Removing what is absent returns
 // null and tells nobody.
 //
+// An observer may do whatever it likes to the inputs, and may ask the table anything: what it
+// changes comes after the change that it is told of (see changes()). It leaves the collections to
+// the machine: one that changes what the machine is writing at that moment fails an invariant.
+//
 // Created and destroyed by the embedding agent; rows are co-owned by whoever holds them.
 #pragma once
 
@@ -21,6 +25,7 @@
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntry.h"
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntrySet.h"
 #include "IpLib/IntfAddrVrfTableTypes/IntfFamily.h"
+#include "IpLib/IntfAddrVrfTableTypes/TableChanges.h"
 #include "Velk/DumpContext.h"
 #include "Zin/Attribute.h"
 #include "Zin/Collection.h"
@@ -126,6 +131,9 @@ public:
     // is no falling back to the next lowest.
     Row lowestV6IntfAddrEntry(Nimb::IntfId const& srcIntfId) const;
 
+    // Through which the machines that fill the table write it.
+    TableChanges& changes() { return changes_; }
+
     // The four collections, each member on a line, in the collection's own order; never cut.
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
 
@@ -162,6 +170,7 @@ private:
         intfAddrEntrySetFromSubnet_{*this, 0x4e7a13b9};
     Zin::HashCollection<&Notifiee::handleLlIntfAddrEntryFromIntfId, Nimb::IntfId, Row>
         llIntfAddrEntryFromIntfId_{*this, 0xd5086fc2};
+    TableChanges changes_{SharesInTable(this)};
 };
 
 Zin::Ptr<IntfAddrVrfTable> intfAddrVrfTableFactory();

@@ -1,0 +1,44 @@
+#include "IpLib/IntfAddrVrfTableSm/InterfaceCleanups.h"
+
+namespace IpLib::IntfAddrVrfTableImpl {
+
+void InterfaceCleanups::request(IntfFamily const& whose) {
+    auto const& [intfId, af] = whose;
+    if (!hasDelay()) {
+        trace9({"cleaning up for {} af {} immediately", "addDeferredCleanup"}, intfId, af);
+        placement_.cleanUp(whose);
+        return;
+    }
+    if (auto const pending = backlog_->getBacklog(intfId, af)) {
+        if (pending->processed()) {
+            fail("!processed",
+                 {"backlog contains entry for {} af {} that was already processed",
+                  "addDeferredCleanup"},
+                 intfId, af);
+        }
+        trace9({"cleanup already pending for {} {}", "addDeferredCleanup"}, intfId, af);
+        return;
+    }
+    Zin::Seconds const now = scheduler_.now();
+    trace9({"cleanup deferred for {} af {} at {}", "addDeferredCleanup"}, intfId, af, now);
+    backlog_->addBacklog(intfId, af, now);
+    if (!sm_()) {
+        fail("intfCleanupSm", {"no intfCleanupSm when there is a delay {}", "addDeferredCleanup"},
+             delay_);
+    }
+    sm_()->maybeScheduleTask();
+}
+
+void InterfaceCleanups::settle(IntfFamily const& whose) {
+    auto const& [intfId, af] = whose;
+    auto const pending =
+        backlog_ ? backlog_->removeBacklog(intfId, af) : IntfCleanupBacklog::Entry();
+    if (pending) {
+        pending->processedIs(true);
+        trace9({"cleaning up for {} af {} immediately", "processPendingDeferredCleanup"}, intfId,
+               af);
+        placement_.cleanUp(whose);
+    }
+}
+
+}  // namespace IpLib::IntfAddrVrfTableImpl

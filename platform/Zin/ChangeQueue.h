@@ -1,0 +1,167 @@
+// Keeps changes apart that come from within one another: whoever is told of one change may ask for
+// the next before the first is done.
+//
+// Invariant: changes that are related are carried out whole, one after the other, in the order in
+// which they were made. A change is carried out at once unless it is related to one that is being
+// carried out or that waits; then it waits, and is carried out as soon as nothing that it is
+// related to stands before it, at the latest when the outermost call returns.
+//
+// A change is a callable. It says by its scope what it reads and writes, and brings along the facts
+// of the moment at which it was made: by the time of its turn the world may have moved on.
+// `Related` tells of two scopes whether their order matters (a symmetric question).
+//
+//     queue.submit(owner, scope, [record] { table.insert(record); });
+//
+// `owner` is whoever carries the change out: it stays in memory until that is done. What a change
+// throws keeps no other from being carried out; it is thrown at the end of the turn.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <iterator>
+#include <list>
+#include <optional>
+#include <utility>
+
+#include "Zin/Ptr.h"
+#include "Zin/Turn.h"
+
+namespace Zin {
+
+template <class Scope, class Related>
+class ChangeQueue {
+public:
+    explicit ChangeQueue(Related related = {}) : related_(std::move(related)) {}
+    ChangeQueue(ChangeQueue const&) = delete;
+    ChangeQueue& operator=(ChangeQueue const&) = delete;
+
+    // Carries `change` out, now or in its turn. `change` keeps copies of what it needs.
+    template <class Change>
+    void submit(Entity const& owner, Scope const& scope, Change&& change) {
+        submit(owner, &scope, change);
+    }
+    // A change that is related to every other.
+    template <class Change>
+    void submitAlone(Entity const& owner, Change&& change) {
+        submit(owner, nullptr, change);
+    }
+
+    // Runs `step`, which records what has happened; the changes that it submits are carried out in
+    // their order at its end.
+    template <class Step>
+    void recordFirst(Step&& step) {
+        std::uint64_t const number = made_;
+        Turn turn;
+        carryOut(turn, nullptr, number, step);
+        carryOutWaiting(turn, number);
+    }
+
+    // A part of the change that is being carried out, with a scope of its own that the change's
+    // does not tell.
+    template <class Step>
+    void within(Scope const& scope, Step&& step) {
+        Turn turn;
+        carryOut(turn, &scope, running_ ? running_->number : made_, step);
+    }
+
+    // For a change in its turn that writes what is kept in order of all changes: whether an older
+    // one, unrelated, waits still.
+    bool isEarly() const {
+        return running_ && !waiting_.empty() && waiting_.front().number < running_->number;
+    }
+    // Puts what is left of the change in its turn off until the older ones have been carried out.
+    template <class Change>
+    void waitForOlder(Entity const& owner, Scope const& scope, Change&& change) {
+        auto next = waiting_.end();
+        while (next != waiting_.begin() && std::prev(next)->number > running_->number) {
+            --next;
+        }
+        waiting_.emplace(next, running_->number, owner, &scope, std::forward<Change>(change), true);
+    }
+
+private:
+    struct Running {
+        Scope const* scope;  // null: related to everything
+        std::uint64_t number;
+        Running const* outer;
+    };
+    struct Waiting {
+        Waiting(std::uint64_t itsNumber, Entity const& owner, Scope const* itsScope,
+                std::function<void()> itsChange, bool itWaitsForOlder)
+            : number(itsNumber),
+              alive(&owner),
+              scopeOrAll(itsScope ? std::optional(*itsScope) : std::nullopt),
+              change(std::move(itsChange)),
+              waitsForOlder(itWaitsForOlder) {}
+
+        Scope const* scope() const { return scopeOrAll ? &*scopeOrAll : nullptr; }
+
+        std::uint64_t number;
+        Ptr<Entity const> alive;
+        std::optional<Scope> scopeOrAll;
+        std::function<void()> change;
+        bool waitsForOlder;
+    };
+    using List = std::list<Waiting>;
+    using Position = typename List::const_iterator;
+
+    template <class Change>
+    void submit(Entity const& owner, Scope const* scope, Change& change) {
+        std::uint64_t const number = ++made_;
+        if (isFree(scope, waiting_.end())) {
+            Turn turn;
+            carryOut(turn, scope, number, change);
+            carryOutWaiting(turn, number);
+        } else {
+            waiting_.emplace_back(number, owner, scope, std::move(change), false);
+        }
+    }
+
+    bool areRelated(Scope const* a, Scope const* b) const { return !a || !b || related_(*a, *b); }
+
+    // Whether nothing that is being carried out, or that waits before `position`, is related.
+    bool isFree(Scope const* scope, Position position) const {
+        for (Running const* running = running_; running; running = running->outer) {
+            if (areRelated(running->scope, scope)) {
+                return false;
+            }
+        }
+        return std::none_of(waiting_.begin(), position, [&](Waiting const& waiting) {
+            return areRelated(waiting.scope(), scope);
+        });
+    }
+
+    template <class Step>
+    void carryOut(Turn& turn, Scope const* scope, std::uint64_t number, Step&& step) {
+        Running const running{scope, number, running_};
+        running_ = &running;
+        turn.run(step);
+        running_ = running.outer;
+    }
+
+    // Carries out what waited for the change `number` alone. What is older waits for others.
+    void carryOutWaiting(Turn& turn, std::uint64_t number) {
+        for (auto next = waiting_.begin(); next != waiting_.end();) {
+            bool const isBlocked = (running_ && next->number < number) ||
+                                   (next->waitsForOlder && next != waiting_.begin()) ||
+                                   !isFree(next->scope(), next);
+            if (isBlocked) {
+                ++next;
+                continue;
+            }
+            List taken;
+            taken.splice(taken.begin(), waiting_, next);
+            Waiting& waiting = taken.front();
+            carryOut(turn, waiting.scope(), waiting.number, waiting.change);
+            next = waiting_.begin();
+        }
+    }
+
+    Related related_;
+    std::uint64_t made_ = 0;
+    Running const* running_ = nullptr;
+    List waiting_;  // oldest first
+};
+
+}  // namespace Zin
