@@ -17,8 +17,8 @@ using Kind = Operation::Kind;
 class Random {
 public:
     Random(std::uint64_t seed, std::uint64_t number) : state_(seed) {
-        state_ = next() + number * increment;
-        next();
+        state_ = next() ^ number;
+        state_ = next();  // or else one list's numbers would be its neighbour's, moved by one
     }
 
     std::uint64_t next() {
@@ -153,9 +153,10 @@ Operation anyOperation(Random& random) {
 }
 
 Operation anyOuterOfSameAddresses(Random& random) {
-    static constexpr Weight weights[] = {{Kind::ipPrimary, 2},      {Kind::ipSecondaryAdd, 2},
-                                         {Kind::ipSecondaryDel, 2}, {Kind::ip6AddrSet, 4},
-                                         {Kind::ip6AddrDel, 3},     {Kind::ipUnnumbered, 1}};
+    static constexpr Weight weights[] = {{Kind::ipPrimary, 2},
+                                         {Kind::ipSecondaryAdd, 2},
+                                         {Kind::ip6AddrSet, 4},
+                                         {Kind::ipUnnumbered, 1}};
     return withDetails(random, anyKind(random, weights));
 }
 
@@ -181,6 +182,9 @@ Operation undoing(Operation operation) {
         case Kind::ipSecondaryAdd:
             operation.kind = Kind::ipSecondaryDel;
             break;
+        case Kind::ipUnnumbered:
+            operation.flag = !operation.flag;
+            break;
         default:
             operation.kind = Kind::ip6AddrDel;
     }
@@ -205,15 +209,16 @@ ChangeList randomList(std::uint64_t seed, std::uint64_t number, Outer outer) {
         .outer = outer == Outer::unrelated ? anyUnrelated(random) : anyOuterOfSameAddresses(random),
         .nested = {},
         .when = random.below(64)};
-    if (outer == Outer::unrelated && random.isOneIn(2)) {
-        list.before.push_back(list.outer);
-        list.outer = undoing(list.outer);
-    }
     for (std::uint32_t n = random.below(9); n > 0; --n) {
         list.before.push_back(random.isOneIn(6) ? withDetails(random, Kind::advance)
                                                 : anyOperation(random));
     }
-    for (std::uint32_t n = 1 + random.below(4); n > 0; --n) {
+    if (random.isOneIn(2)) {
+        auto const at = random.below(static_cast<std::uint32_t>(list.before.size()) + 1);
+        list.before.insert(list.before.begin() + at, list.outer);
+        list.outer = undoing(list.outer);
+    }
+    for (std::uint32_t n = 1 + random.below(6); n > 0; --n) {
         list.nested.push_back(anyOperation(random));
     }
     return list;
