@@ -142,7 +142,10 @@ Operation withDetails(Random& random, Kind kind) {
     return operation;
 }
 
-Operation anyOperation(Random& random) {
+Operation anyOperation(Random& random, Manager manager) {
+    if (manager == Manager::comesAndGoes && random.isOneIn(12)) {
+        return {.kind = random.isOneIn(2) ? Kind::managerStop : Kind::managerStart};
+    }
     static constexpr Weight weights[] = {
         {Kind::ipPrimary, 4},  {Kind::ipSecondaryAdd, 4}, {Kind::ipSecondaryDel, 3},
         {Kind::ip6AddrSet, 6}, {Kind::ip6AddrDel, 4},     {Kind::ipIntfAdd, 2},
@@ -201,7 +204,7 @@ std::string lines(std::vector<Operation> const& operations) {
 
 }  // namespace
 
-ChangeList randomList(std::uint64_t seed, std::uint64_t number, Outer outer) {
+ChangeList randomList(std::uint64_t seed, std::uint64_t number, Outer outer, Manager manager) {
     Random random(seed, number);
     ChangeList list{
         .intfCleanupDelay = random.isOneIn(2) ? 0.0 : 1.5,
@@ -211,7 +214,7 @@ ChangeList randomList(std::uint64_t seed, std::uint64_t number, Outer outer) {
         .when = random.below(64)};
     for (std::uint32_t n = random.below(9); n > 0; --n) {
         list.before.push_back(random.isOneIn(6) ? withDetails(random, Kind::advance)
-                                                : anyOperation(random));
+                                                : anyOperation(random, manager));
     }
     if (random.isOneIn(2)) {
         auto const at = random.below(static_cast<std::uint32_t>(list.before.size()) + 1);
@@ -219,7 +222,7 @@ ChangeList randomList(std::uint64_t seed, std::uint64_t number, Outer outer) {
         list.outer = undoing(list.outer);
     }
     for (std::uint32_t n = 1 + random.below(6); n > 0; --n) {
-        list.nested.push_back(anyOperation(random));
+        list.nested.push_back(anyOperation(random, manager));
     }
     return list;
 }

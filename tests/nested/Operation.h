@@ -32,7 +32,7 @@ struct Operation {
         advance,
     };
 
-    Kind kind;
+    Kind kind{};
     Nimb::IntfId intf{};
     // Unset: none. An interface's status comes with up to two addresses: of IPv4 the primary one
     // and a secondary one.

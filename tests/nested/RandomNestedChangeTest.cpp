@@ -20,13 +20,13 @@ std::uint64_t number(char const* name, std::uint64_t otherwise) {
     return text ? std::stoull(text) : otherwise;
 }
 
-void expectTheSame(Outer outer, Promise const& promise) {
+void expectTheSame(Outer outer, Promise const& promise, Manager manager = Manager::stays) {
     auto const seed = number("NESTED_SEED", 20112);
     auto const lists = number("NESTED_LISTS", 2000);
     std::uint64_t outcomes[4] = {};
     auto const count = [&](Outcome outcome) { return outcomes[static_cast<int>(outcome)]; };
     for (std::uint64_t i = 0; count(Outcome::same) + count(Outcome::different) < lists; ++i) {
-        auto const list = randomList(seed, i, outer);
+        auto const list = randomList(seed, i, outer, manager);
         auto const outcome = tried(list, promise).outcome;
         ++outcomes[static_cast<int>(outcome)];
         if (outcome == Outcome::different && count(outcome) <= 3) {
@@ -50,6 +50,14 @@ TEST(RandomNestedChange, WithinOneOfTheSameAddressesComesToTheSameInTheEnd) {
 
 TEST(RandomNestedChange, WithinAnUnrelatedOneIsDoneWhenItsMakerLooks) {
     expectTheSame(Outer::unrelated, {.atOnce = true, .foundWithin = true});
+}
+
+TEST(RandomNestedChange, WithinAnUnrelatedOneMayStopTheManager) {
+    expectTheSame(Outer::unrelated, {.atOnce = true}, Manager::comesAndGoes);
+}
+
+TEST(RandomNestedChange, WithinOneOfTheSameAddressesMayStopTheManager) {
+    expectTheSame(Outer::ofSameAddresses, {.atOnce = false}, Manager::comesAndGoes);
 }
 
 }  // namespace

@@ -103,6 +103,14 @@ Tables tablesOf(Routing::Router const& router) {
     return tables;
 }
 
+std::vector<std::string> rowTexts(Tables const& tables) {
+    std::vector<std::string> texts;
+    for (auto const& row : tables.rows) {
+        texts.push_back(text(row));
+    }
+    return texts;
+}
+
 Tables without(Tables tables, Nimb::IntfId const& intf) {
     std::erase_if(tables.rows, [&](auto const& row) { return row.intfId == intf; });
     std::erase_if(tables.byAddr, [&](auto const& row) { return row.content.intfId == intf; });

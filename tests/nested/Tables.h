@@ -2,7 +2,6 @@
 // waits.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,6 +43,8 @@ struct Tables {
 };
 
 Tables tablesOf(Routing::Router const& router);
+// "10.0.0.1/24 Ethernet1"
+std::vector<std::string> rowTexts(Tables const& tables);
 // Without what is the interface's.
 Tables without(Tables tables, Nimb::IntfId const& intf);
 

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "Pell/Assertion.h"
-#include "Tables.h"
 #include "Velk/YieldPolicy.h"
 #include "random/StatusChange.h"
 
@@ -199,7 +198,7 @@ std::string differenceOf(Result const& within, Result const& after, Promise cons
            titled("once all delays have passed", difference(within.inTheEnd, after.inTheEnd));
 }
 
-// Every list that `list` becomes where one of its operations is left out.
+// Whether the list still makes a difference without one of its operations; then it is left out.
 bool dropOne(ChangeList& list, std::vector<Operation> ChangeList::*operations,
              Promise const& promise) {
     for (std::size_t i = (list.*operations).size(); i-- > 0;) {
@@ -224,7 +223,7 @@ bool dropOne(ChangeList& list, std::vector<Operation> ChangeList::*operations,
 }  // namespace
 
 Trial tried(ChangeList const& list, Promise const& promise) {
-    Result const after = resultAfter(list);
+    Result after = resultAfter(list);
     if (!after.failedInvariant.empty()) {
         return {.outcome = Outcome::leftOut, .notifications = after.told};
     }
@@ -235,6 +234,7 @@ Trial tried(ChangeList const& list, Promise const& promise) {
     Result const within = resultWithin(list, trial.notification);
     trial.difference = differenceOf(within, after, promise, list.outer.intf);
     trial.outcome = trial.difference.empty() ? Outcome::same : Outcome::different;
+    trial.after = std::move(after.atOnce);
     return trial;
 }
 

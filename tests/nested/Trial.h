@@ -7,6 +7,7 @@
 #include <string>
 
 #include "ChangeList.h"
+#include "Tables.h"
 
 namespace Nested {
 
@@ -33,6 +34,8 @@ struct Trial {
     std::uint32_t notifications = 0;
     // What differs, a text for people.
     std::string difference{};
+    // What comes of the changes where they are made right after the outer one.
+    Tables after{};
 };
 
 Trial tried(ChangeList const& list, Promise const& promise);
