@@ -26,6 +26,7 @@ void expectTheSame(Outer outer, Promise const& promise, Manager manager = Manage
     std::uint64_t outcomes[4] = {};
     auto const count = [&](Outcome outcome) { return outcomes[static_cast<int>(outcome)]; };
     for (std::uint64_t i = 0; count(Outcome::same) + count(Outcome::different) < lists; ++i) {
+        ASSERT_LT(i, 20 * lists) << "hardly a list can be tried";
         auto const list = randomList(seed, i, outer, manager);
         auto const outcome = tried(list, promise).outcome;
         ++outcomes[static_cast<int>(outcome)];
