@@ -5,6 +5,7 @@ option(IPLIB_COVERAGE "Count what the unit tests of the library execute (g++ onl
 set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to -fsanitize=")
 
 set(IPLIB_MODEL_SCENARIOS 2000 CACHE STRING "Random scenarios that are replayed and compared with the model")
+set(IPLIB_NESTED_LISTS 20000 CACHE STRING "Random lists of changes that an observer makes within a notification")
 
 # What is slow or special to build may bring only the tests that need it, and of the library only what
 # those need.

@@ -1,0 +1,65 @@
+// Random lists of changes that an observer makes from within a notification: the same tables come
+// of them as of the same changes, made right after the change that it was told of.
+//
+// NESTED_LISTS in the environment says how many lists, NESTED_SEED from which seed.
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+#include "Trial.h"
+
+namespace Nested {
+namespace {
+
+std::uint64_t number(char const* name, std::uint64_t otherwise) {
+    char const* const text = std::getenv(name);
+    return text ? std::stoull(text) : otherwise;
+}
+
+void expectTheSame(Outer outer, Promise const& promise, Manager manager = Manager::stays) {
+    auto const seed = number("NESTED_SEED", 20112);
+    auto const lists = number("NESTED_LISTS", 2000);
+    std::uint64_t outcomes[4] = {};
+    auto const count = [&](Outcome outcome) { return outcomes[static_cast<int>(outcome)]; };
+    for (std::uint64_t i = 0; count(Outcome::same) + count(Outcome::different) < lists; ++i) {
+        ASSERT_LT(i, 20 * lists) << "hardly a list can be tried";
+        auto const list = randomList(seed, i, outer, manager);
+        auto const outcome = tried(list, promise).outcome;
+        ++outcomes[static_cast<int>(outcome)];
+        if (outcome == Outcome::different && count(outcome) <= 3) {
+            ADD_FAILURE() << fmt::format("List {} of seed {}, shrunk. ", i, seed)
+                          << report(list, promise);
+        }
+    }
+    std::cout << fmt::format("{} lists of seed {}: {} alike, {} differ, {} left out, {} not told\n",
+                             lists, seed, count(Outcome::same), count(Outcome::different),
+                             count(Outcome::leftOut), count(Outcome::notTold));
+    EXPECT_EQ(count(Outcome::different), 0u);
+}
+
+TEST(RandomNestedChange, WithinAnUnrelatedOneIsAsGoodAsRightAfterIt) {
+    expectTheSame(Outer::unrelated, {.atOnce = true});
+}
+
+TEST(RandomNestedChange, WithinOneOfTheSameAddressesComesToTheSameInTheEnd) {
+    expectTheSame(Outer::ofSameAddresses, {.atOnce = false});
+}
+
+TEST(RandomNestedChange, WithinAnUnrelatedOneIsDoneWhenItsMakerLooks) {
+    expectTheSame(Outer::unrelated, {.atOnce = true, .foundWithin = true});
+}
+
+TEST(RandomNestedChange, WithinAnUnrelatedOneMayStopTheManager) {
+    expectTheSame(Outer::unrelated, {.atOnce = true}, Manager::comesAndGoes);
+}
+
+TEST(RandomNestedChange, WithinOneOfTheSameAddressesMayStopTheManager) {
+    expectTheSame(Outer::ofSameAddresses, {.atOnce = false}, Manager::comesAndGoes);
+}
+
+}  // namespace
+}  // namespace Nested
