@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "IpLib/IntfAddrVrfTableSm/Standing.h"
+
 namespace Routing {
 
 namespace {
@@ -21,23 +23,17 @@ Row rowOf(IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& entry) {
 
 std::optional<Holder> holderOf(IntfAddrVrfTable const& table,
                                IpLib::IntfAddrWithMaskKey const& key) {
-    Nimb::IpGenAddr const& addr = key.addrWithMask.address();
-    Nimb::IpGenPrefix const subnet = key.addrWithMask.prefix();
-    auto const held = [](IpLib::IntfAddrEntry const& row) {
-        return Holder{{row.key().addr, row.subnet().prefixLength()}, row.intfId()};
-    };
-    if (key.isV6LinkLocal()) {
-        auto const present = table.llIntfAddrEntryFromIntfId(key.intfId);
-        return present && present->key().addr != addr ? std::optional(held(*present))
-                                                      : std::nullopt;
-    }
-    auto const present = table.intfAddrEntryFromAddr(IntfAddrEntryKey::makeIpKey(addr));
-    if (present && (present->intfId() != key.intfId || present->subnet() != subnet)) {
-        return held(*present);
-    }
-    auto const set = table.intfAddrEntrySetFromSubnet(subnet);
-    if (set && set->intfId() != key.intfId) {
-        return Holder{{subnet.address(), subnet.prefixLength()}, set->intfId()};
+    using IpLib::IntfAddrVrfTableImpl::Standing;
+    auto const standing = standingOf(table, IpLib::IntfAddrVrfTableImpl::Place(key));
+    switch (standing.conflict) {
+        case Standing::Conflict::none:
+            break;
+        case Standing::Conflict::withRow:
+            return Holder{{standing.row->key().addr, standing.row->subnet().prefixLength()},
+                          standing.row->intfId()};
+        case Standing::Conflict::withSet:
+            return Holder{{standing.set->subnet().address(), standing.set->subnet().prefixLength()},
+                          standing.set->intfId()};
     }
     return std::nullopt;
 }
