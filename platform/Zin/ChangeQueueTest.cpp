@@ -1,0 +1,261 @@
+#include "Zin/ChangeQueue.h"
+
+#include <gmock/gmock.h>
+
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Zin {
+namespace {
+
+using testing::ElementsAre;
+
+// A scope is a set of letters; changes are related that share one.
+struct SharesLetter {
+    bool operator()(std::string const& a, std::string const& b) const {
+        return a.find_first_of(b) != std::string::npos;
+    }
+};
+
+class Owner final : public Entity {};
+
+// Writes down which changes are carried out, begin and end apart.
+class ChangeQueueTest : public testing::Test {
+protected:
+    using Queue = ChangeQueue<std::string, SharesLetter>;
+
+    void submit(std::string const& scope, std::function<void()> const& nested = {}) {
+        queue.submit(*owner, scope, [this, scope, nested] {
+            log.push_back(scope + "{");
+            if (nested) {
+                nested();
+            }
+            log.push_back("}" + scope);
+        });
+    }
+
+    Queue queue;
+    Ptr<Owner> owner = make<Owner>();
+    std::vector<std::string> log;
+};
+
+TEST_F(ChangeQueueTest, CarriesAChangeOutAtOnce) {
+    submit("a");
+    submit("a");
+    EXPECT_THAT(log, ElementsAre("a{", "}a", "a{", "}a"));
+}
+
+TEST_F(ChangeQueueTest, CarriesAnUnrelatedChangeOutWithinAnother) {
+    submit("a", [&] { submit("b"); });
+    EXPECT_THAT(log, ElementsAre("a{", "b{", "}b", "}a"));
+}
+
+TEST_F(ChangeQueueTest, LetsARelatedChangeWaitForTheEndOfTheOther) {
+    submit("a", [&] { submit("ab"); });
+    EXPECT_THAT(log, ElementsAre("a{", "}a", "ab{", "}ab"));
+}
+
+TEST_F(ChangeQueueTest, LetsAChangeWaitThatIsRelatedToOneThatWaits) {
+    submit("a", [&] {
+        submit("ab");
+        submit("b");
+        submit("c");
+    });
+    EXPECT_THAT(log, ElementsAre("a{", "c{", "}c", "}a", "ab{", "}ab", "b{", "}b"));
+}
+
+TEST_F(ChangeQueueTest, CarriesOutWhatWaitsAsSoonAsItsOwnReasonHasGone) {
+    submit("a", [&] { submit("b", [&] { submit("b"); }); });
+    EXPECT_THAT(log, ElementsAre("a{", "b{", "}b", "b{", "}b", "}a"));
+}
+
+TEST_F(ChangeQueueTest, DoesNotCarryOutBeforeItsTimeWhatWaitsForAnOuterChange) {
+    submit("a", [&] {
+        submit("a");
+        submit("b", [&] { submit("ab"); });
+        log.push_back("-");
+    });
+    EXPECT_THAT(log, ElementsAre("a{", "b{", "}b", "-", "}a", "a{", "}a", "ab{", "}ab"));
+}
+
+TEST_F(ChangeQueueTest, LetsWhatComesFromAWaitingChangeWaitBehindTheOthers) {
+    submit("a", [&] {
+        submit("a", [&] { submit("a"); });
+        submit("ab");
+    });
+    EXPECT_THAT(log, ElementsAre("a{", "}a", "a{", "}a", "ab{", "}ab", "a{", "}a"));
+}
+
+TEST_F(ChangeQueueTest, RecordsAllBeforeItCarriesOutAny) {
+    queue.recordFirst([&] {
+        submit("a");
+        submit("b");
+        log.push_back("recorded");
+    });
+    EXPECT_THAT(log, ElementsAre("recorded", "a{", "}a", "b{", "}b"));
+}
+
+TEST_F(ChangeQueueTest, RecordsWithinAChangeWhatWaitsForIt) {
+    submit("a", [&] {
+        queue.recordFirst([&] {
+            submit("a");
+            submit("b");
+            log.push_back("recorded");
+        });
+        log.push_back("-");
+    });
+    EXPECT_THAT(log, ElementsAre("a{", "recorded", "b{", "}b", "-", "}a", "a{", "}a"));
+}
+
+TEST_F(ChangeQueueTest, KeepsAPartsScopeWhileThePartIsDone) {
+    queue.submit(*owner, "a", [&] {
+        queue.within("b", [&] { submit("b"); });
+        log.push_back("-");
+        submit("bc");
+    });
+    EXPECT_THAT(log, ElementsAre("-", "b{", "}b", "bc{", "}bc"));
+    log.clear();
+    queue.submit(*owner, "a", [&] {
+        queue.within("b", [] {});
+        submit("b");
+        log.push_back("-");
+    });
+    EXPECT_THAT(log, ElementsAre("b{", "}b", "-"));
+}
+
+TEST_F(ChangeQueueTest, CarriesOutAloneWhatIsRelatedToAll) {
+    submit("a", [&] {
+        submit("a");
+        queue.submitAlone(*owner, [&] { log.push_back("alone"); });
+        submit("b");
+    });
+    EXPECT_THAT(log, ElementsAre("a{", "}a", "a{", "}a", "alone", "b{", "}b"));
+    log.clear();
+    queue.submitAlone(*owner, [&] { submit("c"); });
+    queue.submitAlone(*owner, [&] { log.push_back("at once"); });
+    EXPECT_THAT(log, ElementsAre("c{", "}c", "at once"));
+}
+
+TEST_F(ChangeQueueTest, TellsAChangeThatHasOvertakenAnOlderOne) {
+    EXPECT_FALSE(queue.isEarly());
+    submit("a", [&] {
+        EXPECT_FALSE(queue.isEarly());
+        submit("b", [&] { EXPECT_FALSE(queue.isEarly()); });
+        submit("a", [&] { EXPECT_FALSE(queue.isEarly()); });
+        submit("b", [&] { EXPECT_TRUE(queue.isEarly()); });
+        EXPECT_FALSE(queue.isEarly());
+    });
+    EXPECT_EQ(log.size(), 8u);
+}
+
+TEST_F(ChangeQueueTest, PutsAChangeThatIsEarlyBackWhereItBelongs) {
+    submit("a", [&] {
+        submit("a");
+        queue.submit(*owner, "b", [&] {
+            ASSERT_TRUE(queue.isEarly());
+            queue.waitForOlder(*owner, "b", [&] {
+                EXPECT_FALSE(queue.isEarly());
+                log.push_back("b");
+            });
+        });
+        submit("a");
+        submit("bc");  // waits too: b comes first
+        submit("d");
+    });
+    EXPECT_THAT(log,
+                ElementsAre("a{", "d{", "}d", "}a", "a{", "}a", "b", "a{", "}a", "bc{", "}bc"));
+}
+
+TEST_F(ChangeQueueTest, PutsAWaitingChangeThatIsEarlyBackBehindTheOlderOnesAlone) {
+    // b waits for the inner change alone, and is taken up while a still waits for the outer one.
+    submit("a", [&] {
+        submit("a");
+        submit("c", [&] {
+            queue.submit(*owner, "cb", [&] {
+                ASSERT_TRUE(queue.isEarly());
+                queue.waitForOlder(*owner, "cb", [&] { log.push_back("b"); });
+            });
+            submit("ca");
+        });
+    });
+    EXPECT_THAT(log, ElementsAre("a{", "c{", "}c", "}a", "a{", "}a", "b", "ca{", "}ca"));
+}
+
+TEST_F(ChangeQueueTest, GoesOnAfterAChangeThatFails) {
+    EXPECT_THROW(submit("a",
+                        [&] {
+                            submit("a", [&] { throw std::runtime_error("second"); });
+                            submit("a");
+                            throw std::runtime_error("first");
+                        }),
+                 std::runtime_error);
+    EXPECT_THAT(log, ElementsAre("a{", "a{", "a{", "}a"));
+    EXPECT_THROW(queue.recordFirst([] { throw std::runtime_error("record"); }), std::runtime_error);
+    log.clear();
+    submit("a", [&] { submit("b"); });
+    EXPECT_THAT(log, ElementsAre("a{", "b{", "}b", "}a"));
+}
+
+TEST_F(ChangeQueueTest, KeepsTheOwnerOfWhatWaitsInMemory) {
+    submit("a", [&] {
+        auto other = make<Owner>();
+        auto const* const raw = other.get();
+        queue.submit(*other, "a",
+                     [this, raw] { log.push_back(raw->referenceCount() > 0 ? "alive" : "gone"); });
+        EXPECT_EQ(raw->referenceCount(), 2u);
+    });
+    EXPECT_THAT(log, ElementsAre("a{", "}a", "alive"));
+}
+
+TEST_F(ChangeQueueTest, CarriesOutALongQueueWithoutDepth) {
+    int done = 0;
+    queue.submit(*owner, "a", [&] {
+        for (int i = 0; i < 100000; ++i) {
+            queue.submit(*owner, "a", [&done] { ++done; });
+        }
+    });
+    EXPECT_EQ(done, 100000);
+}
+
+// Any tree of changes: related ones never overlap, and keep the order in which they were made.
+TEST_F(ChangeQueueTest, KeepsRelatedChangesWholeAndInOrder) {
+    struct Made {
+        std::string scope;
+        int begin = 0;
+        int end = 0;
+    };
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        std::mt19937 random(seed);
+        std::vector<Made> made;
+        int clock = 0;
+        std::function<void(int)> const change = [&](int depth) {
+            std::size_t const number = made.size();
+            std::string scope;
+            for (int i = 0; i < 2; ++i) {
+                scope += static_cast<char>('a' + random() % 6);
+            }
+            made.push_back({scope});
+            queue.submit(*owner, scope, [&, number, depth] {
+                made[number].begin = ++clock;
+                for (auto i = random() % 4; depth > 0 && i > 0; --i) {
+                    change(depth - 1);
+                }
+                made[number].end = ++clock;
+            });
+        };
+        change(4);
+        for (std::size_t i = 0; i < made.size(); ++i) {
+            ASSERT_GT(made[i].end, made[i].begin) << "seed " << seed;
+            for (std::size_t k = 0; k < i; ++k) {
+                if (SharesLetter()(made[k].scope, made[i].scope)) {
+                    ASSERT_LT(made[k].end, made[i].begin) << "seed " << seed;
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Zin
