@@ -25,9 +25,10 @@ bool agree(std::string_view what, std::vector<std::string> const& found,
 }  // namespace
 
 int main() {
-    auto const makesManagers = &IpLib::intfAddrVrfTableManagerFactory;
+    // Read at run time, so that the linker brings the manager.
+    auto* const volatile makesManagers = &IpLib::intfAddrVrfTableManagerFactory;
     std::vector<std::string> modules;
-    bool whole = makesManagers != nullptr;
+    bool whole = bool(makesManagers);
     for (auto const* const module : Zin::registeredModules()) {
         modules.push_back(module->name);
     }
