@@ -2,9 +2,20 @@
 
 #include <utility>
 
+#include "Interface/Module.h"
+#include "Ip/Module.h"
+#include "Ip6/Module.h"
+#include "IpLib/IntfAddrVrfTableSm/Module.h"
+#include "IpLib/IntfAddrVrfTableSmTypes/Module.h"
+#include "L3/Module.h"
+#include "Nimb/Module.h"
+#include "Pell/Module.h"
+#include "Tremlog/Module.h"
+#include "Velk/Module.h"
+#include "VirtualIp/Module.h"
 #include "Zin/Errors.h"
 #include "Zin/HandleAll.h"
-#include "Zin/Registry.h"
+#include "Zin/Module.h"
 #include "Zin/Turn.h"
 
 namespace IpLib {
@@ -21,39 +32,57 @@ void handleAll(Zin::Entity& sm) {
     (static_cast<IntfAddrVrfTableSm&>(sm).*handler)();
 }
 
-Zin::ModuleRegistration const module{
-    {.name = "IpLib::IntfAddrVrfTableSm",
-     .dependsOn = {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSmTypes", "L3", "Nimb", "Pell",
-                   "Tremlog", "Velk", "VirtualIp", "Zin"}}};
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableSm",
-    .attributes = {{"vrfName", "L3::VrfName"},
-                   {"networkNamespace", "Nimb::NamespaceName"},
-                   {"smConfig", "IpLib::IntfAddrVrfTableSmConfig"},
-                   {"scheduler", "Velk::TaskScheduler"},
-                   {"virtualIpStatus", "VirtualIp::VirtualIpStatus",
-                    handleAll<&IntfAddrVrfTableSm::handleVirtualIpAll>},
-                   {"virtualIp6Status", "VirtualIp::VirtualIp6Status",
-                    handleAll<&IntfAddrVrfTableSm::handleVirtualIp6All>},
-                   {"kernelIntfDir", "Interface::DeviceIntfStatusDir",
-                    handleAll<&IntfAddrVrfTableSm::handleKernelIntfAll>},
-                   {"intfAddrVrfTable", "IpLib::IntfAddrVrfTable"},
-                   {"vrfIpIntfStatus", "Ip::VrfIpIntfStatus",
-                    handleAll<&IntfAddrVrfTableSm::handleVrfIpIntfStatus>},
-                   {"vrfIp6IntfStatus", "Ip6::VrfIp6IntfStatus",
-                    handleAll<&IntfAddrVrfTableSm::handleVrfIp6IntfStatus>},
-                   {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"},
-                   {"intfCleanupBacklog", "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog"},
-                   {"deferredIntfAddBacklog",
-                    "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog"},
-                   {"intfCleanupSm", "IpLib::IntfAddrVrfTableImpl::IntfCleanupSm"},
-                   {"deferredIntfAddSm", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddSm"},
-                   {"ipIntfStatusSm", "IpLib::IntfAddrVrfTableImpl::IpIntfStatusSm"},
-                   {"ip6IntfStatusSm", "IpLib::IntfAddrVrfTableImpl::Ip6IntfStatusSm"}},
-}};
-
 }  // namespace
+
+Zin::ModuleRegistration const intfAddrVrfTableSmModule{
+    {.name = "IpLib::IntfAddrVrfTableSm",
+     .dependsOn = {&Interface::module, &Ip::module, &Ip6::module, &intfAddrVrfTableSmTypesModule,
+                   &L3::module, &Nimb::module, &Pell::module, &Tremlog::module, &Velk::module,
+                   &VirtualIp::module, &Zin::module},
+     .types = {
+         {
+             .name = "IpLib::IntfAddrVrfTableSm",
+             .attributes =
+                 {{"vrfName", "L3::VrfName"},
+                  {"networkNamespace", "Nimb::NamespaceName"},
+                  {"smConfig", "IpLib::IntfAddrVrfTableSmConfig"},
+                  {"scheduler", "Velk::TaskScheduler"},
+                  {"virtualIpStatus", "VirtualIp::VirtualIpStatus",
+                   handleAll<&IntfAddrVrfTableSm::handleVirtualIpAll>},
+                  {"virtualIp6Status", "VirtualIp::VirtualIp6Status",
+                   handleAll<&IntfAddrVrfTableSm::handleVirtualIp6All>},
+                  {"kernelIntfDir", "Interface::DeviceIntfStatusDir",
+                   handleAll<&IntfAddrVrfTableSm::handleKernelIntfAll>},
+                  {"intfAddrVrfTable", "IpLib::IntfAddrVrfTable"},
+                  {"vrfIpIntfStatus", "Ip::VrfIpIntfStatus",
+                   handleAll<&IntfAddrVrfTableSm::handleVrfIpIntfStatus>},
+                  {"vrfIp6IntfStatus", "Ip6::VrfIp6IntfStatus",
+                   handleAll<&IntfAddrVrfTableSm::handleVrfIp6IntfStatus>},
+                  {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"},
+                  {"intfCleanupBacklog", "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog"},
+                  {"deferredIntfAddBacklog", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog"},
+                  {"intfCleanupSm", "IpLib::IntfAddrVrfTableImpl::IntfCleanupSm"},
+                  {"deferredIntfAddSm", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddSm"},
+                  {"ipIntfStatusSm", "IpLib::IntfAddrVrfTableImpl::IpIntfStatusSm"},
+                  {"ip6IntfStatusSm", "IpLib::IntfAddrVrfTableImpl::Ip6IntfStatusSm"}},
+         },
+         {
+             .name = "IpLib::IntfAddrVrfTableImpl::IpIntfStatusSm",
+             .attributes = {{"ipIntfStatus", "Ip::IpIntfStatus"},
+                            {"afIntfStatusParent",
+                             "IpLib::IntfAddrVrfTableImpl::AfIntfStatusParentInterface"},
+                            {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"},
+                            {"maybeShadowPrimaryAddr", "Nimb::IpGenAddrWithMask"},
+                            {"maybeShadowIsUnnumbered", "bool"}},
+         },
+         {
+             .name = "IpLib::IntfAddrVrfTableImpl::Ip6IntfStatusSm",
+             .attributes = {{"ip6IntfStatus", "Ip6::IntfStatus"},
+                            {"afIntfStatusParent",
+                             "IpLib::IntfAddrVrfTableImpl::AfIntfStatusParentInterface"},
+                            {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"}},
+         },
+     }}};
 
 IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName networkNamespace,
                                        IntfAddrVrfTableSmConfig const& smConfig,
@@ -64,7 +93,7 @@ IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName 
                                        Zin::Ptr<IntfAddrVrfTable> intfAddrVrfTable)
     : vrfName_(std::move(vrfName)),
       networkNamespace_(std::move(networkNamespace)),
-      smConfig_(smConfig),
+      smConfig_(IntfAddrVrfTableImpl::withFiniteDelays(smConfig)),
       scheduler_(Zin::notNull("scheduler", std::move(scheduler))),
       virtualIpStatus_(std::move(virtualIpStatus)),
       virtualIp6Status_(std::move(virtualIp6Status)),
@@ -331,16 +360,14 @@ Zin::Ptr<IntfAddrVrfTableSm::IntfCleanupSm> const& IntfAddrVrfTableSm::intfClean
     IntfCleanupSmConfig const& config, CleanupParent const& parent,
     Zin::Ptr<IntfCleanupBacklog> const& backlog, L3::VrfName const& vrfName,
     Scheduler const& scheduler) {
-    return intfCleanupSm_.is(IntfAddrVrfTableImpl::intfCleanupSmFactory, config, parent, backlog,
-                             vrfName, scheduler);
+    return intfCleanupSm_.is(config, parent, backlog, vrfName, scheduler);
 }
 
 Zin::Ptr<IntfAddrVrfTableSm::DeferredIntfAddSm> const& IntfAddrVrfTableSm::deferredIntfAddSmIs(
     DeferredIntfAddSmConfig const& config, DeferredParent const& parent,
     Zin::Ptr<DeferredIntfAddBacklog> const& backlog, L3::VrfName const& vrfName,
     Scheduler const& scheduler) {
-    return deferredIntfAddSm_.is(IntfAddrVrfTableImpl::deferredIntfAddSmFactory, config, parent,
-                                 backlog, vrfName, scheduler);
+    return deferredIntfAddSm_.is(config, parent, backlog, vrfName, scheduler);
 }
 
 Zin::Ptr<IntfAddrVrfTableSm> intfAddrVrfTableSmFactory(
