@@ -1,5 +1,6 @@
 // An agent in miniature: it publishes one interface, lets the library fill the table, and reads it.
 #include <fmt/format.h>
+#include <poll.h>
 
 #include "Interface/DeviceIntfStatus.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
@@ -14,8 +15,10 @@ int main() {
     // The library. It brings no thread and no loop: the scheduler runs when you call it.
     auto const scheduler = Velk::taskSchedulerFactory(Zin::make<Zin::SteadyClock>(),
                                                       std::make_unique<Velk::TimeSlice>(0.01));
+    IpLib::IntfAddrVrfTableSmConfig const config{.intfCleanupDelay = 0.05};  // seconds
     auto const manager = IpLib::intfAddrVrfTableManagerFactory(
-        ip, ip6, IpLib::intfAddrVrfTableSmFactoryFactory({}, scheduler, nullptr, nullptr, kernel),
+        ip, ip6,
+        IpLib::intfAddrVrfTableSmFactoryFactory(config, scheduler, nullptr, nullptr, kernel),
         tables);
     tables->intfAddrVrfTableIs("default", IpLib::intfAddrVrfTableFactory());
 
@@ -31,5 +34,13 @@ int main() {
     for (auto const& row : tables->intfAddrVrfTable("default")->intfAddrEntry()) {
         fmt::print("{} is on {}\n", row.key.key.addr, row.value->intfId());
     }
-    // In your event loop: sleep until scheduler->nextExpiry(), then call scheduler->run().
+
+    // Take it away: its row goes once the clean-up delay has passed. This is all of an event loop
+    // that has no descriptors of its own: it sleeps until something is due, and runs it.
+    ip->vrfIpIntfStatusDel("default");
+    while (scheduler->pollTimeout() >= 0) {
+        poll(nullptr, 0, scheduler->pollTimeout());
+        scheduler->run();
+    }
+    fmt::print("{} rows are left\n", tables->intfAddrVrfTable("default")->intfAddrEntry().size());
 }

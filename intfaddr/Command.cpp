@@ -77,6 +77,7 @@ ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err
     } catch (Routing::OperationError const& error) {
         throw BadArgument(error.what());
     }
+    router.managerStop();  // what fails in that is told, as it is not where the router goes
     out << (options.json ? toJson(report) : toText(report));
     if (!question.addr || hasRow(report)) {
         return ok;

@@ -20,11 +20,6 @@ Router::Router(IpLib::IntfAddrVrfTableSmConfig const& config,
           config, scheduler_, inputs_.virtualIpStatus(), inputs_.virtualIp6Status(),
           inputs_.kniIntfStatusHelper())) {}
 
-Router::~Router() noexcept(false) {
-    Zin::Turn turn;
-    turn.run([this] { manager_ = nullptr; });
-}
-
 void Router::tableAdd(L3::VrfName const& vrf) {
     checkName(vrf);
     beforeChange_();
@@ -34,6 +29,7 @@ void Router::tableAdd(L3::VrfName const& vrf) {
 void Router::tableDel(L3::VrfName const& vrf) {
     table(vrf);
     beforeChange_();
+    Zin::Turn const turn;
     tables_->intfAddrVrfTableDel(vrf);
 }
 
@@ -54,6 +50,7 @@ void Router::managerStop() {
         throw OperationError("the manager does not run");
     }
     beforeChange_();
+    Zin::Turn const turn;
     manager_ = nullptr;
 }
 

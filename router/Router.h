@@ -8,7 +8,8 @@
 //          scheduler when it has something to do
 //
 // The manager does not run before it is started, so observers of the tables may come first. Owned
-// by the program; the feeds and the readers borrow it.
+// by the program; the feeds and the readers borrow it. Whoever wants to be told what fails as the
+// manager goes stops it first, or destroys the router in a Zin::Turn.
 #pragma once
 
 #include <memory>
@@ -27,8 +28,6 @@ public:
     Router(
         IpLib::IntfAddrVrfTableSmConfig const& config, Zin::Ptr<Zin::Clock const> const& clock,
         std::unique_ptr<Velk::YieldPolicy> yieldPolicy, BeforeChange beforeChange = [] {});
-    // Stops the manager first. What fails in that is thrown, once all is gone.
-    ~Router() noexcept(false);
     Router(Router const&) = delete;
     Router& operator=(Router const&) = delete;
 
@@ -68,7 +67,7 @@ private:
     Zin::Ptr<Velk::TaskScheduler> const scheduler_;
     Zin::Ptr<IpLib::AllIntfAddrVrfTable> const tables_;
     Zin::Ptr<IpLib::IntfAddrVrfTableSmFactory> const smFactory_;
-    Zin::Ptr<IpLib::IntfAddrVrfTableManager> manager_;
+    Zin::Ptr<IpLib::IntfAddrVrfTableManager> manager_;  // goes first
 };
 
 }  // namespace Routing

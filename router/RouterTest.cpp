@@ -199,7 +199,7 @@ TEST(Router, ARouterGoesWithWorkPending) {
     bench.ip("eth1", "10.0.0.2/24");
     bench.router.inputs().ipIntfDel("red", "eth0");
 
-    EXPECT_TRUE(bench.router.scheduler()->nextExpiry());
+    EXPECT_LT(bench.router.scheduler()->nextExpiry(), Velk::never);
 }
 
 }  // namespace

@@ -20,7 +20,8 @@ def shown(text, what):
 
 
 shown(f"```cpp\n{(root / 'examples/embed.cpp').read_text()}```\n", "examples/embed.cpp as it is")
-shown(f"It prints `{output_of(embed).strip()}`.", "what examples/embed.cpp prints")
+lines = output_of(embed).splitlines()
+shown("It prints " + " and then ".join(f"`{line}`" for line in lines), "what examples/embed.cpp prints")
 
 scenario = "scenarios/flap-and-conflict.jsonl"
 shown(f"```json\n{(root / scenario).read_text()}```\n", f"{scenario} as it is")

@@ -1,18 +1,8 @@
 #include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 
 #include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
-#include "Zin/Registry.h"
 
 namespace IpLib {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::AllIntfAddrVrfTable",
-    .attributes = {{"intfAddrVrfTable", "Zin::HashMap2018"}},
-}};
-
-}  // namespace
-
 void AllIntfAddrVrfTable::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                                     std::uint32_t indent) const {
     std::uint32_t const member = indent + 2;

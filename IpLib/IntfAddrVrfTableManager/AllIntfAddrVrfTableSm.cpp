@@ -4,18 +4,10 @@
 
 #include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
 #include "Zin/HandleAll.h"
-#include "Zin/Registry.h"
 #include "Zin/Turn.h"
 
 namespace IpLib {
 namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::AllIntfAddrVrfTableSm",
-    .attributes = {{"ipStatus", "Ip::Status"},
-                   {"ip6Status", "Ip6::Status"},
-                   {"allIntfAddrVrfTable", "IpLib::AllIntfAddrVrfTable"}},
-}};
 
 std::uint32_t interfaceCount(IntfAddrVrfTable const& table) {
     auto const& ip = table.vrfIpIntfStatus();

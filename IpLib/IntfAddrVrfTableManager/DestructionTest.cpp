@@ -109,7 +109,7 @@ TEST_P(AnyTuning, APublishersWorldMayGoInAnyOrder) {
 TEST_P(AnyTuning, OnceTheManagerIsGoneNothingOfItSpeaks) {
     Pieces pieces(GetParam());
     pieces.manager = nullptr;
-    EXPECT_EQ(pieces.scheduler->nextExpiry(), std::nullopt);
+    EXPECT_EQ(pieces.scheduler->nextExpiry(), Velk::never);
 
     Testing::TraceRecorder const traces;
     auto const red = pieces.ipStatus->vrfIpIntfStatus("red");
@@ -257,7 +257,7 @@ TEST_P(AnyTuning, TheManagerMayGoAtAnyMoment) {
         GetParam(), [](ManagerBench& bench) { bench.manager = nullptr; },
         [](ManagerBench const& bench) {
             if (!bench.manager) {
-                EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+                EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
             }
         });
     EXPECT_GT(moments, 30u);
@@ -347,7 +347,43 @@ TEST_P(AnyTuning, TheManagerMayGoInARunOfTheScheduler) {
     bench.ipDel("red", "Ethernet1");
     bench.time.advance(10.0);
     EXPECT_EQ(bench.manager, nullptr);
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
+}
+
+TEST(Destruction, MachinesThatAreStillHeldAreHeardOfByNobodyTheyWatched) {
+    ManagerBench bench;
+    bench.managerIs();
+    bench.vrfIs("red");
+    bench.ip("red", "Ethernet1", "10.0.0.1/24");
+    bench.ip6("red", "Ethernet1", "2001:db8::1/64");
+    auto const manager = bench.manager;
+    auto const allSm = manager->allIntfAddrVrfTableSm();
+    auto const smManager = manager->intfAddrVrfTableSmManager();
+    auto const sm = bench.sm("red");
+    auto const ipSm = sm->ipIntfStatusSm("Ethernet1");
+    auto const ip6Sm = sm->ip6IntfStatusSm("Ethernet1");
+    auto const cleanup = sm->intfCleanupSm();
+    auto const task = cleanup->task();
+    auto const ip = bench.ipStatus->vrfIpIntfStatus("red");
+    auto const ip6 = bench.ip6Status->vrfIp6IntfStatus("red");
+    EXPECT_FALSE(ip->ipIntfStatus("Ethernet1")->notifieeList().empty());
+    EXPECT_FALSE(ip6->intfStatus("Ethernet1")->notifieeList().empty());
+    EXPECT_FALSE(bench.tables->notifieeList().empty());
+
+    manager->retire();
+
+    EXPECT_TRUE(bench.ipStatus->notifieeList().empty());
+    EXPECT_TRUE(bench.ip6Status->notifieeList().empty());
+    EXPECT_TRUE(bench.tables->notifieeList().empty());
+    EXPECT_TRUE(bench.table("red")->notifieeList().empty());
+    EXPECT_TRUE(bench.virtualIp->notifieeList().empty());
+    EXPECT_TRUE(bench.virtualIp6->notifieeList().empty());
+    EXPECT_TRUE(bench.helper->deviceIntfStatusDir("red")->notifieeList().empty());
+    EXPECT_TRUE(ip->notifieeList().empty());
+    EXPECT_TRUE(ip6->notifieeList().empty());
+    EXPECT_TRUE(ip->ipIntfStatus("Ethernet1")->notifieeList().empty());
+    EXPECT_TRUE(ip6->intfStatus("Ethernet1")->notifieeList().empty());
+    EXPECT_TRUE(task->notifieeList().empty());
 }
 
 // Without a clean-up delay an address that waits is dropped with its interface before it is
@@ -378,8 +414,11 @@ TEST(Destruction, WhateverFailsOnTheWayEverythingCanGo) {
             EXPECT_THAT(bench->rows("blue"), ElementsAre("10.0.0.1/24 Ethernet1"));
         }
         acted = meddler.acted();
-        contained([&] { bench->manager = nullptr; });
-        EXPECT_EQ(bench->time.scheduler()->nextExpiry(), std::nullopt);
+        contained([&] {
+            Zin::Turn const turn;
+            bench->manager = nullptr;
+        });
+        EXPECT_EQ(bench->time.scheduler()->nextExpiry(), Velk::never);
     }
     EXPECT_GT(failures, 0u);
 }

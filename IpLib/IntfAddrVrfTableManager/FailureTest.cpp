@@ -84,14 +84,17 @@ TEST(Failure, OfATaskIsThrownToWhoRunsTheScheduler) {
     bench.expectRecovery();
 }
 
-TEST(Failure, OfATeardownIsThrownToWhoDropsTheManager) {
-    Spoilt assigned(atOnce);
-    EXPECT_EQ(assertionOf([&] { assigned.manager = nullptr; }), unexpectedConflict);
-    EXPECT_EQ(assigned.manager, nullptr);
-
-    Spoilt scoped(atOnce);
-    EXPECT_EQ(assertionOf([&] { auto const manager = std::move(scoped.manager); }),
+TEST(Failure, OfATeardownIsThrownToWhoseTurnDropsTheManager) {
+    Spoilt dropped(atOnce);
+    EXPECT_EQ(assertionOf([&] {
+                  Zin::Turn const turn;
+                  dropped.manager = nullptr;
+              }),
               unexpectedConflict);
+    EXPECT_EQ(dropped.manager, nullptr);
+
+    Spoilt retired(atOnce);
+    EXPECT_EQ(assertionOf([&] { retired.manager->retire(); }), unexpectedConflict);
 
     Spoilt asked(atOnce);
     EXPECT_EQ(assertionOf([&] { asked.manager->intfAddrVrfTableSmManagerDel(); }),
@@ -162,7 +165,7 @@ TEST(Failure, AtTheStartKeepsTheManagerOnlyInATurn) {
     bench.ip6("blue", "Ethernet1", "2001:db8::1/64");
     EXPECT_THROW(bench.managerIs(), Zin::RangeError);
     EXPECT_EQ(bench.manager, nullptr);
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
 
     bench.tableIs("red");
     bench.tableIs("blue");

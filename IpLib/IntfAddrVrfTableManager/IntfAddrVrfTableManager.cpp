@@ -2,28 +2,26 @@
 
 #include <utility>
 
-#include "Zin/Registry.h"
+#include "Interface/Module.h"
+#include "Ip/Module.h"
+#include "Ip6/Module.h"
+#include "IpLib/IntfAddrVrfTableManager/Module.h"
+#include "IpLib/IntfAddrVrfTableSm/Module.h"
+#include "L3/Module.h"
+#include "Nimb/Module.h"
+#include "Pell/Module.h"
+#include "Velk/Module.h"
+#include "VirtualIp/Module.h"
+#include "Zin/Module.h"
 #include "Zin/Turn.h"
 
 namespace IpLib {
-namespace {
 
-Zin::ModuleRegistration const module{
+Zin::ModuleRegistration const intfAddrVrfTableManagerModule{
     {.name = "IpLib::IntfAddrVrfTableManager",
-     .dependsOn = {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSm", "L3", "Nimb", "Pell",
-                   "Velk", "VirtualIp", "Zin"}}};
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableManager",
-    .attributes = {{"ipStatus", "Ip::Status"},
-                   {"ip6Status", "Ip6::Status"},
-                   {"smFactory", "IpLib::IntfAddrVrfTableSmAbstractFactory"},
-                   {"allIntfAddrVrfTable", "IpLib::AllIntfAddrVrfTable"},
-                   {"allIntfAddrVrfTableSm", "IpLib::AllIntfAddrVrfTableSm"},
-                   {"intfAddrVrfTableSmManager", "IpLib::IntfAddrVrfTableSmManager"}},
-}};
-
-}  // namespace
+     .dependsOn = {&Interface::module, &Ip::module, &Ip6::module, &intfAddrVrfTableSmModule,
+                   &L3::module, &Nimb::module, &Pell::module, &Velk::module, &VirtualIp::module,
+                   &Zin::module}}};
 
 IntfAddrVrfTableManager::IntfAddrVrfTableManager(
     Zin::Ptr<Ip::Status const> ipStatus, Zin::Ptr<Ip6::Status const> ip6Status,
@@ -49,15 +47,13 @@ void IntfAddrVrfTableManager::handleDestruction() {
 Zin::Ptr<AllIntfAddrVrfTableSm> const& IntfAddrVrfTableManager::allIntfAddrVrfTableSmIs(
     Zin::Ptr<Ip::Status const> const& ipStatus, Zin::Ptr<Ip6::Status const> const& ip6Status,
     Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) {
-    return allIntfAddrVrfTableSm_.is(allIntfAddrVrfTableSmFactory, ipStatus, ip6Status,
-                                     allIntfAddrVrfTable);
+    return allIntfAddrVrfTableSm_.is(ipStatus, ip6Status, allIntfAddrVrfTable);
 }
 
 Zin::Ptr<IntfAddrVrfTableSmManager> const& IntfAddrVrfTableManager::intfAddrVrfTableSmManagerIs(
     Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> const& smFactory,
     Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) {
-    return intfAddrVrfTableSmManager_.is(intfAddrVrfTableSmManagerFactory, smFactory,
-                                         allIntfAddrVrfTable);
+    return intfAddrVrfTableSmManager_.is(smFactory, allIntfAddrVrfTable);
 }
 
 Zin::Ptr<IntfAddrVrfTableManager> intfAddrVrfTableManagerFactory(

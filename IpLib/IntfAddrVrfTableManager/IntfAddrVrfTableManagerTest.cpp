@@ -8,7 +8,6 @@
 
 #include "IpLib/IntfAddrVrfTableManager/ManagerBench.h"
 #include "Zin/Errors.h"
-#include "Zin/Registry.h"
 #include "testing/TraceRecorder.h"
 
 namespace IpLib {
@@ -219,22 +218,6 @@ TEST(IntfAddrVrfTableManager, AVrfThatIsRefusedAtTheStartLeavesTheOthersServedIn
     ASSERT_NE(bench.manager, nullptr);
     EXPECT_NE(bench.sm("red"), nullptr);
     EXPECT_THAT(bench.rows("blue"), ElementsAre("10.0.0.1/24 Ethernet1"));
-}
-
-TEST(IntfAddrVrfTableManager, RegistersItsModuleAndTheOnesThatItBuildsOn) {
-    auto const modules = Zin::registeredModules();
-    auto const module = std::ranges::find(modules, "IpLib::IntfAddrVrfTableManager",
-                                          [](auto const* record) { return record->name; });
-    ASSERT_NE(module, modules.end());
-    EXPECT_THAT((*module)->dependsOn,
-                IsSupersetOf(
-                    {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSm", "L3", "Nimb", "Velk"}));
-    for (char const* const type :
-         {"IpLib::AllIntfAddrVrfTable", "IpLib::AllIntfAddrVrfTableSm",
-          "IpLib::IntfAddrVrfTableManager", "IpLib::IntfAddrVrfTableSmFactory",
-          "IpLib::IntfAddrVrfTableSmManager"}) {
-        EXPECT_NE(Zin::registeredType(type), nullptr) << type;
-    }
 }
 
 }  // namespace

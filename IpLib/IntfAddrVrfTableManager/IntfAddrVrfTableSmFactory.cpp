@@ -2,28 +2,15 @@
 
 #include <utility>
 
-#include "Zin/Registry.h"
+#include "IpLib/IntfAddrVrfTableSmTypes/FiniteDelays.h"
 
 namespace IpLib {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableSmFactory",
-    .attributes = {{"smConfig", "IpLib::IntfAddrVrfTableSmConfig"},
-                   {"scheduler", "Velk::TaskScheduler"},
-                   {"virtualIpStatus", "VirtualIp::VirtualIpStatus"},
-                   {"virtualIp6Status", "VirtualIp::VirtualIp6Status"},
-                   {"kniIntfStatusHelper", "Interface::KniIntfStatusHelper"}},
-}};
-
-}  // namespace
-
 IntfAddrVrfTableSmFactory::IntfAddrVrfTableSmFactory(
     IntfAddrVrfTableSmConfig const& smConfig, Zin::Ptr<Velk::TaskScheduler> scheduler,
     Zin::Ptr<VirtualIp::VirtualIpStatus const> virtualIpStatus,
     Zin::Ptr<VirtualIp::VirtualIp6Status const> virtualIp6Status,
     Zin::Ptr<Interface::KniIntfStatusHelper> kniIntfStatusHelper)
-    : smConfig_(smConfig),
+    : smConfig_(IntfAddrVrfTableImpl::withFiniteDelays(smConfig)),
       scheduler_(Zin::notNull("scheduler", std::move(scheduler))),
       virtualIpStatus_(std::move(virtualIpStatus)),
       virtualIp6Status_(std::move(virtualIp6Status)),

@@ -14,6 +14,8 @@ public:
     // As whom it uses the kernel interface directories.
     static constexpr std::string_view requester = "IpLib::IntfAddrVrfTableSmFactory";
 
+    // A null scheduler or helper raises Zin::NullArgumentError, a delay that is not finite
+    // Zin::RangeError.
     IntfAddrVrfTableSmFactory(IntfAddrVrfTableSmConfig const& smConfig,
                               Zin::Ptr<Velk::TaskScheduler> scheduler,
                               Zin::Ptr<VirtualIp::VirtualIpStatus const> virtualIpStatus,

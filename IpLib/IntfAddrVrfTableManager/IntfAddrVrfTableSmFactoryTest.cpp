@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <limits>
 #include <string>
 
 #include "IpLib/IntfAddrVrfTableManager/ManagerBench.h"
@@ -71,6 +72,21 @@ TEST(IntfAddrVrfTableSmFactory, ANamespaceNameOfMoreThan150BytesIsRefused) {
         ADD_FAILURE() << "not refused";
     } catch (Zin::RangeError const& error) {
         EXPECT_STREQ(error.what(), "Zin::String::bytes > 150 not allowed");
+    }
+}
+
+TEST(IntfAddrVrfTableSmFactory, DelaysThatNeverPassAreRefusedByItAndByTheMachine) {
+    ManagerBench const bench;
+    auto const endless = std::numeric_limits<Zin::Seconds>::infinity();
+    for (IntfAddrVrfTableSmConfig const config :
+         {IntfAddrVrfTableSmConfig{.intfCleanupDelay = endless},
+          IntfAddrVrfTableSmConfig{.deferredIntfAddDelay = endless}}) {
+        EXPECT_THROW(intfAddrVrfTableSmFactoryFactory(config, bench.time.scheduler(), nullptr,
+                                                      nullptr, bench.helper),
+                     Zin::RangeError);
+        EXPECT_THROW(intfAddrVrfTableSmFactory("red", {}, config, bench.time.scheduler(), nullptr,
+                                               nullptr, nullptr, intfAddrVrfTableFactory()),
+                     Zin::RangeError);
     }
 }
 

@@ -4,21 +4,9 @@
 
 #include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
 #include "Zin/HandleAll.h"
-#include "Zin/Registry.h"
 #include "Zin/Turn.h"
 
 namespace IpLib {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableSmManager",
-    .attributes = {{"smFactory", "IpLib::IntfAddrVrfTableSmAbstractFactory"},
-                   {"allIntfAddrVrfTable", "IpLib::AllIntfAddrVrfTable"},
-                   {"intfAddrVrfTableSm", "Zin::HashMap2018"}},
-}};
-
-}  // namespace
-
 IntfAddrVrfTableSmManager::IntfAddrVrfTableSmManager(
     Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> smFactory,
     Zin::Ptr<AllIntfAddrVrfTable> allIntfAddrVrfTable)

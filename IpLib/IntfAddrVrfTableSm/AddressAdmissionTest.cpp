@@ -111,7 +111,7 @@ TEST(AddressAdmission, AWaitingAddressGetsItsTurnAfterTheRowHasLeft) {
     bench.ip("Ethernet1", "10.0.0.1/24");
     bench.ip("Ethernet2", "10.0.0.1/24");
     bench.time.advanceTo(5.0);
-    ASSERT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+    ASSERT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
     bench.clear();
 
     bench.ip("Ethernet1", "");
@@ -171,7 +171,7 @@ TEST(AddressAdmission, AnAddressThatWaitsAlreadyIsDeferredOnce) {
 TEST(AddressAdmission, ADeferredAddressArmsTheTask) {
     SmBench bench({.deferredIntfAddDelay = 0.5});
     bench.ip("Ethernet1", "10.0.0.1/24");
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
     bench.time.advanceTo(1.0);
     bench.ip("Ethernet2", "10.0.0.1/24");
     EXPECT_EQ(bench.time.scheduler()->nextExpiry(), 1.5);
@@ -415,7 +415,7 @@ TEST(AddressAdmission, AnObserverMayTakeTheMachineAwayAtAnyStep) {
             bench.ip("Ethernet1", "10.0.0.1/24");
             ASSERT_TRUE(meddler.done());
             EXPECT_EQ(bench.sm, nullptr);
-            EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+            EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
             if (delay == 0.0) {
                 EXPECT_THAT(bench.rows(), IsEmpty()) << step;
                 EXPECT_THAT(bench.rowsByAddr(), IsEmpty()) << step;

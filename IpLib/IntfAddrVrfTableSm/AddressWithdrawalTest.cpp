@@ -312,7 +312,7 @@ TEST(AddressWithdrawal, AnObserverMayTakeTheMachineAwayAsATaskWritesTheTable) {
         Meddler const meddler(bench, step, [&] { bench.smDel(); });
         bench.time.advance(1.0);
         ASSERT_TRUE(meddler.done());
-        EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+        EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
     }
     for (auto const* const step :
          {"subnet=10.0.0.0/24 absent", "intfAddrEntryFromAddr", "SetFromSubnet"}) {
@@ -324,7 +324,7 @@ TEST(AddressWithdrawal, AnObserverMayTakeTheMachineAwayAsATaskWritesTheTable) {
         Meddler const meddler(bench, step, [&] { bench.smDel(); });
         bench.time.advance(0.5);
         ASSERT_TRUE(meddler.done());
-        EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+        EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
     }
 }
 

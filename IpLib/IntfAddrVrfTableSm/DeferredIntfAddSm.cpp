@@ -1,23 +1,8 @@
 #include "IpLib/IntfAddrVrfTableSm/DeferredIntfAddSm.h"
 
 #include "Tremlog/Record.h"
-#include "Zin/Registry.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddSm",
-    .attributes = {{"smConfig", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddSmConfig"},
-                   {"parent", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddParentInterface"},
-                   {"backlog", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog"},
-                   {"vrfName", "L3::VrfName"},
-                   {"scheduler", "Velk::TaskScheduler"},
-                   {"task", "Velk::TimerTask"}},
-}};
-
-}  // namespace
-
 void DeferredIntfAddSm::handleInitialized() {
     taskIs(scheduler_, smConfig_.taskPriority, "DeferredIntfAdd-VRF-" + vrfName_.bytes());
 }

@@ -372,7 +372,7 @@ TEST(DeferredIntfAddSm, AMachineThatGoesIsNotRunAnyMore) {
     Bench bench(1);
     bench.sm->maybeScheduleTask();
     bench.sm = nullptr;
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
 }
 
 TEST(DeferredIntfAddSm, AMachineThatGoesInItsOwnPassStops) {
@@ -386,14 +386,14 @@ TEST(DeferredIntfAddSm, AMachineThatGoesInItsOwnPassStops) {
     bench.time.advance(10.0);
     EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1"));
     EXPECT_EQ(bench.traceTexts().size(), 2u);
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
 }
 
 TEST(DeferredIntfAddSm, ARetiredMachineIsAskedInVain) {
     Bench bench(1);
     bench.sm->retire();
     bench.sm->maybeScheduleTask();
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
 }
 
 TEST(DeferredIntfAddSm, DumpsItselfItsBookmarkAndItsTask) {

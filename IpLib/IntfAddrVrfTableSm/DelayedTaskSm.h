@@ -8,22 +8,24 @@
 #include <string>
 #include <utility>
 
-#include "IpLib/IntfAddrVrfTableSmTypes/DelayedTaskConfig.h"
+#include "IpLib/IntfAddrVrfTableSmTypes/FiniteDelays.h"
 #include "L3/VrfName.h"
 #include "Velk/OwnedTask.h"
+#include "Zin/Collection.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 
 template <class Config, class Parent, class Backlog>
 class DelayedTaskSm : public Zin::Entity {
 public:
+    // A delay that is not finite raises Zin::RangeError, a null scheduler Zin::NullArgumentError.
     DelayedTaskSm(Config const& smConfig, Zin::Ptr<Parent> parent, Zin::Ptr<Backlog> backlog,
                   L3::VrfName vrfName, Zin::Ptr<Velk::TaskScheduler> scheduler)
-        : smConfig_(smConfig),
+        : smConfig_(withFiniteDelays(smConfig)),
           parent_(std::move(parent)),
           backlog_(std::move(backlog)),
           vrfName_(std::move(vrfName)),
-          scheduler_(std::move(scheduler)) {}
+          scheduler_(Zin::notNull("scheduler", std::move(scheduler))) {}
 
     Config const& smConfig() const { return smConfig_; }
     Zin::Ptr<Parent> const& parent() const { return parent_; }

@@ -4,55 +4,12 @@
 
 #include "Tremlog/Record.h"
 #include "Zin/HandleAll.h"
-#include "Zin/Registry.h"
 #include "Zin/Turn.h"
 
 namespace IpLib {
 
 using IntfAddrVrfTableImpl::DeferredIntfAddParent;
 using IntfAddrVrfTableImpl::IntfCleanupParent;
-
-namespace {
-
-// For those who ask by an attribute's name that all of it be handled again.
-template <void (IntfAddrVrfTableSm::*handler)()>
-void handleAll(Zin::Entity& sm) {
-    (static_cast<IntfAddrVrfTableSm&>(sm).*handler)();
-}
-
-Zin::ModuleRegistration const module{
-    {.name = "IpLib::IntfAddrVrfTableSm",
-     .dependsOn = {"Interface", "Ip", "Ip6", "IpLib::IntfAddrVrfTableSmTypes", "L3", "Nimb", "Pell",
-                   "Tremlog", "Velk", "VirtualIp", "Zin"}}};
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableSm",
-    .attributes = {{"vrfName", "L3::VrfName"},
-                   {"networkNamespace", "Nimb::NamespaceName"},
-                   {"smConfig", "IpLib::IntfAddrVrfTableSmConfig"},
-                   {"scheduler", "Velk::TaskScheduler"},
-                   {"virtualIpStatus", "VirtualIp::VirtualIpStatus",
-                    handleAll<&IntfAddrVrfTableSm::handleVirtualIpAll>},
-                   {"virtualIp6Status", "VirtualIp::VirtualIp6Status",
-                    handleAll<&IntfAddrVrfTableSm::handleVirtualIp6All>},
-                   {"kernelIntfDir", "Interface::DeviceIntfStatusDir",
-                    handleAll<&IntfAddrVrfTableSm::handleKernelIntfAll>},
-                   {"intfAddrVrfTable", "IpLib::IntfAddrVrfTable"},
-                   {"vrfIpIntfStatus", "Ip::VrfIpIntfStatus",
-                    handleAll<&IntfAddrVrfTableSm::handleVrfIpIntfStatus>},
-                   {"vrfIp6IntfStatus", "Ip6::VrfIp6IntfStatus",
-                    handleAll<&IntfAddrVrfTableSm::handleVrfIp6IntfStatus>},
-                   {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"},
-                   {"intfCleanupBacklog", "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog"},
-                   {"deferredIntfAddBacklog",
-                    "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog"},
-                   {"intfCleanupSm", "IpLib::IntfAddrVrfTableImpl::IntfCleanupSm"},
-                   {"deferredIntfAddSm", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddSm"},
-                   {"ipIntfStatusSm", "IpLib::IntfAddrVrfTableImpl::IpIntfStatusSm"},
-                   {"ip6IntfStatusSm", "IpLib::IntfAddrVrfTableImpl::Ip6IntfStatusSm"}},
-}};
-
-}  // namespace
 
 IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName networkNamespace,
                                        IntfAddrVrfTableSmConfig const& smConfig,
@@ -63,7 +20,7 @@ IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName 
                                        Zin::Ptr<IntfAddrVrfTable> intfAddrVrfTable)
     : vrfName_(std::move(vrfName)),
       networkNamespace_(std::move(networkNamespace)),
-      smConfig_(smConfig),
+      smConfig_(IntfAddrVrfTableImpl::withFiniteDelays(smConfig)),
       scheduler_(Zin::notNull("scheduler", std::move(scheduler))),
       virtualIpStatus_(std::move(virtualIpStatus)),
       virtualIp6Status_(std::move(virtualIp6Status)),
@@ -158,16 +115,14 @@ Zin::Ptr<IntfAddrVrfTableSm::IntfCleanupSm> const& IntfAddrVrfTableSm::intfClean
     IntfCleanupSmConfig const& config, CleanupParent const& parent,
     Zin::Ptr<IntfCleanupBacklog> const& backlog, L3::VrfName const& vrfName,
     Scheduler const& scheduler) {
-    return cleanups_.sm().is(IntfAddrVrfTableImpl::intfCleanupSmFactory, config, parent, backlog,
-                             vrfName, scheduler);
+    return cleanups_.sm().is(config, parent, backlog, vrfName, scheduler);
 }
 
 Zin::Ptr<IntfAddrVrfTableSm::DeferredIntfAddSm> const& IntfAddrVrfTableSm::deferredIntfAddSmIs(
     DeferredIntfAddSmConfig const& config, DeferredParent const& parent,
     Zin::Ptr<DeferredIntfAddBacklog> const& backlog, L3::VrfName const& vrfName,
     Scheduler const& scheduler) {
-    return deferred_.sm().is(IntfAddrVrfTableImpl::deferredIntfAddSmFactory, config, parent,
-                             backlog, vrfName, scheduler);
+    return deferred_.sm().is(config, parent, backlog, vrfName, scheduler);
 }
 
 void IntfAddrVrfTableSm::handleTableVrfIpIntfStatus() {
@@ -395,8 +350,13 @@ bool IntfAddrVrfTableSm::isWhole() const {
 
 template <class Change>
 void IntfAddrVrfTableSm::change(IntfAddrEntryContent const& scope, Change&& change) {
-    if (intfAddrVrfTable_ && isWhole()) {
-        intfAddrVrfTable_->changes().submit(*this, scope, change);
+    if (intfAddrVrfTable_) {
+        intfAddrVrfTable_->changes().submit(*this, scope,
+                                            [this, change = std::forward<Change>(change)] {
+                                                if (isWhole()) {
+                                                    change();
+                                                }
+                                            });
     }
 }
 

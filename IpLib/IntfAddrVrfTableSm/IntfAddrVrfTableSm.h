@@ -66,6 +66,7 @@ public:
     using Scheduler = Zin::Ptr<Velk::TaskScheduler>;
 
     // The status inputs, the directory and the table may be null: what is not there is not watched.
+    // A null scheduler raises Zin::NullArgumentError, a delay that is not finite Zin::RangeError.
     IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName networkNamespace,
                        IntfAddrVrfTableSmConfig const& smConfig, Scheduler scheduler,
                        Zin::Ptr<VirtualIp::VirtualIpStatus const> virtualIpStatus,

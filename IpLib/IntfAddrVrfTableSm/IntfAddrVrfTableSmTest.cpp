@@ -256,7 +256,7 @@ TEST(IntfAddrVrfTableSm, TeardownWithACleanupDelayLeavesTheRowsAndDropsTheCleanu
     SmBench bench;
     bench.ip("Ethernet1", "10.0.0.1/24");
     bench.smDel();
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
     bench.time.advance(10.0);
     EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }

@@ -1,22 +1,6 @@
 #include "IpLib/IntfAddrVrfTableSm/IntfCleanupSm.h"
 
-#include "Zin/Registry.h"
-
 namespace IpLib::IntfAddrVrfTableImpl {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableImpl::IntfCleanupSm",
-    .attributes = {{"smConfig", "IpLib::IntfAddrVrfTableImpl::IntfCleanupSmConfig"},
-                   {"parent", "IpLib::IntfAddrVrfTableImpl::IntfCleanupParentInterface"},
-                   {"backlog", "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog"},
-                   {"vrfName", "L3::VrfName"},
-                   {"scheduler", "Velk::TaskScheduler"},
-                   {"task", "Velk::TimerTask"}},
-}};
-
-}  // namespace
-
 void IntfCleanupSm::handleInitialized() {
     taskIs(scheduler_, smConfig_.taskPriority, "IntfCleanup-VRF-" + vrfName_.bytes());
 }

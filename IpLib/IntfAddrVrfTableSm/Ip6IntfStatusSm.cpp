@@ -4,22 +4,9 @@
 #include <vector>
 
 #include "Zin/HandleAll.h"
-#include "Zin/Registry.h"
 #include "Zin/Turn.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableImpl::Ip6IntfStatusSm",
-    .attributes = {{"ip6IntfStatus", "Ip6::IntfStatus"},
-                   {"afIntfStatusParent",
-                    "IpLib::IntfAddrVrfTableImpl::AfIntfStatusParentInterface"},
-                   {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"}},
-}};
-
-}  // namespace
-
 Ip6IntfStatusSm::Ip6IntfStatusSm(Zin::Ptr<Ip6::IntfStatus const> ip6IntfStatus,
                                  Zin::Ptr<AfIntfStatusParentInterface> afIntfStatusParent,
                                  Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask)

@@ -5,24 +5,9 @@
 
 #include "Tremlog/Record.h"
 #include "Zin/HandleAll.h"
-#include "Zin/Registry.h"
 #include "Zin/Turn.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableImpl::IpIntfStatusSm",
-    .attributes = {{"ipIntfStatus", "Ip::IpIntfStatus"},
-                   {"afIntfStatusParent",
-                    "IpLib::IntfAddrVrfTableImpl::AfIntfStatusParentInterface"},
-                   {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"},
-                   {"maybeShadowPrimaryAddr", "Nimb::IpGenAddrWithMask"},
-                   {"maybeShadowIsUnnumbered", "bool"}},
-}};
-
-}  // namespace
-
 IpIntfStatusSm::IpIntfStatusSm(Zin::Ptr<Ip::IpIntfStatus const> ipIntfStatus,
                                Zin::Ptr<AfIntfStatusParentInterface> afIntfStatusParent,
                                Zin::Ptr<AllIntfAddrWithMask> allIntfAddrWithMask)

@@ -147,7 +147,7 @@ TEST(VirtualAddresses, AVirtualRowThatLeavesGivesWaitingAddressesAnotherTry) {
     bench.ip("Ethernet1", "10.0.0.1/24");
     bench.ip("Ethernet2", "10.0.0.1/24");
     bench.time.advance(10.0);
-    ASSERT_EQ(bench.time.scheduler()->nextExpiry(), std::nullopt);
+    ASSERT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
 
     bench.virtualIp->virtualIpDel(pair4("blue", "10.9.0.1/24"));
 

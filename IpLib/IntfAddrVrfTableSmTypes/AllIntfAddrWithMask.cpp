@@ -1,20 +1,36 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/AllIntfAddrWithMask.h"
 
-#include "Zin/Registry.h"
+#include "IpLib/IntfAddrVrfTableSmTypes/Module.h"
+#include "IpLib/IntfAddrVrfTableTypes/Module.h"
+#include "Nimb/Module.h"
+#include "Velk/Module.h"
+#include "Zin/Module.h"
 
 namespace IpLib {
-namespace {
 
-Zin::ModuleRegistration const module{
+Zin::ModuleRegistration const intfAddrVrfTableSmTypesModule{
     {.name = "IpLib::IntfAddrVrfTableSmTypes",
-     .dependsOn = {"IpLib::IntfAddrVrfTableTypes", "Nimb", "Velk", "Zin"}}};
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::AllIntfAddrWithMask",
-    .attributes = {{"all", "Zin::HashMap2018"}, {"byIntfId", "Zin::HashMap2018"}},
-}};
-
-}  // namespace
+     .dependsOn = {&intfAddrVrfTableTypesModule, &Nimb::module, &Velk::module, &Zin::module},
+     .types = {
+         {
+             .name = "IpLib::IntfAddrWithMaskKey",
+             .attributes = {{"intfId", "Nimb::IntfId"},
+                            {"addrWithMask", "Nimb::IpGenAddrWithMask"},
+                            {"isV6LinkLocal", "bool"}},
+         },
+         {
+             .name = "IpLib::IntfAddrWithMask",
+             .attributes = {{"key", "IpLib::IntfAddrWithMaskKey"}, {"deprecated", "bool"}},
+         },
+         {
+             .name = "IpLib::IntfAddrWithMaskByIntfId",
+             .attributes = {{"intfId", "Nimb::IntfId"}, {"byIntfId", "Zin::HashSet2018"}},
+         },
+         {
+             .name = "IpLib::AllIntfAddrWithMask",
+             .attributes = {{"all", "Zin::HashMap2018"}, {"byIntfId", "Zin::HashMap2018"}},
+         },
+     }}};
 
 Zin::Ptr<IntfAddrWithMaskByIntfId> AllIntfAddrWithMask::byIntfId(Nimb::IntfId const& intfId) const {
     auto const* const record = byIntfId_.find(intfId);

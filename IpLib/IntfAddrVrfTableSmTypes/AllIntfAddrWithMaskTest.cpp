@@ -22,8 +22,6 @@ IntfAddrWithMaskKey const ip6 = keyOf("Ethernet1", "2001:db8::1/64");
 
 class AllIntfAddrWithMaskTest : public ::testing::Test {
 public:
-    ~AllIntfAddrWithMaskTest() noexcept override = default;
-
 protected:
     Zin::Ptr<AllIntfAddrWithMask> const all_ = allIntfAddrWithMaskFactory();
     Testing::Events events_;

@@ -2,21 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "Zin/Registry.h"
-
 namespace IpLib {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableSmConfig",
-    .attributes = {{"intfCleanupDelay", "Zin::Seconds"},
-                   {"deferredIntfAddDelay", "Zin::Seconds"},
-                   {"ignoreKernelInterfaceState", "bool"},
-                   {"taskPriority", "Velk::TaskPriority"}},
-}};
-
-}  // namespace
-
 std::string IntfAddrVrfTableSmConfig::toStrep() const {
     return fmt::format(
         "intfCleanupDelay {};deferredIntfAddDelay {};ignoreKernelInterfaceState {};taskPriority {}",

@@ -5,18 +5,8 @@
 #include <utility>
 
 #include "Zin/Errors.h"
-#include "Zin/Registry.h"
 
 namespace IpLib {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrWithMask",
-    .attributes = {{"key", "IpLib::IntfAddrWithMaskKey"}, {"deprecated", "bool"}},
-}};
-
-}  // namespace
-
 IntfAddrWithMask::IntfAddrWithMask(IntfAddrWithMaskKey key, bool deprecated)
     : key_(std::move(key)), deprecated_(deprecated) {
     handleDeprecated();

@@ -1,17 +1,6 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMaskByIntfId.h"
 
-#include "Zin/Registry.h"
-
 namespace IpLib {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrWithMaskByIntfId",
-    .attributes = {{"intfId", "Nimb::IntfId"}, {"byIntfId", "Zin::HashSet2018"}},
-}};
-
-}  // namespace
-
 void IntfAddrWithMaskByIntfId::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                                          std::uint32_t indent) const {
     Velk::dumpLine(context, indent, "IntfAddWithMaskByIntfId for {} with count {}\n", intfId_,

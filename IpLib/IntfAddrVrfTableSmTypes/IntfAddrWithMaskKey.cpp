@@ -4,20 +4,8 @@
 
 #include "Nimb/PrefixHash.h"
 #include "Zin/Hash.h"
-#include "Zin/Registry.h"
 
 namespace IpLib {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrWithMaskKey",
-    .attributes = {{"intfId", "Nimb::IntfId"},
-                   {"addrWithMask", "Nimb::IpGenAddrWithMask"},
-                   {"isV6LinkLocal", "bool"}},
-}};
-
-}  // namespace
-
 std::uint32_t IntfAddrWithMaskKey::hash(std::uint32_t seed) const {
     return Zin::Hash(seed)
         .mix4(intfId.hash())

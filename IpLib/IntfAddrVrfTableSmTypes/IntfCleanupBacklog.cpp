@@ -1,18 +1,8 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupBacklog.h"
 
 #include "Zin/Errors.h"
-#include "Zin/Registry.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog",
-    .attributes = {{"backlog", "Zin::HashMap2018"}, {"backlogQueue", "Zin::LinkQueue"}},
-}};
-
-}  // namespace
-
 void IntfCleanupBacklog::addBacklog(Nimb::IntfId const& intfId, Nimb::AddressFamily af,
                                     Zin::Seconds now) {
     backlogQueueEnq(backlogIs({{intfId, af}}, now));

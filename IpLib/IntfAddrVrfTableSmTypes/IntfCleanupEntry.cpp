@@ -4,21 +4,7 @@
 
 #include <utility>
 
-#include "Zin/Registry.h"
-
 namespace IpLib::IntfAddrVrfTableImpl {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableImpl::IntfCleanupEntry",
-    .attributes = {{"intfId", "Nimb::IntfId"},
-                   {"af", "Nimb::AddressFamily"},
-                   {"emplacementTime", "Zin::Seconds"},
-                   {"processed", "bool"}},
-}};
-
-}  // namespace
-
 IntfCleanupEntry::IntfCleanupEntry(IntfCleanupKey key, Zin::Seconds emplacementTime)
     : key_(std::move(key)), emplacementTime_(emplacementTime) {}
 

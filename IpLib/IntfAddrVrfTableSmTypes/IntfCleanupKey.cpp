@@ -2,18 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "Zin/Registry.h"
-
 namespace IpLib::IntfAddrVrfTableImpl {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTableImpl::IntfCleanupKey",
-    .attributes = {{"intfId", "Nimb::IntfId"}, {"af", "Nimb::AddressFamily"}},
-}};
-
-}  // namespace
-
 std::string valueToStrep(IntfCleanupKey const& key) {
     return fmt::format(
         "Value('IpLib::IntfAddrVrfTableImpl::IntfCleanupKey', ** {{'intfId': {}, 'af': {}}})",

@@ -4,21 +4,9 @@
 
 #include "Nimb/PrefixHash.h"
 #include "Zin/Hash.h"
-#include "Zin/Registry.h"
 #include "Zin/Text.h"
 
 namespace IpLib {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrEntryContent",
-    .attributes = {{"key", "IpLib::IntfAddrEntryKey"},
-                   {"intfId", "Nimb::IntfId"},
-                   {"subnet", "Nimb::IpGenPrefix"}},
-}};
-
-}  // namespace
-
 std::uint32_t IntfAddrEntryContent::hash(std::uint32_t seed) const {
     return Zin::Hash(seed)
         .mix4(key.hash(0))

@@ -4,18 +4,8 @@
 
 #include "Nimb/Ip6Addr.h"
 #include "Zin/Hash.h"
-#include "Zin/Registry.h"
 
 namespace IpLib {
-namespace {
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrEntryKey",
-    .attributes = {{"intfId", "Nimb::IntfId"}, {"addr", "Nimb::IpGenAddr"}, {"virtualIp", "bool"}},
-}};
-
-}  // namespace
-
 std::uint32_t IntfAddrEntryKey::hash(std::uint32_t seed) const {
     // The sixteen bytes alone, whatever the family: equality tells families apart.
     return Zin::Hash(seed)

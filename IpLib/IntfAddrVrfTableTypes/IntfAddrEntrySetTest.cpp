@@ -72,8 +72,6 @@ struct DeprecatedRows {
 template <class Rows>
 class IntfAddrEntrySetRows : public ::testing::Test {
 public:
-    ~IntfAddrEntrySetRows() noexcept override = default;
-
 protected:
     using R = Rows;
 

@@ -2,26 +2,19 @@
 
 #include <optional>
 
+#include "Ip/Module.h"
 #include "Ip6/IntfStatus.h"
-#include "Zin/Registry.h"
+#include "Ip6/Module.h"
+#include "IpLib/IntfAddrVrfTableTypes/Module.h"
+#include "Nimb/Module.h"
+#include "Velk/Module.h"
+#include "Zin/Module.h"
 
 namespace IpLib {
-namespace {
 
-Zin::ModuleRegistration const module{
-    {.name = "IpLib::IntfAddrVrfTableTypes", .dependsOn = {"Ip", "Ip6", "Nimb", "Velk", "Zin"}}};
-
-Zin::TypeRegistration const registration{{
-    .name = "IpLib::IntfAddrVrfTable",
-    .attributes = {{"vrfIpIntfStatus", "Ip::VrfIpIntfStatus"},
-                   {"vrfIp6IntfStatus", "Ip6::VrfIp6IntfStatus"},
-                   {"intfAddrEntry", "Zin::HashMap2018"},
-                   {"intfAddrEntryFromAddr", "Zin::HashMap2018"},
-                   {"intfAddrEntrySetFromSubnet", "Zin::HashMap2018"},
-                   {"llIntfAddrEntryFromIntfId", "Zin::HashMap2018"}},
-}};
-
-}  // namespace
+Zin::ModuleRegistration const intfAddrVrfTableTypesModule{
+    {.name = "IpLib::IntfAddrVrfTableTypes",
+     .dependsOn = {&Ip::module, &Ip6::module, &Nimb::module, &Velk::module, &Zin::module}}};
 
 Zin::Ptr<IntfAddrEntry> IntfAddrVrfTable::intfAddrEntryIs(IntfAddrEntryContent const& content) {
     return intfAddrEntry_.isMade(content, [&] { return intfAddrEntryFactory(content); });

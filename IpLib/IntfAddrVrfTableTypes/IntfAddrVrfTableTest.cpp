@@ -49,8 +49,6 @@ auto refusesNull(char const* attribute) {
 
 class IntfAddrVrfTableTest : public ::testing::Test {
 public:
-    ~IntfAddrVrfTableTest() noexcept override = default;
-
 protected:
     Zin::Ptr<IntfAddrVrfTable> table_ = intfAddrVrfTableFactory();
     Testing::Events events_;
@@ -328,8 +326,6 @@ TEST_F(IntfAddrVrfTableTest, RetiringTheTableRemovesItsRowsAndTellsEachOfThem) {
 
 class LowestV6IntfAddrEntry : public ::testing::Test {
 public:
-    ~LowestV6IntfAddrEntry() noexcept override = default;
-
 protected:
     void addrIs(char const* addrWithMask, bool deprecated = false) {
         status_->addrIs(Nimb::Ip6AddrWithMask(std::string_view(addrWithMask)), {deprecated});

@@ -48,7 +48,7 @@ EventPrinter::EventPrinter(Zin::Ptr<AllIntfAddrVrfTable const> tables, Output& o
     notifierIs(std::move(tables));
 }
 
-EventPrinter::~EventPrinter() noexcept(false) = default;
+EventPrinter::~EventPrinter() = default;
 
 void EventPrinter::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
     events_.erase(vrf);

@@ -17,7 +17,7 @@ class EventPrinter final : public IpLib::AllIntfAddrVrfTable::Notifiee {
 public:
     // The directory is empty yet.
     EventPrinter(Zin::Ptr<IpLib::AllIntfAddrVrfTable const> tables, Output& output);
-    ~EventPrinter() noexcept(false) override;
+    ~EventPrinter() override;
 
 private:
     class TableEvents;

@@ -1,13 +1,14 @@
 #include "Interface/KniIntfStatusHelper.h"
 
-#include "Zin/Registry.h"
+#include "Interface/Module.h"
+#include "L3/Module.h"
+#include "Nimb/Module.h"
+#include "Zin/Module.h"
 
 namespace Interface {
-namespace {
 
-Zin::ModuleRegistration const module{{.name = "Interface", .dependsOn = {"L3", "Nimb", "Zin"}}};
-
-}  // namespace
+Zin::ModuleRegistration const module{
+    {.name = "Interface", .dependsOn = {&L3::module, &Nimb::module, &Zin::module}}};
 
 std::uint32_t KniIntfStatusHelper::uses(L3::VrfName const& vrf, std::string_view requester) const {
     auto const use = uses_.find(Use(vrf, requester));

@@ -1,13 +1,14 @@
 #include "Ip/Status.h"
 
-#include "Zin/Registry.h"
+#include "Ip/Module.h"
+#include "L3/Module.h"
+#include "Nimb/Module.h"
+#include "Zin/Module.h"
 
 namespace Ip {
-namespace {
 
-Zin::ModuleRegistration const module{{.name = "Ip", .dependsOn = {"L3", "Nimb", "Zin"}}};
-
-}  // namespace
+Zin::ModuleRegistration const module{
+    {.name = "Ip", .dependsOn = {&L3::module, &Nimb::module, &Zin::module}}};
 
 Zin::Ptr<Status> statusFactory() { return Zin::make<Status>(); }
 

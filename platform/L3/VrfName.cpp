@@ -1,15 +1,14 @@
 #include "L3/VrfName.h"
 
-#include "Zin/Registry.h"
+#include "L3/Module.h"
+#include "Nimb/Module.h"
+#include "Zin/Module.h"
 
 #include <algorithm>
 
 namespace L3 {
-namespace {
 
-Zin::ModuleRegistration const module{{.name = "L3", .dependsOn = {"Nimb", "Zin"}}};
-
-}  // namespace
+Zin::ModuleRegistration const module{{.name = "L3", .dependsOn = {&Nimb::module, &Zin::module}}};
 
 Nimb::NamespaceName VrfName::nsName() const {
     return isDefault() ? Nimb::NamespaceName() : Nimb::NamespaceName("ns-" + bytes());

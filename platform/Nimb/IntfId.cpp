@@ -1,17 +1,15 @@
 #include "Nimb/IntfId.h"
 
-#include "Zin/Registry.h"
+#include "Nimb/Module.h"
+#include "Zin/Module.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
 
 namespace Nimb {
-namespace {
 
-Zin::ModuleRegistration const module{{.name = "Nimb", .dependsOn = {"Zin"}}};
-
-}  // namespace
+Zin::ModuleRegistration const module{{.name = "Nimb", .dependsOn = {&Zin::module}}};
 
 struct IntfId::Block {
     explicit Block(std::string_view text) : name(text) {}

@@ -2,14 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <utility>
+#include <string>
 
 namespace Pell {
 namespace {
-
-AssertionHandler theHandler = nullptr;
 
 void throwError(AssertionFailure const& failure) { throw AssertionError(failure); }
 
@@ -24,22 +20,6 @@ std::string formatted(fmt::string_view format, fmt::format_args args) {
 
 }  // namespace
 
-std::string toText(AssertionFailure const& failure) {
-    return fmt::format("{}::{}: assertion '{}' failed: {}", failure.className, failure.function,
-                       failure.condition, failure.message);
-}
-
-AssertionHandler assertionHandlerIs(AssertionHandler handler) noexcept {
-    return std::exchange(theHandler, handler);
-}
-
-AssertionError::AssertionError(AssertionFailure const& failure)
-    : std::logic_error(toText(failure)),
-      className_(failure.className),
-      condition_(failure.condition),
-      function_(failure.function),
-      message_(failure.message) {}
-
 ThrowOnAssertion::ThrowOnAssertion() noexcept : previous_(assertionHandlerIs(throwError)) {}
 
 ThrowOnAssertion::~ThrowOnAssertion() { assertionHandlerIs(previous_); }
@@ -48,14 +28,7 @@ void Detail::failAssertion(TraceHandle const& handle, std::string_view condition
                            std::string_view function, fmt::string_view format,
                            fmt::format_args args) {
     std::string const message = formatted(format, args);
-    AssertionFailure const failure{handle.className(), condition, function, message};
-    if (theHandler != nullptr) {
-        theHandler(failure);
-    } else {
-        std::string const text = toText(failure) + '\n';
-        std::fputs(text.c_str(), stderr);
-    }
-    std::abort();
+    Zin::fail({handle.className(), condition, function, message});
 }
 
 }  // namespace Pell

@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "Zin/Turn.h"
+
 namespace Pell {
 namespace {
 
@@ -34,7 +36,7 @@ Sink* sinkIs(Sink* sink) noexcept { return std::exchange(theSink, sink); }
 std::uint64_t droppedTraces() noexcept { return dropped; }
 
 void Detail::emit(TraceHandle const& handle, int level, std::string_view function,
-                  fmt::string_view format, fmt::format_args args) noexcept {
+                  fmt::string_view format, fmt::format_args args) {
     try {
         std::string const message = fmt::vformat(format, args);
         Trace const trace{level, handle.className(), function, message};
@@ -44,6 +46,9 @@ void Detail::emit(TraceHandle const& handle, int level, std::string_view functio
             Busy const busy;
             theSink->trace(trace);
         }
+    } catch (Zin::AssertionError const&) {
+        Zin::Turn turn;
+        turn.run([] { throw; });
     } catch (...) {
         ++dropped;
     }

@@ -4,7 +4,9 @@
 //   out    the sink in place: one call for each trace, or one line on stderr where no sink is
 //
 // Nothing is formatted unless the handle has the level enabled. Tracing never fails the code that
-// traces: what a sink or an argument's formatter throws is dropped, and counted.
+// traces: what a sink or an argument's formatter throws is dropped, and counted. Only an invariant
+// that fails in one of them (Zin::AssertionError) is a failure of the turn in progress, as in any
+// handler; outside of turns it is thrown.
 //
 // A sink may trace, switch levels and replace itself while it takes a trace. What is traced
 // meanwhile goes to stderr, so a sink that traces cannot feed itself for ever.
@@ -45,12 +47,12 @@ std::uint64_t droppedTraces() noexcept;
 
 namespace Detail {
 void emit(TraceHandle const& handle, int level, std::string_view function, fmt::string_view format,
-          fmt::format_args args) noexcept;
+          fmt::format_args args);
 }
 
 template <class... Args>
 void fmtrace(TraceHandle const& handle, int level, std::string_view function,
-             fmt::format_string<Args...> format, Args&&... args) noexcept {
+             fmt::format_string<Args...> format, Args&&... args) {
     if (handle.enabled(level)) [[unlikely]] {
         Detail::emit(handle, level, function, format, fmt::make_format_args(args...));
     }

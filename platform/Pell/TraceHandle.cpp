@@ -1,14 +1,13 @@
 #include "Pell/TraceHandle.h"
 
-#include "Zin/Registry.h"
+#include "Pell/Module.h"
+#include "Zin/Module.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace Pell {
 namespace {
-
-Zin::ModuleRegistration const module{{.name = "Pell", .dependsOn = {"Zin"}}};
 
 struct Registry {
     std::vector<TraceHandle*> handles;
@@ -28,6 +27,8 @@ Registry& registry() {
 }
 
 }  // namespace
+
+Zin::ModuleRegistration const module{{.name = "Pell", .dependsOn = {&Zin::module}}};
 
 TraceHandle::TraceHandle(std::string_view className)
     : className_(className), level_(registry().level(className)) {

@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "Pell/Assertion.h"
+#include "Zin/Turn.h"
+
 namespace Pell {
 
 // Tells when it is made into text, and what that leads to.
@@ -116,6 +119,45 @@ TEST_F(Tracing, AFormatterThatThrowsLosesOnlyItsTrace) {
     EXPECT_NO_THROW(fmtrace(handle, 3, "wade", "{}", spy));
     EXPECT_EQ(recorder.lines, Lines{});
     EXPECT_EQ(droppedTraces(), before + 1);
+}
+
+TEST_F(Tracing, AnInvariantThatFailsInAFormatterIsThrown) {
+    ThrowOnAssertion const throwOnAssertion;
+    Recorder recorder;
+    Spy const spy{[&] { fmassert(handle, "hasText", "format", "no text"); }};
+    auto const before = droppedTraces();
+
+    EXPECT_THROW(fmtrace(handle, 3, "wade", "{}", spy), AssertionError);
+
+    EXPECT_EQ(droppedTraces(), before);
+    fmtrace(handle, 3, "wade", "on");
+    EXPECT_EQ(recorder.lines, Lines{"3 Heron::wade: on"});
+}
+
+TEST_F(Tracing, AnInvariantThatFailsInAFormatterWithinATurnFailsTheTurn) {
+    ThrowOnAssertion const throwOnAssertion;
+    Recorder recorder;
+    Spy const spy{[&] { fmassert(handle, "hasText", "format", "no text"); }};
+    auto const traceInATurn = [&] {
+        Zin::Turn const turn;
+        fmtrace(handle, 3, "wade", "{}", spy);
+        fmtrace(handle, 3, "wade", "on");
+    };
+
+    EXPECT_THROW(traceInATurn(), AssertionError);
+
+    EXPECT_EQ(recorder.lines, Lines{"3 Heron::wade: on"});
+}
+
+TEST_F(Tracing, AnInvariantThatFailsInTheSinkIsThrown) {
+    ThrowOnAssertion const throwOnAssertion;
+    Recorder recorder;
+    recorder.then = [&] { fmassert(handle, "hasRoom", "write", "no room"); };
+    EXPECT_THROW(fmtrace(handle, 3, "wade", "one"), AssertionError);
+
+    recorder.then = nullptr;
+    fmtrace(handle, 3, "wade", "two");
+    EXPECT_EQ(recorder.lines, (Lines{"3 Heron::wade: one", "3 Heron::wade: two"}));
 }
 
 TEST_F(Tracing, AFormatterMayTrace) {

@@ -53,24 +53,20 @@ protected:
     ~Traced() = default;
 
     template <int level, class... Args>
-    static void trace(Detail::FormatHere<std::type_identity_t<Args>...> here,
-                      Args&&... args) noexcept {
+    static void trace(Detail::FormatHere<std::type_identity_t<Args>...> here, Args&&... args) {
         static_assert(1 <= level && level <= 9);
         fmtrace<Args...>(handle_, level, here.function, here.format, std::forward<Args>(args)...);
     }
     template <class... Args>
-    static void trace3(Detail::FormatHere<std::type_identity_t<Args>...> here,
-                       Args&&... args) noexcept {
+    static void trace3(Detail::FormatHere<std::type_identity_t<Args>...> here, Args&&... args) {
         fmtrace<Args...>(handle_, 3, here.function, here.format, std::forward<Args>(args)...);
     }
     template <class... Args>
-    static void trace8(Detail::FormatHere<std::type_identity_t<Args>...> here,
-                       Args&&... args) noexcept {
+    static void trace8(Detail::FormatHere<std::type_identity_t<Args>...> here, Args&&... args) {
         fmtrace<Args...>(handle_, 8, here.function, here.format, std::forward<Args>(args)...);
     }
     template <class... Args>
-    static void trace9(Detail::FormatHere<std::type_identity_t<Args>...> here,
-                       Args&&... args) noexcept {
+    static void trace9(Detail::FormatHere<std::type_identity_t<Args>...> here, Args&&... args) {
         fmtrace<Args...>(handle_, 9, here.function, here.format, std::forward<Args>(args)...);
     }
 

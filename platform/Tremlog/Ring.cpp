@@ -1,61 +1,77 @@
 #include "Tremlog/Ring.h"
 
-#include "Zin/Registry.h"
+#include "Tremlog/Module.h"
+#include "Tremlog/Record.h"
+#include "Zin/Module.h"
+#include "Zin/Turn.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <exception>
 #include <thread>
 #include <utility>
 
 namespace Tremlog {
 namespace {
 
-Zin::ModuleRegistration const module{{.name = "Tremlog", .dependsOn = {"Zin"}}};
+void recordSuppressed(std::string_view text) noexcept {
+    record<"suppressed failure: {}">(CutText<Ring::argumentSize - 1>(text));
+}
+
+[[maybe_unused]] auto const nobodyBefore = Zin::suppressedFailureHandlerIs(recordSuppressed);
 
 }  // namespace
 
+Zin::ModuleRegistration const module{{.name = "Tremlog", .dependsOn = {&Zin::module}}};
+
 constinit Ring ring;
 
-// Readers wait for a record that is under way; recorders never wait for a reader.
-class Ring::Hold {
-public:
-    explicit Hold(Ring const& held) noexcept : busy_(held.busy_) {
-        while (busy_.test_and_set(std::memory_order_acquire)) {
-            std::this_thread::yield();
-        }
-    }
-    ~Hold() { busy_.clear(std::memory_order_release); }
-    Hold(Hold const&) = delete;
-    Hold& operator=(Hold const&) = delete;
+namespace {
 
-private:
-    std::atomic_flag& busy_;
-};
+std::string messageOf(Descriptor const& descriptor, std::byte const* arguments) {
+    try {
+        return descriptor.message(descriptor.format, arguments);
+    } catch (std::exception const& error) {
+        return fmt::format("<no text for \"{}\": {}>", descriptor.format, error.what());
+    } catch (...) {
+        return fmt::format("<no text for \"{}\">", descriptor.format);
+    }
+}
+
+}  // namespace
 
 std::vector<Entry> Ring::entries() const {
     // Copied first and formatted afterwards: a formatter may record, and takes its time.
     std::vector<Slot> copy(slotCount);
-    std::uint64_t end;
-    {
-        Hold const hold(*this);
-        end = count();
-        std::copy(slots_.begin(), slots_.end(), copy.begin());
+    bool inRecord = false;  // in the middle of one of this thread's own
+    while (!inRecord && !take()) {
+        inRecord = holder_.load(std::memory_order_relaxed) == &thisThread_;
+        std::this_thread::yield();
     }
+    std::uint64_t const first = cleared();
+    std::uint64_t const end = written();
+    std::copy(slots_.begin(), slots_.end(), copy.begin());
+    if (!inRecord) {
+        give();
+    }
+    // The record under way takes the place of the oldest.
+    std::uint64_t const held = std::min<std::uint64_t>(end - first, slotCount - inRecord);
     SecondsFromTicks const seconds;
     std::vector<Entry> result;
-    for (std::uint64_t i = end - std::min<std::uint64_t>(end, slotCount); i != end; ++i) {
+    for (std::uint64_t i = end - held; i != end; ++i) {
         Slot const& slot = copy[i % slotCount];
         result.push_back(
-            {i, seconds(slot.ticks),
-             slot.descriptor->message(slot.descriptor->format, slot.arguments.data())});
+            {i - first, seconds(slot.ticks), messageOf(*slot.descriptor, slot.arguments.data())});
+    }
+    if (inRecord) {
+        result.push_back({end - first, seconds(ticks()), "<a record is being written>"});
     }
     return result;
 }
 
 void Ring::clear() noexcept {
-    Hold const hold(*this);
-    count_.store(0, std::memory_order_relaxed);
+    cleared_.store(written(), std::memory_order_release);
     lost_.store(0, std::memory_order_relaxed);
 }
 

@@ -5,10 +5,19 @@
 //
 // Recording stamps the time and copies bytes into a slot of fixed size: it never allocates,
 // formats, blocks or throws. Formatting is the decoder's, which finds in each slot's descriptor
-// what the bytes mean. The newest record takes the place of the oldest.
+// what the bytes mean; where a formatter throws, the entry says so in the message's place. The
+// newest record takes the place of the oldest.
 //
-// The ring is meant for one thread and safe for any: a record made while another thread is busy
-// with the ring is not written but counted in lost().
+// The ring is meant for one thread and safe for any: a record made while somebody else is busy with
+// the ring is not written but counted in lost(). Whoever reads waits for another thread's record;
+// one who reads in the middle of a record of its own thread, as a signal handler may, gets all but
+// that one, and in its place an entry that says so. clear() never waits, and may be called from a
+// signal handler: a record that it interrupts is the first of those that follow.
+//
+// Names and texts are held cut (Tremlog/Record.h): one that ends in "~" was longer, and two that
+// read alike up to there, such as interface names that differ after their 22nd byte, may be two.
+//
+// Failures that a turn drops (Zin/Turn.h) are recorded too: "suppressed failure: {}".
 #pragma once
 
 #include <fmt/core.h>
@@ -32,7 +41,7 @@ struct Descriptor {
 
 // One record as text.
 struct Entry {
-    std::uint64_t sequence;  // counted from 0 at the start, or at clear()
+    std::uint64_t sequence;  // counted from 0 at the start, or from clear() on
     double seconds;          // since the program was loaded
     std::string message;
 };
@@ -47,7 +56,10 @@ public:
     Ring& operator=(Ring const&) = delete;
 
     // How many records were written, and how many were not.
-    std::uint64_t count() const noexcept { return count_.load(std::memory_order_relaxed); }
+    std::uint64_t count() const noexcept {
+        std::uint64_t const first = cleared();
+        return written() - first;
+    }
     std::uint64_t lost() const noexcept { return lost_.load(std::memory_order_relaxed); }
 
     std::vector<Entry> entries() const;
@@ -55,17 +67,17 @@ public:
     // `store` copies the arguments to the bytes it is given.
     template <class Store>
     void write(Descriptor const& descriptor, Store store) noexcept {
-        if (busy_.test_and_set(std::memory_order_acquire)) [[unlikely]] {
+        if (!take()) [[unlikely]] {
             lost_.fetch_add(1, std::memory_order_relaxed);
             return;
         }
-        std::uint64_t const sequence = count_.load(std::memory_order_relaxed);
+        std::uint64_t const sequence = written();
         Slot& slot = slots_[sequence % slotCount];
         slot.ticks = ticks();
         slot.descriptor = &descriptor;
         store(slot.arguments.data());
-        count_.store(sequence + 1, std::memory_order_relaxed);
-        busy_.clear(std::memory_order_release);
+        written_.store(sequence + 1, std::memory_order_relaxed);
+        give();
     }
 
     // Forgets everything, the counts too.
@@ -79,11 +91,24 @@ private:
     };
     static_assert(sizeof(Slot) == 128);
 
-    class Hold;
+    using Holder = char const*;
 
-    // Held for the time of one record, or of a copy of the ring.
-    mutable std::atomic_flag busy_;
-    std::atomic<std::uint64_t> count_ = 0;
+    std::uint64_t written() const noexcept { return written_.load(std::memory_order_relaxed); }
+    std::uint64_t cleared() const noexcept { return cleared_.load(std::memory_order_acquire); }
+    // False where the ring is held already.
+    bool take() const noexcept {
+        Holder nobody = nullptr;
+        return holder_.compare_exchange_strong(nobody, &thisThread_, std::memory_order_acquire,
+                                               std::memory_order_relaxed);
+    }
+    void give() const noexcept { holder_.store(nullptr, std::memory_order_release); }
+
+    static constinit inline thread_local char thisThread_ = 0;  // its address names the thread
+
+    // The thread that records, or copies the ring; null where none does.
+    mutable std::atomic<Holder> holder_ = nullptr;
+    std::atomic<std::uint64_t> written_ = 0;
+    std::atomic<std::uint64_t> cleared_ = 0;  // how many were written when last cleared
     std::atomic<std::uint64_t> lost_ = 0;
     std::array<Slot, slotCount> slots_ = {};
 };

@@ -3,11 +3,15 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Tremlog/Record.h"
+#include "Zin/Turn.h"
 
 namespace Tremlog {
 
@@ -16,7 +20,17 @@ struct Echo {
     int value;
 };
 
+struct Unspeakable {};
+
 }  // namespace Tremlog
+
+template <>
+struct fmt::formatter<Tremlog::Unspeakable> : fmt::formatter<int> {
+    template <class Context>
+    auto format(Tremlog::Unspeakable const&, Context& context) const -> decltype(context.out()) {
+        throw std::runtime_error("cannot speak");
+    }
+};
 
 template <>
 struct fmt::formatter<Tremlog::Echo> : fmt::formatter<int> {
@@ -35,6 +49,10 @@ protected:
     TheRing() { clear(); }
     ~TheRing() override { clear(); }
 };
+
+constexpr Descriptor outer{"outer", [](fmt::string_view format, std::byte const*) {
+                               return std::string(format.data(), format.size());
+                           }};
 
 TEST_F(TheRing, IsEmptyAtFirst) {
     EXPECT_EQ(count(), 0U);
@@ -117,13 +135,88 @@ TEST_F(TheRing, MayBeWrittenWhileItIsDecoded) {
 }
 
 TEST_F(TheRing, CountsARecordMadeInTheMiddleOfAnotherAsLost) {
-    static constexpr Descriptor descriptor{"outer", [](fmt::string_view format, std::byte const*) {
-                                               return std::string(format.data(), format.size());
-                                           }};
-    ring.write(descriptor, [](std::byte*) { record<"inner">(); });
+    ring.write(outer, [](std::byte*) { record<"inner">(); });
     EXPECT_EQ(messages(), std::vector<std::string>{"outer"});
     EXPECT_EQ(count(), 1U);
     EXPECT_EQ(lost(), 1U);
+}
+
+TEST_F(TheRing, SaysOfARecordWhoseFormatterThrowsThatItHasNoText) {
+    record<"before">();
+    record<"a {} of feathers">(Unspeakable{});
+    record<"after">();
+    EXPECT_EQ(messages(),
+              (std::vector<std::string>{
+                  "before", "<no text for \"a {} of feathers\": cannot speak>", "after"}));
+    EXPECT_THAT(decode(), testing::HasSubstr("after"));
+}
+
+TEST_F(TheRing, IsReadInTheMiddleOfARecordWithoutThatRecord) {
+    record<"before">();
+    std::vector<std::string> seen;
+    ring.write(outer, [&](std::byte*) { seen = messages(); });
+    EXPECT_EQ(seen, (std::vector<std::string>{"before", "<a record is being written>"}));
+    EXPECT_EQ(messages(), (std::vector<std::string>{"before", "outer"}));
+}
+
+TEST_F(TheRing, ThatIsFullIsReadInTheMiddleOfARecordWithoutTheOldest) {
+    for (std::size_t i = 0; i < Ring::slotCount; ++i) {
+        record<"{}">(i);
+    }
+    std::vector<Entry> seen;
+    ring.write(outer, [&](std::byte* to) {
+        std::memset(to, 0xff, Ring::argumentSize);
+        seen = entries();
+    });
+    ASSERT_EQ(seen.size(), Ring::slotCount);
+    EXPECT_EQ(seen.front().message, "1");
+    EXPECT_EQ(seen.back().message, "<a record is being written>");
+    EXPECT_EQ(seen.back().sequence, Ring::slotCount);
+}
+
+TEST_F(TheRing, IsClearedInTheMiddleOfARecordUpToThatRecord) {
+    record<"before">();
+    ring.write(outer, [](std::byte*) {
+        record<"lost">();
+        clear();
+    });
+    record<"after">();
+    EXPECT_EQ(messages(), (std::vector<std::string>{"outer", "after"}));
+    EXPECT_EQ(entries().front().sequence, 0U);
+    EXPECT_EQ(count(), 2U);
+    EXPECT_EQ(lost(), 0U);
+}
+
+TEST_F(TheRing, IsClearedByASignalHandlerWhileItIsWrittenAndRead) {
+    auto* const before = std::signal(SIGALRM, [](int) { clear(); });
+    std::thread reader([] {
+        for (int i = 0; i < 200; ++i) {
+            for (std::string const& message : messages()) {
+                ASSERT_THAT(message, testing::StartsWith("record "));
+            }
+        }
+    });
+    for (int i = 0; i < 20000; ++i) {
+        record<"record {}">(i);
+        if (i % 50 == 0) {
+            std::raise(SIGALRM);
+        }
+    }
+    reader.join();
+    std::signal(SIGALRM, before);
+    record<"record last">();
+    EXPECT_EQ(messages().back(), "record last");
+}
+
+TEST_F(TheRing, HoldsTheFailuresThatATurnDrops) {
+    std::string const longest(Ring::argumentSize - 1, 'l');
+    try {
+        Zin::Turn turn;
+        turn.run([] { throw std::runtime_error("told to the caller"); });
+        turn.run([&] { throw std::runtime_error(longest); });
+    } catch (std::runtime_error const&) {
+    }
+    EXPECT_EQ(messages(), std::vector<std::string>{"suppressed failure: " + longest});
 }
 
 TEST_F(TheRing, KeepsRecordsOfSeveralThreadsWhole) {

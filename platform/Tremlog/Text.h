@@ -7,16 +7,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 namespace Tremlog {
 
-class Text {
+template <std::size_t capacity>
+class CutText {
 public:
-    static constexpr std::size_t capacity = 31;
-
-    explicit Text(std::string_view text) noexcept
+    explicit CutText(std::string_view text) noexcept
         : bytes_{}, size_(static_cast<std::uint8_t>(std::min(text.size(), capacity))) {
         text.copy(bytes_.data(), capacity);
         if (text.size() > capacity) {
@@ -31,12 +31,14 @@ private:
     std::uint8_t size_;
 };
 
+using Text = CutText<31>;
+
 }  // namespace Tremlog
 
-template <>
-struct fmt::formatter<Tremlog::Text> : fmt::formatter<fmt::string_view> {
+template <std::size_t capacity>
+struct fmt::formatter<Tremlog::CutText<capacity>> : fmt::formatter<fmt::string_view> {
     template <class Context>
-    auto format(Tremlog::Text const& text, Context& context) const {
+    auto format(Tremlog::CutText<capacity> const& text, Context& context) const {
         return fmt::formatter<fmt::string_view>::format(text.text(), context);
     }
 };

@@ -1,12 +1,13 @@
 #include "Velk/Advance.h"
 
+#include <algorithm>
+
 namespace Velk {
 
 bool advanceToNextRun(Zin::VirtualClock& clock, TaskScheduler& scheduler, Zin::Seconds time) {
-    auto const expiry = scheduler.nextExpiry();
-    bool const due = expiry && *expiry <= time;
-    clock.nowIs(due ? *expiry : time);
-    return due && scheduler.runNext(*expiry);
+    Zin::Seconds const next = std::min(scheduler.nextExpiry(), time);
+    clock.nowIs(next);
+    return scheduler.runNext(next);
 }
 
 void advanceTo(Zin::VirtualClock& clock, TaskScheduler& scheduler, Zin::Seconds time) {

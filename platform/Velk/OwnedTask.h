@@ -15,7 +15,7 @@ class OwnedTask final : private Zin::Reactor<Owner, TimerTask> {
 public:
     explicit OwnedTask(Owner& owner) : Zin::Reactor<Owner, TimerTask>(owner, nullptr) {}
 
-    using Zin::NotifieeBase::hasNotificationActiveIs;
+    using Zin::Reactor<Owner, TimerTask>::hasNotificationActiveIs;
 
     // Null where there is no task.
     Zin::Ptr<TimerTask> const& operator()() const { return task_; }

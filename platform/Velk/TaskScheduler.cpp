@@ -1,30 +1,31 @@
 #include "Velk/TaskScheduler.h"
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
+#include "Pell/Module.h"
+#include "Velk/Module.h"
 #include "Velk/TimerTask.h"
-#include "Zin/Registry.h"
+#include "Zin/Collection.h"
+#include "Zin/Module.h"
 #include "Zin/Turn.h"
 
 namespace Velk {
-namespace {
 
-Zin::ModuleRegistration const module{{.name = "Velk", .dependsOn = {"Pell", "Zin"}}};
-
-}  // namespace
+Zin::ModuleRegistration const module{{.name = "Velk", .dependsOn = {&Pell::module, &Zin::module}}};
 
 TaskScheduler::TaskScheduler(Zin::Ptr<Zin::Clock const> clock,
                              std::unique_ptr<YieldPolicy> yieldPolicy)
-    : clock_(std::move(clock)), yieldPolicy_(std::move(yieldPolicy)) {}
+    : clock_(Zin::notNull("clock", std::move(clock))),
+      yieldPolicy_(Zin::notNull("yieldPolicy", std::move(yieldPolicy))) {}
 
-// Tasks co-own their scheduler, so none is armed any more.
-TaskScheduler::~TaskScheduler() noexcept(false) = default;
-
-std::optional<Zin::Seconds> TaskScheduler::nextExpiry() const {
-    if (armed_.empty()) {
-        return std::nullopt;
+int TaskScheduler::pollTimeout() const {
+    if (nextExpiry() == never) {
+        return -1;
     }
-    return (*armed_.begin())->expiry_;
+    double const milliseconds = std::ceil((nextExpiry() - now()) * 1000.0);
+    return static_cast<int>(std::clamp(milliseconds, 0.0, double{std::numeric_limits<int>::max()}));
 }
 
 std::uint32_t TaskScheduler::run() {
@@ -48,7 +49,7 @@ std::uint32_t TaskScheduler::run() {
 
 bool TaskScheduler::runNext(Zin::Seconds time) {
     checkIdle();
-    if (armed_.empty() || (*armed_.begin())->expiry_ > time) {
+    if (armed_.empty() || nextExpiry() > time) {
         return false;
     }
     runFirst();
@@ -79,13 +80,19 @@ void TaskScheduler::arm(TimerTask& task, Zin::Seconds expiry) {
     task.arming_ = ++armings_;
     armed_.insert(std::move(node));
     task.armed_ = true;
+    updateNextExpiry();
 }
 
 void TaskScheduler::disarm(TimerTask& task) {
     if (task.armed_) {
         armed_.erase(&task);
         task.armed_ = false;
+        updateNextExpiry();
     }
+}
+
+void TaskScheduler::updateNextExpiry() {
+    nextExpiry_.is(armed_.empty() ? never : (*armed_.begin())->expiry_);
 }
 
 bool TaskScheduler::ExpiresFirst::operator()(TimerTask const* a, TimerTask const* b) const {

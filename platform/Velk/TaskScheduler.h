@@ -1,5 +1,12 @@
-// A queue of timer tasks over a clock. It brings no loop of its own: whoever embeds it asks for the
-// next expiry, sleeps as its own event loop sees fit, and calls run() when the time has come.
+// A queue of timer tasks over a clock. It brings no loop of its own: whoever embeds it has its own
+// event loop sleep for pollTimeout(), or until something else comes, and calls run() each time.
+//
+//     while (poll(descriptors, count, scheduler->pollTimeout()) >= 0) {
+//         ...                   // what the descriptors have; it may arm tasks
+//         scheduler->run();
+//     }
+//
+// A loop that sleeps otherwise, or is not the one that changes the inputs, observes nextExpiry().
 //
 // Tasks run in order of expiry, those of one instant in the order in which they were armed, each as
 // a turn of its own. A task that is armed during run() waits for the next call, even if it is due
@@ -14,35 +21,50 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
-#include <optional>
 #include <set>
 
 #include "Pell/Traced.h"
 #include "Velk/YieldPolicy.h"
+#include "Zin/Attribute.h"
 #include "Zin/Clock.h"
-#include "Zin/Ptr.h"
 
 namespace Velk {
 
 class TimerTask;
 
+// When a scheduler without an armed task runs the next one.
+inline constexpr Zin::Seconds never = std::numeric_limits<Zin::Seconds>::infinity();
+
 class TaskScheduler final : public Zin::Entity, private Pell::Traced<"TaskScheduler"> {
 public:
+    class Notifiee : public Zin::NotifieeOf<TaskScheduler> {
+    public:
+        // Told each time, in the middle of runs too. It must not run tasks itself.
+        virtual void handleNextExpiry() {}
+    };
+
+    // A null clock or policy raises Zin::NullArgumentError.
     TaskScheduler(Zin::Ptr<Zin::Clock const> clock, std::unique_ptr<YieldPolicy> yieldPolicy);
-    ~TaskScheduler() noexcept(false) override;
 
     Zin::Seconds now() const { return clock_->now(); }
     Zin::Ptr<Zin::Clock const> const& clock() const { return clock_; }
 
-    // When the next task is to run, on the scheduler's clock; nothing when no task is armed.
-    std::optional<Zin::Seconds> nextExpiry() const;
+    // When the next task is to run, on the scheduler's clock; `never` when no task is armed.
+    Zin::Seconds nextExpiry() const { return nextExpiry_(); }
+
+    // For how many milliseconds poll(), epoll_wait() and their like may sleep: until the next task
+    // is due, and no less; -1, which is for ever, when no task is armed; 0 when one is due.
+    int pollTimeout() const;
 
     // Runs what is due now and was armed before this call. Returns how many runs that were.
     std::uint32_t run();
 
     // Runs the first task if it is due at `time` or earlier. Returns whether it did.
     bool runNext(Zin::Seconds time);
+
+    Zin::NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }
 
 private:
     friend class TimerTask;
@@ -55,6 +77,7 @@ private:
 
     void arm(TimerTask& task, Zin::Seconds expiry);
     void disarm(TimerTask& task);
+    void updateNextExpiry();
     void checkIdle() const;
     void runFirst();
 
@@ -63,6 +86,9 @@ private:
     Armed armed_;
     std::uint64_t armings_ = 0;
     TimerTask const* running_ = nullptr;
+
+    mutable Zin::NotifieeList<Notifiee> notifieeList_;
+    Zin::Attribute<&Notifiee::handleNextExpiry, Zin::Seconds> nextExpiry_{*this, never};
 };
 
 Zin::Ptr<TaskScheduler> taskSchedulerFactory(Zin::Ptr<Zin::Clock const> clock,

@@ -4,14 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <new>
-#include <optional>
 #include <random>
 #include <stdexcept>
 
 #include "Pell/Assertion.h"
 #include "TestMemory/TestMemory.h"
 #include "Velk/TestTasks.h"
+#include "Zin/Errors.h"
 #include "Zin/Turn.h"
 
 namespace Velk {
@@ -23,7 +24,7 @@ using testing::IsEmpty;
 class TaskSchedulers : public TestTasks {};
 
 TEST_F(TaskSchedulers, TellWhenTheNextTaskIsToRun) {
-    EXPECT_EQ(scheduler_->nextExpiry(), std::nullopt);
+    EXPECT_EQ(scheduler_->nextExpiry(), never);
     add("a")->scheduleTaskDelay(2.0);
     EXPECT_EQ(scheduler_->nextExpiry(), 2.0);
     add("b")->scheduleTaskDelay(1.0);
@@ -31,7 +32,99 @@ TEST_F(TaskSchedulers, TellWhenTheNextTaskIsToRun) {
     runAt(1.0);
     EXPECT_EQ(scheduler_->nextExpiry(), 2.0);
     runAt(2.0);
-    EXPECT_EQ(scheduler_->nextExpiry(), std::nullopt);
+    EXPECT_EQ(scheduler_->nextExpiry(), never);
+}
+
+TEST_F(TaskSchedulers, HaveNothingDueWhereNothingIsArmed) {
+    EXPECT_FALSE(scheduler_->nextExpiry() <= scheduler_->now());
+    EXPECT_FALSE(scheduler_->runNext(never));
+}
+
+TEST_F(TaskSchedulers, TellForHowLongPollMaySleep) {
+    EXPECT_EQ(scheduler_->pollTimeout(), -1);
+
+    add("a")->scheduleTaskDelay(1.5);
+    EXPECT_EQ(scheduler_->pollTimeout(), 1500);
+    clock_->nowIs(1.4995);
+    EXPECT_EQ(scheduler_->pollTimeout(), 1);
+    clock_->nowIs(1.5);
+    EXPECT_EQ(scheduler_->pollTimeout(), 0);
+    clock_->nowIs(9.0);
+    EXPECT_EQ(scheduler_->pollTimeout(), 0);
+
+    task("a").scheduleTaskDelay(1e300);
+    EXPECT_EQ(scheduler_->pollTimeout(), std::numeric_limits<int>::max());
+    task("a").scheduleTaskDelay(never);
+    EXPECT_EQ(scheduler_->pollTimeout(), -1);
+    destroy("a");
+    EXPECT_EQ(scheduler_->pollTimeout(), -1);
+}
+
+// Writes down when the next task is to run, each time that it is told.
+class TestSleeper final : public TaskScheduler::Notifiee {
+public:
+    explicit TestSleeper(Zin::Ptr<TaskScheduler const> scheduler) {
+        notifierIs(std::move(scheduler));
+    }
+    std::vector<Zin::Seconds> heard;
+
+private:
+    void handleNextExpiry() override { heard.push_back(notifier()->nextExpiry()); }
+};
+
+TEST_F(TaskSchedulers, TellTheirObserversWhenTheNextExpiryChanges) {
+    TestSleeper sleeper(scheduler_);
+
+    add("a")->scheduleTaskDelay(2.0);
+    add("b")->scheduleTaskDelay(3.0);
+    EXPECT_THAT(sleeper.heard, ElementsAre(2.0));
+    task("b").scheduleTaskDelay(1.0);
+    task("a").unschedule();
+    EXPECT_THAT(sleeper.heard, ElementsAre(2.0, 1.0));
+    runAt(1.0);
+    EXPECT_THAT(sleeper.heard, ElementsAre(2.0, 1.0, never));
+
+    task("a").scheduleTaskDelay(1.0);
+    destroy("a");
+    EXPECT_THAT(sleeper.heard, ElementsAre(2.0, 1.0, never, 2.0, never));
+}
+
+TEST_F(TaskSchedulers, RefuseToBeMadeWithoutAClockOrAPolicyAndTasksWithoutAScheduler) {
+    auto const refused = [](auto const& make) {
+        try {
+            make();
+        } catch (Zin::NullArgumentError const& error) {
+            return error.attribute();
+        }
+        return std::string("nothing");
+    };
+    EXPECT_EQ(refused([] { taskSchedulerFactory(nullptr, std::make_unique<EveryNth>(1)); }),
+              "clock");
+    EXPECT_EQ(refused([&] { taskSchedulerFactory(clock_, nullptr); }), "yieldPolicy");
+    EXPECT_EQ(refused([] { timerTaskFactory(nullptr, TaskPriority::normal, "a"); }), "scheduler");
+}
+
+TEST_F(TaskSchedulers, GoOnAfterATaskThatFailed) {
+    bool fails = true;
+    add("a", [&] {
+        task("a").scheduleTaskDelay(1.0);
+        if (fails) {
+            throw std::runtime_error("a failed");
+        }
+        EXPECT_TRUE(task("a").taskCurrentlyRunning());
+    });
+    add("b");
+    task("a").scheduleTask();
+    task("b").scheduleTask();
+
+    EXPECT_THROW(scheduler_->run(), std::runtime_error);
+    EXPECT_FALSE(task("a").taskCurrentlyRunning());
+    EXPECT_FALSE(Zin::Turn::inProgress());
+
+    fails = false;
+    EXPECT_THAT(runAt(0.0), ElementsAre("b"));
+    EXPECT_THAT(runAt(1.0), ElementsAre("a"));
+    EXPECT_THAT(runAt(2.0), ElementsAre("a"));
 }
 
 TEST_F(TaskSchedulers, RunTasksInTheOrderOfTheirExpiry) {
@@ -126,7 +219,7 @@ TEST_F(TaskSchedulers, ForgetATaskThatArmsItselfAndIsThenDestroyedInItsRun) {
     });
     task("a").scheduleTask();
     EXPECT_THAT(runAt(0.0), ElementsAre("a"));
-    EXPECT_EQ(scheduler_->nextExpiry(), std::nullopt);
+    EXPECT_EQ(scheduler_->nextExpiry(), never);
 }
 
 TEST_F(TaskSchedulers, MayGoInTheRunOfTheirLastTask) {
@@ -294,8 +387,7 @@ TEST_P(TaskSchedulersAtRandom, RunWhatAPlainListOfArmedTasksSays) {
             ASSERT_EQ(runAt(time), expected) << "step " << step;
         }
         auto const first = std::ranges::min_element(armed, {}, &Armed::expiry);
-        ASSERT_EQ(scheduler_->nextExpiry(),
-                  first == armed.end() ? std::nullopt : std::optional(first->expiry));
+        ASSERT_EQ(scheduler_->nextExpiry(), first == armed.end() ? never : first->expiry);
     }
 }
 

@@ -33,8 +33,6 @@ private:
 
 class TestTasks : public testing::Test {
 protected:
-    ~TestTasks() noexcept override = default;
-
     // Makes a task; when it runs it writes down its name and then does what the test wants.
     Zin::Ptr<TimerTask> const& add(
         std::string const& name, std::function<void()> act = [] {}) {

@@ -4,12 +4,16 @@
 #include <limits>
 #include <utility>
 
+#include "Zin/Collection.h"
+
 namespace Velk {
 
 TimerTask::TimerTask(Zin::Ptr<TaskScheduler> scheduler, TaskPriority priority, std::string name)
-    : scheduler_(std::move(scheduler)), priority_(priority), name_(std::move(name)) {}
+    : scheduler_(Zin::notNull("scheduler", std::move(scheduler))),
+      priority_(priority),
+      name_(std::move(name)) {}
 
-TimerTask::~TimerTask() noexcept(false) { scheduler_->disarm(*this); }
+TimerTask::~TimerTask() { scheduler_->disarm(*this); }
 
 bool TimerTask::taskShouldYield() const {
     return taskCurrentlyRunning() && scheduler_->yieldPolicy_->shouldYield();

@@ -23,9 +23,10 @@ public:
         virtual void handleTaskRun() {}
     };
 
+    // A null scheduler raises Zin::NullArgumentError.
     TimerTask(Zin::Ptr<TaskScheduler> scheduler, TaskPriority priority, std::string name);
     // A task that goes is disarmed.
-    ~TimerTask() noexcept(false) override;
+    ~TimerTask() override;
 
     std::string const& taskName() const { return name_; }
     Zin::Ptr<TaskScheduler> const& taskScheduler() const { return scheduler_; }

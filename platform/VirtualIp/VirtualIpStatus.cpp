@@ -1,13 +1,14 @@
 #include "VirtualIp/VirtualIpStatus.h"
 
-#include "Zin/Registry.h"
+#include "L3/Module.h"
+#include "Nimb/Module.h"
+#include "VirtualIp/Module.h"
+#include "Zin/Module.h"
 
 namespace VirtualIp {
-namespace {
 
-Zin::ModuleRegistration const module{{.name = "VirtualIp", .dependsOn = {"L3", "Nimb", "Zin"}}};
-
-}  // namespace
+Zin::ModuleRegistration const module{
+    {.name = "VirtualIp", .dependsOn = {&L3::module, &Nimb::module, &Zin::module}}};
 
 Zin::Ptr<VirtualIpStatus> virtualIpStatusFactory() { return Zin::make<VirtualIpStatus>(); }
 

@@ -1,7 +1,9 @@
 // A machine that another machine owns: at most one, made anew when its inputs change.
 //
-// The owner's x, xIs and xDel forward to it. A child that is replaced or removed is retired at once
-// (see Entity), its successor being there already; so is the child of an owner that goes away.
+// The owner's x, xIs and xDel forward to it. A child stands in its place before it initialises
+// itself, so that whoever asks for it meanwhile finds it, and may remove it. One that is replaced
+// or removed is retired at once (see Entity), its successor having started; so is the child of an
+// owner that goes away.
 #pragma once
 
 #include <utility>
@@ -17,23 +19,25 @@ public:
     Child() = default;
     Child(Child const&) = delete;
     Child& operator=(Child const&) = delete;
-    ~Child() noexcept(false) {
+    ~Child() {
         if (child_) {
-            child_->retire();
+            Turn::runInDestructor([this] { child_->retire(); });
         }
     }
 
     Ptr<T> const& operator()() const noexcept { return child_; }
 
-    // Keeps a child that was built from these very inputs (T::builtFrom); else makes one by
-    // `make(inputs...)` and puts it in the place of the old one.
-    template <class Make, class... Inputs>
-    Ptr<T> const& is(Make&& make, Inputs const&... inputs) {
+    // Keeps a child that was built from these very inputs (T::builtFrom); else makes one of them
+    // and puts it in the place of the old one.
+    template <class... Inputs>
+    Ptr<T> const& is(Inputs const&... inputs) {
         if (!child_ || !child_->builtFrom(inputs...)) {
-            Ptr<T> child = make(inputs...);
-            std::swap(child_, child);
-            if (child) {
-                child->retire();
+            Ptr<T> const child = Ptr<T>::adopt(new T(inputs...));
+            Ptr<T> const old = std::exchange(child_, child);
+            Turn turn;
+            turn.run([&] { child->initialize(); });
+            if (old) {
+                old->retire();
             }
         }
         return child_;

@@ -13,8 +13,16 @@ namespace {
 
 class Worker final : public TestProbe {
 public:
-    Worker(TestLife& life, std::string name) : TestProbe(life), name_(std::move(name)) {}
-    bool builtFrom(std::string const& name) const { return name_ == name; }
+    Worker(std::reference_wrapper<TestLife> life, std::string name)
+        : TestProbe(life), name_(std::move(name)) {
+        if (name_ == "nobody") {
+            throw std::invalid_argument("cannot be constructed");
+        }
+    }
+    bool builtFrom(std::reference_wrapper<TestLife>, std::string const& name) const {
+        return name_ == name;
+    }
+    std::string const& name() const { return name_; }
 
 private:
     std::string const name_;
@@ -25,20 +33,16 @@ public:
     Boss(TestLife& life, TestLife& workerLife) : TestProbe(life), workerLife_(workerLife) {}
 
     Ptr<Worker> const& worker() const { return worker_(); }
-    Ptr<Worker> const& workerIs(std::string const& name) {
-        return worker_.is([this](std::string const& its) { return make<Worker>(workerLife_, its); },
-                          name);
-    }
+    Ptr<Worker> const& workerIs(std::string const& name) { return worker_.is(workerLife_, name); }
     Ptr<Worker> workerDel() { return worker_.del(); }
 
 private:
-    TestLife& workerLife_;
+    std::reference_wrapper<TestLife> const workerLife_;
     Child<Worker> worker_;
 };
 
 class OwnedChild : public testing::Test {
 protected:
-    ~OwnedChild() noexcept override = default;
     // What a test hung on them refers to its own variables.
     void TearDown() override { life_ = TestLife(); }
 
@@ -101,14 +105,46 @@ TEST_F(OwnedChild, IsRetiredWithItsOwner) {
     EXPECT_EQ(bossLife_.destroyed, 1);
 }
 
-TEST_F(OwnedChild, StaysWhereItsSuccessorCannotBeMade) {
+TEST_F(OwnedChild, StaysWhereItsSuccessorCannotBeConstructed) {
     Ptr<Worker> const first = boss_->workerIs("a");
-    life_.onInitialized = [](Entity&) { throw std::runtime_error("cannot be made"); };
 
-    EXPECT_THROW(boss_->workerIs("b"), std::runtime_error);
+    EXPECT_THROW(boss_->workerIs("nobody"), std::invalid_argument);
 
     EXPECT_TRUE(boss_->worker() == first);
     EXPECT_FALSE(first->retired());
+}
+
+TEST_F(OwnedChild, WhoseStartFailsIsThereAllTheSame) {
+    Ptr<Worker> const first = boss_->workerIs("a");
+    life_.onInitialized = [](Entity&) { throw std::runtime_error("start failed"); };
+
+    EXPECT_THROW(boss_->workerIs("b"), std::runtime_error);
+    EXPECT_EQ(boss_->worker()->name(), "b");
+    EXPECT_TRUE(first->retired());
+
+    life_.onInitialized = [](Entity&) {};
+    EXPECT_EQ(boss_->workerIs("c")->name(), "c");
+    EXPECT_EQ(boss_->workerDel()->name(), "c");
+}
+
+TEST_F(OwnedChild, IsOneAlthoughItsOwnStartAsksForIt) {
+    Ptr<Worker> found;
+    life_.onInitialized = [&](Entity&) { found = boss_->workerIs("a"); };
+
+    Ptr<Worker> const made = boss_->workerIs("a");
+
+    EXPECT_TRUE(found == made);
+    EXPECT_TRUE(boss_->worker() == made);
+    EXPECT_EQ(life_.initialized, 1);
+    EXPECT_EQ(life_.tornDown, 0);
+}
+
+TEST_F(OwnedChild, MayBeRemovedByItsOwnStart) {
+    life_.onInitialized = [&](Entity&) { boss_->workerDel(); };
+
+    EXPECT_TRUE(boss_->workerIs("a") == nullptr);
+
+    EXPECT_EQ(life_.destroyed, 1);
 }
 
 TEST_F(OwnedChild, ThatFailsInItsTeardownIsReplacedAllTheSame) {
@@ -117,18 +153,23 @@ TEST_F(OwnedChild, ThatFailsInItsTeardownIsReplacedAllTheSame) {
 
     EXPECT_THROW(boss_->workerIs("b"), std::runtime_error);
 
-    EXPECT_TRUE(boss_->worker()->builtFrom("b"));
+    EXPECT_TRUE(boss_->worker()->name() == "b");
     EXPECT_EQ(life_.destroyed, 1);
     EXPECT_THROW(boss_->workerDel(), std::runtime_error);
     EXPECT_TRUE(boss_->worker() == nullptr);
     EXPECT_EQ(life_.destroyed, 2);
 }
 
-TEST_F(OwnedChild, ThatFailsInItsTeardownTellsWhoDroppedItsOwner) {
+TEST_F(OwnedChild, ThatFailsInItsTeardownTellsWhoseTurnDroppedItsOwner) {
     boss_->workerIs("a");
     life_.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
 
-    EXPECT_THROW(boss_ = nullptr, std::runtime_error);
+    EXPECT_THROW(
+        {
+            Turn const turn;
+            boss_ = nullptr;
+        },
+        std::runtime_error);
 
     EXPECT_EQ(life_.destroyed, 1);
     EXPECT_EQ(bossLife_.destroyed, 1);

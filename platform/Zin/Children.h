@@ -19,7 +19,9 @@ public:
     explicit Children(std::uint32_t salt) : children_(hashSeed() ^ salt) {}
     Children(Children const&) = delete;
     Children& operator=(Children const&) = delete;
-    ~Children() noexcept(false) { delAll(); }
+    ~Children() {
+        Turn::runInDestructor([this] { delAll(); });
+    }
 
     HashMap2018<Key, Ptr<T>> const& map() const { return children_; }
     Ptr<T> operator()(Key const& key) const {

@@ -20,7 +20,6 @@ class OwnedChildren : public testing::Test {
 protected:
     using Workers = Children<String, TestProbe>;
 
-    ~OwnedChildren() noexcept override = default;
     // What a test hung on them refers to its own variables.
     void TearDown() override { life_ = TestLife(); }
 

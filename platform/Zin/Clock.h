@@ -15,8 +15,8 @@ public:
     virtual Seconds now() const = 0;
 };
 
-// The system's monotonic clock, read once a turn. It is of one thread: the one whose turns it
-// knows.
+// The system's monotonic clock (CLOCK_MONOTONIC, so that a time of it may be given to timerfd and
+// clock_nanosleep), read once a turn. It is of one thread: the one whose turns it knows.
 class SteadyClock final : public Clock {
 public:
     Seconds now() const override;

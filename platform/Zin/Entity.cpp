@@ -39,10 +39,14 @@ void Entity::retire() {
     flagIs(retiredBit, true);
     Turn turn;
     turn.run([this] { handleDestruction(); });
+    turn.run([this] { hasNotificationActiveIs(false); });
 }
 
-void Entity::lastReferenceGone() {
-    Turn const turn;
+void Entity::lastReferenceGone() noexcept {
+    Turn::runInDestructor([this] { tearDownAndDelete(); });
+}
+
+void Entity::tearDownAndDelete() {
     // The end holds a reference of its own: what the teardown and the members' destructors call may
     // point at this entity again for a while. In the teardown also for good: then it lives on,
     // retired.

@@ -3,7 +3,8 @@
 // Life of an entity:
 //
 //     make<T>(...)  constructed -> handleInitialized() -> alive
-//     retire()      alive -> handleDestruction() -> retired: its input reactors deliver no more
+//     retire()      alive -> handleDestruction() -> retired: its input reactors deliver no more,
+//                   and have left the lists of what they watched
 //     last Ptr goes retire(), unless that has happened already, and then the destructor
 //
 // handleInitialized() and handleDestruction() run on a whole object, so they may call anything; the
@@ -32,10 +33,11 @@ public:
 
     Entity(Entity const&) = delete;
     Entity& operator=(Entity const&) = delete;
-    // Not noexcept, since members may be pointers; runs inside a turn, so it never throws.
-    virtual ~Entity() noexcept(false) = default;
+    // Runs inside a turn.
+    virtual ~Entity() = default;
 
-    // While notification is not active, the entity's changes are told to nobody.
+    // While notification is not active, the entity's changes are told to nobody. A machine passes
+    // the flag on to its reactors.
     bool hasNotificationActive() const noexcept {
         return (referenceWord() & notificationActiveBit) != 0;
     }
@@ -43,7 +45,8 @@ public:
 
     // Whether the teardown has begun: the entity is flagged for deletion.
     bool retired() const noexcept { return (referenceWord() & retiredBit) != 0; }
-    // Flags the entity for deletion and runs handleDestruction(), once. A turn.
+    // Flags the entity for deletion, runs handleDestruction(), and switches notification off, that
+    // of its reactors too; once. A turn.
     void retire();
 
     std::uint32_t referenceCount() const noexcept { return referenceWord() & countMask; }
@@ -54,7 +57,7 @@ public:
 
     // For Ptr and make alone.
     void addReference() const noexcept;
-    void dropReference() const;
+    void dropReference() const noexcept;
     void initialize();
 
 protected:
@@ -67,7 +70,8 @@ protected:
 private:
     std::uint32_t subtractReference() const noexcept;
     void flagIs(std::uint32_t bit, bool on) noexcept;
-    void lastReferenceGone();
+    void lastReferenceGone() noexcept;
+    void tearDownAndDelete();
 
     // Born with the reference that make hands to its Ptr.
     mutable std::atomic<std::uint32_t> word_{1};
@@ -97,7 +101,7 @@ inline std::uint32_t Entity::subtractReference() const noexcept {
     return word;
 }
 
-inline void Entity::dropReference() const {
+inline void Entity::dropReference() const noexcept {
     if ((subtractReference() & countMask) == 0) {
         const_cast<Entity*>(this)->lastReferenceGone();
     }

@@ -1,9 +1,62 @@
-// The end of a process that has a mistake of ours in its containers: says what is broken and
-// aborts.
+// Failed invariants: mistakes of ours, after which the process must not go on as if nothing were
+// wrong. Mistakes of the world are errors (Zin/Errors.h).
+//
+//   in     fail: what does not hold, and where
+//   out    the handler in place; without one, a line on stderr and the end of the process
+//
+// fail never returns to its caller. A handler may throw AssertionError instead of ending the
+// process; where a handler returns, the process aborts. What is thrown goes before any other
+// failure of its turn (Zin/Turn.h).
+//
+// Classes assert through Pell (Pell/Assertion.h), which formats the message.
 #pragma once
+
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <string_view>
 
 namespace Zin {
 
-[[noreturn]] void fail(char const* what) noexcept;
+// The texts are borrowed for the time of the handler's call.
+struct AssertionFailure {
+    std::string_view className;
+    std::string_view condition;
+    std::string_view function;
+    std::string_view message;
+};
+
+// "class::function: assertion 'condition' failed: message"
+std::string toText(AssertionFailure const& failure);
+
+// Null is the default: print on stderr and abort.
+using AssertionHandler = void (*)(AssertionFailure const& failure);
+
+// Puts `handler` in the place of the present one, which is returned.
+AssertionHandler assertionHandlerIs(AssertionHandler handler) noexcept;
+
+class AssertionError : public std::logic_error {
+public:
+    explicit AssertionError(AssertionFailure const& failure);
+    std::string const& className() const { return className_; }
+    std::string const& condition() const { return condition_; }
+    std::string const& function() const { return function_; }
+    std::string const& message() const { return message_; }
+
+private:
+    std::string className_;
+    std::string condition_;
+    std::string function_;
+    std::string message_;
+};
+
+[[noreturn]] void fail(AssertionFailure const& failure);
+
+// For a failure of which nobody is left to be told, such as that of a teardown outside of any turn:
+// tells the handler, and ends the process also where the handler throws.
+[[noreturn]] void failUnthrown(std::exception_ptr const& failure) noexcept;
+
+// What the exception says of itself.
+std::string textOf(std::exception_ptr const& failure);
 
 }  // namespace Zin

@@ -2,9 +2,9 @@
 
 namespace Zin {
 
-NotifieeBase::~NotifieeBase() noexcept(false) { listIs(nullptr); }
+NotifieeBase::~NotifieeBase() { listIs(nullptr); }
 
-void NotifieeBase::listIs(NotifieeListBase* list) {
+void NotifieeBase::listIs(NotifieeListBase* list) noexcept {
     if (list_) {
         list_->remove(*this);
     }

@@ -24,7 +24,7 @@ class NotifieeBase {
 public:
     NotifieeBase(NotifieeBase const&) = delete;
     NotifieeBase& operator=(NotifieeBase const&) = delete;
-    virtual ~NotifieeBase() noexcept(false);
+    virtual ~NotifieeBase();
 
     // A muted notifiee stays on its list and misses what happens.
     bool hasNotificationActive() const noexcept { return active_; }
@@ -32,7 +32,7 @@ public:
 
 protected:
     NotifieeBase() = default;
-    void listIs(NotifieeListBase* list);
+    void listIs(NotifieeListBase* list) noexcept;
 
 private:
     friend class NotifieeListBase;
@@ -119,7 +119,7 @@ public:
         }
     }
     // Off the list before the notifier, and the list with it, may go.
-    ~NotifieeOf() noexcept(false) override { listIs(nullptr); }
+    ~NotifieeOf() override { listIs(nullptr); }
 
 private:
     Ptr<N const> notifier_;

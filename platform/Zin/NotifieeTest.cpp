@@ -22,8 +22,6 @@ using testing::IsEmpty;
 // the test wants of it.
 class Notification : public testing::Test {
 protected:
-    ~Notification() noexcept override = default;
-
     void watch(
         std::string const& name, std::function<void()> act = [] {}) {
         watchers_[name] = std::make_unique<TestWatcher>(lamp_, [this, name, act] {
@@ -305,33 +303,51 @@ TEST_F(Notification, OfANestedChangeThrowsOnlyToTheOutermostCaller) {
 TEST_F(Notification, LeavesEverythingInOrderAfterAFailure) {
     watch("a", [&] {
         if (lamp_->level() == 1) {
+            destroy("b");
+            lamp_->levelIs(2);
             throw std::runtime_error("a failed");
         }
     });
+    watch("b");
+    watch("c");
     EXPECT_THROW(change(), std::runtime_error);
 
-    EXPECT_THAT(change(), ElementsAre("a"));
+    watch("b");
+    EXPECT_THAT(change(), ElementsAre("a", "c", "b"));
+    destroy("a");
+    EXPECT_THAT(change(), ElementsAre("c", "b"));
+    EXPECT_FALSE(Turn::inProgress());
 }
 
-TEST_F(Notification, ThatFailsInATeardownReachesWhoDroppedTheLastPointer) {
+TEST_F(Notification, ThatFailsInATeardownReachesWhoseTurnDroppedTheLastPointer) {
     watch("a", [] { throw std::runtime_error("a failed"); });
     TestLife machineLife;
     machineLife.onTeardown = [&](Entity&) { lamp_->levelIs(9); };
     Ptr<TestProbe> machine = make<TestProbe>(machineLife);
 
-    EXPECT_THROW(machine = nullptr, std::runtime_error);
+    EXPECT_THROW(
+        {
+            Turn const turn;
+            machine = nullptr;
+        },
+        std::runtime_error);
 
     EXPECT_EQ(machineLife.destroyed, 1);
     EXPECT_THAT(told_, ElementsAre("a"));
 }
 
-TEST_F(Notification, ThatFailsInADestructorReachesWhoDroppedTheLastPointer) {
+TEST_F(Notification, ThatFailsInADestructorReachesWhoseTurnDroppedTheLastPointer) {
     watch("a", [] { throw std::runtime_error("a failed"); });
     TestLife machineLife;
     machineLife.onDestructor = [&](Entity&) { lamp_->levelIs(9); };
     Ptr<TestProbe> machine = make<TestProbe>(machineLife);
 
-    EXPECT_THROW(machine = nullptr, std::runtime_error);
+    EXPECT_THROW(
+        {
+            Turn const turn;
+            machine = nullptr;
+        },
+        std::runtime_error);
 
     EXPECT_EQ(machineLife.destroyed, 1);
     EXPECT_THAT(told_, ElementsAre("a"));

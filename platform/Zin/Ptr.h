@@ -1,21 +1,29 @@
 // Zin::Ptr<T>: a pointer that co-owns the entity it points at. Null by default. One word.
 //
-// Dropping the last pointer tears the entity down (see Entity). What fails in that teardown is
-// thrown by the statement that dropped the pointer, the end of its scope included, unless a turn is
-// in progress (then by the outermost turn) or an exception is already being unwound. Containers
-// that must not see a throwing destructor, such as those of the standard library, are emptied
-// inside a Zin::Turn.
+// Dropping the last pointer tears the entity down (see Entity), and never throws: what fails in
+// that teardown within a turn leaves with the turn. Outside of any turn nobody can be told, which
+// ends the process (Zin::failUnthrown), save for an error while an exception is on its way, which
+// is counted and traced as the turn's others are. Who wants to be told drops the pointer inside a
+// Zin::Turn, or retires the entity first.
+//
+// Following a null pointer is a mistake: an assertion that names the type in debug builds.
 #pragma once
 
 #include <fmt/format.h>
 
 #include <concepts>
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "Zin/Entity.h"
 
 namespace Zin {
+
+namespace Detail {
+// `function` is the text of a function of Ptr<T>, from which it takes T's name.
+[[noreturn]] void failNull(std::string_view function);
+}  // namespace Detail
 
 template <class T>
 class Ptr {
@@ -31,13 +39,13 @@ public:
     template <class U>
     requires std::convertible_to<U*, T*> Ptr(Ptr<U>&& other)
     noexcept : entity_(other.release()) {}
-    ~Ptr() noexcept(false) {
+    ~Ptr() {
         if (entity_) {
             entity_->dropReference();
         }
     }
     // By value: the old entity goes only after this pointer has left it.
-    Ptr& operator=(Ptr other) {
+    Ptr& operator=(Ptr other) noexcept {
         std::swap(entity_, other.entity_);
         return *this;
     }
@@ -52,8 +60,8 @@ public:
     T* release() noexcept { return std::exchange(entity_, nullptr); }
 
     T* get() const noexcept { return entity_; }
-    T& operator*() const noexcept { return *entity_; }
-    T* operator->() const noexcept { return entity_; }
+    T& operator*() const { return *followed(); }
+    T* operator->() const { return followed(); }
     explicit operator bool() const noexcept { return entity_ != nullptr; }
 
     template <class U>
@@ -63,6 +71,14 @@ public:
     bool operator==(std::nullptr_t) const noexcept { return entity_ == nullptr; }
 
 private:
+    T* followed() const {
+#ifndef NDEBUG
+        if (!entity_) {
+            Detail::failNull(__PRETTY_FUNCTION__);
+        }
+#endif
+        return entity_;
+    }
     void add() const noexcept {
         if (entity_) {
             entity_->addReference();

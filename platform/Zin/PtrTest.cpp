@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <future>
+#include <memory>
 #include <stdexcept>
+#include <string>
+#include <type_traits>
 #include <vector>
 
 #include "Zin/LinkQueue.h"
@@ -104,52 +109,24 @@ TEST_F(Pointer, PrintsTheEntitysSerialNumber) {
     EXPECT_EQ(fmt::format("{}", Ptr<TestProbe>()), "null");
 }
 
-TEST_F(Pointer, ThrowsFromAnAssignmentWhatTheTeardownThrows) {
+TEST_F(Pointer, ThatGoesWithinATurnLeavesItsFailureToTheTurnsEnd) {
     teardownFails();
     Ptr<TestProbe> probe = makeProbe();
-
-    EXPECT_THROW(probe = nullptr, TeardownFailed);
-
-    EXPECT_TRUE(probe == nullptr);
-    EXPECT_EQ(life_.destroyed, 1);
-}
-
-TEST_F(Pointer, ThrowsFromTheEndOfItsScopeWhatTheTeardownThrows) {
-    teardownFails();
-    bool endReached = false;
+    bool wentOn = false;
 
     EXPECT_THROW(
         {
-            Ptr<TestProbe> const probe = makeProbe();
-            endReached = true;
+            Turn const turn;
+            probe = nullptr;
+            wentOn = true;
         },
         TeardownFailed);
 
-    EXPECT_TRUE(endReached);
+    EXPECT_TRUE(wentOn);
     EXPECT_EQ(life_.destroyed, 1);
 }
 
-TEST_F(Pointer, ThrowsFromADiscardedTemporaryWhatTheTeardownThrows) {
-    teardownFails();
-    EXPECT_THROW(makeProbe(), TeardownFailed);
-    EXPECT_EQ(life_.destroyed, 1);
-}
-
-TEST_F(Pointer, ThrowsFromTheDestructorOfWhatHoldsItWhatTheTeardownThrows) {
-    teardownFails();
-    struct Holder {
-        Ptr<TestProbe> a, b;
-    };
-    std::uint64_t const suppressed = Turn::suppressedFailures();
-
-    auto const holdAndLetGo = [this] { Holder const holder{makeProbe(), makeProbe()}; };
-    EXPECT_THROW(holdAndLetGo(), TeardownFailed);
-
-    EXPECT_EQ(life_.destroyed, 2);
-    EXPECT_EQ(Turn::suppressedFailures(), suppressed + 1);
-}
-
-TEST_F(Pointer, ThrowsFromTheClearingOfAContainerOnceAllMembersAreGone) {
+TEST_F(Pointer, LeavesTheFailuresOfAWholeContainersTeardownToTheTurnsEnd) {
     teardownFails();
     RbTreeMap<int, Ptr<TestProbe>> map;
     LinkQueue<Ptr<TestProbe>> queue;
@@ -157,14 +134,47 @@ TEST_F(Pointer, ThrowsFromTheClearingOfAContainerOnceAllMembersAreGone) {
         map.emplace(key, makeProbe());
         queue.enq(makeProbe());
     }
+    auto const clear = [](auto& container) {
+        Turn const turn;
+        container.clear();
+    };
 
-    EXPECT_THROW(map.clear(), TeardownFailed);
+    EXPECT_THROW(clear(map), TeardownFailed);
     EXPECT_EQ(life_.destroyed, 3);
     EXPECT_TRUE(map.empty());
 
-    EXPECT_THROW(queue.clear(), TeardownFailed);
+    EXPECT_THROW(clear(queue), TeardownFailed);
     EXPECT_EQ(life_.destroyed, 6);
     EXPECT_TRUE(queue.empty());
+}
+
+TEST_F(Pointer, EndsTheProcessWhereATeardownFailsAndNobodyCanBeTold) {
+    teardownFails();
+    Ptr<TestProbe> probe = makeProbe();
+    auto const letGo = [this] { Ptr<TestProbe> const local = makeProbe(); };
+
+    EXPECT_DEATH(probe = nullptr, "assertion 'can throw' failed: teardown failed");
+    EXPECT_DEATH(letGo(), "assertion 'can throw' failed: teardown failed");
+    EXPECT_DEATH(makeProbe(), "assertion 'can throw' failed: teardown failed");
+    life_.onTeardown = [](Entity&) {};
+}
+
+TEST_F(Pointer, TellsTheAssertionHandlerBeforeItEndsTheProcess) {
+    teardownFails();
+    Ptr<TestProbe> probe = makeProbe();
+    auto const letGo = [&](AssertionHandler handler) {
+        assertionHandlerIs(handler);
+        probe = nullptr;
+    };
+
+    EXPECT_DEATH(letGo([](AssertionFailure const& failure) {
+                     std::fprintf(stderr, "told of: %s\n", std::string(failure.message).c_str());
+                 }),
+                 "told of: teardown failed");
+    // A handler that throws has nobody to throw to.
+    EXPECT_DEATH(letGo([](AssertionFailure const& failure) { throw AssertionError(failure); }),
+                 "teardown failed");
+    life_.onTeardown = [](Entity&) {};
 }
 
 TEST_F(Pointer, ThrowsAtTheEndOfTheTurnInWhichAContainerOfTheStandardLibraryIsCleared) {
@@ -210,12 +220,88 @@ TEST_F(Pointer, ThrowsTheFailureOfATeardownThatAnotherTeardownSetsOff) {
         wentOn = true;
     };
 
-    EXPECT_THROW(outer = nullptr, TeardownFailed);
+    EXPECT_THROW(
+        {
+            Turn const turn;
+            outer = nullptr;
+        },
+        TeardownFailed);
 
     EXPECT_TRUE(wentOn);
     EXPECT_EQ(life_.destroyed, 1);
     EXPECT_EQ(innerLife.destroyed, 1);
 }
+
+TEST_F(Pointer, CountsTheErrorAndEndsTheProcessAtTheFailedInvariantOfATeardownOnTheWay) {
+    auto const failOnTheWay = [this] {
+        Ptr<TestProbe> const probe = makeProbe();
+        throw std::logic_error("on its way");
+    };
+    life_.onTeardown = [](Entity&) { throw AssertionError({"C", "c", "f", "broken"}); };
+
+    EXPECT_DEATH(
+        try { failOnTheWay(); } catch (std::logic_error const&){}, "broken");
+}
+
+// What holds a pointer is a class like any other.
+struct Service {
+    virtual ~Service() = default;
+};
+struct Listener {
+    virtual ~Listener() = default;
+};
+struct Agent : Service, Listener {
+    Ptr<TestProbe> probe;
+};
+static_assert(std::is_nothrow_destructible_v<Agent>);
+static_assert(std::is_nothrow_move_assignable_v<Ptr<TestProbe>>);
+
+TEST_F(Pointer, IsAMemberOfClassesWithBases) {
+    auto agent = std::make_unique<Agent>();
+    agent->probe = makeProbe();
+    std::unique_ptr<Service> service = std::move(agent);
+    EXPECT_EQ(life_.destroyed, 0);
+    service = nullptr;
+    EXPECT_EQ(life_.destroyed, 1);
+}
+
+TEST_F(Pointer, IsTheResultOfAnAsynchronousCall) {
+    std::future<Ptr<TestProbe>> made =
+        std::async(std::launch::async, [this] { return makeProbe(); });
+    EXPECT_EQ(made.get()->referenceCount(), 1u);
+    EXPECT_EQ(life_.destroyed, 1);
+}
+
+TEST_F(Pointer, LivesInAVectorThatGrowsShrinksAndGoes) {
+    {
+        std::vector<Ptr<TestProbe>> probes;
+        for (int i = 0; i < 100; ++i) {
+            probes.push_back(makeProbe());
+        }
+        EXPECT_EQ(probes.front()->referenceCount(), 1u);
+        probes.erase(probes.begin(), probes.begin() + 40);
+        probes.shrink_to_fit();
+        EXPECT_EQ(life_.destroyed, 40);
+    }
+    EXPECT_EQ(life_.destroyed, 100);
+}
+
+class FixtureWithAPointer : public testing::Test {
+protected:
+    TestLife life_;
+    Ptr<TestProbe> probe_ = make<TestProbe>(life_);
+};
+
+TEST_F(FixtureWithAPointer, NeedsNoDestructorOfItsOwn) { EXPECT_EQ(probe_->referenceCount(), 1u); }
+
+#ifndef NDEBUG
+TEST_F(Pointer, ThatIsNullNamesTheTypeThatItWasFollowedTo) {
+    Ptr<TestProbe const> const none;
+    EXPECT_DEATH(none->referenceCount(),
+                 "assertion 'entity_' failed: there is no (const )?Zin::TestProbe( const)? to");
+    EXPECT_DEATH((*none).referenceCount(), "there is no (const )?Zin::TestProbe");
+}
+#endif
 
 }  // namespace
 }  // namespace Zin

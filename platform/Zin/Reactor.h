@@ -1,6 +1,7 @@
 // The usual notifiee: a member of the machine that owns it, which hands each notification on to the
 // machine's handler. It hands on nothing once the machine is retired, and keeps the machine in
-// memory while a handler of it runs.
+// memory while a handler of it runs. The machine's hasNotificationActiveIs passes the flag on to
+// it, and so takes it off its notifier's list at the end of the machine's teardown.
 //
 //     class StatusReactor final : public Zin::Reactor<CarrierSm, Ip::VrfIpIntfStatus> {
 //         using Reactor::Reactor;
@@ -20,6 +21,14 @@ public:
     // Watches `notifier` (nothing where it is null) for `owner`, whose member it is.
     Reactor(Owner& owner, Ptr<N const> notifier) : owner_(owner) {
         this->notifierIs(std::move(notifier));
+    }
+
+    // That of a retired machine stays off.
+    void hasNotificationActiveIs(bool active) {
+        N::Notifiee::hasNotificationActiveIs(active && !owner_.retired());
+        if (owner_.retired()) {
+            this->listIs(nullptr);
+        }
     }
 
 protected:

@@ -1,31 +1,23 @@
 #include "Zin/Registry.h"
 
 #include <algorithm>
-#include <map>
+
+#include "Zin/Module.h"
 
 namespace Zin {
 namespace {
 
 // Made by the first registration and never destroyed: static objects of any file may come and go
 // before and after it.
-template <class Record>
-std::multimap<std::string_view, Record const*>& records() {
-    static auto& all = *new std::multimap<std::string_view, Record const*>;
+std::vector<ModuleRecord const*>& modules() {
+    static auto& all = *new std::vector<ModuleRecord const*>;
     return all;
 }
 
 template <class Record>
-std::vector<Record const*> listed() {
-    std::vector<Record const*> list;
-    for (auto const& [name, record] : records<Record>()) {
-        list.push_back(record);
-    }
-    return list;
-}
-
-template <class Record>
-void forget(Record const& record) {
-    std::erase_if(records<Record>(), [&](auto const& entry) { return entry.second == &record; });
+std::vector<Record const*> sortedByName(std::vector<Record const*> records) {
+    std::ranges::stable_sort(records, {}, &Record::name);
+    return records;
 }
 
 }  // namespace
@@ -35,31 +27,30 @@ AttributeRecord const* TypeRecord::attribute(std::string_view attributeName) con
     return found == attributes.end() ? nullptr : &*found;
 }
 
-std::vector<TypeRecord const*> registeredTypes() { return listed<TypeRecord>(); }
+std::vector<ModuleRecord const*> registeredModules() { return sortedByName(modules()); }
 
-std::vector<ModuleRecord const*> registeredModules() { return listed<ModuleRecord>(); }
+std::vector<TypeRecord const*> registeredTypes() {
+    std::vector<TypeRecord const*> types;
+    for (ModuleRecord const* const record : modules()) {
+        for (TypeRecord const& type : record->types) {
+            types.push_back(&type);
+        }
+    }
+    return sortedByName(std::move(types));
+}
 
 TypeRecord const* registeredType(std::string_view name) {
-    auto const found = records<TypeRecord>().find(name);
-    return found == records<TypeRecord>().end() ? nullptr : found->second;
+    auto const types = registeredTypes();
+    auto const found = std::ranges::find(types, name, &TypeRecord::name);
+    return found == types.end() ? nullptr : *found;
 }
-
-TypeRegistration::TypeRegistration(TypeRecord record) : record_(std::move(record)) {
-    records<TypeRecord>().emplace(record_.name, &record_);
-}
-
-TypeRegistration::~TypeRegistration() { forget(record_); }
 
 ModuleRegistration::ModuleRegistration(ModuleRecord record) : record_(std::move(record)) {
-    records<ModuleRecord>().emplace(record_.name, &record_);
+    modules().push_back(&record_);
 }
 
-ModuleRegistration::~ModuleRegistration() { forget(record_); }
+ModuleRegistration::~ModuleRegistration() { std::erase(modules(), &record_); }
 
-namespace {
-
-ModuleRegistration const module{{.name = "Zin", .dependsOn = {}}};
-
-}  // namespace
+ModuleRegistration const module{{.name = "Zin"}};
 
 }  // namespace Zin

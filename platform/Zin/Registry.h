@@ -1,5 +1,8 @@
 // What this process is made of: the modules that have been loaded, the types that they register,
 // and the attributes of each type. Filled at load time by static objects, listed by diagnostics.
+//
+// A module's record refers to the records of those that it builds on, so a program that is linked
+// with a module, be it from an archive, is linked with all of their records.
 #pragma once
 
 #include <functional>
@@ -28,10 +31,13 @@ struct TypeRecord {
     AttributeRecord const* attribute(std::string_view attributeName) const;
 };
 
-// A module and the modules whose types it builds on.
+class ModuleRegistration;
+
+// A module, the modules whose types it builds on, and the types that can be asked for by name.
 struct ModuleRecord {
     std::string name;
-    std::vector<std::string> dependsOn;
+    std::vector<ModuleRegistration const*> dependsOn = {};
+    std::vector<TypeRecord> types = {};
 };
 
 // Everything registered, sorted by name.
@@ -40,24 +46,16 @@ std::vector<ModuleRecord const*> registeredModules();
 // The record of the type, or null where none has that name.
 TypeRecord const* registeredType(std::string_view name);
 
-// Static objects of these two register their record for as long as they live.
-class TypeRegistration {
-public:
-    explicit TypeRegistration(TypeRecord record);
-    ~TypeRegistration();
-    TypeRegistration(TypeRegistration const&) = delete;
-    TypeRegistration& operator=(TypeRegistration const&) = delete;
-
-private:
-    TypeRecord const record_;
-};
-
+// A static object of this, declared in the module's Module.h, registers its record for as long as
+// it lives.
 class ModuleRegistration {
 public:
     explicit ModuleRegistration(ModuleRecord record);
     ~ModuleRegistration();
     ModuleRegistration(ModuleRegistration const&) = delete;
     ModuleRegistration& operator=(ModuleRegistration const&) = delete;
+
+    ModuleRecord const& record() const { return record_; }
 
 private:
     ModuleRecord const record_;

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <memory>
 
+#include "Zin/Module.h"
 #include "Zin/Ptr.h"
 #include "Zin/TestProbe.h"
 
@@ -29,21 +29,22 @@ std::vector<std::string> ownNames(std::vector<Record const*> const& records) {
 std::vector<std::string> typeNames() { return ownNames(registeredTypes()); }
 std::vector<std::string> moduleNames() { return ownNames(registeredModules()); }
 
-TEST(Registry, ListsTypesByNameForAsLongAsTheyAreRegistered) {
+TEST(Registry, ListsTypesByNameForAsLongAsTheirModuleIsRegistered) {
     EXPECT_THAT(typeNames(), IsEmpty());
 
-    TypeRegistration const heron(TypeRecord{"Birds::Heron", {}});
-    auto crane = std::make_unique<TypeRegistration>(TypeRecord{"Birds::Crane", {}});
-    EXPECT_THAT(typeNames(), ElementsAre("Birds::Crane", "Birds::Heron"));
+    ModuleRegistration const wading({.name = "Wading", .types = {{"Birds::Heron", {}}}});
+    auto dancing = std::make_unique<ModuleRegistration>(
+        ModuleRecord{.name = "Dancing", .types = {{"Birds::Crane", {}}, {"Birds::Bustard", {}}}});
+    EXPECT_THAT(typeNames(), ElementsAre("Birds::Bustard", "Birds::Crane", "Birds::Heron"));
 
-    crane.reset();
+    dancing.reset();
     EXPECT_THAT(typeNames(), ElementsAre("Birds::Heron"));
     EXPECT_EQ(registeredType("Birds::Crane"), nullptr);
 }
 
 TEST(Registry, FindsATypeAndItsAttributesByName) {
-    TypeRegistration const heron(
-        TypeRecord{"Birds::Heron", {{"nest", "Birds::Nest"}, {"age", "U32"}}});
+    ModuleRegistration const birds(
+        {.name = "Birds", .types = {{"Birds::Heron", {{"nest", "Birds::Nest"}, {"age", "U32"}}}}});
 
     TypeRecord const* const type = registeredType("Birds::Heron");
     ASSERT_NE(type, nullptr);
@@ -56,8 +57,10 @@ TEST(Registry, FindsATypeAndItsAttributesByName) {
 }
 
 TEST(Registry, LetsAnAttributeBeHandledAnewByItsName) {
-    TypeRegistration const registration(
-        TypeRecord{"Zin::TestProbe", {{"self", "Bool", [](Entity& entity) { entity.retire(); }}}});
+    ModuleRegistration const tests(
+        {.name = "Tests", .types = {{"Zin::TestProbe", {{"self", "Bool", [](Entity& entity) {
+                                                             entity.retire();
+                                                         }}}}}});
     TestLife life;
     Ptr<TestProbe> const probe = make<TestProbe>(life);
 
@@ -69,28 +72,23 @@ TEST(Registry, LetsAnAttributeBeHandledAnewByItsName) {
 TEST(Registry, ListsModulesByNameWithWhatTheyBuildOn) {
     EXPECT_THAT(moduleNames(), IsEmpty());
     {
-        ModuleRegistration const top(ModuleRecord{"BirdsOfPrey", {"Birds", "Zin"}});
-        ModuleRegistration const base(ModuleRecord{"Birds", {}});
-        EXPECT_THAT(moduleNames(), ElementsAre("Birds", "BirdsOfPrey"));
-
-        auto const modules = registeredModules();
-        EXPECT_TRUE(std::ranges::is_sorted(modules, {}, &ModuleRecord::name));
-        auto const found = std::ranges::find(modules, "BirdsOfPrey", &ModuleRecord::name);
-        EXPECT_THAT((*found)->dependsOn, ElementsAre("Birds", "Zin"));
+        ModuleRegistration const base({.name = "Birds"});
+        ModuleRegistration const top({.name = "BirdsOfPrey", .dependsOn = {&base, &module}});
+        ModuleRegistration const other({.name = "Birdsong"});
+        EXPECT_THAT(moduleNames(), ElementsAre("Birds", "BirdsOfPrey", "Birdsong"));
+        EXPECT_THAT(top.record().dependsOn, ElementsAre(&base, &module));
+        EXPECT_EQ(base.record().name, "Birds");
     }
     EXPECT_THAT(moduleNames(), IsEmpty());
 }
 
 TEST(Registry, ListsEachOfTwoRegistrationsOfOneName) {
-    ModuleRegistration const first(ModuleRecord{"Birds", {"A"}});
+    ModuleRegistration const first({.name = "Birds"});
     {
-        ModuleRegistration const second(ModuleRecord{"Birds", {"B"}});
+        ModuleRegistration const second({.name = "Birds"});
         EXPECT_THAT(moduleNames(), ElementsAre("Birds", "Birds"));
     }
     EXPECT_THAT(moduleNames(), ElementsAre("Birds"));
-    auto const modules = registeredModules();
-    auto const left = std::ranges::find(modules, "Birds", &ModuleRecord::name);
-    EXPECT_THAT((*left)->dependsOn, ElementsAre("A"));
 }
 
 }  // namespace

@@ -110,7 +110,6 @@ private:
 
 class Collections : public testing::Test {
 protected:
-    ~Collections() noexcept override = default;
     // What a test hung on them refers to its own variables.
     void TearDown() override { life_ = TestLife(); }
 

@@ -21,7 +21,7 @@ struct TestLife {
 class TestProbe : public Entity {
 public:
     explicit TestProbe(TestLife& life) : life_(life) {}
-    ~TestProbe() noexcept(false) override {
+    ~TestProbe() override {
         ++life_.destroyed;
         life_.onDestructor(*this);
     }

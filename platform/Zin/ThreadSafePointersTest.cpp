@@ -12,7 +12,7 @@ namespace {
 class Counted final : public Entity {
 public:
     explicit Counted(std::atomic<int>& destroyed) : destroyed_(destroyed) {}
-    ~Counted() noexcept(false) override {
+    ~Counted() override {
         // Brings the threads into no order, or else their races would not show.
         destroyed_.fetch_add(1, std::memory_order_relaxed);
     }

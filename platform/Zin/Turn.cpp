@@ -1,5 +1,7 @@
 #include "Zin/Turn.h"
 
+#include <utility>
+
 namespace Zin {
 namespace {
 
@@ -9,14 +11,36 @@ struct State {
     std::uint64_t suppressed = 0;
     std::uint32_t depth = 0;
     bool failed = false;
+    bool brokeInvariant = false;  // what is kept is an AssertionError
 };
 
 constinit thread_local State state;
-thread_local std::exception_ptr firstFailure;  // touched only when something has failed
+thread_local std::exception_ptr keptFailure;  // touched only when something has failed
+
+SuppressedFailureHandler suppressedFailureHandler = nullptr;
+
+bool isAssertionError(std::exception_ptr const& failure) noexcept {
+    try {
+        std::rethrow_exception(failure);
+    } catch (AssertionError const&) {
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+void suppress(std::exception_ptr const& failure) noexcept {
+    ++state.suppressed;
+    if (suppressedFailureHandler != nullptr) {
+        suppressedFailureHandler(textOf(failure));
+    }
+}
 
 }  // namespace
 
-constinit thread_local bool Turn::givesWay_ = false;
+SuppressedFailureHandler suppressedFailureHandlerIs(SuppressedFailureHandler handler) noexcept {
+    return std::exchange(suppressedFailureHandler, handler);
+}
 
 Turn::Turn() noexcept {
     if (state.depth++ == 0) {
@@ -29,9 +53,13 @@ Turn::~Turn() noexcept(false) {
         return;
     }
     state.failed = false;
-    std::exception_ptr const failure = std::exchange(firstFailure, nullptr);
+    bool const brokeInvariant = std::exchange(state.brokeInvariant, false);
+    std::exception_ptr const failure = std::exchange(keptFailure, nullptr);
     if (std::uncaught_exceptions() > 0) {
-        ++state.suppressed;
+        if (brokeInvariant) {
+            failUnthrown(failure);
+        }
+        suppress(failure);
         return;
     }
     std::rethrow_exception(failure);
@@ -44,19 +72,17 @@ std::uint64_t Turn::id() noexcept { return state.depth > 0 ? state.started : 0; 
 std::uint64_t Turn::suppressedFailures() noexcept { return state.suppressed; }
 
 void Turn::keep(std::exception_ptr failure) noexcept {
-    bool const onItsWay = std::uncaught_exceptions() > 0;
-    if (state.failed) {
-        ++state.suppressed;
-        if (onItsWay || !givesWay_) {
-            return;
-        }
+    bool const breaksInvariant = isAssertionError(failure);
+    if (state.failed && (state.brokeInvariant || !breaksInvariant)) {
+        suppress(failure);
+        return;
     }
-    state.failed = true;
-    givesWay_ = onItsWay;
-    firstFailure = std::move(failure);
+    bool const goesBefore = std::exchange(state.failed, true);
+    state.brokeInvariant = breaksInvariant;
+    std::swap(keptFailure, failure);
+    if (goesBefore) {
+        suppress(failure);
+    }
 }
-
-// A step that begins while nothing is being unwound shows that the exception has been dealt with.
-void Turn::stopWaiting() noexcept { givesWay_ = std::uncaught_exceptions() > 0; }
 
 }  // namespace Zin

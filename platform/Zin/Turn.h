@@ -7,9 +7,11 @@
 //   - Handlers run to their end. What one handler throws is kept, the others still run, and each
 //     mutator finishes what it writes, so no observer misses an event and nothing is half written
 //     because a neighbour failed.
-//   - The first failure is thrown when the outermost turn ends, to whoever made that call; later
-//     failures of the same turn are counted (suppressedFailures) and dropped. A turn that ends
-//     while an exception is already on its way to that caller throws nothing.
+//   - One failure is thrown when the outermost turn ends, to whoever made that call: the first
+//     failed invariant (Zin::AssertionError), else the first of all. The others are counted
+//     (suppressedFailures) and told to suppressedFailureHandlerIs's handler, which is the trace
+//     ring where that is linked. So are errors of a turn that ends while an exception is on its way
+//     already; a failed invariant that cannot be thrown then ends the process (failUnthrown).
 //   - Framework time stands still: a clock reads the world once a turn (see id()).
 //
 // Turns nest freely; only the outermost one throws. A Turn lives on the stack, of one thread.
@@ -17,14 +19,17 @@
 
 #include <cstdint>
 #include <exception>
+#include <string_view>
 #include <utility>
+
+#include "Zin/Fail.h"
 
 namespace Zin {
 
 class Turn {
 public:
     Turn() noexcept;
-    // Throws the turn's first failure if this was the outermost turn and nothing is being unwound.
+    // Throws the turn's failure if this was the outermost turn and nothing is being unwound.
     ~Turn() noexcept(false);
     Turn(Turn const&) = delete;
     Turn& operator=(Turn const&) = delete;
@@ -32,9 +37,6 @@ public:
     // Runs `step`; what it throws is kept for the end of the outermost turn.
     template <class Step>
     void run(Step&& step) noexcept {
-        if (givesWay_) [[unlikely]] {
-            stopWaiting();
-        }
         try {
             std::forward<Step>(step)();
         } catch (...) {
@@ -42,21 +44,32 @@ public:
         }
     }
 
+    // For destructors: runs `step` as a turn. What it throws leaves with the turn in progress;
+    // outside of any, nobody can be told, and the process ends (failUnthrown).
+    template <class Step>
+    static void runInDestructor(Step&& step) noexcept {
+        try {
+            Turn turn;
+            turn.run(std::forward<Step>(step));
+        } catch (...) {
+            failUnthrown(std::current_exception());
+        }
+    }
+
     // Whether a turn is on this thread's stack.
     static bool inProgress() noexcept;
     // Names the turn in progress: a new outermost turn has a new id. 0 outside of turns.
     static std::uint64_t id() noexcept;
-    // How many failures this thread has dropped because an earlier one of their turn, or an
-    // exception already being unwound, reached the caller instead.
+    // How many failures this thread has dropped because another one of their turn, or an exception
+    // already being unwound, reached the caller instead.
     static std::uint64_t suppressedFailures() noexcept;
 
 private:
     static void keep(std::exception_ptr failure) noexcept;
-    static void stopWaiting() noexcept;
-
-    // The kept failure came up while an exception was on its way to a turn's run(). That one was
-    // first, and takes its place when it arrives.
-    static constinit thread_local bool givesWay_;
 };
+
+// Who is told the text of each failure that is dropped: one for the process; null is nobody.
+using SuppressedFailureHandler = void (*)(std::string_view text) noexcept;
+SuppressedFailureHandler suppressedFailureHandlerIs(SuppressedFailureHandler handler) noexcept;
 
 }  // namespace Zin

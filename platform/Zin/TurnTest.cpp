@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace Zin {
 namespace {
@@ -89,28 +91,6 @@ TEST(Turn, DropsAndCountsItsFailureWhileAnExceptionIsOnItsWay) {
     EXPECT_EQ(Turn::suppressedFailures(), before + 1);
 }
 
-TEST(Turn, ThrowsTheFailureThatSetOffOthersOnItsWay) {
-    struct FailingTurn {
-        ~FailingTurn() noexcept(false) {
-            Turn turn;
-            turn.run([] { fail("set off first"); });
-            turn.run([] { fail("set off second"); });
-        }
-    };
-    std::uint64_t const before = Turn::suppressedFailures();
-    std::string const failure = failureOf([] {
-        Turn turn;
-        turn.run([] {
-            FailingTurn const failing;
-            fail("the cause");
-        });
-        turn.run([] { fail("later"); });
-    });
-
-    EXPECT_EQ(failure, "the cause");
-    EXPECT_EQ(Turn::suppressedFailures(), before + 3);
-}
-
 TEST(Turn, ThrowsAFailureThatWasSetOffByOneThatAStepDealtWith) {
     struct FailingTurn {
         ~FailingTurn() noexcept(false) {
@@ -132,35 +112,76 @@ TEST(Turn, ThrowsAFailureThatWasSetOffByOneThatAStepDealtWith) {
     EXPECT_EQ(failure, "set off");
 }
 
-TEST(Turn, KeepsAFailureWhoseCauseWasDealtWithAheadOfWhatFailsLater) {
-    struct FailingTurn {
-        ~FailingTurn() noexcept(false) {
-            Turn turn;
-            turn.run([] { fail("set off"); });
-        }
-    };
-    auto const dealWithAFailure = [] {
-        try {
-            FailingTurn const failing;
-            fail("dealt with");
-        } catch (std::runtime_error const&) {
-        }
-    };
+[[noreturn]] void breakInvariant(char const* what) {
+    throw AssertionError({"Heron", "hasLegs", "wade", what});
+}
 
-    EXPECT_EQ(failureOf([&] {
-                  Turn turn;
-                  turn.run(dealWithAFailure);
-                  turn.run([] { fail("later"); });
-              }),
-              "set off");
-    EXPECT_EQ(failureOf([&] {
-                  Turn turn;
-                  turn.run([&] {
-                      dealWithAFailure();
-                      turn.run([] { fail("later, in the same step"); });
-                  });
-              }),
-              "set off");
+TEST(Turn, ThrowsAFailedInvariantInPlaceOfAnErrorThatCameFirst) {
+    std::uint64_t const before = Turn::suppressedFailures();
+    std::string message;
+    try {
+        Turn turn;
+        turn.run([] { fail("an error"); });
+        turn.run([] { breakInvariant("the first"); });
+        turn.run([] { breakInvariant("the second"); });
+        turn.run([] { fail("a later error"); });
+    } catch (AssertionError const& error) {
+        message = error.message();
+    }
+    EXPECT_EQ(message, "the first");
+    EXPECT_EQ(Turn::suppressedFailures(), before + 3);
+}
+
+TEST(Turn, ForgetsThatAnInvariantFailedWhenItEnds) {
+    EXPECT_THROW(
+        {
+            Turn turn;
+            turn.run([] { breakInvariant("of the first turn"); });
+        },
+        AssertionError);
+    EXPECT_THROW(
+        {
+            Turn turn;
+            turn.run([] { fail("an error"); });
+            turn.run([] { breakInvariant("of the second turn"); });
+        },
+        AssertionError);
+}
+
+TEST(Turn, EndsTheProcessRatherThanDropAFailedInvariantWhileAnExceptionIsOnItsWay) {
+    auto const failTwice = [] {
+        Turn turn;
+        turn.run([] { breakInvariant("kept"); });
+        fail("on its way");
+    };
+    EXPECT_DEATH(
+        try { failTwice(); } catch (std::runtime_error const&){}, "assertion 'can throw'.*kept");
+}
+
+TEST(Turn, OfADestructorLeavesItsFailureToTheOneInProgress) {
+    std::string const failure = failureOf([] {
+        Turn const turn;
+        Turn::runInDestructor([] { fail("in the destructor"); });
+    });
+    EXPECT_EQ(failure, "in the destructor");
+
+    EXPECT_DEATH(Turn::runInDestructor([] { fail("in the destructor"); }), "in the destructor");
+}
+
+TEST(Turn, TellsTheTextOfEachFailureThatItDrops) {
+    static std::vector<std::string> dropped;
+    dropped.clear();
+    auto const before = suppressedFailureHandlerIs(
+        [](std::string_view text) noexcept { dropped.emplace_back(text); });
+    failureOf([] {
+        Turn turn;
+        turn.run([] { fail("first"); });
+        turn.run([] { fail("second"); });
+        turn.run([] { throw 3; });
+    });
+    suppressedFailureHandlerIs(before);
+
+    EXPECT_EQ(dropped, (std::vector<std::string>{"second", "an exception of unknown type"}));
 }
 
 TEST(Turn, LeavesNothingBehindForTheNext) {

@@ -159,7 +159,10 @@ public:
 
     Walk& operator++() {
         if (this->stand_ == Stand::atEnd) {
-            fail("a walk goes on past its end");
+            fail({.className = "Walk",
+                  .condition = "iter_",
+                  .function = "operator++",
+                  .message = "a walk goes on past its end"});
         }
         Position const next = following();
         this->at_ = next;
@@ -176,7 +179,10 @@ public:
     // Where the member stands that the walk is on; for the collection's use.
     Position const& position() const {
         if (this->stand_ != Stand::onMember) {
-            fail("a walk reads a member where it stands on none");
+            fail({.className = "Walk",
+                  .condition = "iter_",
+                  .function = "position",
+                  .message = "a walk reads a member where it stands on none"});
         }
         return this->at_;
     }

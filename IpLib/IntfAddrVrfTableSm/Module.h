@@ -1,0 +1,10 @@
+// This module's registration with the framework.
+#pragma once
+
+#include "Zin/Registry.h"
+
+namespace IpLib {
+
+extern Zin::ModuleRegistration const intfAddrVrfTableSmModule;
+
+}  // namespace IpLib
