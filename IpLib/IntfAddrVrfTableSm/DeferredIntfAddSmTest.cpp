@@ -5,11 +5,14 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Tremlog/Ring.h"
+#include "Zin/Errors.h"
 #include "testing/TraceRecorder.h"
 #include "testing/VirtualTime.h"
 
@@ -417,6 +420,19 @@ TEST(DeferredIntfAddSm, DumpsItselfItsBookmarkAndItsTask) {
         "  bookmark is intfId=Ethernet2;addrWithMask=10.0.0.2/24\n"
         "    task DeferredIntfAdd-VRF-blue priority normal scheduled true work pending 2 work "
         "done 1\n");
+}
+
+TEST(DeferredIntfAddSm, ADelayThatNeverPassesAndANullSchedulerAreRefused) {
+    auto const backlog = deferredIntfAddBacklogFactory();
+    auto const scheduler = Velk::taskSchedulerFactory(Zin::make<Zin::VirtualClock>(),
+                                                      std::make_unique<Velk::EveryNth>(0));
+    for (Zin::Seconds const delay : {std::numeric_limits<Zin::Seconds>::infinity(),
+                                     std::numeric_limits<Zin::Seconds>::quiet_NaN()}) {
+        EXPECT_THROW(deferredIntfAddSmFactory({delay, {}}, nullptr, backlog, "blue", scheduler),
+                     Zin::RangeError);
+    }
+    EXPECT_THROW(deferredIntfAddSmFactory({1.5, {}}, nullptr, backlog, "blue", nullptr),
+                 Zin::NullArgumentError);
 }
 
 }  // namespace

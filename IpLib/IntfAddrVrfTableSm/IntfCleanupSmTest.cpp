@@ -5,11 +5,13 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "Zin/Errors.h"
 #include "testing/TraceRecorder.h"
 #include "testing/VirtualTime.h"
 
@@ -481,6 +483,19 @@ TEST(IntfCleanupSm, DumpsItselfAndItsTask) {
     auto const indented = Velk::textDumpContextFactory(false, 10);
     bench.sm->dumpState(indented, 4);
     EXPECT_EQ(indented->text(), "    IntfCleanupSm VRF=blue with delay 2\n");
+}
+
+TEST(IntfCleanupSm, ADelayThatNeverPassesAndANullSchedulerAreRefused) {
+    auto const backlog = intfCleanupBacklogFactory();
+    auto const scheduler = Velk::taskSchedulerFactory(Zin::make<Zin::VirtualClock>(),
+                                                      std::make_unique<Velk::EveryNth>(0));
+    for (Zin::Seconds const delay : {std::numeric_limits<Zin::Seconds>::infinity(),
+                                     std::numeric_limits<Zin::Seconds>::quiet_NaN()}) {
+        EXPECT_THROW(intfCleanupSmFactory({delay, {}}, nullptr, backlog, "blue", scheduler),
+                     Zin::RangeError);
+    }
+    EXPECT_THROW(intfCleanupSmFactory({1.5, {}}, nullptr, backlog, "blue", nullptr),
+                 Zin::NullArgumentError);
 }
 
 }  // namespace

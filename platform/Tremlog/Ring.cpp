@@ -32,10 +32,9 @@ namespace {
 std::string messageOf(Descriptor const& descriptor, std::byte const* arguments) {
     try {
         return descriptor.message(descriptor.format, arguments);
-    } catch (std::exception const& error) {
-        return fmt::format("<no text for \"{}\": {}>", descriptor.format, error.what());
     } catch (...) {
-        return fmt::format("<no text for \"{}\">", descriptor.format);
+        return fmt::format("<no text for \"{}\": {}>", descriptor.format,
+                           Zin::textOf(std::current_exception()));
     }
 }
 

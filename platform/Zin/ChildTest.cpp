@@ -186,5 +186,14 @@ TEST_F(OwnedChild, MayPointAtItsOwnerWhileItIsRetiredWithIt) {
     EXPECT_EQ(life_.destroyed, 1);
 }
 
+TEST_F(OwnedChild, ThatFailsInItsTeardownWhereNobodyCanBeToldEndsTheProcess) {
+    life_.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+    auto const letGo = [this] {
+        Child<Worker> worker;
+        worker.is(std::ref(life_), std::string("a"));
+    };
+    EXPECT_DEATH(letGo(), "assertion 'can throw' failed: teardown failed");
+}
+
 }  // namespace
 }  // namespace Zin

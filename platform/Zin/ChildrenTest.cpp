@@ -141,5 +141,12 @@ TEST_F(OwnedChildren, AreAllRemovedAlthoughATeardownFails) {
     EXPECT_EQ(life_.destroyed, 3);
 }
 
+TEST_F(OwnedChildren, WhoseTeardownFailsWhereNobodyCanBeToldEndTheProcess) {
+    add("a");
+    life_.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+    EXPECT_DEATH(workers_.reset(), "assertion 'can throw' failed: teardown failed");
+    life_.onTeardown = [](Entity&) {};
+}
+
 }  // namespace
 }  // namespace Zin

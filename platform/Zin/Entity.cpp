@@ -62,7 +62,9 @@ void Entity::tearDownAndDelete() {
 }
 
 void Entity::flagIs(std::uint32_t bit, bool on) noexcept {
-    if (on) {
+    if (!threadSafePointers()) {
+        word_.store(on ? referenceWord() | bit : referenceWord() & ~bit, std::memory_order_relaxed);
+    } else if (on) {
         word_.fetch_or(bit, std::memory_order_relaxed);
     } else {
         word_.fetch_and(~bit, std::memory_order_relaxed);

@@ -34,6 +34,9 @@ public:
         // Still here, whatever became of it meanwhile.
         EXPECT_GT(referenceCount(), 0u);
     }
+    void watchAlsoWhenRetired(Ptr<TestLamp const> lamp) {
+        lastingReactor_.notifierIs(std::move(lamp));
+    }
     void handleLastingLevel() { heard_.push_back("lasting level"); }
 
     void hasNotificationActiveIs(bool active) override {
@@ -99,6 +102,10 @@ TEST_F(Reaction, TakesARetiredMachineOffTheLampsListForGood) {
 
     machine->hasNotificationActiveIs(true);
     lamp_->levelIs(1);
+    EXPECT_THAT(heard_, IsEmpty());
+
+    machine->watchAlsoWhenRetired(lamp_);
+    lamp_->levelIs(2);
     EXPECT_THAT(heard_, IsEmpty());
 }
 

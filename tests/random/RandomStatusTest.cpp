@@ -3,6 +3,7 @@
 #include <rapidcheck/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 #include "Pell/Assertion.h"
@@ -10,6 +11,7 @@
 #include "StatusChange.h"
 #include "Velk/YieldPolicy.h"
 #include "Zin/Errors.h"
+#include "Zin/Turn.h"
 
 template <>
 struct rc::Arbitrary<RandomStatus::Change> {
@@ -94,16 +96,18 @@ RC_GTEST_PROP(RandomStatus, InterfacesThatFightForAddressesLeaveNothingBroken,
     Pell::ThrowOnAssertion const throwing;
     std::size_t applied = 0;
     outcomeOf([&] {
-        Bench bench(anyTuning());
+        auto bench = std::make_unique<Bench>(anyTuning());
         for (auto const& change : changes) {
             auto const outcome =
-                outcomeOf([&] { apply(change, Plan::shared, bench.router, *bench.clock); });
+                outcomeOf([&] { apply(change, Plan::shared, bench->router, *bench->clock); });
             if (outcome == Outcome::assertionFailed &&
-                outcomeOf([&] { bench.router.tableAdd(vrf); }) == Outcome::fine) {
-                RC_ASSERT(std::ranges::includes(expectedRows(bench.router), rows(bench.router)));
+                outcomeOf([&] { bench->router.tableAdd(vrf); }) == Outcome::fine) {
+                RC_ASSERT(std::ranges::includes(expectedRows(bench->router), rows(bench->router)));
             }
             ++applied;
         }
+        Zin::Turn const turn;
+        bench = nullptr;
     });
     RC_ASSERT(applied == changes.size());
 }
