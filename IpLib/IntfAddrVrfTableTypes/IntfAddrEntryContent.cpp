@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "Nimb/PrefixHash.h"
-#include "Zin/Hash.h"
 #include "Zin/Registry.h"
 #include "Zin/Text.h"
 

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include "Nimb/Ip6Addr.h"
-#include "Zin/Hash.h"
 #include "Zin/Registry.h"
 
 namespace IpLib {

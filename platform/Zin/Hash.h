@@ -15,9 +15,11 @@
 // Sums are linear: values in steps have sums in steps. So the two halves are mixed in the end.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <string_view>
 #include <utility>
 
@@ -108,4 +110,16 @@ inline std::uint32_t hashBytes(std::uint32_t seed, std::string_view bytes) noexc
     return hashWords(seed, before, first, last);
 }
 
+// Values that hash themselves, from a seed.
+template <class Value>
+concept Hashable = requires(Value const& value) {
+    { value.hash(std::uint32_t{}) } -> std::same_as<std::uint32_t>;
+};
+
 }  // namespace Zin
+
+// For the standard library's containers.
+template <Zin::Hashable Value>
+struct std::hash<Value> {
+    std::size_t operator()(Value const& value) const { return value.hash(Zin::hashSeed()); }
+};

@@ -54,12 +54,12 @@ TEST(LinkQueue, GivesADefaultWhereThereIsNothing) {
     EXPECT_EQ(shared.back(), nullptr);
 }
 
-TEST(LinkQueue, ReplacesAndErasesByPosition) {
+TEST(LinkQueue, ReplacesAndTakesByPosition) {
     auto const queue = queueOf({10, 11, 12, 13});
     EXPECT_TRUE(queue->replace(2, 22));
-    EXPECT_TRUE(queue->erase(0u));
+    EXPECT_EQ(queue->take(0u), 10);
     EXPECT_FALSE(queue->replace(3, 0));
-    EXPECT_FALSE(queue->erase(3u));
+    EXPECT_EQ(queue->take(3u), 0);
     EXPECT_THAT(members(*queue), ElementsAre(11, 22, 13));
     EXPECT_THAT(members(std::as_const(*queue)), ElementsAre(11, 22, 13));
 }
@@ -78,11 +78,11 @@ TEST(LinkQueue, AWalkSurvivesWhatEntersAndLeaves) {
     EXPECT_TRUE(queue->empty());
 }
 
-TEST(LinkQueue, ErasingThroughAWalkLeavesItInTheGap) {
+TEST(LinkQueue, TakingThroughAWalkLeavesItInTheGap) {
     auto const queue = queueOf({1, 2, 3, 4, 5});
     for (auto walk = queue->begin(); walk != queue->end(); ++walk) {
         if (*walk % 2 == 1) {
-            queue->erase(walk);
+            EXPECT_EQ(queue->take(walk) % 2, 1);
         }
     }
     EXPECT_THAT(members(*queue), ElementsAre(2, 4));
@@ -114,8 +114,8 @@ TEST(LinkQueue, AMemberIsOutOfTheQueueBeforeItGoes) {
         queue.enq(last(noteSize));
     }
     queue.deq();
-    queue.erase(1u);
-    queue.erase(queue.begin());
+    queue.take(1u);
+    queue.take(queue.begin());
     queue.replace(0, Last());
     queue.clear();
     EXPECT_THAT(sizes, ElementsAre(4, 3, 2, 2, 0));
