@@ -41,6 +41,23 @@ TEST_F(EntityCollection, HasTheMemberByTheTimeItTells) {
     EXPECT_TRUE(there);
 }
 
+TEST_F(EntityCollection, KeepsTheMemberThatCameWhileItMadeAnother) {
+    observe();
+    Ptr<Crate> inner;
+    life_.onInitialized = [&](Entity&) {
+        life_.onInitialized = nullptr;
+        inner = depot_->builtIs("a");
+    };
+
+    Ptr<Crate> const outer = depot_->builtIs("a");
+
+    EXPECT_TRUE(inner);
+    EXPECT_TRUE(outer == inner);
+    EXPECT_TRUE(depot_->built()("a") == inner);
+    EXPECT_EQ(life_.destroyed, 1);
+    EXPECT_THAT(told(), ElementsAre("built a"));
+}
+
 TEST_F(EntityCollection, ReturnsTheMemberThatItRemoves) {
     Ptr<Crate> const crate = depot_->builtIs("a");
     observe();
@@ -221,10 +238,31 @@ TEST_F(KeyCollection, TellsOfEachKeyThatComesOrGoes) {
     EXPECT_TRUE(depot_->name().has("a"));
     EXPECT_THAT(told(), ElementsAre("name a"));
 
-    depot_->nameDel("a");
-    depot_->nameDel("a");
+    EXPECT_EQ(depot_->nameDel("a"), String("a"));
+    EXPECT_EQ(depot_->nameDel("a"), String());
     EXPECT_FALSE(depot_->name().has("a"));
     EXPECT_THAT(told(), ElementsAre("name a"));
+}
+
+// A walk's key is the member's own, which goes with the member.
+TEST_F(KeyCollection, RemovesUnderAKeyThatIsTheMembersOwn) {
+    std::string const longName(100, 'n');
+    depot_->nameIs(longName);
+    observe();
+
+    EXPECT_EQ(depot_->nameDel(depot_->name().map().begin()->key), String(longName));
+
+    EXPECT_THAT(told(), ElementsAre("name " + longName));
+}
+
+TEST_F(ValueCollection, RemovesUnderAKeyThatIsTheMembersOwn) {
+    std::string const longName(100, 'n');
+    depot_->numberIs(longName, 1);
+    observe();
+
+    EXPECT_EQ(depot_->numberDel(depot_->number().map().begin()->key), 1);
+
+    EXPECT_THAT(told(), ElementsAre("number " + longName));
 }
 
 TEST_F(KeyCollection, RemovesAllOneByOneWhereItIsObserved) {

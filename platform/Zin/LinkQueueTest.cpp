@@ -5,7 +5,10 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <vector>
+
+#include "TestMemory/TestMemory.h"
 
 namespace Zin {
 namespace {
@@ -104,6 +107,37 @@ TEST(LinkQueueDeathTest, GoingOnPastTheEndStopsTheProcess) {
     auto walk = queue->begin();
     ++walk;
     EXPECT_DEATH(++walk, "past its end");
+}
+
+TEST(LinkQueue, AMemberThatGoesMayChangeOrDestroyTheQueue) {
+    auto queue = std::make_unique<LinkQueue<Last>>();
+    std::vector<std::uint32_t> sizes;
+    queue->enq(last([&] { queue->enq(Last()); }));
+    queue->enq(last([&] { sizes.push_back(queue->size()); }));
+    queue->clear();
+    EXPECT_THAT(sizes, ElementsAre(1));
+    EXPECT_EQ(queue->size(), 1u);
+
+    queue->enq(last([&] { queue.reset(); }));
+    auto* const itself = queue.get();
+    itself->clear();
+    EXPECT_EQ(queue, nullptr);
+}
+
+TEST(LinkQueue, IsLeftAsItWasByAnAllocationThatFails) {
+    std::size_t const before = TestMemory::blocks;
+    {
+        LinkQueue<int> queue;
+        queue.enq(1);
+        {
+            TestMemory::OneFailure const failure(0);
+            EXPECT_THROW(queue.enq(2), std::bad_alloc);
+        }
+        EXPECT_THAT(members(queue), ElementsAre(1));
+        queue.enq(3);
+        EXPECT_THAT(members(queue), ElementsAre(1, 3));
+    }
+    EXPECT_EQ(TestMemory::blocks, before);
 }
 
 TEST(LinkQueue, AMemberIsOutOfTheQueueBeforeItGoes) {
