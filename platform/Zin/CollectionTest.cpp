@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "Zin/TestDepot.h"
@@ -44,9 +46,10 @@ TEST_F(EntityCollection, HasTheMemberByTheTimeItTells) {
 TEST_F(EntityCollection, KeepsTheMemberThatCameWhileItMadeAnother) {
     observe();
     Ptr<Crate> inner;
-    life_.onInitialized = [&](Entity&) {
-        life_.onInitialized = nullptr;
-        inner = depot_->builtIs("a");
+    life_.onInitialized = [&, once = false](Entity&) mutable {
+        if (!std::exchange(once, true)) {
+            inner = depot_->builtIs("a");
+        }
     };
 
     Ptr<Crate> const outer = depot_->builtIs("a");

@@ -116,8 +116,8 @@ inline std::size_t lookUpCost(std::vector<std::uint32_t> const& hashes) {
     return cost;
 }
 
-// Expects that no family of `keyOf(input)` costs more than twice what random keys cost, under
-// several keys of the process.
+// Expects that no family of `keyOf(input)`, which is another key for another input, costs more than
+// twice what random keys cost, under several keys of the process.
 template <std::size_t N, class KeyOf>
 void expectNoCostlyFamily(KeyOf const& keyOf) {
     HashKey const before = hashKey();
@@ -140,11 +140,11 @@ void expectNoCostlyFamily(KeyOf const& keyOf) {
     hashKeyIs(before);
 }
 
-// The words as a text of their bytes, `size` of them.
+// The words as a text of their bytes.
 template <std::size_t N>
-std::string textOf(HashInput<N> const& input, std::size_t size = 8 * N) {
+std::string textOf(HashInput<N> const& input) {
     auto const bytes = std::bit_cast<std::array<char, 8 * N>>(input);
-    return std::string(bytes.data(), size);
+    return std::string(bytes.data(), bytes.size());
 }
 
 }  // namespace Zin
