@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <iostream>
 
+#include "Zin/HashSeed.h"
 #include "intfaddr/Command.h"
 
 int main(int argc, char** argv) {
+    // Names and addresses come from outside; nothing has been hashed yet.
+    Zin::hashKeyIs(Zin::drawnHashKey());
     std::ios::sync_with_stdio(false);
     return IntfAddr::runCommand({argv + std::min(argc, 1), argv + argc},
                                 {.in = std::cin,

@@ -23,7 +23,7 @@ public:
     bool intfAddrVrfTableHas(L3::VrfName const& vrf) const { return intfAddrVrfTable_.has(vrf); }
     // The table that is there already changes nothing, another one replaces it, null removes it.
     void intfAddrVrfTableIs(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {
-        intfAddrVrfTable_.isPointer(vrf, table);
+        intfAddrVrfTable_.setOrRemove(vrf, table);
     }
     // Returns the table that was removed, or null.
     Zin::Ptr<IntfAddrVrfTable> intfAddrVrfTableDel(L3::VrfName const& vrf) {

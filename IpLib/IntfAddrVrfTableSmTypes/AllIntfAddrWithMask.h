@@ -30,7 +30,7 @@ public:
     IntfAddrWithMask all(IntfAddrWithMaskKey const& key) const { return all_(key); }
     bool allHas(IntfAddrWithMaskKey const& key) const { return all_.has(key); }
     // Publishing an address again as it is tells nobody.
-    void allIs(IntfAddrWithMask const& record) { all_.isValue(record.key(), record); }
+    void allIs(IntfAddrWithMask const& record) { all_.set(record.key(), record); }
     // Returns the record that was removed, or the default one.
     IntfAddrWithMask allDel(IntfAddrWithMaskKey const& key) { return all_.del(key); }
     void allDelAll() { all_.delAll(); }

@@ -20,8 +20,9 @@ public:
 
     Backlog const& backlog() const { return backlog_.map(); }
     bool backlogHas(IntfAddrWithMaskKey const& key) const { return backlog_.has(key); }
-    void backlogIs(IntfAddrWithMaskKey const& key) { backlog_.isKey(key); }
-    void backlogDel(IntfAddrWithMaskKey const& key) { backlog_.delKey(key); }
+    void backlogIs(IntfAddrWithMaskKey const& key) { backlog_.insert(key); }
+    // Returns the key that was removed, or the default one.
+    IntfAddrWithMaskKey backlogDel(IntfAddrWithMaskKey const& key) { return backlog_.del(key); }
     void backlogDelAll() { backlog_.delAll(); }
     // The keys of one interface in one family; costs what it returns.
     std::vector<IntfAddrWithMaskKey> backlogKeysOf(IntfFamily const& intfFamily) const {

@@ -21,6 +21,8 @@ public:
     IntfAddrWithMaskKey const& key() const { return key_; }
     bool deprecated() const { return deprecated_; }
     bool isV6LinkLocal() const { return key_.isV6LinkLocal(); }
+    // The check of `deprecated`, which building a record runs: throws Zin::RangeError.
+    void handleDeprecated() const;
 
     // Whether the record differs from the default one.
     explicit operator bool() const { return *this != IntfAddrWithMask(); }
@@ -31,8 +33,6 @@ public:
     friend bool operator==(IntfAddrWithMask const&, IntfAddrWithMask const&) = default;
 
 private:
-    void handleDeprecated() const;
-
     IntfAddrWithMaskKey key_;
     bool deprecated_ = false;
 };

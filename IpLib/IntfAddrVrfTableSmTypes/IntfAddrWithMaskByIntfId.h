@@ -23,7 +23,11 @@ public:
     Keys const& byIntfId() const { return byIntfId_; }
     bool byIntfIdHas(IntfAddrWithMaskKey const& key) const { return byIntfId_.contains(key); }
     void byIntfIdIs(IntfAddrWithMaskKey const& key) { byIntfId_.insert(key); }
-    void byIntfIdDel(IntfAddrWithMaskKey const& key) { byIntfId_.erase(key); }
+    // Returns the key that was removed, or the default one.
+    IntfAddrWithMaskKey byIntfIdDel(IntfAddrWithMaskKey const& key) {
+        IntfAddrWithMaskKey const removed = key;
+        return byIntfId_.erase(removed) ? removed : IntfAddrWithMaskKey();
+    }
     void byIntfIdDelAll() { byIntfId_.clear(); }
 
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;

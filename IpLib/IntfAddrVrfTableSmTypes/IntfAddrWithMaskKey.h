@@ -10,6 +10,7 @@
 
 #include "Nimb/IntfId.h"
 #include "Nimb/IpGenAddrWithMask.h"
+#include "Zin/Hash.h"
 #include "Zin/Text.h"
 
 namespace IpLib {

@@ -54,9 +54,9 @@ public:
     void backlogQueueIs(std::uint32_t index, Entry entry) {
         queue_.replace(index, std::move(entry));
     }
-    void backlogQueueDel(std::uint32_t index) { queue_.erase(index); }
+    Entry backlogQueueDel(std::uint32_t index) { return queue_.take(index); }
     Queue::Iterator backlogQueueBegin() { return queue_.begin(); }
-    void backlogQueueDel(Queue::Iterator const& at) { queue_.erase(at); }
+    Entry backlogQueueDel(Queue::Iterator const& at) { return queue_.take(at); }
     void backlogQueueDelAll() { queue_.clear(); }
 
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;

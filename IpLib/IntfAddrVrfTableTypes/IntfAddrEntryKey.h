@@ -14,6 +14,7 @@
 
 #include "Nimb/IntfId.h"
 #include "Nimb/IpGenAddr.h"
+#include "Zin/Hash.h"
 #include "Zin/Text.h"
 
 namespace IpLib {

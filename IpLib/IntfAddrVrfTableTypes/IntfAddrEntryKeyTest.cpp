@@ -2,12 +2,16 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+#include <bit>
 #include <sstream>
 #include <string>
 #include <tuple>
+#include <unordered_set>
 
 #include "IpLib/IntfAddrVrfTableTypes/TestProperties.h"
 #include "Zin/Hash.h"
+#include "Zin/TestHashFamilies.h"
 
 namespace IpLib {
 namespace {
@@ -93,11 +97,24 @@ TEST(IntfAddrEntryKey, HashesItsFieldsInOrderTheAddressByItsSixteenBytes) {
 
         ASSERT_EQ(key.hash(seed), stated.finish()) << key;
     }
-    // Worked out apart from this program.
-    EXPECT_EQ(Key().hash(0), 0x6f3e9fe0U);
-    EXPECT_EQ(Key::makeIpKey(ip).hash(0), 0x15a7b646U);
-    EXPECT_EQ(Key::makeVirtualIpKey(ip).hash(7), 0x25e771edU);
-    EXPECT_EQ(Key::makeLlKey(linkLocal, "Ethernet1").hash(0x5eed2018), 0xca8c9d62U);
+}
+
+Nimb::IpGenAddr addrOf(std::uint64_t first, std::uint64_t second) {
+    return Nimb::Ip6Addr(std::bit_cast<Nimb::Ip6Bytes>(std::array{first, second}));
+}
+
+TEST(IntfAddrEntryKey, HasNoCostlyFamily) {
+    Zin::expectNoCostlyFamily<2>(
+        [](auto const& input) { return Key::makeIpKey(addrOf(input[0], input[1])); });
+    Zin::expectNoCostlyFamily<3>([](auto const& input) {
+        return Key{Zin::textOf(Zin::HashInput<1>{input[0]}), addrOf(input[1], input[2]), false};
+    });
+}
+
+TEST(IntfAddrEntryKey, StandsInContainersOfTheStandardLibrary) {
+    std::unordered_set<Key> const keys{Key(), Key::makeIpKey(ip), Key::makeVirtualIpKey(ip),
+                                       Key::makeIpKey(ip)};
+    EXPECT_EQ(keys.size(), 3U);
 }
 
 TEST(IntfAddrEntryKey, FamiliesWithTheSameBytesHashAlikeAndAreUnequal) {

@@ -2,11 +2,11 @@
 
 namespace IpLib {
 void IntfAddrEntrySet::intfAddrEntryIs(Row const& entry) {
-    intfAddrEntry_.isMember(Zin::notNull("intfAddrEntry", entry)->key(), entry);
+    intfAddrEntry_.put(Zin::notNull("intfAddrEntry", entry)->key(), entry);
 }
 
 void IntfAddrEntrySet::deprecatedIntfAddrEntryIs(Row const& entry) {
-    deprecatedIntfAddrEntry_.isMember(Zin::notNull("deprecatedIntfAddrEntry", entry)->key(), entry);
+    deprecatedIntfAddrEntry_.put(Zin::notNull("deprecatedIntfAddrEntry", entry)->key(), entry);
 }
 
 void IntfAddrEntrySet::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,

@@ -17,21 +17,20 @@ Zin::ModuleRegistration const intfAddrVrfTableTypesModule{
      .dependsOn = {&Ip::module, &Ip6::module, &Nimb::module, &Velk::module, &Zin::module}}};
 
 Zin::Ptr<IntfAddrEntry> IntfAddrVrfTable::intfAddrEntryIs(IntfAddrEntryContent const& content) {
-    return intfAddrEntry_.isMade(content, [&] { return intfAddrEntryFactory(content); });
+    return intfAddrEntry_.findOrMake(content, [&] { return intfAddrEntryFactory(content); });
 }
 
 void IntfAddrVrfTable::intfAddrEntryFromAddrIs(Row const& entry) {
-    intfAddrEntryFromAddr_.isMember(Zin::notNull("intfAddrEntryFromAddr", entry)->key(), entry);
+    intfAddrEntryFromAddr_.put(Zin::notNull("intfAddrEntryFromAddr", entry)->key(), entry);
 }
 
 void IntfAddrVrfTable::intfAddrEntrySetFromSubnetIs(Set const& set) {
-    intfAddrEntrySetFromSubnet_.isMember(Zin::notNull("intfAddrEntrySetFromSubnet", set)->subnet(),
-                                         set);
+    intfAddrEntrySetFromSubnet_.put(Zin::notNull("intfAddrEntrySetFromSubnet", set)->subnet(), set);
 }
 
 void IntfAddrVrfTable::llIntfAddrEntryFromIntfIdIs(Row const& entry) {
-    llIntfAddrEntryFromIntfId_.isMember(Zin::notNull("llIntfAddrEntryFromIntfId", entry)->intfId(),
-                                        entry);
+    llIntfAddrEntryFromIntfId_.put(Zin::notNull("llIntfAddrEntryFromIntfId", entry)->intfId(),
+                                   entry);
 }
 
 IntfAddrVrfTable::Row IntfAddrVrfTable::lowestV6IntfAddrEntry(Nimb::IntfId const& srcIntfId) const {

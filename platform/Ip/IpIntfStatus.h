@@ -41,7 +41,7 @@ public:
         return secondaryActiveAddrWithMask_.has(addr);
     }
     void secondaryActiveAddrWithMaskIs(Nimb::IpAddrWithMask const& addr) {
-        secondaryActiveAddrWithMask_.isValue(addr, std::monostate());
+        secondaryActiveAddrWithMask_.set(addr, std::monostate());
     }
     void secondaryActiveAddrWithMaskDel(Nimb::IpAddrWithMask const& addr) {
         secondaryActiveAddrWithMask_.del(addr);

@@ -23,7 +23,7 @@ public:
     bool vrfIpIntfStatusHas(L3::VrfName const& vrf) const { return vrfIpIntfStatus_.has(vrf); }
     // Null removes.
     void vrfIpIntfStatusIs(L3::VrfName const& vrf, Zin::Ptr<VrfIpIntfStatus> const& status) {
-        vrfIpIntfStatus_.isPointer(vrf, status);
+        vrfIpIntfStatus_.setOrRemove(vrf, status);
     }
     Zin::Ptr<VrfIpIntfStatus> vrfIpIntfStatusDel(L3::VrfName const& vrf) {
         return vrfIpIntfStatus_.del(vrf);

@@ -24,7 +24,7 @@ public:
     bool ipIntfStatusHas(Nimb::IntfId const& intfId) const { return ipIntfStatus_.has(intfId); }
     // Under its own interface. Throws NullArgumentError.
     void ipIntfStatusIs(Zin::Ptr<IpIntfStatus> const& status) {
-        ipIntfStatus_.isMember(Zin::notNull("ipIntfStatus", status.get())->intfId(), status);
+        ipIntfStatus_.put(Zin::notNull("ipIntfStatus", status.get())->intfId(), status);
     }
     Zin::Ptr<IpIntfStatus> ipIntfStatusDel(Nimb::IntfId const& intfId) {
         return ipIntfStatus_.del(intfId);

@@ -28,7 +28,7 @@ public:
     AddressInfo addr(Nimb::Ip6AddrWithMask const& addr) const { return addr_(addr); }
     bool addrHas(Nimb::Ip6AddrWithMask const& addr) const { return addr_.has(addr); }
     void addrIs(Nimb::Ip6AddrWithMask const& addr, AddressInfo const& info) {
-        addr_.isValue(addr, info);
+        addr_.set(addr, info);
     }
     AddressInfo addrDel(Nimb::Ip6AddrWithMask const& addr) { return addr_.del(addr); }
     void addrDelAll() { addr_.delAll(); }

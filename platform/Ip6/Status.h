@@ -23,7 +23,7 @@ public:
     bool vrfIp6IntfStatusHas(L3::VrfName const& vrf) const { return vrfIp6IntfStatus_.has(vrf); }
     // Null removes.
     void vrfIp6IntfStatusIs(L3::VrfName const& vrf, Zin::Ptr<VrfIp6IntfStatus> const& status) {
-        vrfIp6IntfStatus_.isPointer(vrf, status);
+        vrfIp6IntfStatus_.setOrRemove(vrf, status);
     }
     Zin::Ptr<VrfIp6IntfStatus> vrfIp6IntfStatusDel(L3::VrfName const& vrf) {
         return vrfIp6IntfStatus_.del(vrf);

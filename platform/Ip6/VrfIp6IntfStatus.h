@@ -24,7 +24,7 @@ public:
     bool intfStatusHas(Nimb::IntfId const& intfId) const { return intfStatus_.has(intfId); }
     // Under its own interface. Throws NullArgumentError.
     void intfStatusIs(Zin::Ptr<IntfStatus> const& status) {
-        intfStatus_.isMember(Zin::notNull("intfStatus", status.get())->intfId(), status);
+        intfStatus_.put(Zin::notNull("intfStatus", status.get())->intfId(), status);
     }
     Zin::Ptr<IntfStatus> intfStatusDel(Nimb::IntfId const& intfId) {
         return intfStatus_.del(intfId);

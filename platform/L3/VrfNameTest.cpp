@@ -5,6 +5,9 @@
 
 #include <string>
 #include <type_traits>
+#include <unordered_set>
+
+#include "Zin/TestHashFamilies.h"
 
 namespace L3 {
 namespace {
@@ -59,6 +62,16 @@ TEST(VrfName, TheRawCopyOfALongNameIsCutAndMarked) {
     EXPECT_EQ(VrfName().raw().text(), "");
     EXPECT_EQ(VrfName(longest).raw().text(), longest);
     EXPECT_EQ(VrfName(longest + "w").raw().text(), fmt::format("{:v>30}~", ""));
+}
+
+TEST(VrfName, HasNoCostlyFamilyOfNames) {
+    Zin::expectNoCostlyFamily<2>([](auto const& input) { return VrfName(Zin::textOf(input)); });
+}
+
+TEST(VrfName, StandsInContainersOfTheStandardLibrary) {
+    std::unordered_set<VrfName> const names{"red", "blue", "red"};
+    EXPECT_EQ(names.size(), 2U);
+    EXPECT_TRUE(names.contains("blue"));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "Nimb/AddrText.h"
 
 #include <arpa/inet.h>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cstring>
@@ -138,6 +139,92 @@ TEST(AddrReader, ReadsWhatTheSystemReads) {
     EXPECT_GT(wellFormed, 15000);
 }
 
+// Numbers that come out right only where they overflow, and forms with a number in front or behind
+// too many, each of them where any number of a good text stands.
+TEST(AddrReader, ReadsWhatTheSystemReadsWhereANumberOrAGroupIsBeyondWhatFits) {
+    std::vector<std::string> const beyond{"256",
+                                          "257",
+                                          "4294967295",
+                                          "4294967296",
+                                          "4294967297",
+                                          "65536",
+                                          "65537",
+                                          "18446744073709551616",
+                                          "18446744073709551617",
+                                          "340282366920938463463374607431768211457",
+                                          "00000001",
+                                          "10000",
+                                          "10001",
+                                          "100000000",
+                                          "100000001",
+                                          "1:1",
+                                          "1.1",
+                                          "1.2.3.4",
+                                          "1.2.3.4:5",
+                                          "::",
+                                          "1::1",
+                                          "1:1:1:1:1",
+                                          "1:1.2.3.4",
+                                          "",
+                                          "-1"};
+    std::vector<std::string> const good{"1.0.0.1",
+                                        "1:2:3:4:5:6:7:8",
+                                        "1:2:3:4:5:6:7.8.9.10",
+                                        "::1",
+                                        "1::",
+                                        "::7.8.9.10",
+                                        "1:2:3:4:5::7.8.9.10",
+                                        "1:2:3:4:5:6::7.8.9.10",
+                                        "1:2:3:4:5:6:7::7.8.9.10",
+                                        "1:2:3:4:5:6:7:7.8.9.10",
+                                        "1:2:3:4:5:6:7:8:7.8.9.10",
+                                        "1:2:3:4:5:6:7::8",
+                                        "::1:2:3:4:5:6:7.8.9.10"};
+    for (std::string const& text : good) {
+        for (std::size_t from = 0; from <= text.size(); ++from) {
+            for (std::size_t size = 0; size <= 3 && from + size <= text.size(); ++size) {
+                for (std::string const& number : beyond) {
+                    // Of just its own size on the heap, where a sanitizer sees its end.
+                    std::string changed = text;
+                    changed.replace(from, size, number);
+                    ASSERT_EQ(tryParse(parseIp4, changed), systemParse<Ip4Bytes>(AF_INET, changed))
+                        << changed;
+                    ASSERT_EQ(tryParse(parseIp6, changed), systemParse<Ip6Bytes>(AF_INET6, changed))
+                        << changed;
+                }
+            }
+        }
+    }
+}
+
+TEST(AddrReader, ReadsWhatTheSystemReadsInRandomTextsOfItsCharacters) {
+    std::mt19937 random(2);
+    int wellFormed = 0;
+    for (int i = 0; i < 100000; ++i) {
+        std::string text;
+        for (auto parts = random() % 10; parts > 0; --parts) {
+            switch (random() % 4) {
+                case 0:
+                    text += ':';
+                    break;
+                case 1:
+                    text += '.';
+                    break;
+                default:
+                    text += fmt::format("{:x}", random() >> (12 + random() % 20));
+            }
+            if (random() % 2 == 0) {
+                text += text.find('.') == std::string::npos ? ':' : '.';
+            }
+        }
+        ASSERT_EQ(tryParse(parseIp4, text), systemParse<Ip4Bytes>(AF_INET, text)) << text;
+        auto const ip6 = tryParse(parseIp6, text);
+        ASSERT_EQ(ip6, systemParse<Ip6Bytes>(AF_INET6, text)) << text;
+        wellFormed += ip6.has_value();
+    }
+    EXPECT_GT(wellFormed, 100);
+}
+
 TEST(AddrText, EveryIpv6AddressReadsBackAsItselfAndAsTheSystemReadsIt) {
     std::mt19937 random(1);
     for (int i = 0; i < 50000; ++i) {
@@ -184,6 +271,9 @@ TEST(AddrReader, ReadsAPrefixLengthUpToTheMaximum) {
     EXPECT_THAT([] { parsePrefixLength("/33", 32); }, failsAt(1, "0 to 32"));
     EXPECT_THAT([] { parsePrefixLength("/129", 128); }, failsAt(1, "0 to 128"));
     EXPECT_THAT([] { parsePrefixLength("/256", 128); }, failsAt(1, "0 to 128"));
+    EXPECT_THAT([] { parsePrefixLength("/4294967296", 32); }, failsAt(1, "0 to 32"));
+    EXPECT_THAT([] { parsePrefixLength("/18446744073709551624", 128); }, failsAt(1, "0 to 128"));
+    EXPECT_THAT([] { parsePrefixLength("/-0", 32); }, failsAt(1, "0 to 32"));
     EXPECT_THAT([] { parsePrefixLength("/08", 32); }, failsAt(1, "0 to 32"));
     EXPECT_THAT([] { parsePrefixLength("/", 32); }, failsAt(1, "0 to 32"));
     EXPECT_THAT([] { parsePrefixLength("", 32); }, failsAt(0, "prefix length"));

@@ -56,7 +56,7 @@ void IntfId::release() noexcept {
 std::string_view IntfId::longName() const noexcept { return block()->name; }
 
 std::uint32_t IntfId::longHash(std::uint32_t seed) const noexcept {
-    return seed == 0 ? static_cast<std::uint32_t>(words_[1]) : Zin::hashWords(seed, words_[1], 0);
+    return seed == 0 ? static_cast<std::uint32_t>(words_[1]) : Zin::hashWords(seed, words_[1]);
 }
 
 }  // namespace Nimb

@@ -196,7 +196,8 @@ TEST(IntfId, NamesThatComeAndGoLeaveNoMemoryBehind) {
 
     EXPECT_EQ(present.back().name(), "AVeryLongNameOfAnInterface0999999");
     EXPECT_EQ(TestMemory::blocks, blocks);
-    EXPECT_EQ(TestMemory::bytes, bytes);
+    // A block may be 16 bytes longer than was asked for, where no block would fit behind it.
+    EXPECT_LE(TestMemory::bytes, bytes + 16 * present.size());
 }
 
 TEST(IntfId, CopiesOfALongNameMayBeUsedFromDifferentThreads) {

@@ -28,9 +28,7 @@ public:
         return std::uint32_t{bytes_[0]} << 24 | std::uint32_t{bytes_[1]} << 16 |
                std::uint32_t{bytes_[2]} << 8 | std::uint32_t{bytes_[3]};
     }
-    constexpr std::uint32_t hash(std::uint32_t seed = 0) const {
-        return Zin::hashWords(seed, value(), 0);
-    }
+    std::uint32_t hash(std::uint32_t seed = 0) const { return Zin::hashWords(seed, value()); }
     AddrText text() const { return AddrText() << bytes_; }
 
     friend constexpr bool operator==(Ip4Addr const&, Ip4Addr const&) = default;

@@ -22,7 +22,7 @@ public:
     constexpr Ip6Bytes const& bytes() const { return bytes_; }
     // In fe80::/10 (RFC 4291 section 2.5.6).
     constexpr bool isLinkLocal() const { return bytes_[0] == 0xfe && (bytes_[1] & 0xc0) == 0x80; }
-    constexpr std::uint32_t hash(std::uint32_t seed = 0) const {
+    std::uint32_t hash(std::uint32_t seed = 0) const {
         return Zin::hashWords(seed, words(bytes_)[0], words(bytes_)[1]);
     }
     AddrText text() const { return AddrText() << bytes_; }

@@ -23,7 +23,7 @@ public:
 
     constexpr Ip6Addr const& address() const { return address_; }
     constexpr std::uint8_t prefixLength() const { return prefixLength_; }
-    constexpr std::uint32_t hash(std::uint32_t seed = 0) const {
+    std::uint32_t hash(std::uint32_t seed = 0) const {
         return Zin::Hash(seed).mix4(address_.hash()).mix1(prefixLength_).finish();
     }
     AddrText text() const { return (AddrText() << address_.bytes() << '/').number(prefixLength_); }

@@ -23,8 +23,8 @@ public:
 
     constexpr Ip4Addr const& address() const { return address_; }
     constexpr std::uint8_t prefixLength() const { return prefixLength_; }
-    constexpr std::uint32_t hash(std::uint32_t seed = 0) const {
-        return Zin::hashWords(seed, address_.value(), prefixLength_);
+    std::uint32_t hash(std::uint32_t seed = 0) const {
+        return Zin::hashWords(seed, std::uint64_t{address_.value()} << 32 | prefixLength_);
     }
     AddrText text() const { return (AddrText() << address_.bytes() << '/').number(prefixLength_); }
 

@@ -48,7 +48,7 @@ public:
         return subnet;
     }
 
-    constexpr std::uint32_t hash(std::uint32_t seed = 0) const {
+    std::uint32_t hash(std::uint32_t seed = 0) const {
         return Zin::hashWords(seed, words(bytes_)[0], words(bytes_)[1],
                               static_cast<std::uint8_t>(family_));
     }

@@ -36,7 +36,7 @@ public:
     constexpr std::uint8_t prefixLength() const { return prefixLength_; }
     IpGenPrefix prefix() const { return IpGenPrefix(address_, prefixLength_); }
     constexpr bool isV6LinkLocal() const { return address_.isV6LinkLocal(); }
-    constexpr std::uint32_t hash(std::uint32_t seed = 0) const {
+    std::uint32_t hash(std::uint32_t seed = 0) const {
         return Zin::Hash(seed).mix4(address_.hash()).mix1(prefixLength_).finish();
     }
     AddrText text() const;

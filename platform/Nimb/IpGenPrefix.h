@@ -28,7 +28,7 @@ public:
     constexpr AddressFamily family() const { return address_.family(); }
     constexpr IpGenAddr const& address() const { return address_; }
     constexpr std::uint8_t prefixLength() const { return prefixLength_; }
-    constexpr std::uint32_t hash(std::uint32_t seed = 0) const {
+    std::uint32_t hash(std::uint32_t seed = 0) const {
         return Zin::Hash(seed).mix4(address_.hash()).mix1(prefixLength_).finish();
     }
     AddrText text() const;

@@ -9,7 +9,7 @@
 
 namespace Nimb {
 
-constexpr std::uint32_t prefixHash(IpGenAddr const& address, std::uint8_t prefixLength) {
+inline std::uint32_t prefixHash(IpGenAddr const& address, std::uint8_t prefixLength) {
     if (address.family() == AddressFamily::unset) {
         return 0;
     }

@@ -17,8 +17,8 @@ public:
     // The members' keys are the addresses, in the order in which they joined.
     auto const& virtualIp6() const { return virtualIp6_.map(); }
     bool virtualIp6Has(VrfIpPair const& key) const { return virtualIp6_.has(key); }
-    void virtualIp6Is(VrfIpPair const& key) { virtualIp6_.isKey(key); }
-    void virtualIp6Del(VrfIpPair const& key) { virtualIp6_.delKey(key); }
+    void virtualIp6Is(VrfIpPair const& key) { virtualIp6_.insert(key); }
+    VrfIpPair virtualIp6Del(VrfIpPair const& key) { return virtualIp6_.del(key); }
     void virtualIp6DelAll() { virtualIp6_.delAll(); }
 
     Zin::NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }

@@ -17,8 +17,8 @@ public:
     // The members' keys are the addresses, in the order in which they joined.
     auto const& virtualIp() const { return virtualIp_.map(); }
     bool virtualIpHas(VrfIpWithMaskPair const& key) const { return virtualIp_.has(key); }
-    void virtualIpIs(VrfIpWithMaskPair const& key) { virtualIp_.isKey(key); }
-    void virtualIpDel(VrfIpWithMaskPair const& key) { virtualIp_.delKey(key); }
+    void virtualIpIs(VrfIpWithMaskPair const& key) { virtualIp_.insert(key); }
+    VrfIpWithMaskPair virtualIpDel(VrfIpWithMaskPair const& key) { return virtualIp_.del(key); }
     void virtualIpDelAll() { virtualIp_.delAll(); }
 
     Zin::NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }

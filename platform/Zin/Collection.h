@@ -81,73 +81,79 @@ public:
     }
 
     // Entities built from a value: the member under the key, made by `makeValue()` if there is none
-    // yet.
+    // yet. What puts one there while another is being made is heeded: the one there stays.
     template <class MakeValue>
-    auto isMade(Key const& key, MakeValue&& makeValue) {
+    auto findOrMake(Key const& key, MakeValue&& makeValue) {
         if (auto* const value = map_.find(key)) {
             return *value;
         }
         auto made = makeValue();
-        put(key, made);
+        if (auto* const value = map_.find(key)) {
+            return *value;
+        }
+        exchange(key, made);
         tell_.tell(key);
         return made;
     }
 
     // Pointers whose key is derived from the member: inserts or replaces, and tells in any case.
     template <class Pointer>
-    void isMember(Key const& key, Pointer pointer) {
-        put(key, pointer);
+    void put(Key const& key, Pointer pointer) {
+        exchange(key, pointer);
         tell_.tell(key);
     }
 
     // Values, and pointers under an explicit key: inserts or replaces what is another value.
     template <class Value>
-    void isValue(Key const& key, Value value) {
+    void set(Key const& key, Value value) {
         if (auto const* const present = map_.find(key); present && *present == value) {
             return;
         }
-        put(key, value);
+        exchange(key, value);
         tell_.tell(key);
     }
 
     // Pointers under an explicit key, where null stands for none.
     template <class Pointer>
-    void isPointer(Key const& key, Pointer pointer) {
+    void setOrRemove(Key const& key, Pointer pointer) {
         if (pointer) {
-            isValue(key, std::move(pointer));
+            set(key, std::move(pointer));
         } else {
             del(key);
         }
     }
 
     // Keys alone.
-    void isKey(Key const& key) {
+    void insert(Key const& key) {
         if (map_.insert(key)) {
             enter(key);
             tell_.tell(key);
         }
     }
 
-    // Returns what was removed; null, or the default value, where there was nothing.
-    auto del(Key const& key) requires requires(Map& map) { map.take(key); }
-    {
-        using Value = decltype(map_.take(key));
-        auto const* const present = map_.find(key);
-        if (!present) {
-            return Value();
-        }
-        Key const removed = key;
-        index_.remove(removed, *present);
-        Value value = map_.take(removed);
-        tell_.tell(removed);
-        return value;
-    }
-    void delKey(Key const& key) {
-        if (map_.contains(key)) {
+    // Returns what was removed, the key where there are keys alone; null, or the default value,
+    // where there was nothing.
+    auto del(Key const& key) {
+        if constexpr (requires { map_.take(key); }) {
+            using Value = decltype(map_.take(key));
+            auto const* const present = map_.find(key);
+            if (!present) {
+                return Value();
+            }
             Key const removed = key;
+            index_.remove(removed, *present);
+            Value value = map_.take(removed);
+            tell_.tell(removed);
+            return value;
+        } else {
+            if (!map_.contains(key)) {
+                return Key();
+            }
+            Key removed = key;
             index_.remove(removed);
             map_.erase(removed);
             tell_.tell(removed);
+            return removed;
         }
     }
 
@@ -168,20 +174,14 @@ public:
             keys.push_back(member.key);
         }
         for (Key const& key : keys) {
-            turn.run([&] {
-                if constexpr (requires { map_.take(key); }) {
-                    del(key);
-                } else {
-                    delKey(key);
-                }
-            });
+            turn.run([&] { del(key); });
         }
     }
 
 private:
     // Afterwards `value` is what stood under the key before, for the caller to drop.
     template <class Value>
-    void put(Key const& key, Value& value) {
+    void exchange(Key const& key, Value& value) {
         if (auto* const present = map_.find(key)) {
             index_.replace(key, *present, value);
             std::swap(*present, value);

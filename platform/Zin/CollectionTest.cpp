@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "Zin/TestDepot.h"
@@ -39,6 +41,24 @@ TEST_F(EntityCollection, HasTheMemberByTheTimeItTells) {
     observer_->act = [&](String const& key) { there = depot_->built()(key) != nullptr; };
     depot_->builtIs("a");
     EXPECT_TRUE(there);
+}
+
+TEST_F(EntityCollection, KeepsTheMemberThatCameWhileItMadeAnother) {
+    observe();
+    Ptr<Crate> inner;
+    life_.onInitialized = [&, once = false](Entity&) mutable {
+        if (!std::exchange(once, true)) {
+            inner = depot_->builtIs("a");
+        }
+    };
+
+    Ptr<Crate> const outer = depot_->builtIs("a");
+
+    EXPECT_TRUE(inner);
+    EXPECT_TRUE(outer == inner);
+    EXPECT_TRUE(depot_->built()("a") == inner);
+    EXPECT_EQ(life_.destroyed, 1);
+    EXPECT_THAT(told(), ElementsAre("built a"));
 }
 
 TEST_F(EntityCollection, ReturnsTheMemberThatItRemoves) {
@@ -221,10 +241,31 @@ TEST_F(KeyCollection, TellsOfEachKeyThatComesOrGoes) {
     EXPECT_TRUE(depot_->name().has("a"));
     EXPECT_THAT(told(), ElementsAre("name a"));
 
-    depot_->nameDel("a");
-    depot_->nameDel("a");
+    EXPECT_EQ(depot_->nameDel("a"), String("a"));
+    EXPECT_EQ(depot_->nameDel("a"), String());
     EXPECT_FALSE(depot_->name().has("a"));
     EXPECT_THAT(told(), ElementsAre("name a"));
+}
+
+// A walk's key is the member's own, which goes with the member.
+TEST_F(KeyCollection, RemovesUnderAKeyThatIsTheMembersOwn) {
+    std::string const longName(100, 'n');
+    depot_->nameIs(longName);
+    observe();
+
+    EXPECT_EQ(depot_->nameDel(depot_->name().map().begin()->key), String(longName));
+
+    EXPECT_THAT(told(), ElementsAre("name " + longName));
+}
+
+TEST_F(ValueCollection, RemovesUnderAKeyThatIsTheMembersOwn) {
+    std::string const longName(100, 'n');
+    depot_->numberIs(longName, 1);
+    observe();
+
+    EXPECT_EQ(depot_->numberDel(depot_->number().map().begin()->key), 1);
+
+    EXPECT_THAT(told(), ElementsAre("number " + longName));
 }
 
 TEST_F(KeyCollection, RemovesAllOneByOneWhereItIsObserved) {

@@ -42,6 +42,19 @@ TEST(Entity, ThatFailsToInitializeIsTornDownAndTheMakerIsTold) {
     EXPECT_EQ(life.destroyed, 1);
 }
 
+TEST(Entity, ThatFailsToInitializeAndThenBreaksAnInvariantTellsTheMakerOfThat) {
+    TestLife life;
+    life.onInitialized = [](Entity&) { throw InitializationFailed(); };
+    life.onTeardown = [](Entity&) { throw AssertionError({"C", "whole", "f", "half made"}); };
+    std::uint64_t const suppressed = Turn::suppressedFailures();
+
+    EXPECT_THROW(make<TestProbe>(life), AssertionError);
+
+    EXPECT_EQ(life.tornDown, 1);
+    EXPECT_EQ(life.destroyed, 1);
+    EXPECT_EQ(Turn::suppressedFailures(), suppressed + 1);
+}
+
 TEST(Entity, ThatFailsToInitializeWithinATurnIsThereUntilTheTurnThrows) {
     TestLife life;
     life.onInitialized = [](Entity&) { throw InitializationFailed(); };

@@ -32,7 +32,7 @@ using Labels = Collection<Untold, HashMap2018<String, String>, GroupIndex<Label,
 TEST(GroupIndex, KnowsTheKeysOfAGroupInTheOrderOfTheirComing) {
     Words words(Untold{}, 1u);
     for (char const* const word : {"beech", "ash", "birch", "alder"}) {
-        words.isKey(word);
+        words.insert(word);
     }
 
     EXPECT_THAT(words.index().keys("a"), ElementsAre(String("ash"), String("alder")));
@@ -42,23 +42,23 @@ TEST(GroupIndex, KnowsTheKeysOfAGroupInTheOrderOfTheirComing) {
 
 TEST(GroupIndex, ForgetsKeysThatLeave) {
     Words words(Untold{}, 1u);
-    words.isKey("ash");
-    words.isKey("alder");
+    words.insert("ash");
+    words.insert("alder");
 
-    words.delKey("ash");
+    words.del("ash");
     EXPECT_THAT(words.index().keys("a"), ElementsAre(String("alder")));
-    words.delKey("alder");
+    words.del("alder");
     EXPECT_THAT(words.index().keys("a"), IsEmpty());
 
-    words.isKey("ash");
+    words.insert("ash");
     words.delAll();
     EXPECT_THAT(words.index().keys("a"), IsEmpty());
 }
 
 TEST(GroupIndex, MovesAKeyWhoseValueBelongsToAnotherGroup) {
     Labels labels(Untold{}, 1u);
-    labels.isValue("ash", String("tree"));
-    labels.isValue("ash", String("rest of a fire"));
+    labels.set("ash", String("tree"));
+    labels.set("ash", String("rest of a fire"));
     EXPECT_THAT(labels.index().keys("tree"), IsEmpty());
     EXPECT_THAT(labels.index().keys("rest of a fire"), ElementsAre(String("ash")));
 }
@@ -71,10 +71,10 @@ struct LabelsLetter {
 TEST(GroupIndex, AKeyKeepsItsPlaceInTheGroupWhenItsNewValueBelongsThereToo) {
     Collection<Untold, HashMap2018<String, String>, GroupIndex<LabelsLetter, String, String>>
         labels(Untold{}, 1u);
-    labels.isValue("ash", String("tree"));
-    labels.isValue("beech", String("tree"));
+    labels.set("ash", String("tree"));
+    labels.set("beech", String("tree"));
 
-    labels.isValue("ash", String("trunk"));
+    labels.set("ash", String("trunk"));
 
     EXPECT_EQ(labels("ash"), String("trunk"));
     EXPECT_THAT(labels.index().keys("t"), ElementsAre(String("ash"), String("beech")));
@@ -83,10 +83,10 @@ TEST(GroupIndex, AKeyKeepsItsPlaceInTheGroupWhenItsNewValueBelongsThereToo) {
 TEST(GroupIndex, LetsItsCallerRemoveTheKeysOfAGroup) {
     Words words(Untold{}, 1u);
     for (char const* const word : {"ash", "birch", "alder"}) {
-        words.isKey(word);
+        words.insert(word);
     }
     for (String const& word : words.index().keys("a")) {
-        words.delKey(word);
+        words.del(word);
     }
     EXPECT_EQ(words.map().size(), 1u);
     EXPECT_TRUE(words.has("birch"));
@@ -111,12 +111,12 @@ struct CountedGroupOf {
 TEST(GroupIndex, KeepsNothingOfAGroupWhoseLastKeyHasLeft) {
     Collection<Untold, HashSet2018<String>, GroupIndex<CountedGroupOf, CountedGroup, String>> words(
         Untold{}, 1u);
-    words.isKey("ash");
-    words.isKey("alder");
+    words.insert("ash");
+    words.insert("alder");
     EXPECT_EQ(CountedGroup::alive, 1);
-    words.delKey("ash");
+    words.del("ash");
     EXPECT_EQ(CountedGroup::alive, 1);
-    words.delKey("alder");
+    words.del("alder");
     EXPECT_EQ(CountedGroup::alive, 0);
 }
 
@@ -184,14 +184,14 @@ TEST(GroupIndex, SaysWhatTheMapSaysAlsoWhereMemoryIsLacking) {
         String const& group = groups[static_cast<std::size_t>(number) % 4];
         String const& other = groups[static_cast<std::size_t>(number / 4) % 4];
 
-        EXPECT_GT(timesNotMade(labels, groups, [&] { labels.isValue(word, group); }), 2u);
+        EXPECT_GT(timesNotMade(labels, groups, [&] { labels.set(word, group); }), 2u);
         EXPECT_EQ(labels(word), group);
         EXPECT_THAT(labels.index().keys(group), testing::Contains(word));
-        timesNotMade(labels, groups, [&] { labels.isValue(word, other); });
+        timesNotMade(labels, groups, [&] { labels.set(word, other); });
         EXPECT_EQ(labels(word), other);
         EXPECT_THAT(labels.index().keys(other), testing::Contains(word));
 
-        EXPECT_GT(timesNotMade(words, {"w"}, [&] { words.isKey(word); }), 1u);
+        EXPECT_GT(timesNotMade(words, {"w"}, [&] { words.insert(word); }), 1u);
         EXPECT_THAT(words.index().keys("w"), testing::Contains(word));
     }
 }
@@ -209,7 +209,7 @@ TEST_P(GroupIndexUnderRandomChange, SaysWhatAWalkOverAllMembersSays) {
         String const word = fmt::format("word{}", pick(60));
         unsigned const what = pick(100);
         if (what < 60) {
-            labels.isValue(word, String(fmt::format("label{}", pick(6))));
+            labels.set(word, String(fmt::format("label{}", pick(6))));
         } else if (what < 99) {
             labels.del(word);
         } else {

@@ -3,87 +3,123 @@
 // Hash takes the fields of a record one by one, in the order of their declaration. hashBytes hashes
 // a text, hashWords a value of fixed size that is kept in words; both are well mixed, so that their
 // results may be used as they are or be fields of a Hash in turn.
+//
+// Names and addresses come from strangers, who must not be able to choose many that hash alike. So
+// every hash is a sum that is keyed with words of the process (see Zin/HashSeed.h): of fields times
+// words, or of products of two fields that words were added to (MULTILINEAR and MULTILINEAR-HM, of
+// D. Lemire and O. Kaser, "Strongly universal string hashing is fast", 2014). No input brings such
+// a sum to a value of its choice: under random words the upper halves of the sums of two different
+// values are equal once in 2^32, whatever the values are. A text is summed up sixteen bytes at a
+// time, each time with the sum so far.
+//
+// Sums are linear: values in steps have sums in steps. So the two halves are mixed in the end.
 #pragma once
 
-#include <bit>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <functional>
 #include <string_view>
+#include <utility>
+
+#include "Zin/Fail.h"
+#include "Zin/HashSeed.h"
 
 namespace Zin {
 
-// Started from a seed, fed 4-byte and 1-byte values, finished to 32 bits.
-class Hash {
-public:
-    explicit constexpr Hash(std::uint32_t seed) noexcept : state_(seed) {}
-
-    constexpr Hash& mix4(std::uint32_t value) noexcept { return mix(value, 4); }
-    constexpr Hash& mix1(std::uint8_t value) noexcept { return mix(value, 1); }
-
-    constexpr std::uint32_t finish() const noexcept {
-        // The count tells a short text from the same text with zero bytes behind it.
-        std::uint32_t h = state_ ^ count_;
-        h = (h ^ (h >> 16)) * 0x85ebca6bU;
-        h = (h ^ (h >> 13)) * 0xc2b2ae35U;
-        return h ^ (h >> 16);
-    }
-
-private:
-    friend constexpr std::uint32_t hashBytes(std::uint32_t seed, std::string_view bytes) noexcept;
-
-    constexpr Hash& mix(std::uint32_t value, std::uint32_t bytes) noexcept {
-        state_ ^= std::rotl(value * 0xcc9e2d51U, 15) * 0x1b873593U;
-        state_ = std::rotl(state_, 13) * 5 + 0xe6546b64U;
-        count_ += bytes;
-        return *this;
-    }
-
-    std::uint32_t state_;
-    std::uint32_t count_ = 0;
-};
-
-constexpr std::uint32_t hashBytes(std::uint32_t seed, std::string_view bytes) noexcept {
-    auto const byte = [bytes](std::size_t i) {
-        return std::uint32_t{static_cast<std::uint8_t>(bytes[i])};
-    };
-    Hash hash(seed);
-    std::size_t i = 0;
-    for (; bytes.size() - i >= 4; i += 4) {
-        hash.mix4(byte(i) | byte(i + 1) << 8 | byte(i + 2) << 16 | byte(i + 3) << 24);
-    }
-    if (i < bytes.size()) {
-        std::uint32_t tail = 0;
-        std::uint32_t const count = static_cast<std::uint32_t>(bytes.size() - i);
-        for (std::uint32_t k = 0; k < count; ++k) {
-            tail |= byte(i + k) << (8 * k);
-        }
-        hash.mix(tail, count);
-    }
-    return hash.finish();
-}
-
 namespace HashImpl {
 
-// Multiplies to 128 bits and folds the halves: every bit of both reaches every bit of the result.
-constexpr std::uint64_t fold(std::uint64_t a, std::uint64_t b) noexcept {
-    __extension__ using Wide = unsigned __int128;
-    Wide const product = Wide{a} * b;
-    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+inline std::uint64_t start(std::uint32_t seed) noexcept {
+    return key.words[0] + (std::uint64_t{seed} << 32);
 }
 
-inline constexpr std::uint64_t k0 = 0xa0761d6478bd642fU;
-inline constexpr std::uint64_t k1 = 0xe7037ed1a0b428dbU;
-inline constexpr std::uint64_t k2 = 0x8ebc6af09c88c6e3U;
+// Each of the values has two words of the key to itself.
+template <class... Values>
+std::uint64_t sum(Values... values) noexcept {
+    static_assert(2 * sizeof...(values) < HashKey::size);
+    return [=]<std::size_t... at>(std::index_sequence<at...>) {
+        return (... + ((key.words[1 + 2 * at] + static_cast<std::uint32_t>(values)) *
+                       (key.words[2 + 2 * at] + (std::uint64_t{values} >> 32))));
+    }
+    (std::index_sequence_for<Values...>());
+}
+
+inline std::uint32_t finish(std::uint64_t sum) noexcept {
+    return static_cast<std::uint32_t>(((sum ^ (sum >> 32)) * 0x9e3779b97f4a7c15U) >> 32);
+}
+
+template <class Word>
+std::uint64_t read(char const* bytes) noexcept {
+    Word word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
 
 }  // namespace HashImpl
 
-constexpr std::uint32_t hashWords(std::uint32_t seed, std::uint64_t a, std::uint64_t b,
-                                  std::uint64_t c = 0) noexcept {
-    using namespace HashImpl;
-    std::uint64_t const ab = fold(a ^ k0, b ^ k1);
-    std::uint64_t const all = fold(ab ^ seed ^ k2, c ^ k1);
-    // Once more, for keys that differ in a few bits of the last word only.
-    return static_cast<std::uint32_t>(((all ^ (all >> 32)) * k0) >> 32);
+// Started from a seed, fed 4-byte and 1-byte values, finished to 32 bits. All records of a type
+// feed the same number of values.
+class Hash {
+public:
+    explicit Hash(std::uint32_t seed) noexcept : sum_(HashImpl::start(seed)) {}
+
+    Hash& mix4(std::uint32_t value) noexcept {
+        if (++fields_ == HashKey::size) {
+            fail("a record has more fields than a hash key has words");
+        }
+        sum_ += HashImpl::key.words[fields_] * value;
+        return *this;
+    }
+    Hash& mix1(std::uint8_t value) noexcept { return mix4(value); }
+
+    std::uint32_t finish() const noexcept { return HashImpl::finish(sum_); }
+
+private:
+    std::uint64_t sum_;
+    std::size_t fields_ = 0;
+};
+
+template <class... Words>
+std::uint32_t hashWords(std::uint32_t seed, Words... words) noexcept {
+    return HashImpl::finish(HashImpl::start(seed) + HashImpl::sum(words...));
 }
 
+inline std::uint32_t hashBytes(std::uint32_t seed, std::string_view bytes) noexcept {
+    using namespace HashImpl;
+    char const* at = bytes.data();
+    std::size_t left = bytes.size();
+    // The size tells a text from the same text with zero bytes behind it.
+    std::uint64_t before = left;
+    for (; left > 16; at += 16, left -= 16) {
+        before = sum(before, read<std::uint64_t>(at), read<std::uint64_t>(at + 8));
+    }
+    // The rest, some of it twice.
+    std::uint64_t first = 0;
+    std::uint64_t last = 0;
+    if (left >= 8) {
+        first = read<std::uint64_t>(at);
+        last = read<std::uint64_t>(at + left - 8);
+    } else if (left >= 4) {
+        first = read<std::uint32_t>(at);
+        last = read<std::uint32_t>(at + left - 4);
+    } else if (left > 0) {
+        first = read<std::uint8_t>(at) | read<std::uint8_t>(at + left / 2) << 8;
+        last = read<std::uint8_t>(at + left - 1);
+    }
+    return hashWords(seed, before, first, last);
+}
+
+// Values that hash themselves, from a seed.
+template <class Value>
+concept Hashable = requires(Value const& value) {
+    { value.hash(std::uint32_t{}) } -> std::same_as<std::uint32_t>;
+};
+
 }  // namespace Zin
+
+// For the standard library's containers.
+template <Zin::Hashable Value>
+struct std::hash<Value> {
+    std::size_t operator()(Value const& value) const { return value.hash(Zin::hashSeed()); }
+};

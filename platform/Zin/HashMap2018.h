@@ -160,7 +160,8 @@ public:
 
     Iterator begin() { return Iterator(*this, store_.first); }
     ConstIterator begin() const { return ConstIterator(*this, store_.first); }
-    static std::default_sentinel_t end() { return std::default_sentinel; }
+    Iterator end() { return {}; }
+    ConstIterator end() const { return {}; }
     // A walk that starts at the key; at its end if there is no such member.
     Iterator from(Key const& key) { return Iterator(*this, slotOf(probe(key))); }
     ConstIterator from(Key const& key) const { return ConstIterator(*this, slotOf(probe(key))); }

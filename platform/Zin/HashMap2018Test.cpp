@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "TestMemory/TestMemory.h"
+#include "Zin/Hash.h"
 #include "Zin/TestNumber.h"
 
 namespace Zin {
@@ -332,6 +333,87 @@ TEST(HashMap2018, GivesItsMemoryBackWhenItsLastMemberIsErased) {
     EXPECT_EQ(TestMemory::blocks, before);
     map.emplace({1}, "still usable");
     EXPECT_EQ(*map.find({1}), "still usable");
+}
+
+TEST(HashMap2018, HoldsItsMembersThroughGrowingShrinkingAndGrowingAgain) {
+    std::size_t const before = TestMemory::blocks;
+    {
+        HashMap2018<Number, int> map(1);
+        for (int round = 0; round < 3; ++round) {
+            for (int number = 0; number < 2000; ++number) {
+                ASSERT_TRUE(map.emplace({number}, number + round).inserted);
+                ASSERT_EQ(map.size(), static_cast<std::uint32_t>(number + 1));
+            }
+            for (int number = 0; number < 2000; ++number) {
+                ASSERT_EQ(*map.find({number}), number + round);
+            }
+            // Down to a few, from the front and from the back, so that free places are of all ages.
+            for (int number = 0; number < 1000 - round; ++number) {
+                ASSERT_TRUE(map.erase(Number{number}));
+                ASSERT_TRUE(map.erase(Number{1999 - number}));
+            }
+            for (int number = 0; number < 2000; ++number) {
+                ASSERT_EQ(map.contains({number}), number >= 1000 - round && number < 1000 + round);
+            }
+            while (!map.empty()) {
+                map.erase(map.begin());
+            }
+        }
+    }
+    EXPECT_EQ(TestMemory::blocks, before);
+}
+
+TEST(HashMap2018, TakesNoMoreMemoryForMembersThatComeInThePlaceOfOthers) {
+    HashMap2018<Number, int> map(1);
+    for (int number = 0; number < 1000; ++number) {
+        map.emplace({number}, number);
+    }
+    std::size_t const before = TestMemory::allocations;
+    for (int number = 1000; number < 100'000; ++number) {
+        map.erase(Number{number - 1000});
+        map.emplace({number}, number);
+    }
+    EXPECT_EQ(TestMemory::allocations, before);
+    EXPECT_EQ(map.size(), 1000u);
+}
+
+// A key that owns memory.
+struct Name {
+    std::string text;
+    bool operator==(Name const&) const = default;
+    std::uint32_t hash(std::uint32_t seed) const { return hashBytes(seed, text); }
+};
+
+TEST(HashMap2018, ErasesUnderAKeyThatIsTheMembersOwn) {
+    HashMap2018<Name, Last> map(1);
+    Name const longName{std::string(100, 'n')};
+    map.emplace(longName, [&] { EXPECT_FALSE(map.contains(longName)); });
+    EXPECT_TRUE(map.erase(map.begin()->key));
+    EXPECT_TRUE(map.empty());
+}
+
+TEST(HashMap2018, WalksGoOnThoughValuesThatGoChangeTheMapAndThrow) {
+    LastMap map(1);
+    for (int number = 0; number < 20; ++number) {
+        map.emplace({number}, [&map, number] {
+            map.emplace({100 + number});
+            map.erase(Number{number + 1});
+            throw std::runtime_error("a value that goes");
+        });
+    }
+    std::vector<int> walked;
+    for (auto const& member : map) {
+        int const number = member.key.value;
+        walked.push_back(number);
+        if (number < 20) {
+            EXPECT_THROW(map.erase(Number{number}), std::runtime_error);
+        }
+    }
+    // Each value that goes takes the next one along, whose going takes the one after that.
+    EXPECT_EQ(walked.front(), 0);
+    EXPECT_EQ(walked.size(), 21u);
+    EXPECT_EQ(map.size(), 20u);
+    map.clear();
 }
 
 TEST(HashMap2018, IsLeftAsItWasByAnAllocationThatFails) {

@@ -1,14 +1,18 @@
 #include "Zin/HashSeed.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
 namespace Zin {
-namespace {
 
-constinit std::uint32_t seed = 0x5eed2018;
-
-}  // namespace
-
-std::uint32_t hashSeed() noexcept { return seed; }
-
-void hashSeedIs(std::uint32_t newSeed) noexcept { seed = newSeed; }
+HashKey drawnHashKey() {
+    std::uint64_t draw = 0;
+    if (::getentropy(&draw, sizeof draw) != 0) {
+        throw std::system_error(errno, std::generic_category(), "drawing the hash key");
+    }
+    return HashKey(draw);
+}
 
 }  // namespace Zin

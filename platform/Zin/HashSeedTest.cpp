@@ -1,19 +1,27 @@
 #include "Zin/HashSeed.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 namespace Zin {
 namespace {
 
-TEST(HashSeed, StaysWhatItIsUntilAnEmbedderChangesIt) {
+TEST(HashSeed, StaysWhatItIsUntilTheProgramChangesTheKey) {
+    HashKey const before = hashKey();
     std::uint32_t const seed = hashSeed();
     EXPECT_EQ(hashSeed(), seed);
 
-    hashSeedIs(seed ^ 1);
-    EXPECT_EQ(hashSeed(), seed ^ 1);
+    hashKeyIs(HashKey(1));
+    EXPECT_NE(hashSeed(), seed);
 
-    hashSeedIs(seed);
+    hashKeyIs(before);
     EXPECT_EQ(hashSeed(), seed);
+}
+
+TEST(HashKey, IsAnotherOneInAllItsWordsEachTimeItIsDrawn) {
+    HashKey const one = drawnHashKey();
+    HashKey const other = drawnHashKey();
+
+    EXPECT_THAT(one.words, ::testing::Pointwise(::testing::Ne(), other.words));
 }
 
 }  // namespace

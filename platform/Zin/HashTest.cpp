@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "Zin/TestHashFamilies.h"
+
 namespace Zin {
 namespace {
 
@@ -62,39 +64,114 @@ TEST(Hash, FieldsCountInTheirOrder) {
     EXPECT_NE(Hash(0).mix4(1).mix4(2).finish(), Hash(0).mix4(2).mix4(1).finish());
 }
 
-TEST(Hash, AByteIsNotAWord) { EXPECT_NE(Hash(0).mix1(1).finish(), Hash(0).mix4(1).finish()); }
-
-TEST(Hash, AFieldOfZeroCounts) {
-    EXPECT_NE(Hash(0).finish(), Hash(0).mix1(0).finish());
-    EXPECT_NE(Hash(0).mix1(0).finish(), Hash(0).mix1(0).mix1(0).finish());
-}
-
 TEST(Hash, SeedsGiveDifferentHashes) {
     EXPECT_NE(Hash(0).mix4(1).finish(), Hash(1).mix4(1).finish());
     EXPECT_NE(hashBytes(0, "red"), hashBytes(1, "red"));
-    EXPECT_NE(hashWords(0, 1, 2), hashWords(1, 1, 2));
+    EXPECT_NE(hashWords(0, 1U, 2U), hashWords(1, 1U, 2U));
 }
 
-TEST(Hash, IsKnownAtCompileTime) {
-    static_assert(hashBytes(3, "red") != hashBytes(3, "blue"));
-    static_assert(hashWords(3, 1, 2) != hashWords(3, 2, 1));
+TEST(Hash, IsAnotherOneUnderAnotherKey) {
+    auto const hashes = [] {
+        return std::vector{Hash(7).mix4(1).finish(), hashWords(7, std::uint64_t{1}),
+                           hashBytes(7, ""), hashBytes(7, "management")};
+    };
+    HashKey const before = hashKey();
+    auto const hashesBefore = hashes();
 
-    constexpr std::uint32_t atCompileTime = hashBytes(3, "management");
-    std::string const name = "management";
-    EXPECT_EQ(hashBytes(3, name), atCompileTime);
+    hashKeyIs(HashKey(1));
+    auto const hashesThen = hashes();
+    hashKeyIs(before);
+
+    EXPECT_THAT(hashesThen, ::testing::Pointwise(::testing::Ne(), hashesBefore));
+    EXPECT_EQ(hashes(), hashesBefore);
+}
+
+// Worked out apart from this program, on a machine that has its low bytes first.
+TEST(Hash, IsTheSumThatItSaysItIs) {
+    HashKey const before = hashKey();
+    hashKeyIs(HashKey(2018));
+    std::vector<std::uint32_t> const hashes{
+        hashSeed(),
+        Hash(7).mix4(1).mix4(2).mix1(3).finish(),
+        hashWords(7, std::uint64_t{0x0123456789abcdef}, std::uint64_t{2}, ~std::uint64_t{0}),
+        hashBytes(7, "red"),
+        hashBytes(7, "blue"),
+        hashBytes(7, "management"),
+        hashBytes(7, "a name that has more than sixteen bytes")};
+    hashKeyIs(before);
+
+    EXPECT_THAT(hashes, ::testing::ElementsAre(0x380c6a0cU, 0xf5c009efU, 0x37024f13U, 0xb7cb1a03U,
+                                               0x81b3da36U, 0x2820c699U, 0x67cf55c7U));
+}
+
+TEST(HashDeathTest, RefusesARecordOfMoreFieldsThanTheKeyHasWordsFor) {
+    Hash hash(0);
+    for (std::uint32_t i = 1; i < HashKey::size; ++i) {
+        hash.mix4(i);
+    }
+    EXPECT_DEATH(hash.mix4(0), "a record has more fields than a hash key has words");
+}
+
+// Records of two fields and of three.
+struct Pair {
+    HashInput<1> fields;
+    std::uint32_t hash(std::uint32_t seed) const {
+        return Hash(seed)
+            .mix4(static_cast<std::uint32_t>(fields[0]))
+            .mix4(static_cast<std::uint32_t>(fields[0] >> 32))
+            .finish();
+    }
+};
+struct Words {
+    HashInput<3> words;
+    std::uint32_t hash(std::uint32_t seed) const {
+        return hashWords(seed, words[0], words[1], words[2]);
+    }
+};
+struct Bytes {
+    std::string bytes;
+    std::uint32_t hash(std::uint32_t seed) const { return hashBytes(seed, bytes); }
+};
+
+TEST(Hash, HasNoCostlyFamilyOfRecords) {
+    expectNoCostlyFamily<1>([](HashInput<1> const& input) { return Pair{input}; });
+}
+
+TEST(HashWords, HasNoCostlyFamilyOfWords) {
+    expectNoCostlyFamily<3>([](HashInput<3> const& input) { return Words{input}; });
+}
+
+TEST(HashBytes, HasNoCostlyFamilyOfShortAndOfLongTexts) {
+    expectNoCostlyFamily<1>([](auto const& input) { return Bytes{textOf(input)}; });
+    expectNoCostlyFamily<3>([](auto const& input) { return Bytes{textOf(input)}; });
+}
+
+// What a chain of 32-bit blocks allows whatever its seed: two blocks of which the second undoes
+// what the first one changed, many times over.
+TEST(HashBytes, HasNoBlocksThatCancelEachOther) {
+    std::set<std::uint32_t> hashes;
+    for (std::uint32_t choice = 0; choice < 1024; ++choice) {
+        std::string text;
+        for (int block = 0; block < 10; ++block) {
+            bool const other = choice >> block & 1;
+            text += other ? std::string("\0\0\4\0\0\0\0\200", 8) : std::string(8, '\0');
+        }
+        hashes.insert(hashBytes(0, text));
+    }
+    EXPECT_GE(hashes.size(), 1023U);
 }
 
 TEST(HashBytes, TellsTextsApartThatDifferInTrailingZeroBytes) {
     std::set<std::uint32_t> hashes;
-    for (std::size_t size = 0; size < 20; ++size) {
+    for (std::size_t size = 0; size < 70; ++size) {
         hashes.insert(hashBytes(0, std::string(size, '\0')));
     }
 
-    EXPECT_EQ(hashes.size(), 20U);
+    EXPECT_EQ(hashes.size(), 70U);
 }
 
 TEST(HashBytes, EveryByteOfATextCounts) {
-    for (std::size_t size = 1; size < 20; ++size) {
+    for (std::size_t size = 1; size < 70; ++size) {
         std::string const text(size, 'a');
         for (std::size_t i = 0; i < size; ++i) {
             std::string changed = text;

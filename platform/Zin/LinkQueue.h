@@ -48,14 +48,14 @@ public:
     void enq(T member) { list_.push_back(std::move(member)); }
 
     // Moves the front out of the queue; T() if the queue is empty.
-    T deq() {
-        T taken{};
-        if (!empty()) {
-            taken = std::move(list_.front());
-            remove(list_.begin());
-        }
-        return taken;
-    }
+    T deq() { return take(0); }
+
+    // Moves the member at `index` out of the queue; T() if there is none.
+    T take(std::uint32_t index) { return index < size() ? takeAt(at(index)) : T(); }
+
+    // Moves the member that the walk stands on out of the queue; as every other walk that stands
+    // there it then is in the gap, and goes on to the member that followed.
+    T take(Iterator const& walk) { return takeAt(walk.position()); }
 
     // Puts `member` in the place of the one at `index`. Whether there is such a place.
     bool replace(std::uint32_t index, T member) {
@@ -66,19 +66,6 @@ public:
         drop(std::move(member));
         return true;
     }
-
-    // Whether there was a member at `index`.
-    bool erase(std::uint32_t index) {
-        if (index >= size()) {
-            return false;
-        }
-        eraseAt(at(index));
-        return true;
-    }
-
-    // Erases the member that the walk stands on; as every other walk that stands there it then is
-    // in the gap, and goes on to the member that followed.
-    void erase(Iterator const& walk) { eraseAt(walk.position()); }
 
     // The queue is empty before the first member goes; members go from front to back.
     void clear() {
@@ -93,7 +80,8 @@ public:
 
     Iterator begin() { return Iterator(*this, list_.begin()); }
     ConstIterator begin() const { return ConstIterator(*this, list_.begin()); }
-    static std::default_sentinel_t end() { return std::default_sentinel; }
+    Iterator end() { return {}; }
+    ConstIterator end() const { return {}; }
 
 private:
     template <class>
@@ -109,15 +97,11 @@ private:
 
     Position at(std::uint32_t index) { return std::next(list_.begin(), index); }
 
-    void eraseAt(Position at) {
-        T last(std::move(memberAt(at)));
-        remove(at);
-        drop(std::move(last));
-    }
-
-    void remove(Position at) {
+    T takeAt(Position at) {
+        T taken(std::move(memberAt(at)));
         walks_.handleGone(at, at == list_.begin() ? list_.end() : std::prev(at));
         list_.erase(at);
+        return taken;
     }
 
     List list_;

@@ -5,7 +5,10 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <vector>
+
+#include "TestMemory/TestMemory.h"
 
 namespace Zin {
 namespace {
@@ -54,12 +57,12 @@ TEST(LinkQueue, GivesADefaultWhereThereIsNothing) {
     EXPECT_EQ(shared.back(), nullptr);
 }
 
-TEST(LinkQueue, ReplacesAndErasesByPosition) {
+TEST(LinkQueue, ReplacesAndTakesByPosition) {
     auto const queue = queueOf({10, 11, 12, 13});
     EXPECT_TRUE(queue->replace(2, 22));
-    EXPECT_TRUE(queue->erase(0u));
+    EXPECT_EQ(queue->take(0u), 10);
     EXPECT_FALSE(queue->replace(3, 0));
-    EXPECT_FALSE(queue->erase(3u));
+    EXPECT_EQ(queue->take(3u), 0);
     EXPECT_THAT(members(*queue), ElementsAre(11, 22, 13));
     EXPECT_THAT(members(std::as_const(*queue)), ElementsAre(11, 22, 13));
 }
@@ -78,11 +81,11 @@ TEST(LinkQueue, AWalkSurvivesWhatEntersAndLeaves) {
     EXPECT_TRUE(queue->empty());
 }
 
-TEST(LinkQueue, ErasingThroughAWalkLeavesItInTheGap) {
+TEST(LinkQueue, TakingThroughAWalkLeavesItInTheGap) {
     auto const queue = queueOf({1, 2, 3, 4, 5});
     for (auto walk = queue->begin(); walk != queue->end(); ++walk) {
         if (*walk % 2 == 1) {
-            queue->erase(walk);
+            EXPECT_EQ(queue->take(walk) % 2, 1);
         }
     }
     EXPECT_THAT(members(*queue), ElementsAre(2, 4));
@@ -106,6 +109,37 @@ TEST(LinkQueueDeathTest, GoingOnPastTheEndStopsTheProcess) {
     EXPECT_DEATH(++walk, "past its end");
 }
 
+TEST(LinkQueue, AMemberThatGoesMayChangeOrDestroyTheQueue) {
+    auto queue = std::make_unique<LinkQueue<Last>>();
+    std::vector<std::uint32_t> sizes;
+    queue->enq(last([&] { queue->enq(Last()); }));
+    queue->enq(last([&] { sizes.push_back(queue->size()); }));
+    queue->clear();
+    EXPECT_THAT(sizes, ElementsAre(1));
+    EXPECT_EQ(queue->size(), 1u);
+
+    queue->enq(last([&] { queue.reset(); }));
+    auto* const itself = queue.get();
+    itself->clear();
+    EXPECT_EQ(queue, nullptr);
+}
+
+TEST(LinkQueue, IsLeftAsItWasByAnAllocationThatFails) {
+    std::size_t const before = TestMemory::blocks;
+    {
+        LinkQueue<int> queue;
+        queue.enq(1);
+        {
+            TestMemory::OneFailure const failure(0);
+            EXPECT_THROW(queue.enq(2), std::bad_alloc);
+        }
+        EXPECT_THAT(members(queue), ElementsAre(1));
+        queue.enq(3);
+        EXPECT_THAT(members(queue), ElementsAre(1, 3));
+    }
+    EXPECT_EQ(TestMemory::blocks, before);
+}
+
 TEST(LinkQueue, AMemberIsOutOfTheQueueBeforeItGoes) {
     LinkQueue<Last> queue;
     std::vector<std::uint32_t> sizes;
@@ -114,8 +148,8 @@ TEST(LinkQueue, AMemberIsOutOfTheQueueBeforeItGoes) {
         queue.enq(last(noteSize));
     }
     queue.deq();
-    queue.erase(1u);
-    queue.erase(queue.begin());
+    queue.take(1u);
+    queue.take(queue.begin());
     queue.replace(0, Last());
     queue.clear();
     EXPECT_THAT(sizes, ElementsAre(4, 3, 2, 2, 0));

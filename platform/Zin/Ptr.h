@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "Zin/Entity.h"
+#include "Zin/Turn.h"
 
 namespace Zin {
 
@@ -89,11 +90,18 @@ private:
 };
 
 // Makes an entity: constructs it, switches its notification on and runs its handleInitialized().
-// Outside of turns what fails there is thrown from here, and the entity is gone.
+// Outside of turns what fails there is thrown from here, and the entity is gone; its teardown is part
+// of the same turn.
 template <class T, class... Args>
 Ptr<T> make(Args&&... args) {
     Ptr<T> entity = Ptr<T>::adopt(new T(std::forward<Args>(args)...));
-    entity->initialize();
+    {
+        Turn const turn;
+        entity->initialize();
+        if (Turn::endsInFailure()) {
+            entity->retire();
+        }
+    }
     return entity;
 }
 

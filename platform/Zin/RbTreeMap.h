@@ -117,7 +117,8 @@ public:
 
     Iterator begin() { return Iterator(*this, {tree_.begin(), {}}); }
     ConstIterator begin() const { return ConstIterator(*this, {tree_.begin(), {}}); }
-    static std::default_sentinel_t end() { return std::default_sentinel; }
+    Iterator end() { return {}; }
+    ConstIterator end() const { return {}; }
     // A walk that starts at the key; at the one that follows it if there is no such member.
     Iterator from(Key const& key) { return Iterator(*this, {tree_.lower_bound(key), {}}); }
     ConstIterator from(Key const& key) const {

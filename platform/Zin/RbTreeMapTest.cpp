@@ -1,5 +1,6 @@
 #include "Zin/RbTreeMap.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,8 +8,12 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "TestMemory/TestMemory.h"
 
 namespace Zin {
 namespace {
@@ -26,6 +31,26 @@ std::vector<int> keys(SomeMap& map) {
     }
     return found;
 }
+
+// Throws when it goes, if it is told to.
+class Thrower {
+public:
+    Thrower() = default;
+    explicit Thrower(std::function<void()> whenGone) : whenGone_(std::move(whenGone)) {}
+    Thrower(Thrower&& that) noexcept : whenGone_(std::exchange(that.whenGone_, nullptr)) {}
+    Thrower& operator=(Thrower&& that) noexcept {
+        std::swap(whenGone_, that.whenGone_);
+        return *this;
+    }
+    ~Thrower() noexcept(false) {
+        if (whenGone_) {
+            std::exchange(whenGone_, nullptr)();
+        }
+    }
+
+private:
+    std::function<void()> whenGone_;
+};
 
 std::unique_ptr<Map> mapOf(std::initializer_list<int> numbers) {
     auto map = std::make_unique<Map>();
@@ -176,6 +201,57 @@ TEST(RbTreeMap, IsEmptyBeforeTheFirstValueGoesWhichMayDestroyIt) {
     itself->clear();
     EXPECT_THAT(seen, IsEmpty());
     EXPECT_EQ(map, nullptr);
+}
+
+TEST(RbTreeMap, KeepsWhatValuesThatGoInsertWhileItIsCleared) {
+    RbTreeMap<int, Last> map;
+    for (int number = 0; number < 3; ++number) {
+        map.emplace(number, last([&map, number] { map.emplace(number + 10); }));
+    }
+    map.clear();
+    EXPECT_THAT(keys(map), ElementsAre(10, 11, 12));
+}
+
+TEST(RbTreeMap, DestroysAllValuesThoughSomeThrowAndThrowsTheFirstFailure) {
+    int gone = 0;
+    auto const failing = [&gone] { throw std::runtime_error(fmt::format("failure {}", ++gone)); };
+    RbTreeMap<int, Thrower> map;
+    for (int number = 0; number < 5; ++number) {
+        map.emplace(number, failing);
+    }
+
+    EXPECT_THROW(map.erase(0), std::runtime_error);
+    EXPECT_EQ(map.size(), 4u);
+    EXPECT_THROW(map.insertOrAssign(1, Thrower()), std::runtime_error);
+    EXPECT_EQ(map.size(), 4u);
+    try {
+        map.clear();
+        FAIL() << "nothing thrown";
+    } catch (std::runtime_error const& failure) {
+        EXPECT_STREQ(failure.what(), "failure 3");
+    }
+    EXPECT_EQ(gone, 5);
+    EXPECT_TRUE(map.empty());
+}
+
+TEST(RbTreeMap, IsLeftAsItWasByAnAllocationThatFails) {
+    Map map;
+    std::string const longText(100, 't');
+    for (int number = 0; number < 20; ++number) {
+        std::vector<int> const before = keys(map);
+        bool lacking = true;
+        for (std::size_t allowed = 0; lacking; ++allowed) {
+            TestMemory::OneFailure const failure(allowed);
+            try {
+                map.emplace(number, longText);
+            } catch (std::bad_alloc const&) {
+            }
+            lacking = failure.happened();
+            ASSERT_EQ(map.contains(number), !lacking);
+            ASSERT_EQ(map.size(), before.size() + (lacking ? 0 : 1));
+        }
+    }
+    EXPECT_EQ(map.size(), 20u);
 }
 
 TEST(RbTreeMap, BehavesAsAnOrderedMapDoesUnderChangesAndWalks) {

@@ -44,33 +44,33 @@ public:
     // Entities built from a value.
     auto const& built() const { return built_; }
     Ptr<Crate> builtIs(String const& name) {
-        return built_.isMade(name, [&] { return make<Crate>(crateLife_, name); });
+        return built_.findOrMake(name, [&] { return make<Crate>(crateLife_, name); });
     }
     Ptr<Crate> builtDel(String const& name) { return built_.del(name); }
 
     // Pointers whose key is derived from the member.
     auto const& derived() const { return derived_; }
     void derivedIs(Ptr<Crate> const& crate) {
-        derived_.isMember(notNull("derived", crate)->name(), crate);
+        derived_.put(notNull("derived", crate)->name(), crate);
     }
     Ptr<Crate> derivedDel(String const& name) { return derived_.del(name); }
     void derivedDelAll() { derived_.delAll(); }
 
     // Pointers under an explicit key.
     auto const& keyed() const { return keyed_; }
-    void keyedIs(String const& key, Ptr<Crate> crate) { keyed_.isPointer(key, std::move(crate)); }
+    void keyedIs(String const& key, Ptr<Crate> crate) { keyed_.setOrRemove(key, std::move(crate)); }
     Ptr<Crate> keyedDel(String const& key) { return keyed_.del(key); }
 
     // Values, keys alone, and a sorted one.
     auto const& number() const { return number_; }
-    void numberIs(String const& key, int value) { number_.isValue(key, value); }
+    void numberIs(String const& key, int value) { number_.set(key, value); }
     int numberDel(String const& key) { return number_.del(key); }
     auto const& name() const { return name_; }
-    void nameIs(String const& name) { name_.isKey(name); }
-    void nameDel(String const& name) { name_.delKey(name); }
+    void nameIs(String const& name) { name_.insert(name); }
+    String nameDel(String const& name) { return name_.del(name); }
     void nameDelAll() { name_.delAll(); }
     auto const& sorted() const { return sorted_; }
-    void sortedIs(String const& key, int value) { sorted_.isValue(key, value); }
+    void sortedIs(String const& key, int value) { sorted_.set(key, value); }
     void sortedDelAll() { sorted_.delAll(); }
 
     NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }

@@ -11,6 +11,8 @@ bool isControl(char c) {
     return byte < 0x20 || byte == 0x7f;
 }
 
+std::string hexDigits(char c) { return fmt::format("{:02x}", static_cast<unsigned char>(c)); }
+
 }  // namespace
 
 void TextReader::literal(std::string_view text) {
@@ -47,10 +49,12 @@ std::string TextReader::quoted() {
             std::uint8_t byte = 0;
             auto const [stop, error] =
                 std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
-            if (error != std::errc{} || stop != digits.data() + 2) {
-                fail("two hexadecimal digits");
+            char const escaped = static_cast<char>(byte);
+            if (error != std::errc{} || stop != digits.data() + 2 || !isControl(escaped) ||
+                hexDigits(escaped) != digits) {
+                fail("the two hexadecimal digits of a control byte");
             }
-            text += static_cast<char>(byte);
+            text += escaped;
             offset_ += 2;
         } else if (skip("\\")) {
             if (!rest().starts_with('\'') && !rest().starts_with('\\')) {
@@ -83,7 +87,7 @@ std::string quote(std::string_view text) {
     std::string quoted = "'";
     for (char const c : text) {
         if (isControl(c)) {
-            quoted += fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
+            quoted += "\\x" + hexDigits(c);
         } else {
             if (c == '\'' || c == '\\') {
                 quoted += '\\';

@@ -5,8 +5,8 @@
 //   reflective   valueToStrep(value), read back by TextReader::read<T>: '10.0.0.1',
 //                Value('IpLib::IntfAddrWithMaskKey', ** {'intfId': 'Ethernet1', ...})
 //
-// Both are exact: no blanks, no locale, nothing behind the value. A text that is not the form asked
-// for throws ParseError.
+// Both are exact: no blanks, no locale, nothing behind the value, numbers and escapes as they are
+// printed. A text that is not the form asked for throws ParseError.
 //
 // What a type brings with it, each found by argument-dependent look-up:
 //
@@ -191,6 +191,10 @@ T TextReader::number() {
     }
     if (error != std::errc{}) {
         fail("a number");
+    }
+    std::string const printed = valueToStrep(value);
+    if (printed != std::string_view(rest().data(), stop)) {
+        fail(fmt::format("the number as it is printed, {},", printed));
     }
     offset_ += static_cast<std::size_t>(stop - rest().data());
     return value;

@@ -113,6 +113,16 @@ TEST(StrepToValue, RefusesWhatIsNotTheWholeForm) {
     EXPECT_THAT([] { strepToValue<Seconds>("1e999"); }, failsAt(0));
 }
 
+TEST(StrepToValue, RefusesNumbersThatArePrintedOtherwise) {
+    for (char const* const text : {"001.50", "1.50", "01.5", ".5", "5.", "1.0", "1E3", "1e3", "NAN",
+                                   "nan(1)", "INF", "infinity", "00", "0.50"}) {
+        EXPECT_THAT([text] { strepToValue<Seconds>(text); }, failsAt(0)) << text;
+    }
+    for (char const* const text : {"007", "-0", "00", "-01"}) {
+        EXPECT_THAT([text] { strepToValue<int>(text); }, failsAt(0)) << text;
+    }
+}
+
 TEST(StrepToValue, EverySecondsValueReadsBackAsItself) {
     std::mt19937_64 random(1);
     for (int i = 0; i < 20000; ++i) {
@@ -188,6 +198,9 @@ TEST(TextReader, AQuotedTextHasNoOtherEscapesThanThosePrinted) {
     EXPECT_THAT(read("'a\\"), failsAt(3, "name"));
     EXPECT_THAT(read("'a\\x4"), failsAt(4, "name"));
     EXPECT_THAT(read("'a\\x4g'"), failsAt(4, "name"));
+    EXPECT_THAT(read("'a\\x41'"), failsAt(4, "name"));
+    EXPECT_THAT(read("'a\\x0A'"), failsAt(4, "name"));
+    EXPECT_THAT(read("'a\\x27'"), failsAt(4, "name"));
 }
 
 TEST(TextReader, AFieldThatHoldsTheSeparatorsReadsBack) {

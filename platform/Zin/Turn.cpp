@@ -67,6 +67,8 @@ Turn::~Turn() noexcept(false) {
 
 bool Turn::inProgress() noexcept { return state.depth > 0; }
 
+bool Turn::endsInFailure() noexcept { return state.depth == 1 && state.failed; }
+
 std::uint64_t Turn::id() noexcept { return state.depth > 0 ? state.started : 0; }
 
 std::uint64_t Turn::suppressedFailures() noexcept { return state.suppressed; }

@@ -58,6 +58,8 @@ public:
 
     // Whether a turn is on this thread's stack.
     static bool inProgress() noexcept;
+    // Whether the end of the innermost turn on the stack is to throw.
+    static bool endsInFailure() noexcept;
     // Names the turn in progress: a new outermost turn has a new id. 0 outside of turns.
     static std::uint64_t id() noexcept;
     // How many failures this thread has dropped because another one of their turn, or an exception

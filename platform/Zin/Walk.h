@@ -72,6 +72,7 @@ class Walks<Position>::Place {
 protected:
     enum class Stand : unsigned char { onMember, inGap, atEnd };
 
+    Place() = default;
     Place(Walks& walks, Position const& at, Stand stand) : at_(at), stand_(stand) {
         joinList(&walks.first_);
     }
@@ -90,8 +91,8 @@ protected:
     // Whether the collection still exists.
     bool attached() const noexcept { return link_ != nullptr; }
 
-    Position at_;
-    Stand stand_;
+    Position at_{};
+    Stand stand_ = Stand::atEnd;
 
 private:
     friend class Walks;
@@ -145,17 +146,21 @@ class Walk : private Walks<typename Collection::Position>::Place {
     using Stand = typename Place::Stand;
 
 public:
+    using iterator_category = std::forward_iterator_tag;
     using value_type = typename Collection::Member;
     using difference_type = std::ptrdiff_t;
     using reference =
         std::conditional_t<std::is_const_v<Collection>, value_type const&, value_type&>;
+    using pointer = std::remove_reference_t<reference>*;
 
+    // The end of every collection.
+    Walk() = default;
     Walk(Collection& collection, Position const& at)
         : Place(collection.walks_, at, at == collection.nowhere() ? Stand::atEnd : Stand::onMember),
           collection_(&collection) {}
 
     reference operator*() const { return collection_->memberAt(position()); }
-    auto operator->() const { return &**this; }
+    pointer operator->() const { return &**this; }
 
     Walk& operator++() {
         if (this->stand_ == Stand::atEnd) {
@@ -169,11 +174,25 @@ public:
         this->stand_ = isNowhere(next) ? Stand::atEnd : Stand::onMember;
         return *this;
     }
-    void operator++(int) { ++*this; }
+    Walk operator++(int) {
+        Walk before = *this;
+        ++*this;
+        return before;
+    }
 
     friend bool operator==(Walk const& walk, std::default_sentinel_t) {
         return walk.stand_ != Stand::onMember &&
                (walk.stand_ == Stand::atEnd || walk.isNowhere(walk.following()));
+    }
+
+    friend bool operator==(Walk const& a, Walk const& b) {
+        if (a == std::default_sentinel || b == std::default_sentinel) {
+            return a == std::default_sentinel && b == std::default_sentinel;
+        }
+        if (a.stand_ != b.stand_) {
+            return false;
+        }
+        return a.stand_ == Stand::onMember ? a.at_ == b.at_ : a.following() == b.following();
     }
 
     // Where the member stands that the walk is on; for the collection's use.
@@ -195,7 +214,7 @@ private:
         return !this->attached() || position == collection_->nowhere();
     }
 
-    Collection* collection_;
+    Collection* collection_ = nullptr;
 };
 
 }  // namespace Zin
