@@ -66,7 +66,8 @@ public:
 
     Hash& mix4(std::uint32_t value) noexcept {
         if (++fields_ == HashKey::size) {
-            fail("a record has more fields than a hash key has words");
+            fail({"Hash", "fields < words", "mix4",
+                  "a record has more fields than a key has words"});
         }
         sum_ += HashImpl::key.words[fields_] * value;
         return *this;
