@@ -2,7 +2,7 @@
 # DEPENDS and of what those build on, and of nothing else: each target brings an include directory
 # that holds only its own folder, so an include that runs upwards does not compile.
 #
-#   iplib_module(NAME nimb FOLDER Nimb DEPENDS zin [LIBRARIES fmt::fmt] [TEST_DEPENDS testing]
+#   iplib_module(NAME nimb FOLDER Nimb DEPENDS zin [LIBRARIES fmt::fmt] [TEST_DEPENDS test_kit]
 #                [THREADS])
 #
 # FOLDER is the folder as it is written in #include lines. *Test.cpp become the test program

@@ -8,7 +8,7 @@
 
 #include "RoundTrip.h"
 #include "feeds/netlink/DumpReader.h"
-#include "feeds/netlink/Messages.h"
+#include "feeds/netlink/TestMessages.h"
 
 namespace {
 

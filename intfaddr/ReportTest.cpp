@@ -15,8 +15,8 @@ using testing::SizeIs;
 
 // 10.0.0.1/24 stands on eth0 of VRF red, 10.0.0.2/24 and 10.0.0.3/24 wait on eth1; VRF blue is
 // empty.
-struct Bench {
-    Bench() {
+struct Fixture {
+    Fixture() {
         router.managerStart();
         for (char const* vrf : {"red", "blue"}) {
             router.tableAdd(vrf);
@@ -36,8 +36,8 @@ struct Bench {
 };
 
 TEST(Report, CoversEveryVrf) {
-    Bench bench;
-    Report const report = bench.ask({});
+    Fixture fixture;
+    Report const report = fixture.ask({});
 
     ASSERT_THAT(report, SizeIs(2));
     EXPECT_EQ(report[0].vrf, L3::VrfName("blue"));
@@ -48,8 +48,8 @@ TEST(Report, CoversEveryVrf) {
 }
 
 TEST(Report, OneVrfAlone) {
-    Bench bench;
-    Report const report = bench.ask({.vrf = "blue"});
+    Fixture fixture;
+    Report const report = fixture.ask({.vrf = "blue"});
 
     ASSERT_THAT(report, SizeIs(1));
     EXPECT_EQ(report[0].vrf, L3::VrfName("blue"));
@@ -57,20 +57,20 @@ TEST(Report, OneVrfAlone) {
 }
 
 TEST(Report, OneAddressAloneWhetherItStandsOrWaits) {
-    Bench bench;
-    Report const standing = bench.ask({.addr = Nimb::IpGenAddr("10.0.0.1")});
+    Fixture fixture;
+    Report const standing = fixture.ask({.addr = Nimb::IpGenAddr("10.0.0.1")});
     EXPECT_TRUE(hasRow(standing));
     EXPECT_THAT(standing[1].deferred, IsEmpty());
 
-    Report const waiting = bench.ask({.vrf = "red", .addr = Nimb::IpGenAddr("10.0.0.3")});
+    Report const waiting = fixture.ask({.vrf = "red", .addr = Nimb::IpGenAddr("10.0.0.3")});
     EXPECT_FALSE(hasRow(waiting));
     ASSERT_THAT(waiting[0].deferred, SizeIs(1));
     EXPECT_EQ(waiting[0].deferred[0].addr.toStrep(), "10.0.0.3/24");
 }
 
 TEST(Report, AnUnknownVrfIsRefused) {
-    Bench bench;
-    EXPECT_THROW(bench.ask({.vrf = "green"}), Routing::OperationError);
+    Fixture fixture;
+    EXPECT_THROW(fixture.ask({.vrf = "green"}), Routing::OperationError);
 }
 
 }  // namespace

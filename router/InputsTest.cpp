@@ -29,8 +29,8 @@ std::vector<std::string> keys(Map const& map) {
 }
 
 // VRF red with IPv4 and IPv6 status, and interface eth0 in both.
-struct Bench {
-    Bench() {
+struct Fixture {
+    Fixture() {
         inputs.ipVrfAdd("red");
         inputs.ip6VrfAdd("red");
         inputs.ipIntfAdd("red", "eth0", {});
@@ -57,13 +57,13 @@ void expectRefusal(std::function<void()> const& operation, char const* why) {
 }
 
 TEST(Inputs, AnIp4InterfaceIsPublishedWhole) {
-    Bench bench;
-    bench.inputs.ipIntfAdd("red", "eth1",
-                           {.primary = ip("10.0.0.1/24"),
-                            .unnumberedSource = "lo",
-                            .secondary = {ip("10.0.1.1/24"), ip("10.0.0.2/24")}});
+    Fixture fixture;
+    fixture.inputs.ipIntfAdd("red", "eth1",
+                             {.primary = ip("10.0.0.1/24"),
+                              .unnumberedSource = "lo",
+                              .secondary = {ip("10.0.1.1/24"), ip("10.0.0.2/24")}});
 
-    auto const status = bench.inputs.ipStatus()->vrfIpIntfStatus("red")->ipIntfStatus("eth1");
+    auto const status = fixture.inputs.ipStatus()->vrfIpIntfStatus("red")->ipIntfStatus("eth1");
     EXPECT_EQ(status->activeAddrWithMask(), ip("10.0.0.1/24"));
     EXPECT_EQ(status->unnumberedIntfId(), Nimb::IntfId("lo"));
     EXPECT_THAT(keys(status->secondaryActiveAddrWithMask()),
@@ -71,57 +71,57 @@ TEST(Inputs, AnIp4InterfaceIsPublishedWhole) {
 }
 
 TEST(Inputs, AddingAnInterfaceAgainReplacesIt) {
-    Bench bench;
-    bench.inputs.ipIntfAdd("red", "eth0", {.primary = ip("10.0.0.1/24")});
-    bench.inputs.ipIntfAdd("red", "eth0", {.secondary = {ip("10.0.0.2/24")}});
-    bench.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::1/64")}});
-    bench.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::2/64"), .deprecated = true}});
+    Fixture fixture;
+    fixture.inputs.ipIntfAdd("red", "eth0", {.primary = ip("10.0.0.1/24")});
+    fixture.inputs.ipIntfAdd("red", "eth0", {.secondary = {ip("10.0.0.2/24")}});
+    fixture.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::1/64")}});
+    fixture.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::2/64"), .deprecated = true}});
 
-    EXPECT_EQ(bench.eth0()->activeAddrWithMask(), ip("0.0.0.0/0"));
-    EXPECT_THAT(keys(bench.eth0Ip6()->addr()), ElementsAre("2001:db8::2/64"));
-    EXPECT_TRUE(bench.eth0Ip6()->addr(ip6("2001:db8::2/64")).deprecated);
+    EXPECT_EQ(fixture.eth0()->activeAddrWithMask(), ip("0.0.0.0/0"));
+    EXPECT_THAT(keys(fixture.eth0Ip6()->addr()), ElementsAre("2001:db8::2/64"));
+    EXPECT_TRUE(fixture.eth0Ip6()->addr(ip6("2001:db8::2/64")).deprecated);
 }
 
 TEST(Inputs, AddressesOfAnInterfaceComeAndGo) {
-    Bench bench;
-    bench.inputs.ipPrimaryIs("red", "eth0", ip("10.0.0.1/24"));
-    bench.inputs.ipUnnumberedIs("red", "eth0", "lo");
-    bench.inputs.ipSecondaryAdd("red", "eth0", ip("10.0.1.1/24"));
-    bench.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64")});
-    bench.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64"), .deprecated = true});
+    Fixture fixture;
+    fixture.inputs.ipPrimaryIs("red", "eth0", ip("10.0.0.1/24"));
+    fixture.inputs.ipUnnumberedIs("red", "eth0", "lo");
+    fixture.inputs.ipSecondaryAdd("red", "eth0", ip("10.0.1.1/24"));
+    fixture.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64")});
+    fixture.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64"), .deprecated = true});
 
-    EXPECT_EQ(bench.eth0()->activeAddrWithMask(), ip("10.0.0.1/24"));
-    EXPECT_EQ(bench.eth0()->unnumberedIntfId(), Nimb::IntfId("lo"));
-    EXPECT_TRUE(bench.eth0()->secondaryActiveAddrWithMaskHas(ip("10.0.1.1/24")));
-    EXPECT_TRUE(bench.eth0Ip6()->addr(ip6("2001:db8::1/64")).deprecated);
+    EXPECT_EQ(fixture.eth0()->activeAddrWithMask(), ip("10.0.0.1/24"));
+    EXPECT_EQ(fixture.eth0()->unnumberedIntfId(), Nimb::IntfId("lo"));
+    EXPECT_TRUE(fixture.eth0()->secondaryActiveAddrWithMaskHas(ip("10.0.1.1/24")));
+    EXPECT_TRUE(fixture.eth0Ip6()->addr(ip6("2001:db8::1/64")).deprecated);
 
-    bench.inputs.ipSecondaryDel("red", "eth0", ip("10.0.1.1/24"));
-    bench.inputs.ip6AddrDel("red", "eth0", ip6("2001:db8::1/64"));
+    fixture.inputs.ipSecondaryDel("red", "eth0", ip("10.0.1.1/24"));
+    fixture.inputs.ip6AddrDel("red", "eth0", ip6("2001:db8::1/64"));
 
-    EXPECT_THAT(keys(bench.eth0()->secondaryActiveAddrWithMask()), IsEmpty());
-    EXPECT_THAT(keys(bench.eth0Ip6()->addr()), IsEmpty());
+    EXPECT_THAT(keys(fixture.eth0()->secondaryActiveAddrWithMask()), IsEmpty());
+    EXPECT_THAT(keys(fixture.eth0Ip6()->addr()), IsEmpty());
 }
 
 TEST(Inputs, StatusGoesWithItsInterfaceAndVrf) {
-    Bench bench;
-    bench.inputs.ipIntfDel("red", "eth0");
-    bench.inputs.ip6IntfDel("red", "eth0");
-    EXPECT_FALSE(bench.eth0());
-    EXPECT_FALSE(bench.eth0Ip6());
+    Fixture fixture;
+    fixture.inputs.ipIntfDel("red", "eth0");
+    fixture.inputs.ip6IntfDel("red", "eth0");
+    EXPECT_FALSE(fixture.eth0());
+    EXPECT_FALSE(fixture.eth0Ip6());
 
-    bench.inputs.ipVrfDel("red");
-    bench.inputs.ip6VrfDel("red");
-    EXPECT_FALSE(bench.inputs.ipStatus()->vrfIpIntfStatusHas("red"));
-    EXPECT_FALSE(bench.inputs.ip6Status()->vrfIp6IntfStatusHas("red"));
+    fixture.inputs.ipVrfDel("red");
+    fixture.inputs.ip6VrfDel("red");
+    EXPECT_FALSE(fixture.inputs.ipStatus()->vrfIpIntfStatusHas("red"));
+    EXPECT_FALSE(fixture.inputs.ip6Status()->vrfIp6IntfStatusHas("red"));
 }
 
 TEST(Inputs, AddingAVrfAgainEmptiesIt) {
-    Bench bench;
-    bench.inputs.ipVrfAdd("red");
-    bench.inputs.ip6VrfAdd("red");
+    Fixture fixture;
+    fixture.inputs.ipVrfAdd("red");
+    fixture.inputs.ip6VrfAdd("red");
 
-    EXPECT_FALSE(bench.eth0());
-    EXPECT_FALSE(bench.eth0Ip6());
+    EXPECT_FALSE(fixture.eth0());
+    EXPECT_FALSE(fixture.eth0Ip6());
 }
 
 TEST(Inputs, KernelInterfacesAndVirtualAddressesNeedNoVrfStatus) {
@@ -147,8 +147,8 @@ TEST(Inputs, KernelInterfacesAndVirtualAddressesNeedNoVrfStatus) {
 }
 
 TEST(Inputs, WhatDoesNotExistIsRefusedByName) {
-    Bench bench;
-    auto& inputs = bench.inputs;
+    Fixture fixture;
+    auto& inputs = fixture.inputs;
     auto const addr = ip("10.0.0.1/24");
     auto const addr6 = ip6("2001:db8::1/64");
 
@@ -188,8 +188,8 @@ TEST(Inputs, WhatDoesNotExistIsRefusedByName) {
 }
 
 TEST(Inputs, EmptyNamesAreRefused) {
-    Bench bench;
-    auto& inputs = bench.inputs;
+    Fixture fixture;
+    auto& inputs = fixture.inputs;
 
     expectRefusal([&] { inputs.ipVrfAdd(""); }, "the VRF name is empty");
     expectRefusal([&] { inputs.ip6VrfAdd(""); }, "the VRF name is empty");

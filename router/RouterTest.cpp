@@ -17,8 +17,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 // A router on a clock that the test moves, with VRF red.
-struct Bench {
-    explicit Bench(IpLib::IntfAddrVrfTableSmConfig const& config = {})
+struct Fixture {
+    explicit Fixture(IpLib::IntfAddrVrfTableSmConfig const& config = {})
         : router(config, clock, std::make_unique<Velk::EveryNth>(0)) {
         router.managerStart();
         vrf("red");
@@ -50,112 +50,112 @@ struct Bench {
 };
 
 TEST(Router, PublishedAddressesBecomeRows) {
-    Bench bench;
-    bench.ip("eth0", "10.0.0.1/24");
-    bench.router.inputs().ip6IntfAdd("red", "eth0",
-                                     {{.addr = Nimb::Ip6AddrWithMask("fe80::1/64")}});
+    Fixture fixture;
+    fixture.ip("eth0", "10.0.0.1/24");
+    fixture.router.inputs().ip6IntfAdd("red", "eth0",
+                                       {{.addr = Nimb::Ip6AddrWithMask("fe80::1/64")}});
 
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 eth0", "fe80::1/64 eth0"));
-    EXPECT_EQ(bench.router.ownersOf("red", Nimb::IpGenAddr("10.0.0.1")).size(), 1U);
-    EXPECT_THAT(bench.router.ownersOf("red", Nimb::IpGenAddr("10.0.0.2")), IsEmpty());
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0", "fe80::1/64 eth0"));
+    EXPECT_EQ(fixture.router.ownersOf("red", Nimb::IpGenAddr("10.0.0.1")).size(), 1U);
+    EXPECT_THAT(fixture.router.ownersOf("red", Nimb::IpGenAddr("10.0.0.2")), IsEmpty());
 }
 
 TEST(Router, AnAddressInConflictIsDeferredUntilItsHolderIsGone) {
-    Bench bench({.intfCleanupDelay = 0.0});
-    bench.ip("eth0", "10.0.0.1/24");
-    bench.ip("eth1", "10.0.0.2/24");
+    Fixture fixture({.intfCleanupDelay = 0.0});
+    fixture.ip("eth0", "10.0.0.1/24");
+    fixture.ip("eth1", "10.0.0.2/24");
 
-    auto const deferred = bench.router.deferredAddrs("red");
+    auto const deferred = fixture.router.deferredAddrs("red");
     ASSERT_EQ(deferred.size(), 1U);
     EXPECT_EQ(deferred[0].intfId, Nimb::IntfId("eth1"));
     ASSERT_TRUE(deferred[0].holder);
     EXPECT_EQ(deferred[0].holder->intfId, Nimb::IntfId("eth0"));
     EXPECT_EQ(deferred[0].holder->addrOrSubnet.toStrep(), "10.0.0.0/24");
 
-    bench.router.inputs().ipIntfDel("red", "eth0");
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    ASSERT_EQ(bench.router.deferredAddrs("red").size(), 1U);
-    EXPECT_FALSE(bench.router.deferredAddrs("red")[0].holder);
+    fixture.router.inputs().ipIntfDel("red", "eth0");
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    ASSERT_EQ(fixture.router.deferredAddrs("red").size(), 1U);
+    EXPECT_FALSE(fixture.router.deferredAddrs("red")[0].holder);
 
-    bench.advance(2.0);
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.2/24 eth1"));
-    EXPECT_THAT(bench.router.deferredAddrs("red"), IsEmpty());
+    fixture.advance(2.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.2/24 eth1"));
+    EXPECT_THAT(fixture.router.deferredAddrs("red"), IsEmpty());
 }
 
 TEST(Router, StoppingTheManagerLeavesTheTablesAndStopsTheirUpdates) {
-    Bench bench;
-    bench.ip("eth0", "10.0.0.1/24");
+    Fixture fixture;
+    fixture.ip("eth0", "10.0.0.1/24");
 
-    bench.router.managerStop();
-    auto const before = bench.rows();
-    bench.ip("eth1", "10.1.0.1/24");
+    fixture.router.managerStop();
+    auto const before = fixture.rows();
+    fixture.ip("eth1", "10.1.0.1/24");
 
-    EXPECT_FALSE(bench.router.managerRuns());
-    EXPECT_EQ(bench.rows(), before);
-    EXPECT_THAT(bench.router.deferredAddrs("red"), IsEmpty());
-    EXPECT_FALSE(bench.router.tableSm("red"));
+    EXPECT_FALSE(fixture.router.managerRuns());
+    EXPECT_EQ(fixture.rows(), before);
+    EXPECT_THAT(fixture.router.deferredAddrs("red"), IsEmpty());
+    EXPECT_FALSE(fixture.router.tableSm("red"));
 }
 
 TEST(Router, AManagerThatIsStartedAgainFillsTheTablesFromTheStatus) {
-    Bench bench;
-    bench.router.managerStop();
-    bench.router.tableAdd("red");
-    bench.ip("eth0", "10.0.0.1/24");
-    EXPECT_THAT(bench.rows(), IsEmpty());
+    Fixture fixture;
+    fixture.router.managerStop();
+    fixture.router.tableAdd("red");
+    fixture.ip("eth0", "10.0.0.1/24");
+    EXPECT_THAT(fixture.rows(), IsEmpty());
 
-    bench.router.managerStart();
+    fixture.router.managerStart();
 
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 eth0"));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0"));
 }
 
 TEST(Router, AManagerRunsForTheRestWhereTheStatusHoldsWhatIsRefused) {
-    Bench bench;
-    bench.router.managerStop();
-    bench.router.tableAdd("red");
-    bench.ip("eth0", "10.0.0.1/24");
-    bench.router.inputs().ip6IntfAdd(
+    Fixture fixture;
+    fixture.router.managerStop();
+    fixture.router.tableAdd("red");
+    fixture.ip("eth0", "10.0.0.1/24");
+    fixture.router.inputs().ip6IntfAdd(
         "red", "eth0", {{.addr = Nimb::Ip6AddrWithMask("fe80::1/64"), .deprecated = true}});
 
-    EXPECT_THROW(bench.router.managerStart(), Zin::RangeError);
+    EXPECT_THROW(fixture.router.managerStart(), Zin::RangeError);
 
-    EXPECT_TRUE(bench.router.managerRuns());
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 eth0"));
+    EXPECT_TRUE(fixture.router.managerRuns());
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0"));
 }
 
 TEST(Router, VrfsAreListedWithTheDefaultFirst) {
-    Bench bench;
+    Fixture fixture;
     for (char const* name : {"zoo", "default", "Blue"}) {
-        bench.router.tableAdd(name);
+        fixture.router.tableAdd(name);
     }
 
-    EXPECT_THAT(bench.router.vrfs(), ElementsAre(L3::VrfName("default"), L3::VrfName("Blue"),
-                                                 L3::VrfName("red"), L3::VrfName("zoo")));
+    EXPECT_THAT(fixture.router.vrfs(), ElementsAre(L3::VrfName("default"), L3::VrfName("Blue"),
+                                                   L3::VrfName("red"), L3::VrfName("zoo")));
 }
 
 TEST(Router, AVrfWhoseNamespaceNameIsTooLongIsRefusedAndTheOthersGoOn) {
-    Bench bench;
+    Fixture fixture;
     L3::VrfName const tooLong(std::string(148, 'x'));
 
-    EXPECT_THROW(bench.router.tableAdd(tooLong), Zin::RangeError);
-    EXPECT_FALSE(bench.router.tableSm(tooLong));
-    bench.router.tableDel(tooLong);
+    EXPECT_THROW(fixture.router.tableAdd(tooLong), Zin::RangeError);
+    EXPECT_FALSE(fixture.router.tableSm(tooLong));
+    fixture.router.tableDel(tooLong);
 
-    bench.ip("eth0", "10.0.0.1/24");
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 eth0"));
-    EXPECT_THAT(bench.router.vrfs(), ElementsAre(L3::VrfName("red")));
+    fixture.ip("eth0", "10.0.0.1/24");
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0"));
+    EXPECT_THAT(fixture.router.vrfs(), ElementsAre(L3::VrfName("red")));
 }
 
 TEST(Router, OperationsThatMakeNoSenseAreRefused) {
-    Bench bench;
+    Fixture fixture;
 
-    EXPECT_THROW(bench.router.tableAdd(""), OperationError);
-    EXPECT_THROW(bench.router.tableDel("blue"), OperationError);
-    EXPECT_THROW(bench.router.rows("blue"), OperationError);
-    EXPECT_THROW(bench.router.ownersOf("blue", {}), OperationError);
-    EXPECT_THROW(bench.router.deferredAddrs("blue"), OperationError);
-    EXPECT_THROW(bench.router.managerStart(), OperationError);
-    bench.router.managerStop();
-    EXPECT_THROW(bench.router.managerStop(), OperationError);
+    EXPECT_THROW(fixture.router.tableAdd(""), OperationError);
+    EXPECT_THROW(fixture.router.tableDel("blue"), OperationError);
+    EXPECT_THROW(fixture.router.rows("blue"), OperationError);
+    EXPECT_THROW(fixture.router.ownersOf("blue", {}), OperationError);
+    EXPECT_THROW(fixture.router.deferredAddrs("blue"), OperationError);
+    EXPECT_THROW(fixture.router.managerStart(), OperationError);
+    fixture.router.managerStop();
+    EXPECT_THROW(fixture.router.managerStop(), OperationError);
 }
 
 TEST(Router, TheManagerWaitsToBeStarted) {
@@ -194,12 +194,12 @@ TEST(Router, TimePassesBetweenTheCheckOfAnOperationAndItsChange) {
 }
 
 TEST(Router, ARouterGoesWithWorkPending) {
-    Bench bench;
-    bench.ip("eth0", "10.0.0.1/24");
-    bench.ip("eth1", "10.0.0.2/24");
-    bench.router.inputs().ipIntfDel("red", "eth0");
+    Fixture fixture;
+    fixture.ip("eth0", "10.0.0.1/24");
+    fixture.ip("eth1", "10.0.0.2/24");
+    fixture.router.inputs().ipIntfDel("red", "eth0");
 
-    EXPECT_LT(bench.router.scheduler()->nextExpiry(), Velk::never);
+    EXPECT_LT(fixture.router.scheduler()->nextExpiry(), Velk::never);
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ std::vector<std::string> texts(Items const& items) {
 }
 
 // A table filled by hand, as its machine would.
-struct Bench {
+struct Fixture {
     Zin::Ptr<IpLib::IntfAddrEntry> row(IntfAddrEntryKey const& key, char const* intf,
                                        Nimb::IpGenPrefix const& subnet) {
         auto entry = table->intfAddrEntryIs({key, intf, subnet});
@@ -73,81 +73,81 @@ struct Bench {
 };
 
 TEST(View, RowsAreSortedByFamilyThenAddressThenInterface) {
-    Bench bench;
-    bench.linkLocal("fe80::1/64", "eth1");
-    bench.ip("2001:db8::2/64", "eth0", true);
-    bench.linkLocal("fe80::1/64", "eth0");
-    bench.ip("10.0.0.10/24", "eth0");
-    bench.virtualIp("10.0.0.9");
-    bench.ip("10.0.0.9/24", "eth0");
-    bench.ip("2001:db8::1/64", "eth0");
+    Fixture fixture;
+    fixture.linkLocal("fe80::1/64", "eth1");
+    fixture.ip("2001:db8::2/64", "eth0", true);
+    fixture.linkLocal("fe80::1/64", "eth0");
+    fixture.ip("10.0.0.10/24", "eth0");
+    fixture.virtualIp("10.0.0.9");
+    fixture.ip("10.0.0.9/24", "eth0");
+    fixture.ip("2001:db8::1/64", "eth0");
 
-    EXPECT_THAT(texts(rows(*bench.table)),
+    EXPECT_THAT(texts(rows(*fixture.table)),
                 ElementsAre("10.0.0.9/24 eth0", "10.0.0.9/32  virtual", "10.0.0.10/24 eth0",
                             "2001:db8::1/64 eth0", "2001:db8::2/64 eth0 deprecated",
                             "fe80::1/64 eth0 link-local", "fe80::1/64 eth1 link-local"));
 }
 
 TEST(View, AnAddressIsOwnedByItsOrdinaryAndItsVirtualRow) {
-    Bench bench;
-    bench.ip("10.0.0.9/24", "eth0");
-    bench.virtualIp("10.0.0.9");
-    bench.virtualIp("2001:db8::9");
+    Fixture fixture;
+    fixture.ip("10.0.0.9/24", "eth0");
+    fixture.virtualIp("10.0.0.9");
+    fixture.virtualIp("2001:db8::9");
 
-    EXPECT_THAT(texts(ownersOf(*bench.table, addr("10.0.0.9"))),
+    EXPECT_THAT(texts(ownersOf(*fixture.table, addr("10.0.0.9"))),
                 ElementsAre("10.0.0.9/24 eth0", "10.0.0.9/32  virtual"));
-    EXPECT_THAT(texts(ownersOf(*bench.table, addr("2001:db8::9"))),
+    EXPECT_THAT(texts(ownersOf(*fixture.table, addr("2001:db8::9"))),
                 ElementsAre("2001:db8::9/128  virtual"));
-    EXPECT_THAT(ownersOf(*bench.table, addr("10.0.0.1")), IsEmpty());
+    EXPECT_THAT(ownersOf(*fixture.table, addr("10.0.0.1")), IsEmpty());
 }
 
 TEST(View, ALinkLocalAddressIsOwnedByEveryInterfaceThatHasIt) {
-    Bench bench;
-    bench.linkLocal("fe80::1/64", "eth1");
-    bench.linkLocal("fe80::1/64", "eth0");
-    bench.linkLocal("fe80::2/64", "eth2");
+    Fixture fixture;
+    fixture.linkLocal("fe80::1/64", "eth1");
+    fixture.linkLocal("fe80::1/64", "eth0");
+    fixture.linkLocal("fe80::2/64", "eth2");
 
-    EXPECT_THAT(texts(ownersOf(*bench.table, addr("fe80::1"))),
+    EXPECT_THAT(texts(ownersOf(*fixture.table, addr("fe80::1"))),
                 ElementsAre("fe80::1/64 eth0 link-local", "fe80::1/64 eth1 link-local"));
 }
 
 TEST(View, ADeferredAddressWaitsForTheRowThatHasItOrElseForTheSubnetsOwner) {
-    Bench bench;
-    bench.ip("10.0.0.1/24", "eth0");
-    bench.ip("2001:db8::1/64", "eth0");
-    bench.defer("2001:db8::2/64", "eth1");
-    bench.defer("10.0.0.2/24", "eth1");
-    bench.defer("10.0.0.1/24", "eth1");
+    Fixture fixture;
+    fixture.ip("10.0.0.1/24", "eth0");
+    fixture.ip("2001:db8::1/64", "eth0");
+    fixture.defer("2001:db8::2/64", "eth1");
+    fixture.defer("10.0.0.2/24", "eth1");
+    fixture.defer("10.0.0.1/24", "eth1");
 
-    EXPECT_THAT(bench.deferred(),
+    EXPECT_THAT(fixture.deferred(),
                 ElementsAre("10.0.0.1/24 eth1 waits for 10.0.0.1/24 on eth0",
                             "10.0.0.2/24 eth1 waits for 10.0.0.0/24 on eth0",
                             "2001:db8::2/64 eth1 waits for 2001:db8::/64 on eth0"));
 }
 
 TEST(View, AnotherPrefixLengthOfAnAddressWaitsForItsOwnInterface) {
-    Bench bench;
-    bench.ip("10.0.0.1/24", "eth0");
-    bench.defer("10.0.0.1/16", "eth0");
+    Fixture fixture;
+    fixture.ip("10.0.0.1/24", "eth0");
+    fixture.defer("10.0.0.1/16", "eth0");
 
-    EXPECT_THAT(bench.deferred(), ElementsAre("10.0.0.1/16 eth0 waits for 10.0.0.1/24 on eth0"));
+    EXPECT_THAT(fixture.deferred(), ElementsAre("10.0.0.1/16 eth0 waits for 10.0.0.1/24 on eth0"));
 }
 
 TEST(View, ALinkLocalAddressWaitsForTheOneThatItsInterfaceHas) {
-    Bench bench;
-    bench.linkLocal("fe80::1/64", "eth0");
-    bench.linkLocal("fe80::2/64", "eth1");
-    bench.defer("fe80::2/64", "eth0");
+    Fixture fixture;
+    fixture.linkLocal("fe80::1/64", "eth0");
+    fixture.linkLocal("fe80::2/64", "eth1");
+    fixture.defer("fe80::2/64", "eth0");
 
-    EXPECT_THAT(bench.deferred(), ElementsAre("fe80::2/64 eth0 waits for fe80::1/64 on eth0"));
+    EXPECT_THAT(fixture.deferred(), ElementsAre("fe80::2/64 eth0 waits for fe80::1/64 on eth0"));
 }
 
 TEST(View, AnAddressWhoseWayIsFreeWaitsForTheNextTryAlone) {
-    Bench bench;
-    bench.defer("10.0.0.1/24", "eth1");
-    bench.defer("fe80::1/64", "eth1");
+    Fixture fixture;
+    fixture.defer("10.0.0.1/24", "eth1");
+    fixture.defer("fe80::1/64", "eth1");
 
-    EXPECT_THAT(bench.deferred(), ElementsAre("10.0.0.1/24 eth1 waits", "fe80::1/64 eth1 waits"));
+    EXPECT_THAT(fixture.deferred(), ElementsAre("10.0.0.1/24 eth1 waits", "fe80::1/64 eth1 waits"));
 }
 
 }  // namespace

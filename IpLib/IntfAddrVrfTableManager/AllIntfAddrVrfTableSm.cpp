@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
-#include "Zin/HandleAll.h"
+#include "Zin/ForEachKey.h"
 #include "Zin/Turn.h"
 
 namespace IpLib {
@@ -47,8 +47,8 @@ void AllIntfAddrVrfTableSm::hasNotificationActiveIs(bool active) {
 
 void AllIntfAddrVrfTableSm::handleInitialized() {
     trace8("{} tables", allIntfAddrVrfTable_->intfAddrVrfTable().size());
-    Zin::handleAll(allIntfAddrVrfTable_->intfAddrVrfTable(),
-                   [this](auto const& vrf) { handleIntfAddrVrfTable(vrf); });
+    Zin::forEachKey(allIntfAddrVrfTable_->intfAddrVrfTable(),
+                    [this](auto const& vrf) { handleIntfAddrVrfTable(vrf); });
 }
 
 void AllIntfAddrVrfTableSm::handleVrfIpIntfStatus(L3::VrfName const& vrf) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableTypes/TestRecorders.h"
-#include "testing/TraceRecorder.h"
+#include "TestKit/TraceRecorder.h"
 
 namespace IpLib {
 namespace {
@@ -15,7 +15,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-struct Bench {
+struct Fixture {
     void smIs() { sm = allIntfAddrVrfTableSmFactory(ipStatus, ip6Status, tables); }
     Zin::Ptr<Ip::VrfIpIntfStatus> ipIs(L3::VrfName const& vrf) {
         ipStatus->vrfIpIntfStatusIs(vrf, Ip::vrfIpIntfStatusFactory());
@@ -30,76 +30,76 @@ struct Bench {
     Zin::Ptr<Ip6::Status> const ip6Status = Ip6::statusFactory();
     Zin::Ptr<AllIntfAddrVrfTable> const tables = allIntfAddrVrfTableFactory();
     Zin::Ptr<IntfAddrVrfTable> const table = intfAddrVrfTableFactory();
-    Testing::Events events;
-    Testing::Recorder<IntfAddrVrfTable> const recorder{table, events};
-    Testing::TraceRecorder traces{"AllIntfAddrVrfTableSm"};
+    TestKit::Events events;
+    TestKit::Recorder<IntfAddrVrfTable> const recorder{table, events};
+    TestKit::TraceRecorder traces{"AllIntfAddrVrfTableSm"};
     Zin::Ptr<AllIntfAddrVrfTableSm> sm;
 };
 
 TEST(AllIntfAddrVrfTableSm, BindsATableToTheStatusThatIsThere) {
-    Bench bench;
-    bench.smIs();
-    auto const ip = bench.ipIs("red");
-    auto const ip6 = bench.ip6Is("red");
+    Fixture fixture;
+    fixture.smIs();
+    auto const ip = fixture.ipIs("red");
+    auto const ip6 = fixture.ip6Is("red");
 
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
 
-    EXPECT_EQ(bench.table->vrfIpIntfStatus(), ip);
-    EXPECT_EQ(bench.table->vrfIp6IntfStatus(), ip6);
-    EXPECT_THAT(bench.events, ElementsAre(fmt::format("vrfIpIntfStatus {}", ip),
-                                          fmt::format("vrfIp6IntfStatus {}", ip6)));
+    EXPECT_EQ(fixture.table->vrfIpIntfStatus(), ip);
+    EXPECT_EQ(fixture.table->vrfIp6IntfStatus(), ip6);
+    EXPECT_THAT(fixture.events, ElementsAre(fmt::format("vrfIpIntfStatus {}", ip),
+                                            fmt::format("vrfIp6IntfStatus {}", ip6)));
 }
 
 TEST(AllIntfAddrVrfTableSm, AFamilyThatComesLaterIsTheOnlyOneToChange) {
-    Bench bench;
-    bench.smIs();
-    auto const ip = bench.ipIs("red");
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    EXPECT_EQ(bench.table->vrfIpIntfStatus(), ip);
-    EXPECT_EQ(bench.table->vrfIp6IntfStatus(), nullptr);
-    bench.events.clear();
+    Fixture fixture;
+    fixture.smIs();
+    auto const ip = fixture.ipIs("red");
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    EXPECT_EQ(fixture.table->vrfIpIntfStatus(), ip);
+    EXPECT_EQ(fixture.table->vrfIp6IntfStatus(), nullptr);
+    fixture.events.clear();
 
-    auto const ip6 = bench.ip6Is("red");
-    EXPECT_EQ(bench.table->vrfIp6IntfStatus(), ip6);
-    EXPECT_THAT(bench.events, ElementsAre(fmt::format("vrfIp6IntfStatus {}", ip6)));
+    auto const ip6 = fixture.ip6Is("red");
+    EXPECT_EQ(fixture.table->vrfIp6IntfStatus(), ip6);
+    EXPECT_THAT(fixture.events, ElementsAre(fmt::format("vrfIp6IntfStatus {}", ip6)));
 }
 
 TEST(AllIntfAddrVrfTableSm, StatusThatComesAfterTheTableIsBound) {
-    Bench bench;
-    bench.smIs();
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    EXPECT_THAT(bench.events, IsEmpty());
-    auto const ip = bench.ipIs("red");
-    bench.ipIs("blue");
-    EXPECT_THAT(bench.events, ElementsAre(fmt::format("vrfIpIntfStatus {}", ip)));
+    Fixture fixture;
+    fixture.smIs();
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    EXPECT_THAT(fixture.events, IsEmpty());
+    auto const ip = fixture.ipIs("red");
+    fixture.ipIs("blue");
+    EXPECT_THAT(fixture.events, ElementsAre(fmt::format("vrfIpIntfStatus {}", ip)));
 }
 
 TEST(AllIntfAddrVrfTableSm, StatusOfAVrfWithoutATableIsOnlyTraced) {
-    Bench bench;
-    bench.smIs();
-    bench.traces.clear();
-    bench.ipIs("red");
-    bench.ip6Is("red");
+    Fixture fixture;
+    fixture.smIs();
+    fixture.traces.clear();
+    fixture.ipIs("red");
+    fixture.ip6Is("red");
     EXPECT_THAT(
-        bench.traces.messages(),
+        fixture.traces.messages(),
         ElementsAre("8 AllIntfAddrVrfTableSm::handleVrfIpIntfStatus vrf red isTablePresent false",
                     "8 AllIntfAddrVrfTableSm::handleVrfIp6IntfStatus vrf red isTablePresent "
                     "false"));
-    EXPECT_TRUE(bench.tables->intfAddrVrfTable().empty());
+    EXPECT_TRUE(fixture.tables->intfAddrVrfTable().empty());
 }
 
 TEST(AllIntfAddrVrfTableSm, TellsOfEachChange) {
-    Bench bench;
-    bench.smIs();
-    EXPECT_THAT(bench.traces.messages(),
+    Fixture fixture;
+    fixture.smIs();
+    EXPECT_THAT(fixture.traces.messages(),
                 ElementsAre("8 AllIntfAddrVrfTableSm::handleInitialized 0 tables"));
-    bench.traces.clear();
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    bench.ipIs("red");
-    bench.ip6Is("red");
-    bench.tables->intfAddrVrfTableDel("red");
+    fixture.traces.clear();
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    fixture.ipIs("red");
+    fixture.ip6Is("red");
+    fixture.tables->intfAddrVrfTableDel("red");
     EXPECT_THAT(
-        bench.traces.messages(),
+        fixture.traces.messages(),
         ElementsAre(
             "8 AllIntfAddrVrfTableSm::handleIntfAddrVrfTable vrf red isTablePresent true",
             "8 AllIntfAddrVrfTableSm::handleVrfIpIntfStatus vrf red isTablePresent true",
@@ -108,55 +108,55 @@ TEST(AllIntfAddrVrfTableSm, TellsOfEachChange) {
 }
 
 TEST(AllIntfAddrVrfTableSm, StatusThatGoesLeavesNullAndTheTable) {
-    Bench bench;
-    bench.smIs();
-    bench.ipIs("red");
-    bench.ip6Is("red");
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
+    Fixture fixture;
+    fixture.smIs();
+    fixture.ipIs("red");
+    fixture.ip6Is("red");
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
 
-    bench.ipStatus->vrfIpIntfStatusDel("red");
-    EXPECT_EQ(bench.table->vrfIpIntfStatus(), nullptr);
-    EXPECT_NE(bench.table->vrfIp6IntfStatus(), nullptr);
-    bench.ip6Status->vrfIp6IntfStatusDel("red");
-    EXPECT_EQ(bench.table->vrfIp6IntfStatus(), nullptr);
-    EXPECT_EQ(bench.tables->intfAddrVrfTable("red"), bench.table);
+    fixture.ipStatus->vrfIpIntfStatusDel("red");
+    EXPECT_EQ(fixture.table->vrfIpIntfStatus(), nullptr);
+    EXPECT_NE(fixture.table->vrfIp6IntfStatus(), nullptr);
+    fixture.ip6Status->vrfIp6IntfStatusDel("red");
+    EXPECT_EQ(fixture.table->vrfIp6IntfStatus(), nullptr);
+    EXPECT_EQ(fixture.tables->intfAddrVrfTable("red"), fixture.table);
 }
 
 TEST(AllIntfAddrVrfTableSm, ReplacedStatusAndReplacedTablesAreBound) {
-    Bench bench;
-    bench.smIs();
-    bench.ipIs("red");
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    auto const ip = bench.ipIs("red");
-    EXPECT_EQ(bench.table->vrfIpIntfStatus(), ip);
+    Fixture fixture;
+    fixture.smIs();
+    fixture.ipIs("red");
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    auto const ip = fixture.ipIs("red");
+    EXPECT_EQ(fixture.table->vrfIpIntfStatus(), ip);
 
     auto const another = intfAddrVrfTableFactory();
-    bench.tables->intfAddrVrfTableIs("red", another);
+    fixture.tables->intfAddrVrfTableIs("red", another);
     EXPECT_EQ(another->vrfIpIntfStatus(), ip);
-    bench.events.clear();
-    bench.ipStatus->vrfIpIntfStatusDel("red");
+    fixture.events.clear();
+    fixture.ipStatus->vrfIpIntfStatusDel("red");
     EXPECT_EQ(another->vrfIpIntfStatus(), nullptr);
-    EXPECT_THAT(bench.events, IsEmpty());
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 TEST(AllIntfAddrVrfTableSm, TablesThatAreThereFromTheStartAreBoundOnceInTheirOrder) {
-    Bench bench;
-    auto const redIp = bench.ipIs("red");
-    auto const blueIp = bench.ipIs("blue");
+    Fixture fixture;
+    auto const redIp = fixture.ipIs("red");
+    auto const blueIp = fixture.ipIs("blue");
     auto const blue = intfAddrVrfTableFactory();
     auto const green = intfAddrVrfTableFactory();
-    bench.tables->intfAddrVrfTableIs("blue", blue);
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    bench.tables->intfAddrVrfTableIs("green", green);
+    fixture.tables->intfAddrVrfTableIs("blue", blue);
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    fixture.tables->intfAddrVrfTableIs("green", green);
 
-    bench.smIs();
+    fixture.smIs();
 
-    EXPECT_EQ(bench.table->vrfIpIntfStatus(), redIp);
+    EXPECT_EQ(fixture.table->vrfIpIntfStatus(), redIp);
     EXPECT_EQ(blue->vrfIpIntfStatus(), blueIp);
     EXPECT_EQ(green->vrfIpIntfStatus(), nullptr);
-    EXPECT_THAT(bench.events, ElementsAre(fmt::format("vrfIpIntfStatus {}", redIp)));
+    EXPECT_THAT(fixture.events, ElementsAre(fmt::format("vrfIpIntfStatus {}", redIp)));
     EXPECT_THAT(
-        bench.traces.messages(),
+        fixture.traces.messages(),
         ElementsAre("8 AllIntfAddrVrfTableSm::handleInitialized 3 tables",
                     "8 AllIntfAddrVrfTableSm::handleIntfAddrVrfTable vrf blue isTablePresent true",
                     "8 AllIntfAddrVrfTableSm::handleIntfAddrVrfTable vrf red isTablePresent true",
@@ -165,37 +165,37 @@ TEST(AllIntfAddrVrfTableSm, TablesThatAreThereFromTheStartAreBoundOnceInTheirOrd
 }
 
 TEST(AllIntfAddrVrfTableSm, KnowsWhatItWasBuiltFrom) {
-    Bench bench;
-    bench.smIs();
-    EXPECT_EQ(bench.sm->ipStatus(), bench.ipStatus);
-    EXPECT_EQ(bench.sm->ip6Status(), bench.ip6Status);
-    EXPECT_EQ(bench.sm->allIntfAddrVrfTable(), bench.tables);
-    EXPECT_TRUE(bench.sm->builtFrom(bench.ipStatus, bench.ip6Status, bench.tables));
-    EXPECT_FALSE(bench.sm->builtFrom(Ip::statusFactory(), bench.ip6Status, bench.tables));
-    EXPECT_FALSE(bench.sm->builtFrom(bench.ipStatus, Ip6::statusFactory(), bench.tables));
+    Fixture fixture;
+    fixture.smIs();
+    EXPECT_EQ(fixture.sm->ipStatus(), fixture.ipStatus);
+    EXPECT_EQ(fixture.sm->ip6Status(), fixture.ip6Status);
+    EXPECT_EQ(fixture.sm->allIntfAddrVrfTable(), fixture.tables);
+    EXPECT_TRUE(fixture.sm->builtFrom(fixture.ipStatus, fixture.ip6Status, fixture.tables));
+    EXPECT_FALSE(fixture.sm->builtFrom(Ip::statusFactory(), fixture.ip6Status, fixture.tables));
+    EXPECT_FALSE(fixture.sm->builtFrom(fixture.ipStatus, Ip6::statusFactory(), fixture.tables));
     EXPECT_FALSE(
-        bench.sm->builtFrom(bench.ipStatus, bench.ip6Status, allIntfAddrVrfTableFactory()));
+        fixture.sm->builtFrom(fixture.ipStatus, fixture.ip6Status, allIntfAddrVrfTableFactory()));
 }
 
 TEST(AllIntfAddrVrfTableSm, AMachineThatIsMutedOrRetiredOrGoneBindsNothing) {
-    Bench bench;
-    bench.smIs();
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    bench.sm->hasNotificationActiveIs(false);
-    bench.ipIs("red");
-    EXPECT_EQ(bench.table->vrfIpIntfStatus(), nullptr);
-    bench.sm->hasNotificationActiveIs(true);
-    auto const ip = bench.ipIs("red");
-    EXPECT_EQ(bench.table->vrfIpIntfStatus(), ip);
+    Fixture fixture;
+    fixture.smIs();
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    fixture.sm->hasNotificationActiveIs(false);
+    fixture.ipIs("red");
+    EXPECT_EQ(fixture.table->vrfIpIntfStatus(), nullptr);
+    fixture.sm->hasNotificationActiveIs(true);
+    auto const ip = fixture.ipIs("red");
+    EXPECT_EQ(fixture.table->vrfIpIntfStatus(), ip);
 
-    bench.sm->retire();
-    bench.traces.clear();
-    bench.ipStatus->vrfIpIntfStatusDel("red");
-    EXPECT_EQ(bench.table->vrfIpIntfStatus(), ip);
-    bench.sm = nullptr;
-    bench.ip6Is("red");
-    bench.tables->intfAddrVrfTableDel("red");
-    EXPECT_THAT(bench.traces.messages(), IsEmpty());
+    fixture.sm->retire();
+    fixture.traces.clear();
+    fixture.ipStatus->vrfIpIntfStatusDel("red");
+    EXPECT_EQ(fixture.table->vrfIpIntfStatus(), ip);
+    fixture.sm = nullptr;
+    fixture.ip6Is("red");
+    fixture.tables->intfAddrVrfTableDel("red");
+    EXPECT_THAT(fixture.traces.messages(), IsEmpty());
 }
 
 }  // namespace

@@ -13,86 +13,86 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-struct Bench {
+struct Fixture {
     Zin::Ptr<AllIntfAddrVrfTable> const tables = allIntfAddrVrfTableFactory();
     Zin::Ptr<IntfAddrVrfTable> const table = intfAddrVrfTableFactory();
-    Testing::Events events;
-    Testing::Recorder<AllIntfAddrVrfTable> const recorder{tables, events};
+    TestKit::Events events;
+    TestKit::Recorder<AllIntfAddrVrfTable> const recorder{tables, events};
 };
 
 TEST(AllIntfAddrVrfTable, StartsEmpty) {
-    Bench bench;
-    EXPECT_TRUE(bench.tables->intfAddrVrfTable().empty());
-    EXPECT_EQ(bench.tables->intfAddrVrfTable("red"), nullptr);
-    EXPECT_FALSE(bench.tables->intfAddrVrfTableHas("red"));
-    EXPECT_EQ(bench.tables->intfAddrVrfTableDel("red"), nullptr);
-    EXPECT_THAT(bench.events, IsEmpty());
+    Fixture fixture;
+    EXPECT_TRUE(fixture.tables->intfAddrVrfTable().empty());
+    EXPECT_EQ(fixture.tables->intfAddrVrfTable("red"), nullptr);
+    EXPECT_FALSE(fixture.tables->intfAddrVrfTableHas("red"));
+    EXPECT_EQ(fixture.tables->intfAddrVrfTableDel("red"), nullptr);
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 TEST(AllIntfAddrVrfTable, ATableIsFoundUnderItsVrf) {
-    Bench bench;
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    EXPECT_EQ(bench.tables->intfAddrVrfTable("red"), bench.table);
-    EXPECT_TRUE(bench.tables->intfAddrVrfTableHas("red"));
-    EXPECT_FALSE(bench.tables->intfAddrVrfTableHas("blue"));
-    EXPECT_THAT(bench.events, ElementsAre("intfAddrVrfTable red present"));
+    Fixture fixture;
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    EXPECT_EQ(fixture.tables->intfAddrVrfTable("red"), fixture.table);
+    EXPECT_TRUE(fixture.tables->intfAddrVrfTableHas("red"));
+    EXPECT_FALSE(fixture.tables->intfAddrVrfTableHas("blue"));
+    EXPECT_THAT(fixture.events, ElementsAre("intfAddrVrfTable red present"));
 }
 
 TEST(AllIntfAddrVrfTable, TheTableThatIsThereChangesNothing) {
-    Bench bench;
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    bench.events.clear();
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    EXPECT_THAT(bench.events, IsEmpty());
+    Fixture fixture;
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    fixture.events.clear();
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 TEST(AllIntfAddrVrfTable, AnotherTableReplaces) {
-    Bench bench;
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    bench.events.clear();
+    Fixture fixture;
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    fixture.events.clear();
     auto const another = intfAddrVrfTableFactory();
-    bench.tables->intfAddrVrfTableIs("red", another);
-    EXPECT_EQ(bench.tables->intfAddrVrfTable("red"), another);
-    EXPECT_EQ(bench.tables->intfAddrVrfTable().size(), 1u);
-    EXPECT_THAT(bench.events, ElementsAre("intfAddrVrfTable red present"));
+    fixture.tables->intfAddrVrfTableIs("red", another);
+    EXPECT_EQ(fixture.tables->intfAddrVrfTable("red"), another);
+    EXPECT_EQ(fixture.tables->intfAddrVrfTable().size(), 1u);
+    EXPECT_THAT(fixture.events, ElementsAre("intfAddrVrfTable red present"));
 }
 
 TEST(AllIntfAddrVrfTable, NullRemoves) {
-    Bench bench;
-    bench.tables->intfAddrVrfTableIs("red", nullptr);
-    EXPECT_THAT(bench.events, IsEmpty());
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    bench.events.clear();
-    bench.tables->intfAddrVrfTableIs("red", nullptr);
-    EXPECT_TRUE(bench.tables->intfAddrVrfTable().empty());
-    EXPECT_THAT(bench.events, ElementsAre("intfAddrVrfTable red absent"));
+    Fixture fixture;
+    fixture.tables->intfAddrVrfTableIs("red", nullptr);
+    EXPECT_THAT(fixture.events, IsEmpty());
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    fixture.events.clear();
+    fixture.tables->intfAddrVrfTableIs("red", nullptr);
+    EXPECT_TRUE(fixture.tables->intfAddrVrfTable().empty());
+    EXPECT_THAT(fixture.events, ElementsAre("intfAddrVrfTable red absent"));
 }
 
 TEST(AllIntfAddrVrfTable, RemovingReturnsTheTable) {
-    Bench bench;
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    bench.events.clear();
-    EXPECT_EQ(bench.tables->intfAddrVrfTableDel("red"), bench.table);
-    EXPECT_EQ(bench.tables->intfAddrVrfTableDel("red"), nullptr);
-    EXPECT_THAT(bench.events, ElementsAre("intfAddrVrfTable red absent"));
+    Fixture fixture;
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    fixture.events.clear();
+    EXPECT_EQ(fixture.tables->intfAddrVrfTableDel("red"), fixture.table);
+    EXPECT_EQ(fixture.tables->intfAddrVrfTableDel("red"), nullptr);
+    EXPECT_THAT(fixture.events, ElementsAre("intfAddrVrfTable red absent"));
 }
 
 TEST(AllIntfAddrVrfTable, OneTableMayStandUnderSeveralNames) {
-    Bench bench;
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    bench.tables->intfAddrVrfTableIs("blue", bench.table);
-    bench.tables->intfAddrVrfTableDel("red");
-    EXPECT_EQ(bench.tables->intfAddrVrfTable("blue"), bench.table);
+    Fixture fixture;
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    fixture.tables->intfAddrVrfTableIs("blue", fixture.table);
+    fixture.tables->intfAddrVrfTableDel("red");
+    EXPECT_EQ(fixture.tables->intfAddrVrfTable("blue"), fixture.table);
 }
 
 TEST(AllIntfAddrVrfTable, EmptyingItTellsOfEachTable) {
-    Bench bench;
-    bench.tables->intfAddrVrfTableIs("red", bench.table);
-    bench.tables->intfAddrVrfTableIs("blue", intfAddrVrfTableFactory());
-    bench.events.clear();
-    bench.tables->intfAddrVrfTableDelAll();
-    EXPECT_TRUE(bench.tables->intfAddrVrfTable().empty());
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.tables->intfAddrVrfTableIs("red", fixture.table);
+    fixture.tables->intfAddrVrfTableIs("blue", intfAddrVrfTableFactory());
+    fixture.events.clear();
+    fixture.tables->intfAddrVrfTableDelAll();
+    EXPECT_TRUE(fixture.tables->intfAddrVrfTable().empty());
+    EXPECT_THAT(fixture.events,
                 ElementsAre("intfAddrVrfTable red absent", "intfAddrVrfTable blue absent"));
 }
 

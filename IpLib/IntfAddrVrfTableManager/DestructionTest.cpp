@@ -8,19 +8,19 @@
 #include <utility>
 #include <vector>
 
-#include "IpLib/IntfAddrVrfTableManager/ManagerBench.h"
+#include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
 #include "Pell/Assertion.h"
+#include "TestKit/TraceRecorder.h"
 #include "Zin/Errors.h"
-#include "testing/TraceRecorder.h"
 
 namespace IpLib {
 namespace {
 
 using ::testing::ElementsAre;
-using Testing::expectConsistent;
 using ::testing::IsEmpty;
-using Testing::ManagerBench;
-using Testing::textsOf;
+using TestKit::expectConsistent;
+using TestKit::ManagerFixture;
+using TestKit::textsOf;
 
 constexpr IntfAddrVrfTableSmConfig delayed;
 constexpr IntfAddrVrfTableSmConfig atOnce{.intfCleanupDelay = 0.0, .deferredIntfAddDelay = 0.0};
@@ -28,28 +28,28 @@ constexpr IntfAddrVrfTableSmConfig atOnce{.intfCleanupDelay = 0.0, .deferredIntf
 // A router's objects, each held by one pointer that can be dropped by itself.
 struct Pieces {
     explicit Pieces(IntfAddrVrfTableSmConfig const& config) {
-        ManagerBench bench(config);
+        ManagerFixture fixture(config);
         clock = Zin::make<Zin::VirtualClock>();
         scheduler = Velk::taskSchedulerFactory(clock, std::make_unique<Velk::EveryNth>(0));
-        bench.factory = intfAddrVrfTableSmFactoryFactory(config, scheduler, bench.virtualIp,
-                                                         bench.virtualIp6, bench.helper);
-        bench.vrfIs("red");
-        bench.vrfIs("blue");
-        bench.managerIs();
+        fixture.factory = intfAddrVrfTableSmFactoryFactory(config, scheduler, fixture.virtualIp,
+                                                           fixture.virtualIp6, fixture.helper);
+        fixture.vrfIs("red");
+        fixture.vrfIs("blue");
+        fixture.managerIs();
         // Rows of all kinds, an address that waits, and an interface whose clean-up is pending.
-        bench.ip("red", "Ethernet1", "10.0.0.1/24");
-        bench.ip("red", "Ethernet2", "10.0.0.2/24");
-        bench.ip6("red", "Ethernet1", "fe80::1/64");
-        bench.ip6("red", "Ethernet1", "2001:db8::1/64");
-        bench.ip6("red", "Ethernet1", "2001:db8::2/64", true);
-        bench.ip("blue", "Ethernet3", "10.0.0.1/24");
-        bench.ipDel("blue", "Ethernet3");
-        ipStatus = bench.ipStatus;
-        ip6Status = bench.ip6Status;
-        tables = bench.tables;
-        factory = bench.factory;
-        helper = bench.helper;
-        manager = bench.manager;
+        fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+        fixture.ip("red", "Ethernet2", "10.0.0.2/24");
+        fixture.ip6("red", "Ethernet1", "fe80::1/64");
+        fixture.ip6("red", "Ethernet1", "2001:db8::1/64");
+        fixture.ip6("red", "Ethernet1", "2001:db8::2/64", true);
+        fixture.ip("blue", "Ethernet3", "10.0.0.1/24");
+        fixture.ipDel("blue", "Ethernet3");
+        ipStatus = fixture.ipStatus;
+        ip6Status = fixture.ip6Status;
+        tables = fixture.tables;
+        factory = fixture.factory;
+        helper = fixture.helper;
+        manager = fixture.manager;
     }
 
     static constexpr std::size_t count = 6;
@@ -111,7 +111,7 @@ TEST_P(AnyTuning, OnceTheManagerIsGoneNothingOfItSpeaks) {
     pieces.manager = nullptr;
     EXPECT_EQ(pieces.scheduler->nextExpiry(), Velk::never);
 
-    Testing::TraceRecorder const traces;
+    TestKit::TraceRecorder const traces;
     auto const red = pieces.ipStatus->vrfIpIntfStatus("red");
     red->ipIntfStatus("Ethernet1")->activeAddrWithMaskIs(Nimb::IpAddrWithMask("10.9.0.1/24"));
     red->ipIntfStatusDelAll();
@@ -125,23 +125,23 @@ TEST_P(AnyTuning, OnceTheManagerIsGoneNothingOfItSpeaks) {
 }
 
 TEST_P(AnyTuning, AMachineThatSomebodyStillHoldsIsSilentOnceItsTableHasGone) {
-    ManagerBench bench(GetParam());
-    bench.vrfIs("red");
-    bench.managerIs();
-    bench.ip("red", "Ethernet1", "10.0.0.1/24");
-    bench.ip("red", "Ethernet2", "10.0.0.1/24");
-    auto const sm = bench.sm("red");
+    ManagerFixture fixture(GetParam());
+    fixture.vrfIs("red");
+    fixture.managerIs();
+    fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+    fixture.ip("red", "Ethernet2", "10.0.0.1/24");
+    auto const sm = fixture.sm("red");
     auto const ipSm = sm->ipIntfStatusSm("Ethernet1");
-    bench.tables->intfAddrVrfTableDel("red");
+    fixture.tables->intfAddrVrfTableDel("red");
     ASSERT_TRUE(sm->retired());
     ASSERT_TRUE(ipSm->retired());
 
-    Testing::TraceRecorder const traces("IntfAddrVrfTableSm");
-    Testing::TraceRecorder const ipTraces("IpIntfStatusSm");
-    bench.ip("red", "Ethernet1", "10.0.1.1/24");
-    bench.ip("red", "Ethernet3", "10.0.2.1/24");
-    bench.ipDel("red", "Ethernet1");
-    bench.time.advance(10.0);
+    TestKit::TraceRecorder const traces("IntfAddrVrfTableSm");
+    TestKit::TraceRecorder const ipTraces("IpIntfStatusSm");
+    fixture.ip("red", "Ethernet1", "10.0.1.1/24");
+    fixture.ip("red", "Ethernet3", "10.0.2.1/24");
+    fixture.ipDel("red", "Ethernet1");
+    fixture.time.advance(10.0);
     EXPECT_THAT(traces.messages(), IsEmpty());
     EXPECT_THAT(ipTraces.messages(), IsEmpty());
 }
@@ -203,49 +203,49 @@ private:
 // A life of one VRF that comes by everything: construction over published status, admission,
 // withdrawal, clean-ups and retries by the tasks, a table replaced, status that goes. Ethernet2 has
 // `addr`, which may be one that has to wait for Ethernet1's.
-void live(ManagerBench& bench, Meddler& meddler, char const* addr) {
+void live(ManagerFixture& fixture, Meddler& meddler, char const* addr) {
     auto const tableIs = [&] {
         auto const table = intfAddrVrfTableFactory();
         meddler.watch(table);
-        bench.tables->intfAddrVrfTableIs("red", table);
+        fixture.tables->intfAddrVrfTableIs("red", table);
     };
-    meddler.watch(bench.tables);
-    bench.ipStatus->vrfIpIntfStatusIs("red", Ip::vrfIpIntfStatusFactory());
-    bench.ip6Status->vrfIp6IntfStatusIs("red", Ip6::vrfIp6IntfStatusFactory());
-    bench.ip("red", "Ethernet1", "10.0.0.1/24");
-    bench.ip6("red", "Ethernet1", "2001:db8::1/64");
-    bench.ip6("red", "Ethernet1", "fe80::1/64");
-    bench.ip6("red", "Ethernet1", "fe80::2/64");
+    meddler.watch(fixture.tables);
+    fixture.ipStatus->vrfIpIntfStatusIs("red", Ip::vrfIpIntfStatusFactory());
+    fixture.ip6Status->vrfIp6IntfStatusIs("red", Ip6::vrfIp6IntfStatusFactory());
+    fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+    fixture.ip6("red", "Ethernet1", "2001:db8::1/64");
+    fixture.ip6("red", "Ethernet1", "fe80::1/64");
+    fixture.ip6("red", "Ethernet1", "fe80::2/64");
     tableIs();
-    bench.ip("red", "Ethernet2", addr);
-    bench.ip6("red", "Ethernet2", "2001:db8:1::1/64", true);
-    bench.ipDel("red", "Ethernet1");
-    bench.time.advance(1.5);
-    bench.time.advance(2.0);
-    bench.ip("red", "Ethernet1", "10.0.1.1/24");
-    bench.ip("red", "Ethernet1", "10.0.1.2/24");
-    bench.ip6Status->vrfIp6IntfStatusDel("red");
+    fixture.ip("red", "Ethernet2", addr);
+    fixture.ip6("red", "Ethernet2", "2001:db8:1::1/64", true);
+    fixture.ipDel("red", "Ethernet1");
+    fixture.time.advance(1.5);
+    fixture.time.advance(2.0);
+    fixture.ip("red", "Ethernet1", "10.0.1.1/24");
+    fixture.ip("red", "Ethernet1", "10.0.1.2/24");
+    fixture.ip6Status->vrfIp6IntfStatusDel("red");
     tableIs();
-    bench.time.advance(5.0);
-    bench.tables->intfAddrVrfTableDel("red");
-    bench.time.advance(5.0);
+    fixture.time.advance(5.0);
+    fixture.tables->intfAddrVrfTableDel("red");
+    fixture.time.advance(5.0);
 }
 
 constexpr auto waiting = "10.0.0.2/24";
 constexpr auto apart = "10.0.2.1/24";
 
-using Step = std::function<void(ManagerBench&)>;
+using Step = std::function<void(ManagerFixture&)>;
 
 // Lives once for each moment at which somebody is told something, doing `step` at that moment.
 // Returns how many moments there were.
 std::size_t meddleAtEveryMoment(IntfAddrVrfTableSmConfig const& config, Step const& step,
                                 Step const& afterwards) {
     for (std::size_t when = 1;; ++when) {
-        ManagerBench bench(config, 1);
-        bench.managerIs();
-        Meddler meddler(when, [&] { step(bench); });
-        live(bench, meddler, config == atOnce ? apart : waiting);
-        afterwards(bench);
+        ManagerFixture fixture(config, 1);
+        fixture.managerIs();
+        Meddler meddler(when, [&] { step(fixture); });
+        live(fixture, meddler, config == atOnce ? apart : waiting);
+        afterwards(fixture);
         if (!meddler.acted()) {
             return when - 1;
         }
@@ -254,10 +254,10 @@ std::size_t meddleAtEveryMoment(IntfAddrVrfTableSmConfig const& config, Step con
 
 TEST_P(AnyTuning, TheManagerMayGoAtAnyMoment) {
     auto const moments = meddleAtEveryMoment(
-        GetParam(), [](ManagerBench& bench) { bench.manager = nullptr; },
-        [](ManagerBench const& bench) {
-            if (!bench.manager) {
-                EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
+        GetParam(), [](ManagerFixture& fixture) { fixture.manager = nullptr; },
+        [](ManagerFixture const& fixture) {
+            if (!fixture.manager) {
+                EXPECT_EQ(fixture.time.scheduler()->nextExpiry(), Velk::never);
             }
         });
     EXPECT_GT(moments, 30u);
@@ -265,23 +265,23 @@ TEST_P(AnyTuning, TheManagerMayGoAtAnyMoment) {
 
 TEST_P(AnyTuning, ATableMayGoAtAnyMoment) {
     auto const moments = meddleAtEveryMoment(
-        GetParam(), [](ManagerBench& bench) { bench.tables->intfAddrVrfTableDel("red"); },
-        [](ManagerBench const& bench) { EXPECT_EQ(bench.sm("red"), nullptr); });
+        GetParam(), [](ManagerFixture& fixture) { fixture.tables->intfAddrVrfTableDel("red"); },
+        [](ManagerFixture const& fixture) { EXPECT_EQ(fixture.sm("red"), nullptr); });
     EXPECT_GT(moments, 30u);
 }
 
 TEST_P(AnyTuning, ATableMayBeReplacedAtAnyMoment) {
     meddleAtEveryMoment(
         GetParam(),
-        [](ManagerBench& bench) {
-            if (bench.table("red")) {
-                bench.tableIs("red");
-                EXPECT_EQ(bench.table("red")->vrfIpIntfStatus(),
-                          bench.ipStatus->vrfIpIntfStatus("red"));
-                expectConsistent(*bench.table("red"));
+        [](ManagerFixture& fixture) {
+            if (fixture.table("red")) {
+                fixture.tableIs("red");
+                EXPECT_EQ(fixture.table("red")->vrfIpIntfStatus(),
+                          fixture.ipStatus->vrfIpIntfStatus("red"));
+                expectConsistent(*fixture.table("red"));
             }
         },
-        [](ManagerBench const& bench) { EXPECT_EQ(bench.sm("red"), nullptr); });
+        [](ManagerFixture const& fixture) { EXPECT_EQ(fixture.sm("red"), nullptr); });
 }
 
 TEST_P(AnyTuning, AnInterfacesStatusMayGoAtAnyMoment) {
@@ -289,96 +289,96 @@ TEST_P(AnyTuning, AnInterfacesStatusMayGoAtAnyMoment) {
     IntfAddrVrfTableSmConfig const soon{.intfCleanupDelay = -1.0};
     meddleAtEveryMoment(
         GetParam() == atOnce ? atOnce : soon,
-        [](ManagerBench& bench) {
-            bench.ipDel("red", "Ethernet1");
-            if (auto const status = bench.ip6Status->vrfIp6IntfStatus("red")) {
+        [](ManagerFixture& fixture) {
+            fixture.ipDel("red", "Ethernet1");
+            if (auto const status = fixture.ip6Status->vrfIp6IntfStatus("red")) {
                 status->intfStatusDel("Ethernet1");
             }
         },
-        [](ManagerBench const& bench) { EXPECT_EQ(bench.sm("red"), nullptr); });
+        [](ManagerFixture const& fixture) { EXPECT_EQ(fixture.sm("red"), nullptr); });
 }
 
 TEST_P(AnyTuning, AllStatusMayGoAtAnyMomentAndLeavesAnEmptyTable) {
     for (std::size_t when = 1;; ++when) {
-        ManagerBench bench(GetParam());
-        bench.vrfIs("red");
-        bench.ip("red", "Ethernet1", "10.0.0.1/24");
-        bench.ip6("red", "Ethernet1", "2001:db8::1/64");
-        bench.ip6("red", "Ethernet1", "2001:db8::2/64", true);
-        bench.ip6("red", "Ethernet1", "fe80::1/64");
-        bench.ip("red", "Ethernet2", "10.0.0.2/24");
+        ManagerFixture fixture(GetParam());
+        fixture.vrfIs("red");
+        fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+        fixture.ip6("red", "Ethernet1", "2001:db8::1/64");
+        fixture.ip6("red", "Ethernet1", "2001:db8::2/64", true);
+        fixture.ip6("red", "Ethernet1", "fe80::1/64");
+        fixture.ip("red", "Ethernet2", "10.0.0.2/24");
         Meddler meddler(when, [&] {
-            bench.ipStatus->vrfIpIntfStatusDel("red");
-            bench.ip6Status->vrfIp6IntfStatusDel("red");
+            fixture.ipStatus->vrfIpIntfStatusDel("red");
+            fixture.ip6Status->vrfIp6IntfStatusDel("red");
         });
-        meddler.watch(bench.table("red"));
-        bench.managerIs();
-        bench.time.advance(10.0);
+        meddler.watch(fixture.table("red"));
+        fixture.managerIs();
+        fixture.time.advance(10.0);
         if (!meddler.acted()) {
             EXPECT_GT(when, 12u);
             break;
         }
-        auto const table = bench.table("red");
-        EXPECT_THAT(bench.rows("red"), IsEmpty()) << when;
+        auto const table = fixture.table("red");
+        EXPECT_THAT(fixture.rows("red"), IsEmpty()) << when;
         EXPECT_TRUE(table->intfAddrEntryFromAddr().empty()) << when;
         EXPECT_TRUE(table->intfAddrEntrySetFromSubnet().empty()) << when;
         EXPECT_TRUE(table->llIntfAddrEntryFromIntfId().empty()) << when;
-        EXPECT_TRUE(bench.sm("red")->deferredIntfAddBacklog()->backlog().empty()) << when;
+        EXPECT_TRUE(fixture.sm("red")->deferredIntfAddBacklog()->backlog().empty()) << when;
     }
 }
 
 TEST_P(AnyTuning, TheManagerMayGoInARunOfTheScheduler) {
-    ManagerBench bench(GetParam());
-    bench.managerIs();
-    auto const task = Velk::timerTaskFactory(bench.time.scheduler(), {}, "agent");
+    ManagerFixture fixture(GetParam());
+    fixture.managerIs();
+    auto const task = Velk::timerTaskFactory(fixture.time.scheduler(), {}, "agent");
     class Agent final : public Velk::TimerTask::Notifiee {
     public:
-        explicit Agent(ManagerBench& bench) : bench_(bench) {}
+        explicit Agent(ManagerFixture& fixture) : bench_(fixture) {}
         void handleTaskRun() override { bench_.manager = nullptr; }
 
     private:
-        ManagerBench& bench_;
-    } agent(bench);
+        ManagerFixture& bench_;
+    } agent(fixture);
     agent.notifierIs(task);
     task->scheduleTask();
-    bench.vrfIs("red");
-    bench.ip("red", "Ethernet1", "10.0.0.1/24");
-    bench.ip("red", "Ethernet2", "10.0.0.2/24");
-    bench.ipDel("red", "Ethernet1");
-    bench.time.advance(10.0);
-    EXPECT_EQ(bench.manager, nullptr);
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
+    fixture.vrfIs("red");
+    fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+    fixture.ip("red", "Ethernet2", "10.0.0.2/24");
+    fixture.ipDel("red", "Ethernet1");
+    fixture.time.advance(10.0);
+    EXPECT_EQ(fixture.manager, nullptr);
+    EXPECT_EQ(fixture.time.scheduler()->nextExpiry(), Velk::never);
 }
 
 TEST(Destruction, MachinesThatAreStillHeldAreHeardOfByNobodyTheyWatched) {
-    ManagerBench bench;
-    bench.managerIs();
-    bench.vrfIs("red");
-    bench.ip("red", "Ethernet1", "10.0.0.1/24");
-    bench.ip6("red", "Ethernet1", "2001:db8::1/64");
-    auto const manager = bench.manager;
+    ManagerFixture fixture;
+    fixture.managerIs();
+    fixture.vrfIs("red");
+    fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+    fixture.ip6("red", "Ethernet1", "2001:db8::1/64");
+    auto const manager = fixture.manager;
     auto const allSm = manager->allIntfAddrVrfTableSm();
     auto const smManager = manager->intfAddrVrfTableSmManager();
-    auto const sm = bench.sm("red");
+    auto const sm = fixture.sm("red");
     auto const ipSm = sm->ipIntfStatusSm("Ethernet1");
     auto const ip6Sm = sm->ip6IntfStatusSm("Ethernet1");
     auto const cleanup = sm->intfCleanupSm();
     auto const task = cleanup->task();
-    auto const ip = bench.ipStatus->vrfIpIntfStatus("red");
-    auto const ip6 = bench.ip6Status->vrfIp6IntfStatus("red");
+    auto const ip = fixture.ipStatus->vrfIpIntfStatus("red");
+    auto const ip6 = fixture.ip6Status->vrfIp6IntfStatus("red");
     EXPECT_FALSE(ip->ipIntfStatus("Ethernet1")->notifieeList().empty());
     EXPECT_FALSE(ip6->intfStatus("Ethernet1")->notifieeList().empty());
-    EXPECT_FALSE(bench.tables->notifieeList().empty());
+    EXPECT_FALSE(fixture.tables->notifieeList().empty());
 
     manager->retire();
 
-    EXPECT_TRUE(bench.ipStatus->notifieeList().empty());
-    EXPECT_TRUE(bench.ip6Status->notifieeList().empty());
-    EXPECT_TRUE(bench.tables->notifieeList().empty());
-    EXPECT_TRUE(bench.table("red")->notifieeList().empty());
-    EXPECT_TRUE(bench.virtualIp->notifieeList().empty());
-    EXPECT_TRUE(bench.virtualIp6->notifieeList().empty());
-    EXPECT_TRUE(bench.helper->deviceIntfStatusDir("red")->notifieeList().empty());
+    EXPECT_TRUE(fixture.ipStatus->notifieeList().empty());
+    EXPECT_TRUE(fixture.ip6Status->notifieeList().empty());
+    EXPECT_TRUE(fixture.tables->notifieeList().empty());
+    EXPECT_TRUE(fixture.table("red")->notifieeList().empty());
+    EXPECT_TRUE(fixture.virtualIp->notifieeList().empty());
+    EXPECT_TRUE(fixture.virtualIp6->notifieeList().empty());
+    EXPECT_TRUE(fixture.helper->deviceIntfStatusDir("red")->notifieeList().empty());
     EXPECT_TRUE(ip->notifieeList().empty());
     EXPECT_TRUE(ip6->notifieeList().empty());
     EXPECT_TRUE(ip->ipIntfStatus("Ethernet1")->notifieeList().empty());
@@ -401,24 +401,24 @@ TEST(Destruction, WhateverFailsOnTheWayEverythingCanGo) {
     };
     bool acted = true;
     for (std::size_t when = 1; acted; ++when) {
-        auto bench = std::make_unique<ManagerBench>(atOnce);
-        bench->managerIs();
-        bench->vrfIs("blue");
-        Meddler meddler(when, [&] { bench->manager = nullptr; });
-        contained([&] { live(*bench, meddler, waiting); });
-        contained([&] { bench->tableIs("blue"); });
-        if (bench->manager) {
-            bench->ip("blue", "Ethernet1", "10.0.0.1/24");
-            bench->ip("blue", "Ethernet2", waiting);
-            contained([&] { bench->ipDel("blue", "Ethernet2"); });
-            EXPECT_THAT(bench->rows("blue"), ElementsAre("10.0.0.1/24 Ethernet1"));
+        auto fixture = std::make_unique<ManagerFixture>(atOnce);
+        fixture->managerIs();
+        fixture->vrfIs("blue");
+        Meddler meddler(when, [&] { fixture->manager = nullptr; });
+        contained([&] { live(*fixture, meddler, waiting); });
+        contained([&] { fixture->tableIs("blue"); });
+        if (fixture->manager) {
+            fixture->ip("blue", "Ethernet1", "10.0.0.1/24");
+            fixture->ip("blue", "Ethernet2", waiting);
+            contained([&] { fixture->ipDel("blue", "Ethernet2"); });
+            EXPECT_THAT(fixture->rows("blue"), ElementsAre("10.0.0.1/24 Ethernet1"));
         }
         acted = meddler.acted();
         contained([&] {
             Zin::Turn const turn;
-            bench->manager = nullptr;
+            fixture->manager = nullptr;
         });
-        EXPECT_EQ(bench->time.scheduler()->nextExpiry(), Velk::never);
+        EXPECT_EQ(fixture->time.scheduler()->nextExpiry(), Velk::never);
     }
     EXPECT_GT(failures, 0u);
 }

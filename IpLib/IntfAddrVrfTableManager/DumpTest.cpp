@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "IpLib/IntfAddrVrfTableManager/ManagerBench.h"
+#include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
 
 namespace IpLib {
 namespace {
@@ -89,7 +89,7 @@ TEST(AllIntfAddrVrfTableDump, WrapsTheIndentationOfItsTablesAround) {
 }
 
 // An interface with status of both families, one of each family alone, and a VRF without status.
-struct Managed : Testing::ManagerBench {
+struct Managed : TestKit::ManagerFixture {
     Managed() {
         vrfIs("red");
         tableIs("blue");
@@ -102,13 +102,13 @@ struct Managed : Testing::ManagerBench {
 };
 
 TEST(AllIntfAddrVrfTableSmDump, CountsTheInterfacesWithStatusOfEachVrf) {
-    Managed const bench;
-    EXPECT_EQ(dumpOf(bench.manager->allIntfAddrVrfTableSm(), 0),
+    Managed const fixture;
+    EXPECT_EQ(dumpOf(fixture.manager->allIntfAddrVrfTableSm(), 0),
               "AllIntfAddrVrfTableSm\n"
               "  has 2 vrfs\n"
               "  vrf blue has 0 interfaces\n"
               "  vrf red has 3 interfaces\n");
-    EXPECT_EQ(dumpOf(bench.manager->allIntfAddrVrfTableSm(), 2, false, 1),
+    EXPECT_EQ(dumpOf(fixture.manager->allIntfAddrVrfTableSm(), 2, false, 1),
               "  AllIntfAddrVrfTableSm\n"
               "    has 2 vrfs\n"
               "    -- The following list will be truncated, use verbose option to display all 2 "
@@ -119,23 +119,23 @@ TEST(AllIntfAddrVrfTableSmDump, CountsTheInterfacesWithStatusOfEachVrf) {
 }
 
 TEST(AllIntfAddrVrfTableSmDump, CountsTheInterfacesOfEitherFamilyWhereTheOtherHasNoStatus) {
-    Managed const bench;
-    bench.ipStatus->vrfIpIntfStatusDel("red");
-    EXPECT_THAT(dumpOf(bench.manager->allIntfAddrVrfTableSm(), 0),
+    Managed const fixture;
+    fixture.ipStatus->vrfIpIntfStatusDel("red");
+    EXPECT_THAT(dumpOf(fixture.manager->allIntfAddrVrfTableSm(), 0),
                 HasSubstr("vrf red has 2 interfaces\n"));
 }
 
 TEST(IntfAddrVrfTableSmManagerDump, HasTheDumpOfEveryMachineInOrderOfTheNames) {
-    Managed const bench;
-    EXPECT_EQ(dumpOf(bench.manager->intfAddrVrfTableSmManager(), 0),
+    Managed const fixture;
+    EXPECT_EQ(dumpOf(fixture.manager->intfAddrVrfTableSmManager(), 0),
               fmt::format("IntfAddrVrfTableSmManager\n"
                           "  has 2 IntfAddrVrfTableSm\n{}{}",
-                          dumpOf(bench.sm("blue"), 2), dumpOf(bench.sm("red"), 2)));
+                          dumpOf(fixture.sm("blue"), 2), dumpOf(fixture.sm("red"), 2)));
 }
 
 TEST(IntfAddrVrfTableSmManagerDump, IsCutBeyondTheMaximum) {
-    Managed const bench;
-    auto const dump = dumpOf(bench.manager->intfAddrVrfTableSmManager(), 0, false, 1);
+    Managed const fixture;
+    auto const dump = dumpOf(fixture.manager->intfAddrVrfTableSmManager(), 0, false, 1);
     EXPECT_THAT(dump, HasSubstr("  -- The following list will be truncated, use verbose option to "
                                 "display all 2 entries --\n"
                                 "  IntfAddVrfTableSm VRF=blue "));

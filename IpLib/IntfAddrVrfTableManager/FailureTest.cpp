@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "IpLib/IntfAddrVrfTableManager/ManagerBench.h"
+#include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
 #include "Pell/Assertion.h"
 #include "Zin/Errors.h"
 
@@ -12,16 +12,16 @@ namespace IpLib {
 namespace {
 
 using ::testing::ElementsAre;
-using Testing::expectConsistent;
-using Testing::ManagerBench;
+using TestKit::expectConsistent;
+using TestKit::ManagerFixture;
 
 constexpr IntfAddrVrfTableSmConfig delayed;
 constexpr IntfAddrVrfTableSmConfig atOnce{.intfCleanupDelay = 0.0, .deferredIntfAddDelay = 0.0};
 
 // Somebody else has written to the table of VRF red: its row of Ethernet1's address is of
 // Ethernet9, which the machine holds for impossible as it withdraws the address.
-struct Spoilt : ManagerBench {
-    explicit Spoilt(Config const& smConfig = delayed) : ManagerBench(smConfig) {
+struct Spoilt : ManagerFixture {
+    explicit Spoilt(Config const& smConfig = delayed) : ManagerFixture(smConfig) {
         vrfIs("red");
         vrfIs("blue");
         managerIs();
@@ -64,24 +64,25 @@ std::string assertionOf(Action&& action) {
 constexpr auto unexpectedConflict = "ip 10.0.0.1 on Ethernet1 has unexpected conflict on Ethernet9";
 
 TEST(Failure, OfAMutatorIsThrownToItsCaller) {
-    Spoilt bench;
-    EXPECT_EQ(assertionOf([&] { bench.ip("red", "Ethernet1", "0.0.0.0/0"); }), unexpectedConflict);
-    bench.expectRecovery();
+    Spoilt fixture;
+    EXPECT_EQ(assertionOf([&] { fixture.ip("red", "Ethernet1", "0.0.0.0/0"); }),
+              unexpectedConflict);
+    fixture.expectRecovery();
 }
 
 TEST(Failure, OfATaskIsThrownToWhoRunsTheScheduler) {
-    Spoilt bench;
-    bench.ip("red", "Ethernet2", "10.0.0.2/24");
-    bench.ip("blue", "Ethernet1", "10.0.0.2/24");
-    bench.sm("red")->deferredIntfAddBacklog()->backlogIs(
+    Spoilt fixture;
+    fixture.ip("red", "Ethernet2", "10.0.0.2/24");
+    fixture.ip("blue", "Ethernet1", "10.0.0.2/24");
+    fixture.sm("red")->deferredIntfAddBacklog()->backlogIs(
         {"Ethernet7", Nimb::IpGenAddrWithMask("10.0.7.1/24")});
-    EXPECT_EQ(assertionOf([&] { bench.time.advance(2.0); }),
+    EXPECT_EQ(assertionOf([&] { fixture.time.advance(2.0); }),
               "intfId=Ethernet7;addrWithMask=10.0.7.1/24 missing in all collection");
-    bench.time.advance(10.0);
-    bench.ip("blue", "Ethernet1", "10.0.0.1/24");
-    bench.ipDel("red", "Ethernet2");
-    bench.time.advance(10.0);
-    bench.expectRecovery();
+    fixture.time.advance(10.0);
+    fixture.ip("blue", "Ethernet1", "10.0.0.1/24");
+    fixture.ipDel("red", "Ethernet2");
+    fixture.time.advance(10.0);
+    fixture.expectRecovery();
 }
 
 TEST(Failure, OfATeardownIsThrownToWhoseTurnDropsTheManager) {
@@ -105,78 +106,79 @@ TEST(Failure, OfATeardownIsThrownToWhoseTurnDropsTheManager) {
 }
 
 TEST(Failure, OfATeardownIsThrownToWhoTakesTheTableAway) {
-    Spoilt bench(atOnce);
-    EXPECT_EQ(assertionOf([&] { bench.tables->intfAddrVrfTableDel("red"); }), unexpectedConflict);
-    EXPECT_EQ(bench.sm("red"), nullptr);
-    EXPECT_EQ(bench.uses("red"), 0u);
-    bench.tableIs("red");
-    EXPECT_THAT(bench.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
+    Spoilt fixture(atOnce);
+    EXPECT_EQ(assertionOf([&] { fixture.tables->intfAddrVrfTableDel("red"); }), unexpectedConflict);
+    EXPECT_EQ(fixture.sm("red"), nullptr);
+    EXPECT_EQ(fixture.uses("red"), 0u);
+    fixture.tableIs("red");
+    EXPECT_THAT(fixture.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 // Drops the manager when it is told of a row.
 class Dropper final : public IntfAddrVrfTable::Notifiee {
 public:
-    Dropper(ManagerBench& bench, L3::VrfName const& vrf) : bench_(bench) {
-        notifierIs(bench.table(vrf));
+    Dropper(ManagerFixture& fixture, L3::VrfName const& vrf) : bench_(fixture) {
+        notifierIs(fixture.table(vrf));
     }
 
 private:
     void handleIntfAddrEntry(IntfAddrEntryContent const&) override { bench_.manager = nullptr; }
 
-    ManagerBench& bench_;
+    ManagerFixture& bench_;
 };
 
 TEST(Failure, OfATeardownInAHandlerIsThrownToTheOutermostCaller) {
-    Spoilt bench(atOnce);
-    Dropper const dropper(bench, "blue");
-    EXPECT_EQ(assertionOf([&] { bench.ip("blue", "Ethernet2", "10.0.2.1/24"); }),
+    Spoilt fixture(atOnce);
+    Dropper const dropper(fixture, "blue");
+    EXPECT_EQ(assertionOf([&] { fixture.ip("blue", "Ethernet2", "10.0.2.1/24"); }),
               unexpectedConflict);
-    EXPECT_EQ(bench.manager, nullptr);
+    EXPECT_EQ(fixture.manager, nullptr);
 }
 
 TEST(Failure, OfAMachineLeavesItInAStateThatCanBeReplaced) {
     for (auto const& config : {delayed, atOnce}) {
-        Spoilt bench(config);
-        bench.expectRecovery();
+        Spoilt fixture(config);
+        fixture.expectRecovery();
     }
 }
 
 TEST(Failure, OfOneAddressLeavesTheOthersPublished) {
-    ManagerBench bench;
-    bench.vrfIs("red");
-    bench.managerIs();
-    EXPECT_THROW(bench.ip6("red", "Ethernet1", "fe80::1/64", true), Zin::RangeError);
-    bench.ip6("red", "Ethernet1", "2001:db8::1/64");
-    EXPECT_THAT(bench.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1"));
+    ManagerFixture fixture;
+    fixture.vrfIs("red");
+    fixture.managerIs();
+    EXPECT_THROW(fixture.ip6("red", "Ethernet1", "fe80::1/64", true), Zin::RangeError);
+    fixture.ip6("red", "Ethernet1", "2001:db8::1/64");
+    EXPECT_THAT(fixture.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1"));
 
     // A fresh machine meets it again.
-    EXPECT_THROW(bench.tableIs("red"), Zin::RangeError);
-    EXPECT_THAT(bench.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1"));
-    bench.ip6("red", "Ethernet1", "fe80::1/64");
-    EXPECT_THAT(bench.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
+    EXPECT_THROW(fixture.tableIs("red"), Zin::RangeError);
+    EXPECT_THAT(fixture.rows("red"), ElementsAre("2001:db8::1/64 Ethernet1"));
+    fixture.ip6("red", "Ethernet1", "fe80::1/64");
+    EXPECT_THAT(fixture.rows("red"),
+                ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
 }
 
 TEST(Failure, AtTheStartKeepsTheManagerOnlyInATurn) {
-    ManagerBench bench;
-    bench.vrfIs("red");
-    bench.vrfIs("blue");
-    bench.ip6("red", "Ethernet1", "fe80::1/64", true);
-    bench.ip("red", "Ethernet1", "10.0.0.1/24");
-    bench.ip6("blue", "Ethernet1", "2001:db8::1/64");
-    EXPECT_THROW(bench.managerIs(), Zin::RangeError);
-    EXPECT_EQ(bench.manager, nullptr);
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
+    ManagerFixture fixture;
+    fixture.vrfIs("red");
+    fixture.vrfIs("blue");
+    fixture.ip6("red", "Ethernet1", "fe80::1/64", true);
+    fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+    fixture.ip6("blue", "Ethernet1", "2001:db8::1/64");
+    EXPECT_THROW(fixture.managerIs(), Zin::RangeError);
+    EXPECT_EQ(fixture.manager, nullptr);
+    EXPECT_EQ(fixture.time.scheduler()->nextExpiry(), Velk::never);
 
-    bench.tableIs("red");
-    bench.tableIs("blue");
+    fixture.tableIs("red");
+    fixture.tableIs("blue");
     auto const inATurn = [&] {
         Zin::Turn turn;
-        bench.managerIs();
+        fixture.managerIs();
     };
     EXPECT_THROW(inATurn(), Zin::RangeError);
-    ASSERT_NE(bench.manager, nullptr);
-    EXPECT_THAT(bench.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
-    EXPECT_THAT(bench.rows("blue"), ElementsAre("2001:db8::1/64 Ethernet1"));
+    ASSERT_NE(fixture.manager, nullptr);
+    EXPECT_THAT(fixture.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_THAT(fixture.rows("blue"), ElementsAre("2001:db8::1/64 Ethernet1"));
 }
 
 }  // namespace

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "testing/TraceRecorder.h"
-#include "testing/VirtualTime.h"
+#include "TestKit/TraceRecorder.h"
+#include "TestKit/VirtualTime.h"
 
 namespace IpLib {
 namespace {
@@ -42,14 +42,14 @@ public:
         }
     }
 
-    Testing::VirtualTime time;
+    TestKit::VirtualTime time;
     Texts calls;
     bool makesNone = false;
     std::function<void(L3::VrfName const&)> beforeMake;
     std::function<void(L3::VrfName const&)> beforeUnmake;
 };
 
-struct Bench {
+struct Fixture {
     void managerIs() { manager = intfAddrVrfTableSmManagerFactory(factory, tables); }
     void tableIs(L3::VrfName const& vrf) {
         tables->intfAddrVrfTableIs(vrf, intfAddrVrfTableFactory());
@@ -58,22 +58,22 @@ struct Bench {
 
     Zin::Ptr<Factory> const factory = Zin::make<Factory>();
     Zin::Ptr<AllIntfAddrVrfTable> const tables = allIntfAddrVrfTableFactory();
-    Testing::TraceRecorder traces{"IntfAddrVrfTableSmManager"};
+    TestKit::TraceRecorder traces{"IntfAddrVrfTableSmManager"};
     Zin::Ptr<IntfAddrVrfTableSmManager> manager;
 };
 
 TEST(IntfAddrVrfTableSmManager, EveryTableThatIsThereFromTheStartGetsAMachine) {
-    Bench bench;
+    Fixture fixture;
     for (char const* const vrf : {"red", "blue", "green"}) {
-        bench.tableIs(vrf);
+        fixture.tableIs(vrf);
     }
-    bench.managerIs();
-    EXPECT_THAT(bench.calls(), ElementsAre("make red", "make blue", "make green"));
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSm().size(), 3u);
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSm("red")->intfAddrVrfTable(),
-              bench.tables->intfAddrVrfTable("red"));
+    fixture.managerIs();
+    EXPECT_THAT(fixture.calls(), ElementsAre("make red", "make blue", "make green"));
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSm().size(), 3u);
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSm("red")->intfAddrVrfTable(),
+              fixture.tables->intfAddrVrfTable("red"));
     EXPECT_THAT(
-        bench.traces.messages(),
+        fixture.traces.messages(),
         ElementsAre(
             "8 IntfAddrVrfTableSmManager::handleInitialized 3 tables",
             "8 IntfAddrVrfTableSmManager::handleIntfAddrVrfTable vrf red isTablePresent true",
@@ -82,211 +82,213 @@ TEST(IntfAddrVrfTableSmManager, EveryTableThatIsThereFromTheStartGetsAMachine) {
 }
 
 TEST(IntfAddrVrfTableSmManager, ATableThatComesLaterGetsAMachine) {
-    Bench bench;
-    bench.managerIs();
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSm("red"), nullptr);
-    bench.tableIs("red");
-    EXPECT_THAT(bench.calls(), ElementsAre("make red"));
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSm("red")->vrfName(), "red");
+    Fixture fixture;
+    fixture.managerIs();
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSm("red"), nullptr);
+    fixture.tableIs("red");
+    EXPECT_THAT(fixture.calls(), ElementsAre("make red"));
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSm("red")->vrfName(), "red");
 }
 
 TEST(IntfAddrVrfTableSmManager, ARemovedTableTakesItsMachineAndThenItsUses) {
-    bool machineThere = true;  // written until the bench has gone
-    Bench bench;
-    bench.managerIs();
-    bench.tableIs("red");
-    bench.tableIs("blue");
-    auto const sm = bench.manager->intfAddrVrfTableSm("red");
-    bench.calls();
-    bench.traces.clear();
-    bench.factory->beforeUnmake = [&](auto const& vrf) {
-        machineThere = bench.manager->intfAddrVrfTableSm(vrf) != nullptr;
+    bool machineThere = true;  // written until the fixture has gone
+    Fixture fixture;
+    fixture.managerIs();
+    fixture.tableIs("red");
+    fixture.tableIs("blue");
+    auto const sm = fixture.manager->intfAddrVrfTableSm("red");
+    fixture.calls();
+    fixture.traces.clear();
+    fixture.factory->beforeUnmake = [&](auto const& vrf) {
+        machineThere = fixture.manager->intfAddrVrfTableSm(vrf) != nullptr;
     };
 
-    bench.tables->intfAddrVrfTableDel("red");
+    fixture.tables->intfAddrVrfTableDel("red");
 
-    EXPECT_THAT(bench.calls(), ElementsAre("unmake red"));
+    EXPECT_THAT(fixture.calls(), ElementsAre("unmake red"));
     EXPECT_FALSE(machineThere);
     EXPECT_TRUE(sm->retired());
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSm().size(), 1u);
-    EXPECT_THAT(bench.traces.messages(),
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSm().size(), 1u);
+    EXPECT_THAT(fixture.traces.messages(),
                 ElementsAre("8 IntfAddrVrfTableSmManager::handleIntfAddrVrfTable vrf red "
                             "isTablePresent false"));
 }
 
 TEST(IntfAddrVrfTableSmManager, AVrfThatNeverHadATableIsUnmadeAllTheSame) {
-    Bench bench;
-    bench.managerIs();
-    bench.manager->handleIntfAddrVrfTable("red");
-    EXPECT_THAT(bench.calls(), ElementsAre("unmake red"));
+    Fixture fixture;
+    fixture.managerIs();
+    fixture.manager->handleIntfAddrVrfTable("red");
+    EXPECT_THAT(fixture.calls(), ElementsAre("unmake red"));
 }
 
 TEST(IntfAddrVrfTableSmManager, AReplacedTableGetsAFreshMachineAndTheOldOneGoes) {
-    Bench bench;
-    bench.managerIs();
-    bench.tableIs("red");
-    auto old = bench.manager->intfAddrVrfTableSm("red");
-    bench.tableIs("red");
-    auto const fresh = bench.manager->intfAddrVrfTableSm("red");
+    Fixture fixture;
+    fixture.managerIs();
+    fixture.tableIs("red");
+    auto old = fixture.manager->intfAddrVrfTableSm("red");
+    fixture.tableIs("red");
+    auto const fresh = fixture.manager->intfAddrVrfTableSm("red");
     EXPECT_NE(fresh, old);
-    EXPECT_EQ(fresh->intfAddrVrfTable(), bench.tables->intfAddrVrfTable("red"));
+    EXPECT_EQ(fresh->intfAddrVrfTable(), fixture.tables->intfAddrVrfTable("red"));
     EXPECT_TRUE(old->retired());
     EXPECT_EQ(old->referenceCount(), 1u);
     EXPECT_FALSE(fresh->retired());
-    EXPECT_THAT(bench.calls(), ElementsAre("make red", "make red"));
+    EXPECT_THAT(fixture.calls(), ElementsAre("make red", "make red"));
 }
 
 TEST(IntfAddrVrfTableSmManager, EveryNotificationOfATableMakesAndOnlyItsRemovalUnmakes) {
-    Bench bench;
-    bench.managerIs();
-    bench.tableIs("red");
-    auto const first = bench.manager->intfAddrVrfTableSm("red");
-    bench.manager->handleIntfAddrVrfTable("red");
-    EXPECT_NE(bench.manager->intfAddrVrfTableSm("red"), first);
-    bench.tables->intfAddrVrfTableDel("red");
-    EXPECT_THAT(bench.calls(), ElementsAre("make red", "make red", "unmake red"));
+    Fixture fixture;
+    fixture.managerIs();
+    fixture.tableIs("red");
+    auto const first = fixture.manager->intfAddrVrfTableSm("red");
+    fixture.manager->handleIntfAddrVrfTable("red");
+    EXPECT_NE(fixture.manager->intfAddrVrfTableSm("red"), first);
+    fixture.tables->intfAddrVrfTableDel("red");
+    EXPECT_THAT(fixture.calls(), ElementsAre("make red", "make red", "unmake red"));
 }
 
 TEST(IntfAddrVrfTableSmManager, KeepsMachinesByTheirVrf) {
-    Bench bench;
-    bench.managerIs();
-    bench.tableIs("red");
-    auto const sm = bench.manager->intfAddrVrfTableSm("red");
-    bench.manager->intfAddrVrfTableSmIs("red", sm);
+    Fixture fixture;
+    fixture.managerIs();
+    fixture.tableIs("red");
+    auto const sm = fixture.manager->intfAddrVrfTableSm("red");
+    fixture.manager->intfAddrVrfTableSmIs("red", sm);
     EXPECT_FALSE(sm->retired());
 
-    auto const another = bench.factory->make("red", intfAddrVrfTableFactory());
-    bench.manager->intfAddrVrfTableSmIs("red", another);
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSm("red"), another);
-    EXPECT_TRUE(bench.manager->intfAddrVrfTableSmHas("red"));
+    auto const another = fixture.factory->make("red", intfAddrVrfTableFactory());
+    fixture.manager->intfAddrVrfTableSmIs("red", another);
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSm("red"), another);
+    EXPECT_TRUE(fixture.manager->intfAddrVrfTableSmHas("red"));
     EXPECT_TRUE(sm->retired());
 
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSmDel("red"), another);
-    EXPECT_FALSE(bench.manager->intfAddrVrfTableSmHas("red"));
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSmDel("red"), another);
+    EXPECT_FALSE(fixture.manager->intfAddrVrfTableSmHas("red"));
     EXPECT_TRUE(another->retired());
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSmDel("red"), nullptr);
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSmDel("red"), nullptr);
 
-    auto const third = bench.factory->make("red", intfAddrVrfTableFactory());
-    bench.manager->intfAddrVrfTableSmIs("red", third);
-    bench.manager->intfAddrVrfTableSmIs("red", nullptr);
+    auto const third = fixture.factory->make("red", intfAddrVrfTableFactory());
+    fixture.manager->intfAddrVrfTableSmIs("red", third);
+    fixture.manager->intfAddrVrfTableSmIs("red", nullptr);
     EXPECT_TRUE(third->retired());
-    EXPECT_TRUE(bench.manager->intfAddrVrfTableSm().empty());
+    EXPECT_TRUE(fixture.manager->intfAddrVrfTableSm().empty());
 
-    bench.manager->intfAddrVrfTableSmIs("red", bench.factory->make("red", nullptr));
-    bench.manager->intfAddrVrfTableSmIs("blue", bench.factory->make("blue", nullptr));
-    bench.manager->intfAddrVrfTableSmDelAll();
-    EXPECT_TRUE(bench.manager->intfAddrVrfTableSm().empty());
+    fixture.manager->intfAddrVrfTableSmIs("red", fixture.factory->make("red", nullptr));
+    fixture.manager->intfAddrVrfTableSmIs("blue", fixture.factory->make("blue", nullptr));
+    fixture.manager->intfAddrVrfTableSmDelAll();
+    EXPECT_TRUE(fixture.manager->intfAddrVrfTableSm().empty());
 }
 
 TEST(IntfAddrVrfTableSmManager, WhenItGoesItsMachinesGoAndAreUnmade) {
-    Bench bench;
-    bench.tableIs("red");
-    bench.tableIs("blue");
-    bench.managerIs();
-    auto const red = bench.manager->intfAddrVrfTableSm("red");
-    bench.calls();
+    Fixture fixture;
+    fixture.tableIs("red");
+    fixture.tableIs("blue");
+    fixture.managerIs();
+    auto const red = fixture.manager->intfAddrVrfTableSm("red");
+    fixture.calls();
 
-    bench.manager = nullptr;
-    EXPECT_THAT(bench.calls(), ElementsAre("unmake red", "unmake blue"));
+    fixture.manager = nullptr;
+    EXPECT_THAT(fixture.calls(), ElementsAre("unmake red", "unmake blue"));
     EXPECT_TRUE(red->retired());
-    EXPECT_EQ(bench.tables->intfAddrVrfTable().size(), 2u);
+    EXPECT_EQ(fixture.tables->intfAddrVrfTable().size(), 2u);
 
-    bench.traces.clear();
-    bench.tableIs("green");
-    bench.tables->intfAddrVrfTableDel("red");
-    EXPECT_THAT(bench.calls(), IsEmpty());
-    EXPECT_THAT(bench.traces.messages(), IsEmpty());
+    fixture.traces.clear();
+    fixture.tableIs("green");
+    fixture.tables->intfAddrVrfTableDel("red");
+    EXPECT_THAT(fixture.calls(), IsEmpty());
+    EXPECT_THAT(fixture.traces.messages(), IsEmpty());
 }
 
 TEST(IntfAddrVrfTableSmManager, AMutedManagerMakesNothing) {
-    Bench bench;
-    bench.managerIs();
-    bench.manager->hasNotificationActiveIs(false);
-    bench.tableIs("red");
-    EXPECT_THAT(bench.calls(), IsEmpty());
-    bench.manager->hasNotificationActiveIs(true);
-    bench.tableIs("red");
-    EXPECT_THAT(bench.calls(), ElementsAre("make red"));
+    Fixture fixture;
+    fixture.managerIs();
+    fixture.manager->hasNotificationActiveIs(false);
+    fixture.tableIs("red");
+    EXPECT_THAT(fixture.calls(), IsEmpty());
+    fixture.manager->hasNotificationActiveIs(true);
+    fixture.tableIs("red");
+    EXPECT_THAT(fixture.calls(), ElementsAre("make red"));
 }
 
 TEST(IntfAddrVrfTableSmManager, AFactoryThatMakesNoneLeavesTheVrfWithoutAMachine) {
-    Bench bench;
-    bench.managerIs();
-    bench.tableIs("red");
-    auto const old = bench.manager->intfAddrVrfTableSm("red");
-    bench.factory->makesNone = true;
-    bench.tableIs("red");
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSm("red"), nullptr);
+    Fixture fixture;
+    fixture.managerIs();
+    fixture.tableIs("red");
+    auto const old = fixture.manager->intfAddrVrfTableSm("red");
+    fixture.factory->makesNone = true;
+    fixture.tableIs("red");
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSm("red"), nullptr);
     EXPECT_TRUE(old->retired());
 }
 
 TEST(IntfAddrVrfTableSmManager, AFactoryThatFailsForOneVrfServesTheOthers) {
-    Bench bench;
+    Fixture fixture;
     for (char const* const vrf : {"red", "blue", "green"}) {
-        bench.tableIs(vrf);
+        fixture.tableIs(vrf);
     }
-    bench.factory->beforeMake = [](auto const& vrf) {
+    fixture.factory->beforeMake = [](auto const& vrf) {
         if (vrf == "blue") {
             throw std::runtime_error("no blue");
         }
     };
     auto const makeAll = [&] {
         Zin::Turn turn;
-        bench.managerIs();
+        fixture.managerIs();
     };
     EXPECT_THROW(makeAll(), std::runtime_error);
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSm().size(), 2u);
-    EXPECT_NE(bench.manager->intfAddrVrfTableSm("green"), nullptr);
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSm().size(), 2u);
+    EXPECT_NE(fixture.manager->intfAddrVrfTableSm("green"), nullptr);
 
-    bench.factory->beforeMake = nullptr;
-    bench.tableIs("blue");
-    EXPECT_NE(bench.manager->intfAddrVrfTableSm("blue"), nullptr);
+    fixture.factory->beforeMake = nullptr;
+    fixture.tableIs("blue");
+    EXPECT_NE(fixture.manager->intfAddrVrfTableSm("blue"), nullptr);
 }
 
 TEST(IntfAddrVrfTableSmManager, KnowsWhatItWasBuiltFrom) {
-    Bench bench;
-    bench.managerIs();
-    EXPECT_EQ(bench.manager->smFactory(), bench.factory);
-    EXPECT_EQ(bench.manager->allIntfAddrVrfTable(), bench.tables);
-    EXPECT_TRUE(bench.manager->builtFrom(bench.factory, bench.tables));
-    EXPECT_FALSE(bench.manager->builtFrom(Zin::make<Factory>(), bench.tables));
-    EXPECT_FALSE(bench.manager->builtFrom(bench.factory, allIntfAddrVrfTableFactory()));
+    Fixture fixture;
+    fixture.managerIs();
+    EXPECT_EQ(fixture.manager->smFactory(), fixture.factory);
+    EXPECT_EQ(fixture.manager->allIntfAddrVrfTable(), fixture.tables);
+    EXPECT_TRUE(fixture.manager->builtFrom(fixture.factory, fixture.tables));
+    EXPECT_FALSE(fixture.manager->builtFrom(Zin::make<Factory>(), fixture.tables));
+    EXPECT_FALSE(fixture.manager->builtFrom(fixture.factory, allIntfAddrVrfTableFactory()));
 }
 
 TEST(IntfAddrVrfTableSmManager, AMachineWhoseTableGoesWhileItIsMadeIsNotKept) {
-    Bench bench;
-    bench.managerIs();
-    bench.factory->beforeMake = [&](auto const& vrf) { bench.tables->intfAddrVrfTableDel(vrf); };
-    bench.tableIs("red");
-    EXPECT_TRUE(bench.manager->intfAddrVrfTableSm().empty());
-    EXPECT_THAT(bench.calls(), ElementsAre("make red", "unmake red"));
+    Fixture fixture;
+    fixture.managerIs();
+    fixture.factory->beforeMake = [&](auto const& vrf) {
+        fixture.tables->intfAddrVrfTableDel(vrf);
+    };
+    fixture.tableIs("red");
+    EXPECT_TRUE(fixture.manager->intfAddrVrfTableSm().empty());
+    EXPECT_THAT(fixture.calls(), ElementsAre("make red", "unmake red"));
 }
 
 TEST(IntfAddrVrfTableSmManager, AMachineWhoseTableIsReplacedWhileItIsMadeGivesWay) {
-    Bench bench;
-    bench.managerIs();
-    bench.factory->beforeMake = [&](auto const& vrf) {
-        bench.factory->beforeMake = nullptr;
-        bench.tableIs(vrf);
+    Fixture fixture;
+    fixture.managerIs();
+    fixture.factory->beforeMake = [&](auto const& vrf) {
+        fixture.factory->beforeMake = nullptr;
+        fixture.tableIs(vrf);
     };
-    bench.tableIs("red");
-    EXPECT_EQ(bench.manager->intfAddrVrfTableSm("red")->intfAddrVrfTable(),
-              bench.tables->intfAddrVrfTable("red"));
-    EXPECT_FALSE(bench.manager->intfAddrVrfTableSm("red")->retired());
-    EXPECT_THAT(bench.calls(), ElementsAre("make red", "make red"));
+    fixture.tableIs("red");
+    EXPECT_EQ(fixture.manager->intfAddrVrfTableSm("red")->intfAddrVrfTable(),
+              fixture.tables->intfAddrVrfTable("red"));
+    EXPECT_FALSE(fixture.manager->intfAddrVrfTableSm("red")->retired());
+    EXPECT_THAT(fixture.calls(), ElementsAre("make red", "make red"));
 }
 
 TEST(IntfAddrVrfTableSmManager, AManagerThatGoesWhileItMakesAMachineGivesItBack) {
-    Bench bench;
-    bench.tableIs("blue");
-    bench.managerIs();
-    bench.calls();
-    bench.factory->beforeMake = [&](auto const&) {
-        bench.manager->retire();  // as its owner does
-        bench.manager = nullptr;
+    Fixture fixture;
+    fixture.tableIs("blue");
+    fixture.managerIs();
+    fixture.calls();
+    fixture.factory->beforeMake = [&](auto const&) {
+        fixture.manager->retire();  // as its owner does
+        fixture.manager = nullptr;
     };
-    bench.tableIs("red");
-    EXPECT_THAT(bench.calls(), ElementsAre("make red", "unmake blue", "unmake red"));
+    fixture.tableIs("red");
+    EXPECT_THAT(fixture.calls(), ElementsAre("make red", "unmake blue", "unmake red"));
 }
 
 }  // namespace

@@ -7,87 +7,87 @@
 #include <string>
 #include <utility>
 
-#include "IpLib/IntfAddrVrfTableManager/ManagerBench.h"
+#include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
 #include "Zin/Errors.h"
 
 namespace IpLib {
 namespace {
 
-using Testing::ManagerBench;
+using TestKit::ManagerFixture;
 
 TEST(ManagerInputs, AnyOtherInputBindsAllTablesAnew) {
-    ManagerBench bench;
-    bench.vrfIs("red");
-    bench.vrfIs("blue");
-    bench.managerIs();
-    auto const& manager = *bench.manager;
+    ManagerFixture fixture;
+    fixture.vrfIs("red");
+    fixture.vrfIs("blue");
+    fixture.managerIs();
+    auto const& manager = *fixture.manager;
     auto const otherIp6 = Ip6::statusFactory();
     otherIp6->vrfIp6IntfStatusIs("red", Ip6::vrfIp6IntfStatusFactory());
     otherIp6->vrfIp6IntfStatusIs("blue", Ip6::vrfIp6IntfStatusFactory());
 
-    bench.manager->allIntfAddrVrfTableSmIs(bench.ipStatus, otherIp6, bench.tables);
+    fixture.manager->allIntfAddrVrfTableSmIs(fixture.ipStatus, otherIp6, fixture.tables);
     for (auto const* const vrf : {"red", "blue"}) {
-        EXPECT_EQ(bench.table(vrf)->vrfIpIntfStatus(), bench.ipStatus->vrfIpIntfStatus(vrf));
-        EXPECT_EQ(bench.table(vrf)->vrfIp6IntfStatus(), otherIp6->vrfIp6IntfStatus(vrf));
+        EXPECT_EQ(fixture.table(vrf)->vrfIpIntfStatus(), fixture.ipStatus->vrfIpIntfStatus(vrf));
+        EXPECT_EQ(fixture.table(vrf)->vrfIp6IntfStatus(), otherIp6->vrfIp6IntfStatus(vrf));
     }
-    bench.ip6Status->vrfIp6IntfStatusIs("red", Ip6::vrfIp6IntfStatusFactory());
-    EXPECT_EQ(bench.table("red")->vrfIp6IntfStatus(), otherIp6->vrfIp6IntfStatus("red"));
+    fixture.ip6Status->vrfIp6IntfStatusIs("red", Ip6::vrfIp6IntfStatusFactory());
+    EXPECT_EQ(fixture.table("red")->vrfIp6IntfStatus(), otherIp6->vrfIp6IntfStatus("red"));
 
     auto const otherTables = allIntfAddrVrfTableFactory();
     otherTables->intfAddrVrfTableIs("red", intfAddrVrfTableFactory());
     otherTables->intfAddrVrfTableIs("blue", intfAddrVrfTableFactory());
     auto const present = manager.allIntfAddrVrfTableSm();
-    bench.manager->allIntfAddrVrfTableSmIs(bench.ipStatus, otherIp6, otherTables);
+    fixture.manager->allIntfAddrVrfTableSmIs(fixture.ipStatus, otherIp6, otherTables);
     EXPECT_NE(manager.allIntfAddrVrfTableSm(), present);
     for (auto const* const vrf : {"red", "blue"}) {
         auto const table = otherTables->intfAddrVrfTable(vrf);
-        EXPECT_EQ(table->vrfIpIntfStatus(), bench.ipStatus->vrfIpIntfStatus(vrf));
+        EXPECT_EQ(table->vrfIpIntfStatus(), fixture.ipStatus->vrfIpIntfStatus(vrf));
         EXPECT_EQ(table->vrfIp6IntfStatus(), otherIp6->vrfIp6IntfStatus(vrf));
     }
 }
 
-// A bench whose inputs may be taken away, one at a time.
+// A fixture whose inputs may be taken away, one at a time.
 template <class Input, class Make>
-void expectRefusedWithout(Input ManagerBench::*input, Make const& make) {
-    ManagerBench bench;
-    bench.*input = nullptr;
-    EXPECT_THROW(make(bench), Zin::NullArgumentError);
+void expectRefusedWithout(Input ManagerFixture::*input, Make const& make) {
+    ManagerFixture fixture;
+    fixture.*input = nullptr;
+    EXPECT_THROW(make(fixture), Zin::NullArgumentError);
 }
 
 TEST(ManagerInputs, NoneMayBeMissing) {
-    auto const bind = [](ManagerBench& bench) {
-        allIntfAddrVrfTableSmFactory(bench.ipStatus, bench.ip6Status, bench.tables);
+    auto const bind = [](ManagerFixture& fixture) {
+        allIntfAddrVrfTableSmFactory(fixture.ipStatus, fixture.ip6Status, fixture.tables);
     };
-    expectRefusedWithout(&ManagerBench::ipStatus, bind);
-    expectRefusedWithout(&ManagerBench::ip6Status, bind);
-    expectRefusedWithout(&ManagerBench::tables, bind);
+    expectRefusedWithout(&ManagerFixture::ipStatus, bind);
+    expectRefusedWithout(&ManagerFixture::ip6Status, bind);
+    expectRefusedWithout(&ManagerFixture::tables, bind);
 
-    auto const run = [](ManagerBench& bench) {
-        intfAddrVrfTableSmManagerFactory(bench.factory, bench.tables);
+    auto const run = [](ManagerFixture& fixture) {
+        intfAddrVrfTableSmManagerFactory(fixture.factory, fixture.tables);
     };
-    expectRefusedWithout(&ManagerBench::factory, run);
-    expectRefusedWithout(&ManagerBench::tables, run);
+    expectRefusedWithout(&ManagerFixture::factory, run);
+    expectRefusedWithout(&ManagerFixture::tables, run);
 
-    auto const manage = [](ManagerBench& bench) { bench.managerIs(); };
-    expectRefusedWithout(&ManagerBench::ipStatus, manage);
-    expectRefusedWithout(&ManagerBench::factory, manage);
+    auto const manage = [](ManagerFixture& fixture) { fixture.managerIs(); };
+    expectRefusedWithout(&ManagerFixture::ipStatus, manage);
+    expectRefusedWithout(&ManagerFixture::factory, manage);
 
-    expectRefusedWithout(&ManagerBench::helper, [](ManagerBench& bench) {
-        intfAddrVrfTableSmFactoryFactory({}, bench.time.scheduler(), nullptr, nullptr,
-                                         bench.helper);
+    expectRefusedWithout(&ManagerFixture::helper, [](ManagerFixture& fixture) {
+        intfAddrVrfTableSmFactoryFactory({}, fixture.time.scheduler(), nullptr, nullptr,
+                                         fixture.helper);
     });
 }
 
 TEST(ManagerInputs, WhatWasUsedForARefusedMachineIsGivenBack) {
-    ManagerBench bench;
-    bench.managerIs();
+    ManagerFixture fixture;
+    fixture.managerIs();
     L3::VrfName const tooLong(std::string(148, 'v'));
-    EXPECT_THROW(bench.tableIs(tooLong), Zin::RangeError);
-    EXPECT_EQ(bench.uses(tooLong), 1u);
+    EXPECT_THROW(fixture.tableIs(tooLong), Zin::RangeError);
+    EXPECT_EQ(fixture.uses(tooLong), 1u);
 
-    bench.manager = nullptr;
+    fixture.manager = nullptr;
 
-    EXPECT_EQ(bench.uses(tooLong), 0u);
+    EXPECT_EQ(fixture.uses(tooLong), 0u);
 }
 
 // Does one thing, once, when a row of the table is added or removed.
@@ -109,18 +109,18 @@ private:
 };
 
 TEST(ManagerInputs, ATableThatIsTakenAwayAndPutBackWhileItsMachineIsMadeIsFilledByTheLaterOne) {
-    ManagerBench bench({.intfCleanupDelay = 0.0});
-    bench.vrfIs("red");
-    bench.ip("red", "Ethernet1", "10.0.0.1/24");
-    auto const table = bench.table("red");
+    ManagerFixture fixture({.intfCleanupDelay = 0.0});
+    fixture.vrfIs("red");
+    fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+    auto const table = fixture.table("red");
     Observer const observer(table, [&] {
-        bench.tables->intfAddrVrfTableDel("red");
-        bench.tables->intfAddrVrfTableIs("red", table);
+        fixture.tables->intfAddrVrfTableDel("red");
+        fixture.tables->intfAddrVrfTableIs("red", table);
     });
 
-    bench.managerIs();
+    fixture.managerIs();
 
-    auto const sm = bench.sm("red");
+    auto const sm = fixture.sm("red");
     ASSERT_TRUE(sm);
     EXPECT_FALSE(sm->retired());
     EXPECT_EQ(sm->intfAddrVrfTable(), table);

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
-#include "testing/Recorder.h"
+#include "TestKit/Recorder.h"
 
-namespace Testing {
+namespace TestKit {
 
 template <>
 class Recorder<IpLib::AllIntfAddrVrfTable> final : public RecorderOf<IpLib::AllIntfAddrVrfTable> {
@@ -17,4 +17,4 @@ private:
     }
 };
 
-}  // namespace Testing
+}  // namespace TestKit

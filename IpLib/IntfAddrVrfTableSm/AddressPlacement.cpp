@@ -48,7 +48,7 @@ void AddressPlacement::admitIntfAddr(Place const& place, bool deprecated) {
     putIntoSet(place, deprecated, standing.set, entry);
 }
 
-void AddressPlacement::putIntoSet(Place const& place, bool deprecated, IntfAddrVrfTable::Set set,
+void AddressPlacement::putIntoSet(Place const& place, bool deprecated, IntfAddrVrfTable::SetPtr set,
                                   Zin::Ptr<IntfAddrEntry> const& entry) {
     if (!set) {
         set = intfAddrEntrySetFactory(place.intfId(), place.subnet());

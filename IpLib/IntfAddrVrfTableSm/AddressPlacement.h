@@ -55,7 +55,7 @@ private:
     void admitIntfAddr(Place const& place, bool deprecated);
     void admitLinkLocal(Place const& place);
     bool waitsForOlderChanges(Place const& place, bool deprecated);
-    void putIntoSet(Place const& place, bool deprecated, IntfAddrVrfTable::Set set,
+    void putIntoSet(Place const& place, bool deprecated, IntfAddrVrfTable::SetPtr set,
                     Zin::Ptr<IntfAddrEntry> const& entry);
 
     void withdrawIntfAddr(Place const& place);

@@ -76,8 +76,8 @@ protected:
     Zin::Ptr<IntfAddrVrfTable> table = intfAddrVrfTableFactory();
     DeferredAdds deferred;
     AddressPlacement placement{*owner, table.get(), deferred};
-    Testing::Events events;
-    Testing::Recorder<IntfAddrVrfTable> recorder{table, events};
+    TestKit::Events events;
+    TestKit::Recorder<IntfAddrVrfTable> recorder{table, events};
 };
 
 TEST_F(AddressPlacementTest, WritesRowIndexAndSetInThisOrder) {

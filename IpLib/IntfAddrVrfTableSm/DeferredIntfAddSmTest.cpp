@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
+#include "TestKit/TraceRecorder.h"
+#include "TestKit/VirtualTime.h"
 #include "Tremlog/Ring.h"
 #include "Zin/Errors.h"
-#include "testing/TraceRecorder.h"
-#include "testing/VirtualTime.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {
@@ -55,8 +55,8 @@ private:
     Zin::Ptr<DeferredIntfAddBacklog> const backlog_;
 };
 
-struct Bench {
-    explicit Bench(int keys = 0, std::uint32_t yieldEvery = 0, Zin::Seconds delay = 2.0)
+struct Fixture {
+    explicit Fixture(int keys = 0, std::uint32_t yieldEvery = 0, Zin::Seconds delay = 2.0)
         : time(yieldEvery), config{delay, priority} {
         time.advanceTo(10.0);
         for (int number = 1; number <= keys; ++number) {
@@ -73,95 +73,99 @@ struct Bench {
         return texts;
     }
 
-    Testing::VirtualTime time;
+    TestKit::VirtualTime time;
     DeferredIntfAddSmConfig const config;
     Zin::Ptr<DeferredIntfAddBacklog> const backlog = deferredIntfAddBacklogFactory();
     Zin::Ptr<Parent> const parent = Zin::make<Parent>(backlog);
     Zin::Ptr<DeferredIntfAddSm> sm =
         deferredIntfAddSmFactory(config, parent, backlog, "blue", time.scheduler());
-    Testing::TraceRecorder traces{"DeferredIntfAddSm"};
+    TestKit::TraceRecorder traces{"DeferredIntfAddSm"};
 };
 
 TEST(DeferredIntfAddSm, ItsTaskBearsTheNameOfTheVrfAndThePriority) {
-    Bench bench;
-    EXPECT_EQ(bench.task().taskName(), "DeferredIntfAdd-VRF-blue");
-    EXPECT_EQ(bench.task().taskPriority(), priority);
-    EXPECT_EQ(bench.task().taskScheduler(), bench.time.scheduler());
-    EXPECT_FALSE(bench.task().taskScheduled());
-    EXPECT_EQ(bench.sm->bookmark(), std::nullopt);
-    EXPECT_FALSE(bench.sm->rescheduleWhenComplete());
+    Fixture fixture;
+    EXPECT_EQ(fixture.task().taskName(), "DeferredIntfAdd-VRF-blue");
+    EXPECT_EQ(fixture.task().taskPriority(), priority);
+    EXPECT_EQ(fixture.task().taskScheduler(), fixture.time.scheduler());
+    EXPECT_FALSE(fixture.task().taskScheduled());
+    EXPECT_EQ(fixture.sm->bookmark(), std::nullopt);
+    EXPECT_FALSE(fixture.sm->rescheduleWhenComplete());
 }
 
 TEST(DeferredIntfAddSm, KnowsWhatItWasBuiltFrom) {
-    Bench bench;
-    auto const scheduler = bench.time.scheduler();
-    EXPECT_EQ(bench.sm->smConfig(), bench.config);
-    EXPECT_EQ(bench.sm->parent(), bench.parent);
-    EXPECT_EQ(bench.sm->backlog(), bench.backlog);
-    EXPECT_EQ(bench.sm->vrfName(), "blue");
-    EXPECT_EQ(bench.sm->scheduler(), scheduler);
-    EXPECT_TRUE(bench.sm->builtFrom(bench.config, bench.parent, bench.backlog, "blue", scheduler));
+    Fixture fixture;
+    auto const scheduler = fixture.time.scheduler();
+    EXPECT_EQ(fixture.sm->smConfig(), fixture.config);
+    EXPECT_EQ(fixture.sm->parent(), fixture.parent);
+    EXPECT_EQ(fixture.sm->backlog(), fixture.backlog);
+    EXPECT_EQ(fixture.sm->vrfName(), "blue");
+    EXPECT_EQ(fixture.sm->scheduler(), scheduler);
+    EXPECT_TRUE(
+        fixture.sm->builtFrom(fixture.config, fixture.parent, fixture.backlog, "blue", scheduler));
     EXPECT_FALSE(
-        bench.sm->builtFrom({1.0, priority}, bench.parent, bench.backlog, "blue", scheduler));
-    EXPECT_FALSE(bench.sm->builtFrom(bench.config, nullptr, bench.backlog, "blue", scheduler));
-    EXPECT_FALSE(bench.sm->builtFrom(bench.config, bench.parent, nullptr, "blue", scheduler));
-    EXPECT_FALSE(bench.sm->builtFrom(bench.config, bench.parent, bench.backlog, "red", scheduler));
-    EXPECT_FALSE(bench.sm->builtFrom(bench.config, bench.parent, bench.backlog, "blue", nullptr));
+        fixture.sm->builtFrom({1.0, priority}, fixture.parent, fixture.backlog, "blue", scheduler));
+    EXPECT_FALSE(
+        fixture.sm->builtFrom(fixture.config, nullptr, fixture.backlog, "blue", scheduler));
+    EXPECT_FALSE(fixture.sm->builtFrom(fixture.config, fixture.parent, nullptr, "blue", scheduler));
+    EXPECT_FALSE(
+        fixture.sm->builtFrom(fixture.config, fixture.parent, fixture.backlog, "red", scheduler));
+    EXPECT_FALSE(
+        fixture.sm->builtFrom(fixture.config, fixture.parent, fixture.backlog, "blue", nullptr));
 }
 
 TEST(DeferredIntfAddSm, WithNothingWaitingARequestOnlyTracesTheCount) {
-    Bench bench;
-    bench.sm->maybeScheduleTask();
-    EXPECT_THAT(bench.traceTexts(),
+    Fixture fixture;
+    fixture.sm->maybeScheduleTask();
+    EXPECT_THAT(fixture.traceTexts(),
                 ElementsAre("8 DeferredIntfAddSm::maybeScheduleTask backlog count is 0"));
-    EXPECT_FALSE(bench.task().taskScheduled());
-    EXPECT_FALSE(bench.sm->rescheduleWhenComplete());
+    EXPECT_FALSE(fixture.task().taskScheduled());
+    EXPECT_FALSE(fixture.sm->rescheduleWhenComplete());
 }
 
 TEST(DeferredIntfAddSm, ARequestArmsTheTaskForTheDelay) {
-    Bench bench(2);
-    bench.sm->maybeScheduleTask();
-    EXPECT_THAT(bench.traceTexts(),
+    Fixture fixture(2);
+    fixture.sm->maybeScheduleTask();
+    EXPECT_THAT(fixture.traceTexts(),
                 ElementsAre("8 DeferredIntfAddSm::maybeScheduleTask backlog count is 2",
                             "8 DeferredIntfAddSm::maybeScheduleTask task is scheduled to run in 2 "
                             "seconds"));
 
-    bench.time.advanceTo(std::nextafter(12.0, 0.0));
-    EXPECT_THAT(bench.tries(), IsEmpty());
-    bench.time.advanceTo(12.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2"));
+    fixture.time.advanceTo(std::nextafter(12.0, 0.0));
+    EXPECT_THAT(fixture.tries(), IsEmpty());
+    fixture.time.advanceTo(12.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet2"));
 }
 
 TEST(DeferredIntfAddSm, ARequestLeavesAnEarlierExpiryAndBringsALaterOneForward) {
-    Bench bench(1);
-    bench.task().scheduleTaskDelay(0.5);
-    bench.sm->maybeScheduleTask();
-    EXPECT_EQ(bench.task().currentExpirationTime(), 10.5);
-    bench.task().scheduleTaskDelay(60.0);
-    bench.sm->maybeScheduleTask();
-    EXPECT_EQ(bench.task().currentExpirationTime(), 12.0);
+    Fixture fixture(1);
+    fixture.task().scheduleTaskDelay(0.5);
+    fixture.sm->maybeScheduleTask();
+    EXPECT_EQ(fixture.task().currentExpirationTime(), 10.5);
+    fixture.task().scheduleTaskDelay(60.0);
+    fixture.sm->maybeScheduleTask();
+    EXPECT_EQ(fixture.task().currentExpirationTime(), 12.0);
 }
 
 TEST(DeferredIntfAddSm, AZeroDelayTriesInTheNextRunOfTheScheduler) {
-    Bench bench(1, 0, 0.0);
-    bench.sm->maybeScheduleTask();
-    EXPECT_THAT(bench.tries(), IsEmpty());
-    bench.time.advance(0.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1"));
+    Fixture fixture(1, 0, 0.0);
+    fixture.sm->maybeScheduleTask();
+    EXPECT_THAT(fixture.tries(), IsEmpty());
+    fixture.time.advance(0.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1"));
 }
 
 TEST(DeferredIntfAddSm, APassThatAdmitsAllCompletesTheWork) {
-    Bench bench(3);
-    bench.sm->maybeScheduleTask();
-    bench.traceTexts();
+    Fixture fixture(3);
+    fixture.sm->maybeScheduleTask();
+    fixture.traceTexts();
 
-    bench.time.advance(2.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2", "Ethernet3"));
-    EXPECT_TRUE(bench.backlog->backlog().empty());
-    EXPECT_FALSE(bench.task().taskScheduled());
-    EXPECT_EQ(bench.task().taskWorkPending(), 0u);
-    EXPECT_EQ(bench.task().taskWorkCount(), 3u);
-    EXPECT_THAT(bench.traceTexts(),
+    fixture.time.advance(2.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet2", "Ethernet3"));
+    EXPECT_TRUE(fixture.backlog->backlog().empty());
+    EXPECT_FALSE(fixture.task().taskScheduled());
+    EXPECT_EQ(fixture.task().taskWorkPending(), 0u);
+    EXPECT_EQ(fixture.task().taskWorkCount(), 3u);
+    EXPECT_THAT(fixture.traceTexts(),
                 ElementsAre("8 DeferredIntfAddSm::handleTaskRun starting work with 3 backlog "
                             "entries to be processed",
                             "9 DeferredIntfAddSm::handleTaskRun bookmark hasValue false value "
@@ -173,89 +177,89 @@ TEST(DeferredIntfAddSm, APassThatAdmitsAllCompletesTheWork) {
 }
 
 TEST(DeferredIntfAddSm, WithKeysStillInConflictTheTaskIdlesUntilItIsAskedAgain) {
-    Bench bench(2);
-    bench.parent->conflicts = true;
-    bench.sm->maybeScheduleTask();
-    bench.time.advance(2.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2"));
+    Fixture fixture(2);
+    fixture.parent->conflicts = true;
+    fixture.sm->maybeScheduleTask();
+    fixture.time.advance(2.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet2"));
     EXPECT_EQ(
-        bench.traceTexts().back(),
+        fixture.traceTexts().back(),
         "8 DeferredIntfAddSm::handleTaskRun idling timer with 2 items remaining in the backlog");
-    EXPECT_FALSE(bench.task().taskScheduled());
-    EXPECT_EQ(bench.task().taskWorkPending(), 2u);
-    EXPECT_EQ(bench.task().taskWorkCount(), 2u);
+    EXPECT_FALSE(fixture.task().taskScheduled());
+    EXPECT_EQ(fixture.task().taskWorkPending(), 2u);
+    EXPECT_EQ(fixture.task().taskWorkCount(), 2u);
     EXPECT_THAT(Tremlog::messages().back(), "finished work with 2 backlog entries remaining");
 
-    bench.time.advance(100.0);
-    EXPECT_THAT(bench.tries(), IsEmpty());
+    fixture.time.advance(100.0);
+    EXPECT_THAT(fixture.tries(), IsEmpty());
 
-    bench.sm->maybeScheduleTask();
-    bench.time.advance(2.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2"));
+    fixture.sm->maybeScheduleTask();
+    fixture.time.advance(2.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet2"));
 }
 
 TEST(DeferredIntfAddSm, ARequestMadeWhileTheTaskIsArmedLeadsToOneMorePass) {
-    Bench bench(1);
-    bench.parent->conflicts = true;
-    bench.sm->maybeScheduleTask();
-    EXPECT_FALSE(bench.sm->rescheduleWhenComplete());
-    bench.time.advance(1.0);
-    bench.sm->maybeScheduleTask();
-    EXPECT_TRUE(bench.sm->rescheduleWhenComplete());
-    EXPECT_EQ(bench.traceTexts().back(),
+    Fixture fixture(1);
+    fixture.parent->conflicts = true;
+    fixture.sm->maybeScheduleTask();
+    EXPECT_FALSE(fixture.sm->rescheduleWhenComplete());
+    fixture.time.advance(1.0);
+    fixture.sm->maybeScheduleTask();
+    EXPECT_TRUE(fixture.sm->rescheduleWhenComplete());
+    EXPECT_EQ(fixture.traceTexts().back(),
               "8 DeferredIntfAddSm::maybeScheduleTask task is scheduled to run in 1 seconds");
 
-    bench.time.advance(1.0);
+    fixture.time.advance(1.0);
     EXPECT_EQ(
-        bench.traceTexts().back(),
+        fixture.traceTexts().back(),
         "8 DeferredIntfAddSm::handleTaskRun rescheduling with 1 items remaining in the backlog");
-    EXPECT_FALSE(bench.sm->rescheduleWhenComplete());
-    EXPECT_EQ(bench.task().currentExpirationTime(), 14.0);
+    EXPECT_FALSE(fixture.sm->rescheduleWhenComplete());
+    EXPECT_EQ(fixture.task().currentExpirationTime(), 14.0);
 
-    bench.time.advance(2.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet1"));
-    EXPECT_FALSE(bench.task().taskScheduled());
+    fixture.time.advance(2.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet1"));
+    EXPECT_FALSE(fixture.task().taskScheduled());
 }
 
 TEST(DeferredIntfAddSm, ARequestMadeInAPassLeadsToAnotherPass) {
-    Bench bench(2);
-    bench.parent->conflicts = true;
-    bench.sm->maybeScheduleTask();
-    bench.parent->then = [&](IntfAddrWithMaskKey const&) {
-        if (bench.time.now() == 12.0) {
-            bench.sm->maybeScheduleTask();
+    Fixture fixture(2);
+    fixture.parent->conflicts = true;
+    fixture.sm->maybeScheduleTask();
+    fixture.parent->then = [&](IntfAddrWithMaskKey const&) {
+        if (fixture.time.now() == 12.0) {
+            fixture.sm->maybeScheduleTask();
         }
     };
-    bench.time.advance(100.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2", "Ethernet1", "Ethernet2"));
-    EXPECT_FALSE(bench.task().taskScheduled());
+    fixture.time.advance(100.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet2", "Ethernet1", "Ethernet2"));
+    EXPECT_FALSE(fixture.task().taskScheduled());
 }
 
 TEST(DeferredIntfAddSm, APassThatGivesWayIsFollowedByAnotherIfThatWasAskedForWhileArmed) {
-    Bench bench(2, 1);
-    bench.parent->conflicts = true;
-    bench.sm->maybeScheduleTask();
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    bench.sm->maybeScheduleTask();  // while it is armed for the rest of the pass
-    EXPECT_EQ(bench.task().currentExpirationTime(), bench.time.now());
-    bench.time.advance(100.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2", "Ethernet1", "Ethernet2"));
+    Fixture fixture(2, 1);
+    fixture.parent->conflicts = true;
+    fixture.sm->maybeScheduleTask();
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    fixture.sm->maybeScheduleTask();  // while it is armed for the rest of the pass
+    EXPECT_EQ(fixture.task().currentExpirationTime(), fixture.time.now());
+    fixture.time.advance(100.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet2", "Ethernet1", "Ethernet2"));
 }
 
 TEST(DeferredIntfAddSm, GivesWayBeforeEveryFurtherKeyAndGoesOnThere) {
-    Bench bench(3, 1);
-    bench.parent->conflicts = true;
-    bench.sm->maybeScheduleTask();
-    bench.traceTexts();
+    Fixture fixture(3, 1);
+    fixture.parent->conflicts = true;
+    fixture.sm->maybeScheduleTask();
+    fixture.traceTexts();
 
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1"));
-    EXPECT_EQ(bench.sm->bookmark(), keyOf(2));
-    EXPECT_EQ(bench.task().currentExpirationTime(), bench.time.now());
-    EXPECT_EQ(bench.task().taskWorkPending(), 3u);
-    EXPECT_EQ(bench.task().taskWorkCount(), 1u);
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1"));
+    EXPECT_EQ(fixture.sm->bookmark(), keyOf(2));
+    EXPECT_EQ(fixture.task().currentExpirationTime(), fixture.time.now());
+    EXPECT_EQ(fixture.task().taskWorkPending(), 3u);
+    EXPECT_EQ(fixture.task().taskWorkCount(), 1u);
     EXPECT_THAT(
-        bench.traceTexts(),
+        fixture.traceTexts(),
         ElementsAre("8 DeferredIntfAddSm::handleTaskRun starting work with 3 backlog entries to be "
                     "processed",
                     "9 DeferredIntfAddSm::handleTaskRun bookmark hasValue false value "
@@ -264,18 +268,18 @@ TEST(DeferredIntfAddSm, GivesWayBeforeEveryFurtherKeyAndGoesOnThere) {
                     "intfId=Ethernet2;addrWithMask=10.0.0.2/24 with 3 items pending and 1 items "
                     "processed"));
 
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet2"));
-    EXPECT_THAT(bench.traceTexts()[1],
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet2"));
+    EXPECT_THAT(fixture.traceTexts()[1],
                 "9 DeferredIntfAddSm::handleTaskRun bookmark hasValue true value "
                 "intfId=Ethernet2;addrWithMask=10.0.0.2/24");
-    EXPECT_EQ(bench.sm->bookmark(), keyOf(3));
+    EXPECT_EQ(fixture.sm->bookmark(), keyOf(3));
 
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet3"));
-    EXPECT_EQ(bench.sm->bookmark(), std::nullopt);
-    EXPECT_FALSE(bench.task().taskScheduled());
-    EXPECT_EQ(bench.task().taskWorkCount(), 3u);
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet3"));
+    EXPECT_EQ(fixture.sm->bookmark(), std::nullopt);
+    EXPECT_FALSE(fixture.task().taskScheduled());
+    EXPECT_EQ(fixture.task().taskWorkCount(), 3u);
     EXPECT_THAT(Tremlog::messages(),
                 ElementsAre("starting work with 3 backlog entries to be processed",
                             "starting work with 3 backlog entries to be processed",
@@ -284,136 +288,136 @@ TEST(DeferredIntfAddSm, GivesWayBeforeEveryFurtherKeyAndGoesOnThere) {
 }
 
 TEST(DeferredIntfAddSm, TheFirstKeyOfAPassIsHandledWithoutAsking) {
-    Bench bench(5, 2);
-    bench.sm->maybeScheduleTask();
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
+    Fixture fixture(5, 2);
+    fixture.sm->maybeScheduleTask();
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
     // Asked before the second key (no) and before the third one (yes).
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2"));
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet3", "Ethernet4"));
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet5"));
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet2"));
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet3", "Ethernet4"));
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet5"));
 }
 
 TEST(DeferredIntfAddSm, ASingleKeyNeverGivesWay) {
-    Bench bench(1, 1);
-    bench.sm->maybeScheduleTask();
-    bench.time.advance(2.0);
-    EXPECT_EQ(bench.traceTexts().back(), "8 DeferredIntfAddSm::handleTaskRun work complete");
+    Fixture fixture(1, 1);
+    fixture.sm->maybeScheduleTask();
+    fixture.time.advance(2.0);
+    EXPECT_EQ(fixture.traceTexts().back(), "8 DeferredIntfAddSm::handleTaskRun work complete");
 }
 
 TEST(DeferredIntfAddSm, ABookmarkThatHasLeftMeansFromTheBeginning) {
-    Bench bench(3, 2);
-    bench.parent->conflicts = true;
-    bench.sm->maybeScheduleTask();
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    ASSERT_EQ(bench.sm->bookmark(), keyOf(3));
-    bench.tries();
+    Fixture fixture(3, 2);
+    fixture.parent->conflicts = true;
+    fixture.sm->maybeScheduleTask();
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    ASSERT_EQ(fixture.sm->bookmark(), keyOf(3));
+    fixture.tries();
 
-    bench.backlog->backlogDel(keyOf(3));
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2"));
-    EXPECT_EQ(bench.sm->bookmark(), std::nullopt);
+    fixture.backlog->backlogDel(keyOf(3));
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet2"));
+    EXPECT_EQ(fixture.sm->bookmark(), std::nullopt);
 }
 
 TEST(DeferredIntfAddSm, ABookmarkMayOutliveAllKeys) {
-    Bench bench(2, 1);
-    bench.parent->conflicts = true;
-    bench.sm->maybeScheduleTask();
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    bench.backlog->backlogDelAll();
-    ASSERT_EQ(bench.time.scheduler()->runNext(12.0), true);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1"));
-    EXPECT_EQ(bench.traceTexts().back(), "8 DeferredIntfAddSm::handleTaskRun work complete");
+    Fixture fixture(2, 1);
+    fixture.parent->conflicts = true;
+    fixture.sm->maybeScheduleTask();
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    fixture.backlog->backlogDelAll();
+    ASSERT_EQ(fixture.time.scheduler()->runNext(12.0), true);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1"));
+    EXPECT_EQ(fixture.traceTexts().back(), "8 DeferredIntfAddSm::handleTaskRun work complete");
 }
 
 TEST(DeferredIntfAddSm, KeysThatLeaveInAPassAreNotTried) {
-    Bench bench(4);
-    bench.sm->maybeScheduleTask();
-    bench.parent->then = [&](IntfAddrWithMaskKey const& key) {
+    Fixture fixture(4);
+    fixture.sm->maybeScheduleTask();
+    fixture.parent->then = [&](IntfAddrWithMaskKey const& key) {
         if (key == keyOf(1)) {
-            bench.backlog->backlogDel(keyOf(2));
-            bench.backlog->backlogDel(keyOf(3));
+            fixture.backlog->backlogDel(keyOf(2));
+            fixture.backlog->backlogDel(keyOf(3));
         }
     };
-    bench.time.advance(2.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet4"));
+    fixture.time.advance(2.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet4"));
 }
 
 TEST(DeferredIntfAddSm, KeysThatComeInAPassAreTriedInIt) {
-    Bench bench(1);
-    bench.sm->maybeScheduleTask();
-    bench.parent->then = [&](IntfAddrWithMaskKey const& key) {
+    Fixture fixture(1);
+    fixture.sm->maybeScheduleTask();
+    fixture.parent->then = [&](IntfAddrWithMaskKey const& key) {
         if (key == keyOf(1)) {
-            bench.backlog->backlogIs(keyOf(2));
+            fixture.backlog->backlogIs(keyOf(2));
         }
     };
-    bench.time.advance(2.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1", "Ethernet2"));
+    fixture.time.advance(2.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1", "Ethernet2"));
 }
 
 TEST(DeferredIntfAddSm, OutsideOfARunOfItsTaskNothingIsTried) {
-    Bench bench(1);
-    bench.sm->handleTaskRun();
-    EXPECT_THAT(bench.tries(), IsEmpty());
-    EXPECT_THAT(bench.traceTexts(), IsEmpty());
+    Fixture fixture(1);
+    fixture.sm->handleTaskRun();
+    EXPECT_THAT(fixture.tries(), IsEmpty());
+    EXPECT_THAT(fixture.traceTexts(), IsEmpty());
 }
 
 TEST(DeferredIntfAddSm, AMutedMachineDoesNotRun) {
-    Bench bench(1);
-    bench.sm->maybeScheduleTask();
-    bench.sm->hasNotificationActiveIs(false);
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.tries(), IsEmpty());
-    bench.sm->hasNotificationActiveIs(true);
-    bench.sm->maybeScheduleTask();
-    bench.time.advance(2.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1"));
+    Fixture fixture(1);
+    fixture.sm->maybeScheduleTask();
+    fixture.sm->hasNotificationActiveIs(false);
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.tries(), IsEmpty());
+    fixture.sm->hasNotificationActiveIs(true);
+    fixture.sm->maybeScheduleTask();
+    fixture.time.advance(2.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1"));
 }
 
 TEST(DeferredIntfAddSm, AMachineThatGoesIsNotRunAnyMore) {
-    Bench bench(1);
-    bench.sm->maybeScheduleTask();
-    bench.sm = nullptr;
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
+    Fixture fixture(1);
+    fixture.sm->maybeScheduleTask();
+    fixture.sm = nullptr;
+    EXPECT_EQ(fixture.time.scheduler()->nextExpiry(), Velk::never);
 }
 
 TEST(DeferredIntfAddSm, AMachineThatGoesInItsOwnPassStops) {
-    Bench bench(3);
-    bench.sm->maybeScheduleTask();
-    bench.traceTexts();
-    bench.parent->then = [&](IntfAddrWithMaskKey const&) {
-        bench.sm->retire();  // as its owner does
-        bench.sm = nullptr;
+    Fixture fixture(3);
+    fixture.sm->maybeScheduleTask();
+    fixture.traceTexts();
+    fixture.parent->then = [&](IntfAddrWithMaskKey const&) {
+        fixture.sm->retire();  // as its owner does
+        fixture.sm = nullptr;
     };
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.tries(), ElementsAre("Ethernet1"));
-    EXPECT_EQ(bench.traceTexts().size(), 2u);
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.tries(), ElementsAre("Ethernet1"));
+    EXPECT_EQ(fixture.traceTexts().size(), 2u);
+    EXPECT_EQ(fixture.time.scheduler()->nextExpiry(), Velk::never);
 }
 
 TEST(DeferredIntfAddSm, ARetiredMachineIsAskedInVain) {
-    Bench bench(1);
-    bench.sm->retire();
-    bench.sm->maybeScheduleTask();
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
+    Fixture fixture(1);
+    fixture.sm->retire();
+    fixture.sm->maybeScheduleTask();
+    EXPECT_EQ(fixture.time.scheduler()->nextExpiry(), Velk::never);
 }
 
 TEST(DeferredIntfAddSm, DumpsItselfItsBookmarkAndItsTask) {
-    Bench bench(2, 1, 2.75);
-    bench.parent->conflicts = true;
+    Fixture fixture(2, 1, 2.75);
+    fixture.parent->conflicts = true;
     auto const fresh = Velk::textDumpContextFactory(false, 10);
-    bench.sm->dumpState(fresh, 0);
+    fixture.sm->dumpState(fresh, 0);
     EXPECT_EQ(fresh->text(),
               "DeferredIntfSm VRF=blue with delay 2\n"
               "bookmark is \n"
               "  task DeferredIntfAdd-VRF-blue priority normal scheduled false work pending 0 work "
               "done 0\n");
 
-    bench.sm->maybeScheduleTask();
-    ASSERT_EQ(bench.time.scheduler()->runNext(13.0), true);
+    fixture.sm->maybeScheduleTask();
+    ASSERT_EQ(fixture.time.scheduler()->runNext(13.0), true);
     auto const yielded = Velk::textDumpContextFactory(false, 10);
-    bench.sm->dumpState(yielded, 2);
+    fixture.sm->dumpState(yielded, 2);
     EXPECT_EQ(
         yielded->text(),
         "  DeferredIntfSm VRF=blue with delay 2\n"

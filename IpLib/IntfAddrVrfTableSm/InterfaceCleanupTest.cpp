@@ -6,8 +6,8 @@
 #include <functional>
 #include <string>
 
-#include "IpLib/IntfAddrVrfTableSm/SmBench.h"
 #include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
+#include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
 
 namespace IpLib {
 namespace {
@@ -17,9 +17,9 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using Testing::Meddler;
-using Testing::SmBench;
-using Testing::Texts;
+using TestKit::Meddler;
+using TestKit::SmFixture;
+using TestKit::Texts;
 
 constexpr auto ipv4 = Nimb::AddressFamily::ipv4;
 constexpr auto ipv6 = Nimb::AddressFamily::ipv6;
@@ -27,9 +27,9 @@ constexpr auto ipv6 = Nimb::AddressFamily::ipv6;
 constexpr IntfAddrVrfTableSmConfig atOnce{.intfCleanupDelay = 0.0};
 
 // The traces of the machine that speak of clean-ups.
-Texts cleanupTraces(SmBench const& bench) {
+Texts cleanupTraces(SmFixture const& fixture) {
     Texts texts;
-    for (auto const& text : bench.traceTexts()) {
+    for (auto const& text : fixture.traceTexts()) {
         if (text.find("clean") != std::string::npos || text.find("Cleanup") != std::string::npos) {
             texts.push_back(text);
         }
@@ -48,55 +48,55 @@ std::string failureOf(std::function<void()> const& step) {
 }
 
 TEST(InterfaceCleanup, RowsOfAVanishedInterfaceStayForTheDelayAndNotLonger) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.secondary("Ethernet1", "10.0.0.2/24");
-    bench.ip("Ethernet2", "10.0.1.1/24");
-    bench.time.advanceTo(10.0);
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.secondary("Ethernet1", "10.0.0.2/24");
+    fixture.ip("Ethernet2", "10.0.1.1/24");
+    fixture.time.advanceTo(10.0);
 
-    bench.ipStatusDel("Ethernet1");
-    EXPECT_THAT(bench.published(), ElementsAre("10.0.1.1/24 Ethernet2"));
-    bench.time.advanceTo(std::nextafter(11.5, 0.0));
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "10.0.0.2/24 Ethernet1",
-                                          "10.0.1.1/24 Ethernet2"));
+    fixture.ipStatusDel("Ethernet1");
+    EXPECT_THAT(fixture.published(), ElementsAre("10.0.1.1/24 Ethernet2"));
+    fixture.time.advanceTo(std::nextafter(11.5, 0.0));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "10.0.0.2/24 Ethernet1",
+                                            "10.0.1.1/24 Ethernet2"));
 
-    bench.time.advanceTo(11.5);
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.1.1/24 Ethernet2"));
-    EXPECT_THAT(bench.rowsByAddr(), ElementsAre("10.0.1.1/24 Ethernet2"));
-    EXPECT_THAT(bench.sets(), ElementsAre("10.0.1.0/24 Ethernet2 10.0.1.1"));
+    fixture.time.advanceTo(11.5);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.1.1/24 Ethernet2"));
+    EXPECT_THAT(fixture.rowsByAddr(), ElementsAre("10.0.1.1/24 Ethernet2"));
+    EXPECT_THAT(fixture.sets(), ElementsAre("10.0.1.0/24 Ethernet2 10.0.1.1"));
 }
 
 TEST(InterfaceCleanup, TellsOfEachRequest) {
-    SmBench bench;
-    bench.time.advanceTo(10.0);
-    bench.clear();
-    bench.sm->addDeferredCleanup("Ethernet1", ipv4);
-    bench.sm->addDeferredCleanup("Ethernet1", ipv4);
-    bench.sm->addDeferredCleanup("Ethernet1", ipv6);
-    EXPECT_THAT(bench.traceTexts(),
+    SmFixture fixture;
+    fixture.time.advanceTo(10.0);
+    fixture.clear();
+    fixture.sm->addDeferredCleanup("Ethernet1", ipv4);
+    fixture.sm->addDeferredCleanup("Ethernet1", ipv4);
+    fixture.sm->addDeferredCleanup("Ethernet1", ipv6);
+    EXPECT_THAT(fixture.traceTexts(),
                 ElementsAre("9 addDeferredCleanup cleanup deferred for Ethernet1 af IPv4 at 10",
                             "9 addDeferredCleanup cleanup already pending for Ethernet1 IPv4",
                             "9 addDeferredCleanup cleanup deferred for Ethernet1 af IPv6 at 10"));
-    EXPECT_THAT(bench.tracesOf("IntfCleanupSm"),
+    EXPECT_THAT(fixture.tracesOf("IntfCleanupSm"),
                 ElementsAre("8 maybeScheduleTask task is scheduled to run in 1.5 seconds",
                             "8 maybeScheduleTask task is scheduled to run in 1.5 seconds"));
-    EXPECT_EQ(bench.sm->intfCleanupBacklog()->backlogQueue().size(), 2u);
+    EXPECT_EQ(fixture.sm->intfCleanupBacklog()->backlogQueue().size(), 2u);
 }
 
 TEST(InterfaceCleanup, TellsOfAllThatItRemoves) {
-    SmBench bench;
-    bench.ip6("Ethernet1", "2001:db8::1/64");
-    bench.ip6("Ethernet1", "2001:db8::2/64", true);
-    bench.ip6("Ethernet1", "fe80::1/64");
-    bench.ip6("Ethernet2", "2001:db8:1::2/64");
-    bench.ip6("Ethernet1", "2001:db8:1::1/64");
-    ASSERT_THAT(bench.deferred(), ElementsAre("2001:db8:1::1/64 Ethernet1"));
-    bench.clear();
+    SmFixture fixture;
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    fixture.ip6("Ethernet1", "2001:db8::2/64", true);
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    fixture.ip6("Ethernet2", "2001:db8:1::2/64");
+    fixture.ip6("Ethernet1", "2001:db8:1::1/64");
+    ASSERT_THAT(fixture.deferred(), ElementsAre("2001:db8:1::1/64 Ethernet1"));
+    fixture.clear();
 
-    bench.sm->processCleanupIntf("Ethernet1", ipv6);
+    fixture.sm->processCleanupIntf("Ethernet1", ipv6);
 
     EXPECT_THAT(
-        cleanupTraces(bench),
+        cleanupTraces(fixture),
         ElementsAre("8 processCleanupIntf cleaning up Ethernet1 for address-family IPv6",
                     "9 processCleanupIntf cleaning up ip 2001:db8::1 on Ethernet1",
                     "9 processCleanupIntf cleaning up ip 2001:db8::2 on Ethernet1",
@@ -110,293 +110,294 @@ TEST(InterfaceCleanup, TellsOfAllThatItRemoves) {
                             "cleaning up ip 2001:db8::2 on Ethernet1",
                             "cleaning up ip fe80::1 on Ethernet1",
                             "removing deferred ip 2001:db8:1::1 on Ethernet1"));
-    EXPECT_THAT(bench.rows(), ElementsAre("2001:db8:1::2/64 Ethernet2"));
-    EXPECT_THAT(bench.rowsByAddr(), ElementsAre("2001:db8:1::2/64 Ethernet2"));
-    EXPECT_THAT(bench.sets(), ElementsAre("2001:db8:1::/64 Ethernet2 2001:db8:1::2"));
-    EXPECT_THAT(bench.linkLocals(), IsEmpty());
-    EXPECT_THAT(bench.deferred(), IsEmpty());
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8:1::2/64 Ethernet2"));
+    EXPECT_THAT(fixture.rowsByAddr(), ElementsAre("2001:db8:1::2/64 Ethernet2"));
+    EXPECT_THAT(fixture.sets(), ElementsAre("2001:db8:1::/64 Ethernet2 2001:db8:1::2"));
+    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
+    EXPECT_THAT(fixture.deferred(), IsEmpty());
 }
 
 TEST(InterfaceCleanup, RemovesIndexesBeforeRowsAndSetsBeforeWhatIsLeftInThem) {
-    SmBench bench;
+    SmFixture fixture;
     // A row that stands in its set alone.
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.secondary("Ethernet1", "10.0.0.2/24");
-    bench.table->intfAddrEntryFromAddrDel(IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("10.0.0.2")));
-    bench.clear();
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.secondary("Ethernet1", "10.0.0.2/24");
+    fixture.table->intfAddrEntryFromAddrDel(
+        IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("10.0.0.2")));
+    fixture.clear();
 
-    bench.sm->processCleanupIntf("Ethernet1", ipv4);
+    fixture.sm->processCleanupIntf("Ethernet1", ipv4);
 
     EXPECT_THAT(
-        bench.events,
+        fixture.events,
         ElementsAre("intfAddrEntryFromAddr intfId=;addr=10.0.0.1;virtualIp=false absent",
                     "intfAddrEntry intfId=;addr=10.0.0.1;virtualIp=false;subnet=10.0.0.0/24 absent",
                     "intfAddrEntrySetFromSubnet 10.0.0.0/24 absent",
                     "intfAddrEntry intfId=;addr=10.0.0.2;virtualIp=false;subnet=10.0.0.0/24 "
                     "absent"));
-    EXPECT_THAT(bench.rows(), IsEmpty());
+    EXPECT_THAT(fixture.rows(), IsEmpty());
 }
 
 TEST(InterfaceCleanup, ADeprecatedRowThatStandsInItsSetAloneGoesToo) {
-    SmBench bench;
-    bench.ip6("Ethernet1", "2001:db8::1/64");
-    bench.ip6("Ethernet1", "2001:db8::2/64", true);
-    bench.table->intfAddrEntryFromAddrDelAll();
-    bench.sm->processCleanupIntf("Ethernet1", ipv6);
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    EXPECT_THAT(bench.sets(), IsEmpty());
+    SmFixture fixture;
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    fixture.ip6("Ethernet1", "2001:db8::2/64", true);
+    fixture.table->intfAddrEntryFromAddrDelAll();
+    fixture.sm->processCleanupIntf("Ethernet1", ipv6);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    EXPECT_THAT(fixture.sets(), IsEmpty());
 }
 
 TEST(InterfaceCleanup, ADeprecatedRowThatHasLostItsSetGoesToo) {
-    SmBench bench;
-    bench.ip6("Ethernet1", "2001:db8::1/64");
-    bench.ip6("Ethernet1", "2001:db8::2/64", true);
-    bench.ip6Del("Ethernet1", "2001:db8::1/64");
-    ASSERT_THAT(bench.sets(), IsEmpty());
-    ASSERT_THAT(bench.rows(), ElementsAre("2001:db8::2/64 Ethernet1"));
+    SmFixture fixture;
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    fixture.ip6("Ethernet1", "2001:db8::2/64", true);
+    fixture.ip6Del("Ethernet1", "2001:db8::1/64");
+    ASSERT_THAT(fixture.sets(), IsEmpty());
+    ASSERT_THAT(fixture.rows(), ElementsAre("2001:db8::2/64 Ethernet1"));
 
-    bench.ip6StatusDel("Ethernet1");
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    EXPECT_THAT(bench.rowsByAddr(), IsEmpty());
+    fixture.ip6StatusDel("Ethernet1");
+    fixture.time.advance(1.5);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    EXPECT_THAT(fixture.rowsByAddr(), IsEmpty());
 }
 
 TEST(InterfaceCleanup, WithoutADelayAnInterfaceIsCleanedUpAtOnce) {
-    SmBench bench(atOnce);
-    EXPECT_EQ(bench.sm->intfCleanupBacklog(), nullptr);
-    EXPECT_EQ(bench.sm->intfCleanupSm(), nullptr);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip("Ethernet2", "10.0.0.2/24");
-    bench.clear();
+    SmFixture fixture(atOnce);
+    EXPECT_EQ(fixture.sm->intfCleanupBacklog(), nullptr);
+    EXPECT_EQ(fixture.sm->intfCleanupSm(), nullptr);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip("Ethernet2", "10.0.0.2/24");
+    fixture.clear();
 
-    bench.ipStatusDel("Ethernet1");
-    EXPECT_THAT(bench.rows(), IsEmpty());
+    fixture.ipStatusDel("Ethernet1");
+    EXPECT_THAT(fixture.rows(), IsEmpty());
     EXPECT_THAT(
-        cleanupTraces(bench),
+        cleanupTraces(fixture),
         AllOf(
             Contains("9 addDeferredCleanup cleaning up for Ethernet1 af IPv4 immediately").Times(1),
             Contains("8 processCleanupIntf cleaning up Ethernet1 for address-family IPv4")
                 .Times(1)));
-    EXPECT_THAT(bench.deferred(), ElementsAre("10.0.0.2/24 Ethernet2"));
-    bench.time.advance(2.0);
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.2/24 Ethernet2"));
+    EXPECT_THAT(fixture.deferred(), ElementsAre("10.0.0.2/24 Ethernet2"));
+    fixture.time.advance(2.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.2/24 Ethernet2"));
 }
 
 TEST(InterfaceCleanup, WithoutADelayNothingIsEverPending) {
-    SmBench bench(atOnce);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.clear();
-    bench.sm->processPendingDeferredCleanup("Ethernet1", ipv4);
-    EXPECT_THAT(bench.traceTexts(), IsEmpty());
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    SmFixture fixture(atOnce);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.clear();
+    fixture.sm->processPendingDeferredCleanup("Ethernet1", ipv4);
+    EXPECT_THAT(fixture.traceTexts(), IsEmpty());
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 TEST(InterfaceCleanup, WithANegativeDelayTheNextRunOfTheSchedulerCleansUp) {
-    SmBench bench({.intfCleanupDelay = -1.0});
-    ASSERT_NE(bench.sm->intfCleanupBacklog(), nullptr);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ipStatusDel("Ethernet1");
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
-    bench.time.advance(0.0);
-    EXPECT_THAT(bench.rows(), IsEmpty());
+    SmFixture fixture({.intfCleanupDelay = -1.0});
+    ASSERT_NE(fixture.sm->intfCleanupBacklog(), nullptr);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ipStatusDel("Ethernet1");
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    fixture.time.advance(0.0);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
 }
 
 TEST(InterfaceCleanup, ARepeatedRequestDoesNotPutTheCleanUpOff) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.time.advanceTo(10.0);
-    bench.ipStatusDel("Ethernet1");
-    bench.time.advanceTo(11.0);
-    bench.clear();
-    bench.sm->addDeferredCleanup("Ethernet1", ipv4);
-    EXPECT_THAT(bench.traceTexts(),
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.time.advanceTo(10.0);
+    fixture.ipStatusDel("Ethernet1");
+    fixture.time.advanceTo(11.0);
+    fixture.clear();
+    fixture.sm->addDeferredCleanup("Ethernet1", ipv4);
+    EXPECT_THAT(fixture.traceTexts(),
                 ElementsAre("9 addDeferredCleanup cleanup already pending for Ethernet1 IPv4"));
-    bench.time.advanceTo(11.5);
-    EXPECT_THAT(bench.rows(), IsEmpty());
+    fixture.time.advanceTo(11.5);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
 }
 
 TEST(InterfaceCleanup, WithNothingPendingThereIsNothingToCarryOut) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.clear();
-    bench.sm->processPendingDeferredCleanup("Ethernet1", ipv4);
-    EXPECT_THAT(bench.traceTexts(), IsEmpty());
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.clear();
+    fixture.sm->processPendingDeferredCleanup("Ethernet1", ipv4);
+    EXPECT_THAT(fixture.traceTexts(), IsEmpty());
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 TEST(InterfaceCleanup, AnInterfaceThatComesBackIsCleanedUpAtOnceAndNotASecondTime) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.secondary("Ethernet1", "10.0.1.1/24");
-    bench.time.advanceTo(10.0);
-    bench.ipStatusDel("Ethernet1");
-    auto const entry = bench.sm->intfCleanupBacklog()->getBacklog("Ethernet1", ipv4);
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.secondary("Ethernet1", "10.0.1.1/24");
+    fixture.time.advanceTo(10.0);
+    fixture.ipStatusDel("Ethernet1");
+    auto const entry = fixture.sm->intfCleanupBacklog()->getBacklog("Ethernet1", ipv4);
     ASSERT_NE(entry, nullptr);
-    bench.time.advanceTo(11.0);
-    bench.clear();
+    fixture.time.advanceTo(11.0);
+    fixture.clear();
 
-    bench.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip("Ethernet1", "10.0.0.1/24");
     EXPECT_TRUE(entry->processed());
     EXPECT_THAT(
-        cleanupTraces(bench),
+        cleanupTraces(fixture),
         AllOf(Contains(
                   "9 processPendingDeferredCleanup cleaning up for Ethernet1 af IPv4 immediately")
                   .Times(1),
               Contains("8 processCleanupIntf cleaning up Ethernet1 for address-family IPv4")
                   .Times(1)));
     // What is still published is there again, the other address is gone.
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
-    EXPECT_THAT(bench.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1"));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_THAT(fixture.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1"));
 
-    bench.clear();
-    bench.time.advanceTo(20.0);
-    EXPECT_THAT(bench.events, IsEmpty());
-    EXPECT_THAT(cleanupTraces(bench), IsEmpty());
-    EXPECT_TRUE(bench.sm->intfCleanupBacklog()->backlogQueue().empty());
+    fixture.clear();
+    fixture.time.advanceTo(20.0);
+    EXPECT_THAT(fixture.events, IsEmpty());
+    EXPECT_THAT(cleanupTraces(fixture), IsEmpty());
+    EXPECT_TRUE(fixture.sm->intfCleanupBacklog()->backlogQueue().empty());
 }
 
 TEST(InterfaceCleanup, AnInterfaceThatGoesAgainIsCleanedUpInItsOwnTime) {
-    SmBench bench;
-    bench.time.advanceTo(10.0);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ipStatusDel("Ethernet1");
-    bench.time.advanceTo(10.5);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.time.advanceTo(11.0);
-    bench.ipStatusDel("Ethernet1");
-    EXPECT_EQ(bench.sm->intfCleanupBacklog()->backlogQueue().size(), 2u);
+    SmFixture fixture;
+    fixture.time.advanceTo(10.0);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ipStatusDel("Ethernet1");
+    fixture.time.advanceTo(10.5);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.time.advanceTo(11.0);
+    fixture.ipStatusDel("Ethernet1");
+    EXPECT_EQ(fixture.sm->intfCleanupBacklog()->backlogQueue().size(), 2u);
 
-    bench.time.advanceTo(std::nextafter(12.5, 0.0));
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
-    EXPECT_EQ(bench.sm->intfCleanupBacklog()->backlogQueue().size(), 1u);
-    bench.time.advanceTo(12.5);
-    EXPECT_THAT(bench.rows(), IsEmpty());
+    fixture.time.advanceTo(std::nextafter(12.5, 0.0));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_EQ(fixture.sm->intfCleanupBacklog()->backlogQueue().size(), 1u);
+    fixture.time.advanceTo(12.5);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
 }
 
 TEST(InterfaceCleanup, TheFamiliesGoIndependentlyAndOnlyIpv6TakesTheLinkLocalAddress) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip6("Ethernet1", "2001:db8::1/64");
-    bench.ip6("Ethernet1", "fe80::1/64");
-    bench.time.advanceTo(10.0);
-    bench.ipStatusDel("Ethernet1");
-    bench.time.advanceTo(10.5);
-    bench.ip6StatusDel("Ethernet1");
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    fixture.time.advanceTo(10.0);
+    fixture.ipStatusDel("Ethernet1");
+    fixture.time.advanceTo(10.5);
+    fixture.ip6StatusDel("Ethernet1");
 
-    bench.time.advanceTo(11.5);
-    EXPECT_THAT(bench.rows(), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
-    EXPECT_THAT(bench.linkLocals(), ElementsAre("fe80::1/64 Ethernet1"));
+    fixture.time.advanceTo(11.5);
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.linkLocals(), ElementsAre("fe80::1/64 Ethernet1"));
 
-    bench.time.advanceTo(12.0);
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    EXPECT_THAT(bench.rowsByAddr(), IsEmpty());
-    EXPECT_THAT(bench.linkLocals(), IsEmpty());
+    fixture.time.advanceTo(12.0);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    EXPECT_THAT(fixture.rowsByAddr(), IsEmpty());
+    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
 }
 
 TEST(InterfaceCleanup, AnAddressWithdrawnWhileACleanUpIsPendingGoesWithIt) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.clear();
-    bench.ipStatusDel("Ethernet1");
-    EXPECT_THAT(bench.traceTexts(),
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.clear();
+    fixture.ipStatusDel("Ethernet1");
+    EXPECT_THAT(fixture.traceTexts(),
                 Contains("8 handleIntfAddrWithMask deferring removal of ip 10.0.0.1 on Ethernet1 "
                          "as deferred cleanup is present"));
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 TEST(InterfaceCleanup, AnAddressThatWaitsForAVanishedInterfaceGetsItsTurn) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ipStatusDel("Ethernet1");
-    bench.ip("Ethernet2", "10.0.0.1/24");
-    EXPECT_THAT(bench.deferred(), ElementsAre("10.0.0.1/24 Ethernet2"));
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ipStatusDel("Ethernet1");
+    fixture.ip("Ethernet2", "10.0.0.1/24");
+    EXPECT_THAT(fixture.deferred(), ElementsAre("10.0.0.1/24 Ethernet2"));
 
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    bench.time.advance(2.0);
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet2"));
-    EXPECT_THAT(bench.deferred(), IsEmpty());
+    fixture.time.advance(1.5);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    fixture.time.advance(2.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet2"));
+    EXPECT_THAT(fixture.deferred(), IsEmpty());
 }
 
 TEST(InterfaceCleanup, AWaitingAddressOfAVanishedInterfaceIsDroppedWithIt) {
-    SmBench bench({.deferredIntfAddDelay = 2.0});
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip("Ethernet2", "10.0.0.1/24");
-    bench.ipStatusDel("Ethernet2");
-    EXPECT_THAT(bench.deferred(), ElementsAre("10.0.0.1/24 Ethernet2"));
+    SmFixture fixture({.deferredIntfAddDelay = 2.0});
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip("Ethernet2", "10.0.0.1/24");
+    fixture.ipStatusDel("Ethernet2");
+    EXPECT_THAT(fixture.deferred(), ElementsAre("10.0.0.1/24 Ethernet2"));
 
-    bench.clear();
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.deferred(), IsEmpty());
-    EXPECT_THAT(bench.traceTexts(),
+    fixture.clear();
+    fixture.time.advance(1.5);
+    EXPECT_THAT(fixture.deferred(), IsEmpty());
+    EXPECT_THAT(fixture.traceTexts(),
                 Contains("9 processCleanupIntf removing deferred ip 10.0.0.1 on Ethernet2"));
     EXPECT_THAT(Tremlog::messages(), Contains("removing deferred ip 10.0.0.1 on Ethernet2"));
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 TEST(InterfaceCleanup, AWaitingLinkLocalAddressOfAVanishedInterfaceIsDroppedWithIt) {
-    SmBench bench;
-    bench.ip6("Ethernet1", "fe80::1/64");
-    bench.ip6("Ethernet1", "fe80::2/64");
-    bench.ip6StatusDel("Ethernet1");
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    EXPECT_THAT(bench.linkLocals(), IsEmpty());
-    EXPECT_THAT(bench.deferred(), IsEmpty());
+    SmFixture fixture;
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    fixture.ip6("Ethernet1", "fe80::2/64");
+    fixture.ip6StatusDel("Ethernet1");
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
+    EXPECT_THAT(fixture.deferred(), IsEmpty());
 }
 
 // The next try comes before the clean-up of the interface that went: nobody wants the address, and
 // it still waits.
 TEST(InterfaceCleanup, ATryBeforeTheCleanUpFailsAndTheCleanUpComesAllTheSame) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip("Ethernet2", "10.0.0.1/24");
-    bench.time.advance(1.0);
-    bench.ipStatusDel("Ethernet2");
-    EXPECT_EQ(failureOf([&] { bench.time.advance(1.0); }),
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip("Ethernet2", "10.0.0.1/24");
+    fixture.time.advance(1.0);
+    fixture.ipStatusDel("Ethernet2");
+    EXPECT_EQ(failureOf([&] { fixture.time.advance(1.0); }),
               "intfId=Ethernet2;addrWithMask=10.0.0.1/24 missing in all collection");
-    bench.time.advance(0.5);
-    EXPECT_THAT(bench.deferred(), IsEmpty());
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    fixture.time.advance(0.5);
+    EXPECT_THAT(fixture.deferred(), IsEmpty());
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 TEST(InterfaceCleanup, AManyFoldCleanUpGivesWayAndFinishes) {
-    SmBench bench({}, 1);
+    SmFixture fixture({}, 1);
     for (int i = 0; i < 20; ++i) {
-        bench.ip(fmt::format("Ethernet{}", i), fmt::format("10.0.{}.1/24", i));
+        fixture.ip(fmt::format("Ethernet{}", i), fmt::format("10.0.{}.1/24", i));
     }
     for (int i = 0; i < 20; ++i) {
-        bench.ipStatusDel(fmt::format("Ethernet{}", i));
+        fixture.ipStatusDel(fmt::format("Ethernet{}", i));
     }
-    bench.clear();
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    EXPECT_THAT(bench.sets(), IsEmpty());
-    EXPECT_THAT(bench.tracesOf("IntfCleanupSm"), Contains(HasSubstr("yielding with")).Times(20));
-    EXPECT_EQ(bench.sm->intfCleanupSm()->task()->taskWorkCount(), 20u);
+    fixture.clear();
+    fixture.time.advance(1.5);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    EXPECT_THAT(fixture.sets(), IsEmpty());
+    EXPECT_THAT(fixture.tracesOf("IntfCleanupSm"), Contains(HasSubstr("yielding with")).Times(20));
+    EXPECT_EQ(fixture.sm->intfCleanupSm()->task()->taskWorkCount(), 20u);
 }
 
 TEST(InterfaceCleanup, AMachineThatGoesLeavesTheRowsOfWhatIsPending) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ipStatusDel("Ethernet1");
-    bench.smDel();
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ipStatusDel("Ethernet1");
+    fixture.smDel();
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 TEST(InterfaceCleanup, ARequestThatIsProcessedAndStillPendingFails) {
-    SmBench bench;
-    bench.sm->addDeferredCleanup("Ethernet1", ipv6);
-    bench.sm->intfCleanupBacklog()->getBacklog("Ethernet1", ipv6)->processedIs(true);
-    EXPECT_EQ(failureOf([&] { bench.sm->addDeferredCleanup("Ethernet1", ipv6); }),
+    SmFixture fixture;
+    fixture.sm->addDeferredCleanup("Ethernet1", ipv6);
+    fixture.sm->intfCleanupBacklog()->getBacklog("Ethernet1", ipv6)->processedIs(true);
+    EXPECT_EQ(failureOf([&] { fixture.sm->addDeferredCleanup("Ethernet1", ipv6); }),
               "backlog contains entry for Ethernet1 af IPv6 that was already processed");
 }
 
 TEST(InterfaceCleanup, ARequestWithoutATaskMachineFails) {
-    SmBench bench;
-    bench.sm->intfCleanupSmDel();
-    EXPECT_EQ(failureOf([&] { bench.sm->addDeferredCleanup("Ethernet1", ipv4); }),
+    SmFixture fixture;
+    fixture.sm->intfCleanupSmDel();
+    EXPECT_EQ(failureOf([&] { fixture.sm->addDeferredCleanup("Ethernet1", ipv4); }),
               "no intfCleanupSm when there is a delay 1.5");
 }
 

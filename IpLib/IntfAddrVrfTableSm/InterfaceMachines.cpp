@@ -2,7 +2,7 @@
 
 #include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Zin/Errors.h"
-#include "Zin/HandleAll.h"
+#include "Zin/ForEachKey.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 
@@ -21,10 +21,10 @@ void InterfaceMachines<Family>::setInput(Input const& newInput) {
     }
     reactor_.notifierIs(newInput);
     if (input()) {
-        handleAll();
+        handleInput();
     } else {
         // An observer of what leaves may bring the input back: then the rest of the machines stay.
-        Zin::handleAll(machines(), [this](auto const& intfId) {
+        Zin::forEachKey(machines(), [this](auto const& intfId) {
             if (!input()) {
                 remove(intfId);
             }
@@ -62,19 +62,20 @@ auto InterfaceMachines<Family>::remove(Nimb::IntfId const& intfId) -> Machine {
 
 template <class Family>
 void InterfaceMachines<Family>::removeAll() {
-    Zin::handleAll(machines(), [this](auto const& intfId) { remove(intfId); });
+    Zin::forEachKey(machines(), [this](auto const& intfId) { remove(intfId); });
 }
 
 template <class Family>
-void InterfaceMachines<Family>::handleAll() {
+void InterfaceMachines<Family>::handleInput() {
     trace8({Family::inputTrace, Family::handlerOfAll}, input());
     if (auto const present = input()) {
-        Zin::handleAll(Family::statuses(*present), [this](auto const& intfId) { handle(intfId); });
+        Zin::forEachKey(Family::statuses(*present),
+                        [this](auto const& intfId) { handleIntf(intfId); });
     }
 }
 
 template <class Family>
-void InterfaceMachines<Family>::handle(Nimb::IntfId const& intfId) {
+void InterfaceMachines<Family>::handleIntf(Nimb::IntfId const& intfId) {
     if (!sm_.handlesInput()) {
         return;
     }

@@ -104,8 +104,8 @@ public:
     void removeAll();
 
     // Of the input: an interface's status was added, replaced or removed.
-    void handleAll();
-    void handle(Nimb::IntfId const& intfId);
+    void handleInput();
+    void handleIntf(Nimb::IntfId const& intfId);
 
 private:
     Status currentStatus(Nimb::IntfId const& intfId) const;

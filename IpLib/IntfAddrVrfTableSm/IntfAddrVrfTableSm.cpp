@@ -14,7 +14,7 @@
 #include "Tremlog/Record.h"
 #include "Velk/Module.h"
 #include "VirtualIp/Module.h"
-#include "Zin/HandleAll.h"
+#include "Zin/ForEachKey.h"
 #include "Zin/Module.h"
 #include "Zin/Turn.h"
 
@@ -27,7 +27,7 @@ namespace {
 
 // For those who ask by an attribute's name that all of it be handled again.
 template <void (IntfAddrVrfTableSm::*handler)()>
-void handleAll(Zin::Entity& sm) {
+void handleAgain(Zin::Entity& sm) {
     (static_cast<IntfAddrVrfTableSm&>(sm).*handler)();
 }
 
@@ -47,16 +47,16 @@ Zin::ModuleRegistration const intfAddrVrfTableSmModule{
                   {"smConfig", "IpLib::IntfAddrVrfTableSmConfig"},
                   {"scheduler", "Velk::TaskScheduler"},
                   {"virtualIpStatus", "VirtualIp::VirtualIpStatus",
-                   handleAll<&IntfAddrVrfTableSm::handleVirtualIpAll>},
+                   handleAgain<&IntfAddrVrfTableSm::handleVirtualIpAll>},
                   {"virtualIp6Status", "VirtualIp::VirtualIp6Status",
-                   handleAll<&IntfAddrVrfTableSm::handleVirtualIp6All>},
+                   handleAgain<&IntfAddrVrfTableSm::handleVirtualIp6All>},
                   {"kernelIntfDir", "Interface::DeviceIntfStatusDir",
-                   handleAll<&IntfAddrVrfTableSm::handleKernelIntfAll>},
+                   handleAgain<&IntfAddrVrfTableSm::handleKernelIntfAll>},
                   {"intfAddrVrfTable", "IpLib::IntfAddrVrfTable"},
                   {"vrfIpIntfStatus", "Ip::VrfIpIntfStatus",
-                   handleAll<&IntfAddrVrfTableSm::handleVrfIpIntfStatus>},
+                   handleAgain<&IntfAddrVrfTableSm::handleVrfIpIntfStatus>},
                   {"vrfIp6IntfStatus", "Ip6::VrfIp6IntfStatus",
-                   handleAll<&IntfAddrVrfTableSm::handleVrfIp6IntfStatus>},
+                   handleAgain<&IntfAddrVrfTableSm::handleVrfIp6IntfStatus>},
                   {"allIntfAddrWithMask", "IpLib::AllIntfAddrWithMask"},
                   {"intfCleanupBacklog", "IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog"},
                   {"deferredIntfAddBacklog", "IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog"},
@@ -220,8 +220,8 @@ void IntfAddrVrfTableSm::handleVrfIp6IntfStatus() {
 void IntfAddrVrfTableSm::handleKernelIntfAll() {
     trace8("");
     if (!smConfig_.ignoreKernelInterfaceState && kernelIntfDir_) {
-        Zin::handleAll(kernelIntfDir_->deviceIntfStatus(),
-                       [this](auto const& intfId) { handleKernelIntf(intfId); });
+        Zin::forEachKey(kernelIntfDir_->deviceIntfStatus(),
+                        [this](auto const& intfId) { handleKernelIntf(intfId); });
     }
 }
 
@@ -266,8 +266,8 @@ bool IntfAddrVrfTableSm::kernelIntfPresent(Nimb::IntfId const& intfId) const {
 void IntfAddrVrfTableSm::handleVirtualIpAll() {
     trace8("");
     if (virtualIpStatus_) {
-        Zin::handleAll(virtualIpStatus_->virtualIp(),
-                       [this](auto const& key) { handleVirtualIp(key); });
+        Zin::forEachKey(virtualIpStatus_->virtualIp(),
+                        [this](auto const& key) { handleVirtualIp(key); });
     }
 }
 
@@ -285,8 +285,8 @@ void IntfAddrVrfTableSm::handleVirtualIp(VirtualIp::VrfIpWithMaskPair const& key
 void IntfAddrVrfTableSm::handleVirtualIp6All() {
     trace8("");
     if (virtualIp6Status_) {
-        Zin::handleAll(virtualIp6Status_->virtualIp6(),
-                       [this](auto const& key) { handleVirtualIp6(key); });
+        Zin::forEachKey(virtualIp6Status_->virtualIp6(),
+                        [this](auto const& key) { handleVirtualIp6(key); });
     }
 }
 

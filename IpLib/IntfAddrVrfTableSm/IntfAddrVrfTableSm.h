@@ -156,12 +156,12 @@ public:
     // Handlers of the status inputs: they start an interface's machine and stop it.
     void handleTableVrfIpIntfStatus();
     void handleVrfIpIntfStatus();
-    void handleIpIntfStatusAll() { ipMachines_.handleAll(); }
-    void handleIpIntfStatus(Nimb::IntfId const& intfId) { ipMachines_.handle(intfId); }
+    void handleIpIntfStatusAll() { ipMachines_.handleInput(); }
+    void handleIpIntfStatus(Nimb::IntfId const& intfId) { ipMachines_.handleIntf(intfId); }
     void handleTableVrfIp6IntfStatus();
     void handleVrfIp6IntfStatus();
-    void handleIp6IntfStatusAll() { ip6Machines_.handleAll(); }
-    void handleIp6IntfStatus(Nimb::IntfId const& intfId) { ip6Machines_.handle(intfId); }
+    void handleIp6IntfStatusAll() { ip6Machines_.handleInput(); }
+    void handleIp6IntfStatus(Nimb::IntfId const& intfId) { ip6Machines_.handleIntf(intfId); }
 
     // Handlers of the kernel's interfaces: clean up what the kernel has no more, admit again what
     // it has once more.

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "TestKit/TraceRecorder.h"
+#include "TestKit/VirtualTime.h"
 #include "Zin/Errors.h"
-#include "testing/TraceRecorder.h"
-#include "testing/VirtualTime.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {
@@ -47,8 +47,8 @@ private:
     Zin::Ptr<Zin::Clock const> const clock_;
 };
 
-struct Bench {
-    explicit Bench(Zin::Seconds delay = 1.5, std::uint32_t yieldEvery = 0)
+struct Fixture {
+    explicit Fixture(Zin::Seconds delay = 1.5, std::uint32_t yieldEvery = 0)
         : time(yieldEvery), config{delay, priority} {
         time.advanceTo(10.0);
         traces.clear();
@@ -81,207 +81,211 @@ struct Bench {
     }
 
     Pell::ThrowOnAssertion const throwOnAssertion;
-    Testing::VirtualTime time;
+    TestKit::VirtualTime time;
     IntfCleanupSmConfig const config;
     Zin::Ptr<IntfCleanupBacklog> const backlog = intfCleanupBacklogFactory();
     Zin::Ptr<Parent> const parent = Zin::make<Parent>(time.clock());
     Zin::Ptr<IntfCleanupSm> sm =
         intfCleanupSmFactory(config, parent, backlog, "blue", time.scheduler());
-    Testing::TraceRecorder traces{"IntfCleanupSm"};
+    TestKit::TraceRecorder traces{"IntfCleanupSm"};
 };
 
 TEST(IntfCleanupSm, ItsTaskBearsTheNameOfTheVrfAndThePriority) {
-    Bench bench;
-    EXPECT_EQ(bench.sm->task()->taskName(), "IntfCleanup-VRF-blue");
-    EXPECT_EQ(bench.sm->task()->taskPriority(), priority);
-    EXPECT_EQ(bench.sm->task()->taskScheduler(), bench.time.scheduler());
-    EXPECT_FALSE(bench.sm->task()->taskScheduled());
+    Fixture fixture;
+    EXPECT_EQ(fixture.sm->task()->taskName(), "IntfCleanup-VRF-blue");
+    EXPECT_EQ(fixture.sm->task()->taskPriority(), priority);
+    EXPECT_EQ(fixture.sm->task()->taskScheduler(), fixture.time.scheduler());
+    EXPECT_FALSE(fixture.sm->task()->taskScheduled());
 }
 
 TEST(IntfCleanupSm, ATaskOfTheSameArgumentsIsKept) {
-    Bench bench;
-    auto const task = bench.sm->task();
-    EXPECT_EQ(bench.sm->taskIs(bench.time.scheduler(), priority, "IntfCleanup-VRF-blue"), task);
-    EXPECT_NE(bench.sm->taskIs(bench.time.scheduler(), priority, "another"), task);
-    bench.sm->taskDel();
-    EXPECT_EQ(bench.sm->task(), nullptr);
+    Fixture fixture;
+    auto const task = fixture.sm->task();
+    EXPECT_EQ(fixture.sm->taskIs(fixture.time.scheduler(), priority, "IntfCleanup-VRF-blue"), task);
+    EXPECT_NE(fixture.sm->taskIs(fixture.time.scheduler(), priority, "another"), task);
+    fixture.sm->taskDel();
+    EXPECT_EQ(fixture.sm->task(), nullptr);
 }
 
 TEST(IntfCleanupSm, KnowsWhatItWasBuiltFrom) {
-    Bench bench;
-    auto const scheduler = bench.time.scheduler();
-    EXPECT_EQ(bench.sm->smConfig(), bench.config);
-    EXPECT_EQ(bench.sm->parent(), bench.parent);
-    EXPECT_EQ(bench.sm->backlog(), bench.backlog);
-    EXPECT_EQ(bench.sm->vrfName(), "blue");
-    EXPECT_EQ(bench.sm->scheduler(), scheduler);
-    EXPECT_TRUE(bench.sm->builtFrom(bench.config, bench.parent, bench.backlog, "blue", scheduler));
+    Fixture fixture;
+    auto const scheduler = fixture.time.scheduler();
+    EXPECT_EQ(fixture.sm->smConfig(), fixture.config);
+    EXPECT_EQ(fixture.sm->parent(), fixture.parent);
+    EXPECT_EQ(fixture.sm->backlog(), fixture.backlog);
+    EXPECT_EQ(fixture.sm->vrfName(), "blue");
+    EXPECT_EQ(fixture.sm->scheduler(), scheduler);
+    EXPECT_TRUE(
+        fixture.sm->builtFrom(fixture.config, fixture.parent, fixture.backlog, "blue", scheduler));
     EXPECT_FALSE(
-        bench.sm->builtFrom({1.0, priority}, bench.parent, bench.backlog, "blue", scheduler));
-    EXPECT_FALSE(bench.sm->builtFrom(bench.config, nullptr, bench.backlog, "blue", scheduler));
-    EXPECT_FALSE(bench.sm->builtFrom(bench.config, bench.parent, nullptr, "blue", scheduler));
-    EXPECT_FALSE(bench.sm->builtFrom(bench.config, bench.parent, bench.backlog, "red", scheduler));
-    EXPECT_FALSE(bench.sm->builtFrom(bench.config, bench.parent, bench.backlog, "blue", nullptr));
+        fixture.sm->builtFrom({1.0, priority}, fixture.parent, fixture.backlog, "blue", scheduler));
+    EXPECT_FALSE(
+        fixture.sm->builtFrom(fixture.config, nullptr, fixture.backlog, "blue", scheduler));
+    EXPECT_FALSE(fixture.sm->builtFrom(fixture.config, fixture.parent, nullptr, "blue", scheduler));
+    EXPECT_FALSE(
+        fixture.sm->builtFrom(fixture.config, fixture.parent, fixture.backlog, "red", scheduler));
+    EXPECT_FALSE(
+        fixture.sm->builtFrom(fixture.config, fixture.parent, fixture.backlog, "blue", nullptr));
 }
 
 TEST(IntfCleanupSm, ARequestIsCarriedOutOnceTheDelayIsOverAndNotBefore) {
-    Bench bench;
-    bench.request("Ethernet1");
+    Fixture fixture;
+    fixture.request("Ethernet1");
 
-    bench.time.advanceTo(std::nextafter(11.5, 0.0));
-    EXPECT_THAT(bench.cleanups(), IsEmpty());
-    EXPECT_TRUE(bench.backlog->hasBacklog("Ethernet1", ipv4));
+    fixture.time.advanceTo(std::nextafter(11.5, 0.0));
+    EXPECT_THAT(fixture.cleanups(), IsEmpty());
+    EXPECT_TRUE(fixture.backlog->hasBacklog("Ethernet1", ipv4));
 
-    bench.time.advanceTo(11.5);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
-    EXPECT_FALSE(bench.backlog->hasBacklog("Ethernet1", ipv4));
-    EXPECT_TRUE(bench.backlog->backlogQueue().empty());
-    EXPECT_FALSE(bench.sm->task()->taskScheduled());
+    fixture.time.advanceTo(11.5);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
+    EXPECT_FALSE(fixture.backlog->hasBacklog("Ethernet1", ipv4));
+    EXPECT_TRUE(fixture.backlog->backlogQueue().empty());
+    EXPECT_FALSE(fixture.sm->task()->taskScheduled());
 }
 
 TEST(IntfCleanupSm, ARequestIsOutOfTheBacklogWhenItIsCarriedOut) {
-    Bench bench;
+    Fixture fixture;
     bool pending = true;
-    bench.parent->then = [&] { pending = bench.backlog->hasBacklog("Ethernet1", ipv4); };
-    bench.request("Ethernet1");
-    bench.time.advance(1.5);
+    fixture.parent->then = [&] { pending = fixture.backlog->hasBacklog("Ethernet1", ipv4); };
+    fixture.request("Ethernet1");
+    fixture.time.advance(1.5);
     EXPECT_FALSE(pending);
 }
 
 TEST(IntfCleanupSm, TellsOfAPassThatEmptiesTheQueue) {
-    Bench bench;
-    bench.request("Ethernet1");
+    Fixture fixture;
+    fixture.request("Ethernet1");
     EXPECT_THAT(
-        bench.traceTexts(),
+        fixture.traceTexts(),
         ElementsAre("8 IntfCleanupSm::maybeScheduleTask task is scheduled to run in 1.5 seconds"));
 
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.traceTexts(),
+    fixture.time.advance(1.5);
+    EXPECT_THAT(fixture.traceTexts(),
                 ElementsAre("8 IntfCleanupSm::handleTaskRun starting backlog processing at 11.5 "
                             "with 1 items in queue",
                             "9 IntfCleanupSm::handleTaskRun backlog queue is empty"));
 }
 
 TEST(IntfCleanupSm, APassAheadOfTimeWaitsForTheRemainder) {
-    Bench bench;
-    bench.request("Ethernet1");
-    bench.sm->task()->scheduleTaskDelay(1.0);
-    bench.traceTexts();
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    fixture.sm->task()->scheduleTaskDelay(1.0);
+    fixture.traceTexts();
 
-    bench.time.advance(1.0);
-    EXPECT_THAT(bench.cleanups(), IsEmpty());
+    fixture.time.advance(1.0);
+    EXPECT_THAT(fixture.cleanups(), IsEmpty());
     EXPECT_THAT(
-        bench.traceTexts(),
+        fixture.traceTexts(),
         ElementsAre("8 IntfCleanupSm::handleTaskRun starting backlog processing at 11 "
                     "with 1 items in queue",
                     "8 IntfCleanupSm::handleTaskRun queue front cannot be processed for 0.5 "
                     "seconds"));
-    EXPECT_EQ(bench.sm->task()->currentExpirationTime(), 11.5);
-    EXPECT_EQ(bench.sm->task()->taskWorkPending(), 1u);
+    EXPECT_EQ(fixture.sm->task()->currentExpirationTime(), 11.5);
+    EXPECT_EQ(fixture.sm->task()->taskWorkPending(), 1u);
 
-    bench.time.advance(0.5);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
+    fixture.time.advance(0.5);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
 }
 
 TEST(IntfCleanupSm, RequestsAreCarriedOutInTheOrderInWhichTheyWereMade) {
-    Bench bench;
-    bench.request("Ethernet3");
-    bench.request("Ethernet1");
-    bench.time.advance(0.25);
-    bench.request("Ethernet2");
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet3 IPv4 at 11.5", "Ethernet1 IPv4 at 11.5",
-                                              "Ethernet2 IPv4 at 11.75"));
+    Fixture fixture;
+    fixture.request("Ethernet3");
+    fixture.request("Ethernet1");
+    fixture.time.advance(0.25);
+    fixture.request("Ethernet2");
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet3 IPv4 at 11.5", "Ethernet1 IPv4 at 11.5",
+                                                "Ethernet2 IPv4 at 11.75"));
 }
 
 TEST(IntfCleanupSm, TheFamiliesOfAnInterfaceRunIndependently) {
-    Bench bench;
-    bench.request("Ethernet1", ipv6);
-    bench.time.advance(0.5);
-    bench.request("Ethernet1", ipv4);
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv6 at 11.5", "Ethernet1 IPv4 at 12"));
+    Fixture fixture;
+    fixture.request("Ethernet1", ipv6);
+    fixture.time.advance(0.5);
+    fixture.request("Ethernet1", ipv4);
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv6 at 11.5", "Ethernet1 IPv4 at 12"));
 }
 
 TEST(IntfCleanupSm, ARequestLeavesAnEarlierExpiryAndBringsALaterOneForward) {
-    Bench bench;
-    bench.sm->task()->scheduleTaskDelay(0.5);
-    bench.request("Ethernet1");
-    EXPECT_EQ(bench.sm->task()->currentExpirationTime(), 10.5);
+    Fixture fixture;
+    fixture.sm->task()->scheduleTaskDelay(0.5);
+    fixture.request("Ethernet1");
+    EXPECT_EQ(fixture.sm->task()->currentExpirationTime(), 10.5);
     EXPECT_THAT(
-        bench.traceTexts(),
+        fixture.traceTexts(),
         ElementsAre("8 IntfCleanupSm::maybeScheduleTask task is scheduled to run in 0.5 seconds"));
 
-    bench.sm->task()->scheduleTaskDelay(60.0);
-    bench.request("Ethernet2");
-    EXPECT_EQ(bench.sm->task()->currentExpirationTime(), 11.5);
+    fixture.sm->task()->scheduleTaskDelay(60.0);
+    fixture.request("Ethernet2");
+    EXPECT_EQ(fixture.sm->task()->currentExpirationTime(), 11.5);
 }
 
 TEST(IntfCleanupSm, WithoutATaskNothingIsScheduled) {
-    Bench bench;
-    bench.sm->taskDel();
-    bench.request("Ethernet1");
-    EXPECT_THAT(bench.traceTexts(), IsEmpty());
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
+    Fixture fixture;
+    fixture.sm->taskDel();
+    fixture.request("Ethernet1");
+    EXPECT_THAT(fixture.traceTexts(), IsEmpty());
+    EXPECT_EQ(fixture.time.scheduler()->nextExpiry(), Velk::never);
 }
 
 TEST(IntfCleanupSm, OutsideOfARunOfItsTaskNothingIsProcessed) {
-    Bench bench;
-    bench.request("Ethernet1");
-    bench.traceTexts();
-    bench.sm->handleTaskRun();
-    EXPECT_THAT(bench.traceTexts(), IsEmpty());
-    EXPECT_EQ(bench.backlog->backlogQueue().size(), 1u);
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    fixture.traceTexts();
+    fixture.sm->handleTaskRun();
+    EXPECT_THAT(fixture.traceTexts(), IsEmpty());
+    EXPECT_EQ(fixture.backlog->backlogQueue().size(), 1u);
 }
 
 TEST(IntfCleanupSm, AMutedMachineDoesNotRun) {
-    Bench bench;
-    bench.request("Ethernet1");
-    bench.sm->hasNotificationActiveIs(false);
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.cleanups(), IsEmpty());
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    fixture.sm->hasNotificationActiveIs(false);
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.cleanups(), IsEmpty());
 
-    bench.sm->hasNotificationActiveIs(true);
-    bench.sm->maybeScheduleTask();
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 21.5"));
+    fixture.sm->hasNotificationActiveIs(true);
+    fixture.sm->maybeScheduleTask();
+    fixture.time.advance(1.5);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv4 at 21.5"));
 }
 
 TEST(IntfCleanupSm, WhatWasCarriedOutEarlyIsPassedOverWhenItIsDue) {
-    Bench bench;
-    bench.request("Ethernet1");
-    bench.request("Ethernet2");
-    bench.carryOutEarly("Ethernet1");
-    EXPECT_EQ(bench.backlog->backlogQueue().size(), 2u);
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    fixture.request("Ethernet2");
+    fixture.carryOutEarly("Ethernet1");
+    EXPECT_EQ(fixture.backlog->backlogQueue().size(), 2u);
 
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet2 IPv4 at 11.5"));
-    EXPECT_TRUE(bench.backlog->backlogQueue().empty());
-    EXPECT_EQ(bench.sm->task()->taskWorkCount(), 2u);
+    fixture.time.advance(1.5);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet2 IPv4 at 11.5"));
+    EXPECT_TRUE(fixture.backlog->backlogQueue().empty());
+    EXPECT_EQ(fixture.sm->task()->taskWorkCount(), 2u);
 }
 
 TEST(IntfCleanupSm, ALaterRequestIsCarriedOutAtItsOwnTime) {
-    Bench bench;
-    bench.request("Ethernet1");
-    bench.carryOutEarly("Ethernet1");
-    bench.time.advance(0.5);
-    bench.request("Ethernet1");
-    EXPECT_EQ(bench.backlog->backlogQueue().size(), 2u);
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    fixture.carryOutEarly("Ethernet1");
+    fixture.time.advance(0.5);
+    fixture.request("Ethernet1");
+    EXPECT_EQ(fixture.backlog->backlogQueue().size(), 2u);
 
-    bench.time.advanceTo(std::nextafter(12.0, 0.0));
-    EXPECT_THAT(bench.cleanups(), IsEmpty());
-    EXPECT_EQ(bench.backlog->backlogQueue().size(), 1u);
-    bench.time.advanceTo(12.0);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 12"));
+    fixture.time.advanceTo(std::nextafter(12.0, 0.0));
+    EXPECT_THAT(fixture.cleanups(), IsEmpty());
+    EXPECT_EQ(fixture.backlog->backlogQueue().size(), 1u);
+    fixture.time.advanceTo(12.0);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv4 at 12"));
 }
 
 TEST(IntfCleanupSm, ALaterRequestOfTheSameInstantIsCarriedOutOnce) {
-    Bench bench;
-    bench.request("Ethernet1");
-    bench.carryOutEarly("Ethernet1");
-    bench.request("Ethernet1");
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    fixture.carryOutEarly("Ethernet1");
+    fixture.request("Ethernet1");
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
 }
 
 TEST(IntfCleanupSm, APassKeepsTheTimeAtWhichItStarted) {
@@ -302,31 +306,32 @@ TEST(IntfCleanupSm, APassKeepsTheTimeAtWhichItStarted) {
 }
 
 TEST(IntfCleanupSm, RequestsOfAPassWaitForTheirOwnTime) {
-    Bench bench;
-    bench.parent->then = [&] {
-        if (bench.time.now() < 12.0) {
-            bench.request("Ethernet1");
+    Fixture fixture;
+    fixture.parent->then = [&] {
+        if (fixture.time.now() < 12.0) {
+            fixture.request("Ethernet1");
         }
     };
-    bench.request("Ethernet1");
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 13"));
+    fixture.request("Ethernet1");
+    fixture.time.advance(1.5);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv4 at 13"));
 }
 
 TEST(IntfCleanupSm, GivesWayAfterEveryItemThatItIsToldTo) {
-    Bench bench(1.5, 1);
+    Fixture fixture(1.5, 1);
     for (char const* const intfId : {"Ethernet1", "Ethernet2", "Ethernet3"}) {
-        bench.request(intfId);
+        fixture.request(intfId);
     }
-    bench.carryOutEarly("Ethernet2");
-    bench.traceTexts();
+    fixture.carryOutEarly("Ethernet2");
+    fixture.traceTexts();
 
-    bench.time.advance(1.5);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5", "Ethernet3 IPv4 at 11.5"));
+    fixture.time.advance(1.5);
+    EXPECT_THAT(fixture.cleanups(),
+                ElementsAre("Ethernet1 IPv4 at 11.5", "Ethernet3 IPv4 at 11.5"));
     EXPECT_THAT(
-        bench.traceTexts(),
+        fixture.traceTexts(),
         ElementsAre(
             "8 IntfCleanupSm::handleTaskRun starting backlog processing at 11.5 with 3 items in "
             "queue",
@@ -340,30 +345,30 @@ TEST(IntfCleanupSm, GivesWayAfterEveryItemThatItIsToldTo) {
             "8 IntfCleanupSm::handleTaskRun starting backlog processing at 11.5 with 0 items in "
             "queue",
             "9 IntfCleanupSm::handleTaskRun backlog queue is empty"));
-    EXPECT_EQ(bench.sm->task()->taskWorkCount(), 3u);
-    EXPECT_FALSE(bench.sm->task()->taskScheduled());
+    EXPECT_EQ(fixture.sm->task()->taskWorkCount(), 3u);
+    EXPECT_FALSE(fixture.sm->task()->taskScheduled());
 }
 
 TEST(IntfCleanupSm, WorkPendingAndWorkDoneAreThoseOfTheLastPassAndOfAll) {
-    Bench bench(1.5, 2);
+    Fixture fixture(1.5, 2);
     for (char const* const intfId : {"Ethernet1", "Ethernet2", "Ethernet3"}) {
-        bench.request(intfId);
+        fixture.request(intfId);
     }
     std::vector<std::uint32_t> pending;
-    bench.parent->then = [&] { pending.push_back(bench.sm->task()->taskWorkPending()); };
+    fixture.parent->then = [&] { pending.push_back(fixture.sm->task()->taskWorkPending()); };
 
-    bench.time.advance(1.5);
+    fixture.time.advance(1.5);
     EXPECT_THAT(pending, ElementsAre(0u, 0u, 1u));
-    EXPECT_EQ(bench.sm->task()->taskWorkPending(), 0u);
-    EXPECT_EQ(bench.sm->task()->taskWorkCount(), 3u);
+    EXPECT_EQ(fixture.sm->task()->taskWorkPending(), 0u);
+    EXPECT_EQ(fixture.sm->task()->taskWorkCount(), 3u);
 }
 
 TEST(IntfCleanupSm, ADelayThatIsNotPositiveMakesRequestsDueAtOnce) {
-    Bench bench(-1.0);
-    bench.request("Ethernet1");
-    EXPECT_THAT(bench.cleanups(), IsEmpty());
-    bench.time.advance(0.0);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 10"));
+    Fixture fixture(-1.0);
+    fixture.request("Ethernet1");
+    EXPECT_THAT(fixture.cleanups(), IsEmpty());
+    fixture.time.advance(0.0);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv4 at 10"));
 }
 
 TEST(IntfCleanupSm, RoundingNeitherHurriesARequestNorMakesItsTaskSpin) {
@@ -396,92 +401,92 @@ TEST(IntfCleanupSm, RoundingNeitherHurriesARequestNorMakesItsTaskSpin) {
 }
 
 TEST(IntfCleanupSm, AMachineThatGoesDropsWhatIsPending) {
-    Bench bench;
-    bench.request("Ethernet1");
-    bench.sm = nullptr;
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.cleanups(), IsEmpty());
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    fixture.sm = nullptr;
+    EXPECT_EQ(fixture.time.scheduler()->nextExpiry(), Velk::never);
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.cleanups(), IsEmpty());
 }
 
 TEST(IntfCleanupSm, AMachineThatGoesInItsOwnPassStops) {
-    Bench bench;
-    bench.request("Ethernet1");
-    bench.request("Ethernet2");
-    bench.parent->then = [&] {
-        bench.sm->retire();  // as its owner does
-        bench.sm = nullptr;
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    fixture.request("Ethernet2");
+    fixture.parent->then = [&] {
+        fixture.sm->retire();  // as its owner does
+        fixture.sm = nullptr;
     };
-    bench.traceTexts();
+    fixture.traceTexts();
 
-    bench.time.advance(10.0);
-    EXPECT_THAT(bench.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
-    EXPECT_THAT(bench.traceTexts(), ElementsAre(HasSubstr("starting backlog processing")));
-    EXPECT_EQ(bench.time.scheduler()->nextExpiry(), Velk::never);
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.cleanups(), ElementsAre("Ethernet1 IPv4 at 11.5"));
+    EXPECT_THAT(fixture.traceTexts(), ElementsAre(HasSubstr("starting backlog processing")));
+    EXPECT_EQ(fixture.time.scheduler()->nextExpiry(), Velk::never);
 }
 
 TEST(IntfCleanupSm, AQueuedRequestThatIsNotInTheBacklogFails) {
-    Bench bench;
-    bench.request("Ethernet1");
-    auto const queued = bench.backlog->removeBacklog("Ethernet1", ipv4);
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    auto const queued = fixture.backlog->removeBacklog("Ethernet1", ipv4);
     EXPECT_EQ(
-        bench.failure(1.5),
+        fixture.failure(1.5),
         fmt::format("invalid entry in backlog for Ethernet1 af IPv4 ptr null != ptr {}", queued));
-    EXPECT_THAT(bench.cleanups(), IsEmpty());
+    EXPECT_THAT(fixture.cleanups(), IsEmpty());
 }
 
 TEST(IntfCleanupSm, AQueuedRequestInWhosePlaceAnotherOneIsPendingFails) {
-    Bench bench;
-    bench.request("Ethernet1");
-    auto const queued = bench.backlog->removeBacklog("Ethernet1", ipv4);
-    bench.request("Ethernet1");
-    auto const pending = bench.backlog->getBacklog("Ethernet1", ipv4);
-    EXPECT_EQ(bench.failure(1.5),
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    auto const queued = fixture.backlog->removeBacklog("Ethernet1", ipv4);
+    fixture.request("Ethernet1");
+    auto const pending = fixture.backlog->getBacklog("Ethernet1", ipv4);
+    EXPECT_EQ(fixture.failure(1.5),
               fmt::format("invalid entry in backlog for Ethernet1 af IPv4 ptr {} != ptr {}",
                           pending, queued));
 }
 
 TEST(IntfCleanupSm, ARequestThatIsProcessedAndStillPendingFails) {
-    Bench bench;
-    bench.request("Ethernet1", ipv6);
-    bench.backlog->getBacklog("Ethernet1", ipv6)->processedIs(true);
-    EXPECT_EQ(bench.failure(1.5), "invalid backlog entry for Ethernet1 af IPv6");
+    Fixture fixture;
+    fixture.request("Ethernet1", ipv6);
+    fixture.backlog->getBacklog("Ethernet1", ipv6)->processedIs(true);
+    EXPECT_EQ(fixture.failure(1.5), "invalid backlog entry for Ethernet1 af IPv6");
 }
 
 TEST(IntfCleanupSm, ALaterRequestOfAnEarlierTimeFails) {
-    Bench bench;
-    bench.request("Ethernet1");
-    bench.carryOutEarly("Ethernet1");
-    bench.backlog->addBacklog("Ethernet1", ipv4, 7.5);
-    EXPECT_EQ(bench.failure(1.5),
+    Fixture fixture;
+    fixture.request("Ethernet1");
+    fixture.carryOutEarly("Ethernet1");
+    fixture.backlog->addBacklog("Ethernet1", ipv4, 7.5);
+    EXPECT_EQ(fixture.failure(1.5),
               "invalid backlog entry for Ethernet1 af IPv4 emplacementTime 7.5 < 10");
 }
 
 TEST(IntfCleanupSm, AHoleInTheQueueFails) {
-    Bench bench;
-    bench.backlog->backlogQueueEnq(nullptr);
-    bench.sm->maybeScheduleTask();
-    EXPECT_EQ(bench.failure(1.5),
+    Fixture fixture;
+    fixture.backlog->backlogQueueEnq(nullptr);
+    fixture.sm->maybeScheduleTask();
+    EXPECT_EQ(fixture.failure(1.5),
               "task not rescheduled even though 1 items remain in the backlog queue");
 }
 
 TEST(IntfCleanupSm, DumpsItselfAndItsTask) {
-    Bench bench(2.75);
-    bench.request("Ethernet1");
-    bench.request("Ethernet2");
-    bench.sm->task()->scheduleTaskDelay(1.0);
-    bench.time.advance(1.0);
+    Fixture fixture(2.75);
+    fixture.request("Ethernet1");
+    fixture.request("Ethernet2");
+    fixture.sm->task()->scheduleTaskDelay(1.0);
+    fixture.time.advance(1.0);
 
     auto const plain = Velk::textDumpContextFactory(false, 10);
-    bench.sm->dumpState(plain, 0);
+    fixture.sm->dumpState(plain, 0);
     EXPECT_EQ(
         plain->text(),
         "IntfCleanupSm VRF=blue with delay 2\n"
         "  task IntfCleanup-VRF-blue priority normal scheduled true work pending 2 work done 0\n");
 
-    bench.sm->taskDel();
+    fixture.sm->taskDel();
     auto const indented = Velk::textDumpContextFactory(false, 10);
-    bench.sm->dumpState(indented, 4);
+    fixture.sm->dumpState(indented, 4);
     EXPECT_EQ(indented->text(), "    IntfCleanupSm VRF=blue with delay 2\n");
 }
 

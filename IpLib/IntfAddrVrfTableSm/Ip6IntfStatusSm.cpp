@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "Zin/HandleAll.h"
+#include "Zin/ForEachKey.h"
 #include "Zin/Turn.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
@@ -41,8 +41,8 @@ void Ip6IntfStatusSm::handleAllAddr() {
         return;
     }
     trace8("on {}", intfId());
-    Zin::handleAll(ip6IntfStatus()->addr(),
-                   [this](auto const& addrWithMask) { handleAddr(addrWithMask); });
+    Zin::forEachKey(ip6IntfStatus()->addr(),
+                    [this](auto const& addrWithMask) { handleAddr(addrWithMask); });
 }
 
 void Ip6IntfStatusSm::handleAddr(Nimb::Ip6AddrWithMask const& addrWithMask) {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Tremlog/Record.h"
-#include "Zin/HandleAll.h"
+#include "Zin/ForEachKey.h"
 #include "Zin/Turn.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
@@ -97,8 +97,8 @@ void IpIntfStatusSm::handleAllSecondaryAddr() {
         return;
     }
     trace8("on {}", intfId());
-    Zin::handleAll(ipIntfStatus()->secondaryActiveAddrWithMask(),
-                   [this](auto const& addrWithMask) { handleSecondaryAddr(addrWithMask); });
+    Zin::forEachKey(ipIntfStatus()->secondaryActiveAddrWithMask(),
+                    [this](auto const& addrWithMask) { handleSecondaryAddr(addrWithMask); });
 }
 
 void IpIntfStatusSm::handleDestruction() {

@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
+#include "TestKit/TraceRecorder.h"
 #include "Tremlog/Ring.h"
-#include "testing/TraceRecorder.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {
@@ -21,7 +21,7 @@ using testing::IsEmpty;
 
 Nimb::IpAddrWithMask addr(std::string_view text) { return Nimb::IpAddrWithMask(text); }
 
-struct Bench {
+struct Fixture {
     // The machine of the status, which is empty unless the test has filled it before.
     void start() {
         sm = ipIntfStatusSmFactory(status, parent, all);
@@ -38,31 +38,31 @@ struct Bench {
         return context->text();
     }
 
-    Testing::TraceRecorder traces{"IpIntfStatusSm"};
-    Testing::Events events;
+    TestKit::TraceRecorder traces{"IpIntfStatusSm"};
+    TestKit::Events events;
     Zin::Ptr<Ip::IpIntfStatus> const status = Ip::ipIntfStatusFactory("Ethernet1");
     Zin::Ptr<AllIntfAddrWithMask> const all = allIntfAddrWithMaskFactory();
-    Testing::Recorder<AllIntfAddrWithMask> const recorder{all, events};
-    Zin::Ptr<Testing::TestAfParent> const parent = Zin::make<Testing::TestAfParent>(events);
+    TestKit::Recorder<AllIntfAddrWithMask> const recorder{all, events};
+    Zin::Ptr<TestKit::TestAfParent> const parent = Zin::make<TestKit::TestAfParent>(events);
     Zin::Ptr<IpIntfStatusSm> sm;
 };
 
 TEST(IpIntfStatusSm, SettlesAPendingCleanupThenPublishesThePrimaryThenTheSecondariesInOrder) {
-    Bench bench;
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.status->activeAddrWithMaskIs(addr("10.0.9.1/24"));
+    Fixture fixture;
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.status->activeAddrWithMaskIs(addr("10.0.9.1/24"));
 
-    bench.sm = ipIntfStatusSmFactory(bench.status, bench.parent, bench.all);
-    EXPECT_EQ(bench.sm->intfId(), Nimb::IntfId("Ethernet1"));
-    EXPECT_EQ(bench.sm->afIntfStatusParent(), bench.parent);
-    EXPECT_EQ(bench.sm->allIntfAddrWithMask(), bench.all);
+    fixture.sm = ipIntfStatusSmFactory(fixture.status, fixture.parent, fixture.all);
+    EXPECT_EQ(fixture.sm->intfId(), Nimb::IntfId("Ethernet1"));
+    EXPECT_EQ(fixture.sm->afIntfStatusParent(), fixture.parent);
+    EXPECT_EQ(fixture.sm->allIntfAddrWithMask(), fixture.all);
     EXPECT_THAT(
-        bench.events,
+        fixture.events,
         ElementsAre("processPendingDeferredCleanup Ethernet1 IPv4", "10.0.9.1/24 Ethernet1 present",
                     "10.0.1.1/24 Ethernet1 present", "10.0.2.1/24 Ethernet1 present"));
     EXPECT_THAT(
-        bench.traces.messages(),
+        fixture.traces.messages(),
         ElementsAre("8 IpIntfStatusSm::handleInitialized on Ethernet1",
                     "8 IpIntfStatusSm::handlePrimaryAddr 10.0.9.1/24 on Ethernet1 isUnnumbered "
                     "false",
@@ -73,217 +73,217 @@ TEST(IpIntfStatusSm, SettlesAPendingCleanupThenPublishesThePrimaryThenTheSeconda
 }
 
 TEST(IpIntfStatusSm, PublishesThePrimaryAddressNotDeprecated) {
-    Bench bench;
-    bench.start();
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    EXPECT_THAT(bench.events, ElementsAre("10.0.0.1/24 Ethernet1 present"));
-    EXPECT_EQ(bench.all->all().size(), 1u);
-    EXPECT_EQ(bench.all->all({"Ethernet1", addr("10.0.0.1/24")}),
+    Fixture fixture;
+    fixture.start();
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    EXPECT_THAT(fixture.events, ElementsAre("10.0.0.1/24 Ethernet1 present"));
+    EXPECT_EQ(fixture.all->all().size(), 1u);
+    EXPECT_EQ(fixture.all->all({"Ethernet1", addr("10.0.0.1/24")}),
               IntfAddrWithMask({"Ethernet1", addr("10.0.0.1/24")}, false));
-    EXPECT_EQ(bench.sm->maybeShadowPrimaryAddr(), Nimb::IpGenAddrWithMask("10.0.0.1/24"));
-    EXPECT_EQ(bench.sm->maybeShadowIsUnnumbered(), false);
+    EXPECT_EQ(fixture.sm->maybeShadowPrimaryAddr(), Nimb::IpGenAddrWithMask("10.0.0.1/24"));
+    EXPECT_EQ(fixture.sm->maybeShadowIsUnnumbered(), false);
 }
 
 TEST(IpIntfStatusSm, ChangingThePrimaryRemovesTheOldRowBeforeItAddsTheNewOne) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.start();
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.start();
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
+    EXPECT_THAT(fixture.events,
                 ElementsAre("10.0.0.1/24 Ethernet1 absent", "10.0.0.2/24 Ethernet1 present"));
 }
 
 TEST(IpIntfStatusSm, ChangingThePrefixLengthAloneReplacesTheRow) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.start();
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/25"));
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.start();
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/25"));
+    EXPECT_THAT(fixture.events,
                 ElementsAre("10.0.0.1/24 Ethernet1 absent", "10.0.0.1/25 Ethernet1 present"));
 }
 
 TEST(IpIntfStatusSm, ThePrimaryThatIsThereAlreadyTouchesNoRow) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.start();
-    bench.sm->handlePrimaryAddr();
-    EXPECT_THAT(bench.events, IsEmpty());
-    EXPECT_THAT(bench.traces.messages(),
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.start();
+    fixture.sm->handlePrimaryAddr();
+    EXPECT_THAT(fixture.events, IsEmpty());
+    EXPECT_THAT(fixture.traces.messages(),
                 ElementsAre("8 IpIntfStatusSm::handlePrimaryAddr 10.0.0.1/24 on Ethernet1 "
                             "isUnnumbered false",
                             "9 IpIntfStatusSm::handlePrimaryAddr nothing changed on Ethernet1"));
 }
 
 TEST(IpIntfStatusSm, NoPrimaryOnANumberedInterfaceIsNoChangeAndLeavesTheShadowUnset) {
-    Bench bench;
-    bench.sm = ipIntfStatusSmFactory(bench.status, bench.parent, bench.all);
-    EXPECT_THAT(bench.traces.messages(),
+    Fixture fixture;
+    fixture.sm = ipIntfStatusSmFactory(fixture.status, fixture.parent, fixture.all);
+    EXPECT_THAT(fixture.traces.messages(),
                 AllOf(Contains("8 IpIntfStatusSm::handlePrimaryAddr 0.0.0.0/0 on Ethernet1 "
                                "isUnnumbered false"),
                       Contains("9 IpIntfStatusSm::handlePrimaryAddr nothing changed on "
                                "Ethernet1")));
-    EXPECT_EQ(bench.sm->maybeShadowPrimaryAddr(), std::nullopt);
-    EXPECT_EQ(bench.sm->maybeShadowIsUnnumbered(), std::nullopt);
-    EXPECT_TRUE(bench.all->all().empty());
+    EXPECT_EQ(fixture.sm->maybeShadowPrimaryAddr(), std::nullopt);
+    EXPECT_EQ(fixture.sm->maybeShadowIsUnnumbered(), std::nullopt);
+    EXPECT_TRUE(fixture.all->all().empty());
 }
 
 TEST(IpIntfStatusSm, BecomingUnnumberedRemovesThePrimaryAndBecomingNumberedBringsItBack) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.start();
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.start();
 
-    bench.status->unnumberedIntfIdIs("Loopback0");
-    EXPECT_THAT(bench.events, ElementsAre("10.0.0.1/24 Ethernet1 absent"));
-    EXPECT_THAT(bench.traces.messages(),
+    fixture.status->unnumberedIntfIdIs("Loopback0");
+    EXPECT_THAT(fixture.events, ElementsAre("10.0.0.1/24 Ethernet1 absent"));
+    EXPECT_THAT(fixture.traces.messages(),
                 ElementsAre("8 IpIntfStatusSm::handlePrimaryAddr 10.0.0.1/24 on Ethernet1 "
                             "isUnnumbered true",
                             "3 IpIntfStatusSm::handlePrimaryAddr ignoring 10.0.0.1 on unnumbered "
                             "interface Ethernet1"));
     EXPECT_THAT(Tremlog::messages(),
                 ElementsAre("ignoring 10.0.0.1 on unnumbered interface Ethernet1"));
-    EXPECT_EQ(bench.sm->maybeShadowPrimaryAddr(), Nimb::IpGenAddrWithMask("10.0.0.1/24"));
-    EXPECT_EQ(bench.sm->maybeShadowIsUnnumbered(), true);
+    EXPECT_EQ(fixture.sm->maybeShadowPrimaryAddr(), Nimb::IpGenAddrWithMask("10.0.0.1/24"));
+    EXPECT_EQ(fixture.sm->maybeShadowIsUnnumbered(), true);
 
-    bench.clear();
-    bench.status->unnumberedIntfIdIs({});
-    EXPECT_THAT(bench.events, ElementsAre("10.0.0.1/24 Ethernet1 present"));
+    fixture.clear();
+    fixture.status->unnumberedIntfIdIs({});
+    EXPECT_THAT(fixture.events, ElementsAre("10.0.0.1/24 Ethernet1 present"));
     EXPECT_THAT(Tremlog::messages(), IsEmpty());
-    EXPECT_EQ(bench.sm->maybeShadowIsUnnumbered(), false);
+    EXPECT_EQ(fixture.sm->maybeShadowIsUnnumbered(), false);
 }
 
 TEST(IpIntfStatusSm, NoPrimaryOfAnUnnumberedInterfaceIsEverPublishedOrWithdrawn) {
-    Bench bench;
-    bench.status->unnumberedIntfIdIs("Loopback0");
-    bench.start();
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
-    bench.status->activeAddrWithMaskIs({});
-    EXPECT_THAT(bench.events, IsEmpty());
+    Fixture fixture;
+    fixture.status->unnumberedIntfIdIs("Loopback0");
+    fixture.start();
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
+    fixture.status->activeAddrWithMaskIs({});
+    EXPECT_THAT(fixture.events, IsEmpty());
     EXPECT_THAT(Tremlog::messages(),
                 ElementsAre("ignoring 10.0.0.1 on unnumbered interface Ethernet1",
                             "ignoring 10.0.0.2 on unnumbered interface Ethernet1"));
 }
 
 TEST(IpIntfStatusSm, AnotherUnnumberedSourceIsNoChange) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->unnumberedIntfIdIs("Loopback0");
-    bench.start();
-    bench.status->unnumberedIntfIdIs("Loopback1");
-    EXPECT_THAT(bench.events, IsEmpty());
-    EXPECT_THAT(bench.traces.messages(),
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->unnumberedIntfIdIs("Loopback0");
+    fixture.start();
+    fixture.status->unnumberedIntfIdIs("Loopback1");
+    EXPECT_THAT(fixture.events, IsEmpty());
+    EXPECT_THAT(fixture.traces.messages(),
                 Contains("9 IpIntfStatusSm::handlePrimaryAddr nothing changed on Ethernet1"));
 }
 
 TEST(IpIntfStatusSm, ClearingThePrimaryRemovesTheRowAndEmptiesTheShadow) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.start();
-    bench.status->activeAddrWithMaskIs(addr("0.0.0.0/0"));
-    EXPECT_THAT(bench.events, ElementsAre("10.0.0.1/24 Ethernet1 absent"));
-    EXPECT_EQ(bench.sm->maybeShadowPrimaryAddr(), std::nullopt);
-    EXPECT_EQ(bench.sm->maybeShadowIsUnnumbered(), false);
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.start();
+    fixture.status->activeAddrWithMaskIs(addr("0.0.0.0/0"));
+    EXPECT_THAT(fixture.events, ElementsAre("10.0.0.1/24 Ethernet1 absent"));
+    EXPECT_EQ(fixture.sm->maybeShadowPrimaryAddr(), std::nullopt);
+    EXPECT_EQ(fixture.sm->maybeShadowIsUnnumbered(), false);
 }
 
 TEST(IpIntfStatusSm, ASecondaryComesAndGoesWithItsRow) {
-    Bench bench;
-    bench.start();
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24"));
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.start();
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24"));
+    EXPECT_THAT(fixture.events,
                 ElementsAre("10.0.1.1/24 Ethernet1 present", "10.0.1.1/24 Ethernet1 absent"));
     EXPECT_THAT(
-        bench.traces.messages(),
+        fixture.traces.messages(),
         ElementsAre("8 IpIntfStatusSm::handleSecondaryAddr 10.0.1.1/24 isPresent true on Ethernet1",
                     "8 IpIntfStatusSm::handleSecondaryAddr 10.0.1.1/24 isPresent false on "
                     "Ethernet1"));
 }
 
 TEST(IpIntfStatusSm, SecondariesArePublishedOnUnnumberedInterfacesToo) {
-    Bench bench;
-    bench.status->unnumberedIntfIdIs("Loopback0");
-    bench.start();
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    EXPECT_THAT(bench.events, ElementsAre("10.0.1.1/24 Ethernet1 present"));
-    bench.status->unnumberedIntfIdIs({});
-    EXPECT_THAT(bench.events, ElementsAre("10.0.1.1/24 Ethernet1 present"));
+    Fixture fixture;
+    fixture.status->unnumberedIntfIdIs("Loopback0");
+    fixture.start();
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    EXPECT_THAT(fixture.events, ElementsAre("10.0.1.1/24 Ethernet1 present"));
+    fixture.status->unnumberedIntfIdIs({});
+    EXPECT_THAT(fixture.events, ElementsAre("10.0.1.1/24 Ethernet1 present"));
 }
 
 TEST(IpIntfStatusSm, HandlingAllSecondariesAgainTouchesNoRow) {
-    Bench bench;
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.start();
-    bench.sm->handleAllSecondaryAddr();
-    EXPECT_THAT(bench.events, IsEmpty());
-    EXPECT_THAT(bench.traces.messages(),
+    Fixture fixture;
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.start();
+    fixture.sm->handleAllSecondaryAddr();
+    EXPECT_THAT(fixture.events, IsEmpty());
+    EXPECT_THAT(fixture.traces.messages(),
                 ElementsAre("8 IpIntfStatusSm::handleAllSecondaryAddr on Ethernet1",
                             "8 IpIntfStatusSm::handleSecondaryAddr 10.0.1.1/24 isPresent true on "
                             "Ethernet1"));
 }
 
 TEST(IpIntfStatusSm, DestructionRequestsTheCleanupThenRemovesEveryRow) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.start();
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.start();
 
-    bench.sm = nullptr;
-    EXPECT_THAT(bench.events,
+    fixture.sm = nullptr;
+    EXPECT_THAT(fixture.events,
                 ElementsAre("addDeferredCleanup Ethernet1 IPv4", "10.0.0.1/24 Ethernet1 absent",
                             "10.0.1.1/24 Ethernet1 absent", "10.0.2.1/24 Ethernet1 absent"));
-    EXPECT_THAT(bench.traces.messages(),
+    EXPECT_THAT(fixture.traces.messages(),
                 ElementsAre("8 IpIntfStatusSm::handleDestruction on Ethernet1"));
 }
 
 TEST(IpIntfStatusSm, DestructionDoesNotRemoveTheUnpublishedPrimaryOfAnUnnumberedInterface) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->unnumberedIntfIdIs("Ethernet2");
-    bench.start();
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->unnumberedIntfIdIs("Ethernet2");
+    fixture.start();
     // Somebody else's row under the very key that the machine would have used.
-    bench.all->allIs(IntfAddrWithMask({"Ethernet1", addr("10.0.0.1/24")}));
-    bench.clear();
+    fixture.all->allIs(IntfAddrWithMask({"Ethernet1", addr("10.0.0.1/24")}));
+    fixture.clear();
 
-    bench.sm = nullptr;
-    EXPECT_THAT(bench.events, ElementsAre("addDeferredCleanup Ethernet1 IPv4"));
+    fixture.sm = nullptr;
+    EXPECT_THAT(fixture.events, ElementsAre("addDeferredCleanup Ethernet1 IPv4"));
 }
 
 TEST(IpIntfStatusSm, AFailingParentKeepsNoRowFromBeingRemoved) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.start();
-    bench.parent->onAddDeferredCleanup = [] { throw std::runtime_error("no clean-up"); };
-    EXPECT_THROW(bench.sm->retire(), std::runtime_error);
-    EXPECT_TRUE(bench.all->all().empty());
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.start();
+    fixture.parent->onAddDeferredCleanup = [] { throw std::runtime_error("no clean-up"); };
+    EXPECT_THROW(fixture.sm->retire(), std::runtime_error);
+    EXPECT_TRUE(fixture.all->all().empty());
 }
 
 TEST(IpIntfStatusSm, ARetiredMachineHandlesNothing) {
-    Bench bench;
-    bench.start();
-    bench.sm->retire();
-    bench.clear();
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.sm->handlePrimaryAddr();
-    bench.sm->handleSecondaryAddr(addr("10.0.1.1/24"));
-    bench.sm->handleAllSecondaryAddr();
-    EXPECT_THAT(bench.events, IsEmpty());
-    EXPECT_THAT(bench.traces.messages(), IsEmpty());
-    bench.sm = nullptr;
-    EXPECT_THAT(bench.events, IsEmpty());
+    Fixture fixture;
+    fixture.start();
+    fixture.sm->retire();
+    fixture.clear();
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.sm->handlePrimaryAddr();
+    fixture.sm->handleSecondaryAddr(addr("10.0.1.1/24"));
+    fixture.sm->handleAllSecondaryAddr();
+    EXPECT_THAT(fixture.events, IsEmpty());
+    EXPECT_THAT(fixture.traces.messages(), IsEmpty());
+    fixture.sm = nullptr;
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 TEST(IpIntfStatusSm, AMutedMachineMissesWhatHappens) {
-    Bench bench;
-    bench.start();
-    bench.sm->hasNotificationActiveIs(false);
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    EXPECT_THAT(bench.events, IsEmpty());
-    bench.sm->hasNotificationActiveIs(true);
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
-    EXPECT_THAT(bench.events, ElementsAre("10.0.0.2/24 Ethernet1 present"));
+    Fixture fixture;
+    fixture.start();
+    fixture.sm->hasNotificationActiveIs(false);
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    EXPECT_THAT(fixture.events, IsEmpty());
+    fixture.sm->hasNotificationActiveIs(true);
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
+    EXPECT_THAT(fixture.events, ElementsAre("10.0.0.2/24 Ethernet1 present"));
 }
 
 // Answers the leaving of a row with another primary, once.
@@ -305,46 +305,46 @@ private:
 };
 
 TEST(IpIntfStatusSm, APrimaryThatChangesOnceMoreWhileTheOldRowLeavesIsTheOneThatStands) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.start();
-    Meddler const meddler(bench.all,
-                          [&] { bench.status->activeAddrWithMaskIs(addr("10.0.0.3/24")); });
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.start();
+    Meddler const meddler(fixture.all,
+                          [&] { fixture.status->activeAddrWithMaskIs(addr("10.0.0.3/24")); });
 
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
-    EXPECT_THAT(bench.events,
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
+    EXPECT_THAT(fixture.events,
                 ElementsAre("10.0.0.1/24 Ethernet1 absent", "10.0.0.3/24 Ethernet1 present"));
-    EXPECT_EQ(bench.all->all().size(), 1u);
+    EXPECT_EQ(fixture.all->all().size(), 1u);
 }
 
 TEST(IpIntfStatusSm, APrimaryThatComesBackWhileItsRowLeavesStands) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.start();
-    Meddler const meddler(bench.all,
-                          [&] { bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24")); });
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.start();
+    Meddler const meddler(fixture.all,
+                          [&] { fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24")); });
 
-    bench.status->activeAddrWithMaskIs({});
-    EXPECT_THAT(bench.events,
+    fixture.status->activeAddrWithMaskIs({});
+    EXPECT_THAT(fixture.events,
                 ElementsAre("10.0.0.1/24 Ethernet1 absent", "10.0.0.1/24 Ethernet1 present"));
-    EXPECT_EQ(bench.sm->maybeShadowPrimaryAddr(), Nimb::IpGenAddrWithMask("10.0.0.1/24"));
+    EXPECT_EQ(fixture.sm->maybeShadowPrimaryAddr(), Nimb::IpGenAddrWithMask("10.0.0.1/24"));
 }
 
 TEST(IpIntfStatusSm, AMachineThatIsRetiredWhileTheOldRowLeavesPublishesNoNewOne) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.start();
-    Meddler const meddler(bench.all, [&] { bench.sm->retire(); });
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.start();
+    Meddler const meddler(fixture.all, [&] { fixture.sm->retire(); });
 
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
-    EXPECT_TRUE(bench.all->all().empty());
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
+    EXPECT_TRUE(fixture.all->all().empty());
 }
 
 TEST(IpIntfStatusSm, WhatIsPublishedFollowsTheStatusThroughAnyChanges) {
     std::mt19937 random(7);
     auto const below = [&](std::uint32_t end) { return random() % end; };
     for (int round = 0; round < 50; ++round) {
-        Bench bench;
+        Fixture fixture;
         Nimb::IpAddrWithMask const none;
         Nimb::IpAddrWithMask primary = none;
         bool unnumbered = false;
@@ -366,46 +366,46 @@ TEST(IpIntfStatusSm, WhatIsPublishedFollowsTheStatusThroughAnyChanges) {
                 default:
                     secondaries.erase(addr(fmt::format("10.0.1.{}/24", below(3))));
             }
-            bench.status->activeAddrWithMaskIs(primary);
-            bench.status->unnumberedIntfIdIs(unnumbered ? "Loopback0" : "");
+            fixture.status->activeAddrWithMaskIs(primary);
+            fixture.status->unnumberedIntfIdIs(unnumbered ? "Loopback0" : "");
             for (std::uint32_t i = 0; i < 3; ++i) {
                 auto const secondary = addr(fmt::format("10.0.1.{}/24", i));
                 if (secondaries.count(secondary) > 0) {
-                    bench.status->secondaryActiveAddrWithMaskIs(secondary);
+                    fixture.status->secondaryActiveAddrWithMaskIs(secondary);
                 } else {
-                    bench.status->secondaryActiveAddrWithMaskDel(secondary);
+                    fixture.status->secondaryActiveAddrWithMaskDel(secondary);
                 }
             }
-            if (!bench.sm && below(4) == 0) {
-                bench.sm = ipIntfStatusSmFactory(bench.status, bench.parent, bench.all);
+            if (!fixture.sm && below(4) == 0) {
+                fixture.sm = ipIntfStatusSmFactory(fixture.status, fixture.parent, fixture.all);
             }
 
             std::set<Nimb::IpGenAddrWithMask> expected;
-            if (bench.sm) {
+            if (fixture.sm) {
                 expected.insert(secondaries.begin(), secondaries.end());
                 if (primary != none && !unnumbered) {
                     expected.insert(primary);
                 }
             }
             std::set<Nimb::IpGenAddrWithMask> published;
-            for (auto const& member : bench.all->all()) {
+            for (auto const& member : fixture.all->all()) {
                 published.insert(member.key.addrWithMask);
             }
             ASSERT_EQ(published, expected);
         }
-        bench.sm = nullptr;
-        ASSERT_TRUE(bench.all->all().empty());
+        fixture.sm = nullptr;
+        ASSERT_TRUE(fixture.all->all().empty());
     }
 }
 
 TEST(IpIntfStatusSm, DumpShowsShadowAndStatus) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->unnumberedIntfIdIs("Loopback0");
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.start();
-    EXPECT_EQ(bench.dump(0),
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->unnumberedIntfIdIs("Loopback0");
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.start();
+    EXPECT_EQ(fixture.dump(0),
               "IpIntfStatus intfId=Ethernet1\n"
               "maybeShadowPrimaryAddr 10.0.0.1/24\n"
               "maybeShadowIsUnnumbered true\n"
@@ -414,7 +414,7 @@ TEST(IpIntfStatusSm, DumpShowsShadowAndStatus) {
               "secondaryActiveAddrWithMask count 2\n"
               "10.0.1.1/24\n"
               "10.0.2.1/24\n");
-    EXPECT_EQ(bench.dump(2),
+    EXPECT_EQ(fixture.dump(2),
               "  IpIntfStatus intfId=Ethernet1\n"
               "  maybeShadowPrimaryAddr 10.0.0.1/24\n"
               "  maybeShadowIsUnnumbered true\n"
@@ -426,9 +426,9 @@ TEST(IpIntfStatusSm, DumpShowsShadowAndStatus) {
 }
 
 TEST(IpIntfStatusSm, DumpShowsAnUnsetShadow) {
-    Bench bench;
-    bench.start();
-    EXPECT_EQ(bench.dump(0),
+    Fixture fixture;
+    fixture.start();
+    EXPECT_EQ(fixture.dump(0),
               "IpIntfStatus intfId=Ethernet1\n"
               "maybeShadowPrimaryAddr <None>\n"
               "maybeShadowIsUnnumbered <Nome>\n"
@@ -438,11 +438,11 @@ TEST(IpIntfStatusSm, DumpShowsAnUnsetShadow) {
 }
 
 TEST(IpIntfStatusSm, DumpCutsLongListsUnlessItIsVerbose) {
-    Bench bench;
+    Fixture fixture;
     for (auto const* const text : {"10.0.1.1/24", "10.0.2.1/24", "10.0.3.1/24"}) {
-        bench.status->secondaryActiveAddrWithMaskIs(addr(text));
+        fixture.status->secondaryActiveAddrWithMaskIs(addr(text));
     }
-    bench.start();
+    fixture.start();
     std::string const head =
         "  IpIntfStatus intfId=Ethernet1\n"
         "  maybeShadowPrimaryAddr <None>\n"
@@ -450,7 +450,7 @@ TEST(IpIntfStatusSm, DumpCutsLongListsUnlessItIsVerbose) {
         "  activeAddrWithMask 0.0.0.0/0\n"
         "  unnumberedIntfId \n"
         "  secondaryActiveAddrWithMask count 3\n";
-    EXPECT_EQ(bench.dump(2, false, 2),
+    EXPECT_EQ(fixture.dump(2, false, 2),
               head +
                   "  -- The following list will be truncated, use verbose option to display all 3 "
                   "entries --\n"
@@ -459,8 +459,8 @@ TEST(IpIntfStatusSm, DumpCutsLongListsUnlessItIsVerbose) {
                   "  -- This list has been truncated, use verbose option to display all 3 entries "
                   "--\n");
     std::string const whole = head + "  10.0.1.1/24\n  10.0.2.1/24\n  10.0.3.1/24\n";
-    EXPECT_EQ(bench.dump(2, true, 2), whole);
-    EXPECT_EQ(bench.dump(2, false, 3), whole);
+    EXPECT_EQ(fixture.dump(2, true, 2), whole);
+    EXPECT_EQ(fixture.dump(2, false, 3), whole);
 }
 
 }  // namespace

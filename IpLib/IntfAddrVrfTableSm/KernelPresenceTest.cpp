@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "IpLib/IntfAddrVrfTableSm/SmBench.h"
 #include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
+#include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
 #include "Zin/Registry.h"
 
 namespace IpLib {
@@ -12,89 +12,89 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using Testing::SmBench;
-using Testing::Texts;
+using TestKit::SmFixture;
+using TestKit::Texts;
 
 constexpr IntfAddrVrfTableSmConfig ignoring{.ignoreKernelInterfaceState = true};
 constexpr IntfAddrVrfTableSmConfig atOnce{.intfCleanupDelay = 0.0};
 
 // "2.5 Ethernet1 in", newest first.
-Texts history(SmBench const& bench) {
+Texts history(SmFixture const& fixture) {
     Texts texts;
-    bench.sm->kniKernelHistory().forEachNewestFirst([&](auto const& change) {
+    fixture.sm->kniKernelHistory().forEachNewestFirst([&](auto const& change) {
         texts.push_back(
             fmt::format("{} {} {}", change.time, change.intfId, change.isPresent ? "in" : "out"));
     });
     return texts;
 }
 
-void askForAll(SmBench& bench) {
+void askForAll(SmFixture& fixture) {
     Zin::registeredType("IpLib::IntfAddrVrfTableSm")
         ->attribute("kernelIntfDir")
-        ->handleAll(*bench.sm);
+        ->handleAgain(*fixture.sm);
 }
 
 TEST(KernelPresence, AVanishedDeviceHasBothFamiliesCleanedUpAfterTheDelay) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip6("Ethernet1", "2001:db8::1/64");
-    bench.ip("Ethernet2", "10.2.0.1/24");
-    bench.time.advanceTo(10.0);
-    bench.clear();
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    fixture.ip("Ethernet2", "10.2.0.1/24");
+    fixture.time.advanceTo(10.0);
+    fixture.clear();
 
-    bench.kernelDel("Ethernet1");
-    EXPECT_THAT(bench.traceTexts(),
+    fixture.kernelDel("Ethernet1");
+    EXPECT_THAT(fixture.traceTexts(),
                 ElementsAre("3 handleKernelIntf kernel interface for Ethernet1 isPresent false",
                             "9 addDeferredCleanup cleanup deferred for Ethernet1 af IPv4 at 10",
                             "9 addDeferredCleanup cleanup deferred for Ethernet1 af IPv6 at 10"));
     EXPECT_THAT(Tremlog::messages(), ElementsAre("kernel interface for Ethernet1 isPresent false"));
-    EXPECT_EQ(history(bench).front(), "10 Ethernet1 out");
+    EXPECT_EQ(history(fixture).front(), "10 Ethernet1 out");
 
-    bench.time.advanceTo(11.25);
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "10.2.0.1/24 Ethernet2",
-                                          "2001:db8::1/64 Ethernet1"));
-    bench.time.advanceTo(11.5);
-    EXPECT_THAT(bench.rows(), ElementsAre("10.2.0.1/24 Ethernet2"));
-    EXPECT_THAT(bench.sets(), ElementsAre("10.2.0.0/24 Ethernet2 10.2.0.1"));
+    fixture.time.advanceTo(11.25);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "10.2.0.1/24 Ethernet2",
+                                            "2001:db8::1/64 Ethernet1"));
+    fixture.time.advanceTo(11.5);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.2.0.1/24 Ethernet2"));
+    EXPECT_THAT(fixture.sets(), ElementsAre("10.2.0.0/24 Ethernet2 10.2.0.1"));
     // They stay published, since their status holds them still.
-    EXPECT_THAT(bench.published(), ElementsAre("10.0.0.1/24 Ethernet1", "10.2.0.1/24 Ethernet2",
-                                               "2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.published(), ElementsAre("10.0.0.1/24 Ethernet1", "10.2.0.1/24 Ethernet2",
+                                                 "2001:db8::1/64 Ethernet1"));
 }
 
 TEST(KernelPresence, WithoutADelayAVanishedDeviceIsCleanedUpAtOnce) {
-    SmBench bench(atOnce);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip6("Ethernet1", "fe80::1/64");
-    bench.clear();
+    SmFixture fixture(atOnce);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    fixture.clear();
 
-    bench.kernelDel("Ethernet1");
+    fixture.kernelDel("Ethernet1");
 
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    EXPECT_THAT(bench.linkLocals(), IsEmpty());
-    EXPECT_THAT(bench.traceTexts(),
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
+    EXPECT_THAT(fixture.traceTexts(),
                 Contains("9 addDeferredCleanup cleaning up for Ethernet1 af IPv4 immediately"));
-    EXPECT_THAT(bench.traceTexts(),
+    EXPECT_THAT(fixture.traceTexts(),
                 Contains("9 addDeferredCleanup cleaning up for Ethernet1 af IPv6 immediately"));
 }
 
 TEST(KernelPresence, ADeviceThatReturnsInTimeSettlesTheCleanupsAndIsOfferedItsAddressesAgain) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.secondary("Ethernet1", "10.0.0.2/24");
-    bench.ip6("Ethernet1", "fe80::1/64");
-    bench.kernelDel("Ethernet1");
-    bench.time.advanceTo(1.0);
-    bench.clear();
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.secondary("Ethernet1", "10.0.0.2/24");
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    fixture.kernelDel("Ethernet1");
+    fixture.time.advanceTo(1.0);
+    fixture.clear();
 
-    bench.kernelIs("Ethernet1");
+    fixture.kernelIs("Ethernet1");
 
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "10.0.0.2/24 Ethernet1",
-                                          "fe80::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "10.0.0.2/24 Ethernet1",
+                                            "fe80::1/64 Ethernet1"));
     EXPECT_FALSE(
-        bench.sm->intfCleanupBacklog()->hasBacklog("Ethernet1", Nimb::AddressFamily::ipv4));
+        fixture.sm->intfCleanupBacklog()->hasBacklog("Ethernet1", Nimb::AddressFamily::ipv4));
     EXPECT_FALSE(
-        bench.sm->intfCleanupBacklog()->hasBacklog("Ethernet1", Nimb::AddressFamily::ipv6));
-    auto const traces = bench.traceTexts();
+        fixture.sm->intfCleanupBacklog()->hasBacklog("Ethernet1", Nimb::AddressFamily::ipv6));
+    auto const traces = fixture.traceTexts();
     EXPECT_EQ(traces[0], "3 handleKernelIntf kernel interface for Ethernet1 isPresent true");
     EXPECT_EQ(traces[1],
               "9 processPendingDeferredCleanup cleaning up for Ethernet1 af IPv4 immediately");
@@ -110,270 +110,270 @@ TEST(KernelPresence, ADeviceThatReturnsInTimeSettlesTheCleanupsAndIsOfferedItsAd
                                      "9 addIp6LinkLocal adding ip fe80::1 on Ethernet1"));
 
     // The clean-ups that were asked for are not carried out a second time.
-    bench.clear();
-    bench.time.advanceTo(5.0);
-    EXPECT_THAT(bench.events, IsEmpty());
+    fixture.clear();
+    fixture.time.advanceTo(5.0);
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 TEST(KernelPresence, ADeviceThatReturnsLateGetsItsAddressesBack) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip6("Ethernet1", "2001:db8::1/64", true);
-    bench.kernelDel("Ethernet1");
-    bench.time.advanceTo(5.0);
-    ASSERT_THAT(bench.rows(), IsEmpty());
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip6("Ethernet1", "2001:db8::1/64", true);
+    fixture.kernelDel("Ethernet1");
+    fixture.time.advanceTo(5.0);
+    ASSERT_THAT(fixture.rows(), IsEmpty());
 
-    bench.kernelIs("Ethernet1");
+    fixture.kernelIs("Ethernet1");
 
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
-    EXPECT_THAT(bench.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1",
-                                          "2001:db8::/64 Ethernet1 (2001:db8::1)"));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1",
+                                            "2001:db8::/64 Ethernet1 (2001:db8::1)"));
 }
 
 TEST(KernelPresence, AnAddressThatAnotherInterfaceHasTakenMeanwhileWaits) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.kernelDel("Ethernet1");
-    bench.time.advance(1.5);
-    bench.ip("Ethernet2", "10.0.0.1/24");
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.kernelDel("Ethernet1");
+    fixture.time.advance(1.5);
+    fixture.ip("Ethernet2", "10.0.0.1/24");
 
-    bench.kernelIs("Ethernet1");
+    fixture.kernelIs("Ethernet1");
 
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet2"));
-    EXPECT_THAT(bench.deferred(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet2"));
+    EXPECT_THAT(fixture.deferred(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 TEST(KernelPresence, AnAddressIsRefusedWhileTheDeviceIsAbsentAndAdmittedWhenItComes) {
-    SmBench bench;
-    bench.kernelDel("Ethernet1");
-    bench.time.advanceTo(5.0);
-    bench.clear();
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip6("Ethernet1", "2001:db8::1/64");
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    EXPECT_THAT(bench.deferred(), IsEmpty());
-    EXPECT_THAT(bench.traceTexts(),
+    SmFixture fixture;
+    fixture.kernelDel("Ethernet1");
+    fixture.time.advanceTo(5.0);
+    fixture.clear();
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    EXPECT_THAT(fixture.deferred(), IsEmpty());
+    EXPECT_THAT(fixture.traceTexts(),
                 Contains("8 handleIntfAddrWithMask kernel interface not present for Ethernet1"));
 
-    bench.kernelIs("Ethernet1");
+    fixture.kernelIs("Ethernet1");
 
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
 }
 
 TEST(KernelPresence, ADeviceWithoutAddressesIsRecordedAndItsCleanupsSettled) {
-    SmBench bench;
-    bench.kernelIs("Ethernet1");
-    bench.kernelDel("Ethernet1");
-    bench.clear();
+    SmFixture fixture;
+    fixture.kernelIs("Ethernet1");
+    fixture.kernelDel("Ethernet1");
+    fixture.clear();
 
-    bench.kernelIs("Ethernet1");
+    fixture.kernelIs("Ethernet1");
 
-    EXPECT_THAT(history(bench), ElementsAre("0 Ethernet1 in", "0 Ethernet1 out", "0 Ethernet1 in",
-                                            "0 Ethernet1 in"));
+    EXPECT_THAT(history(fixture), ElementsAre("0 Ethernet1 in", "0 Ethernet1 out", "0 Ethernet1 in",
+                                              "0 Ethernet1 in"));
     EXPECT_FALSE(
-        bench.sm->intfCleanupBacklog()->hasBacklog("Ethernet1", Nimb::AddressFamily::ipv4));
+        fixture.sm->intfCleanupBacklog()->hasBacklog("Ethernet1", Nimb::AddressFamily::ipv4));
     EXPECT_FALSE(
-        bench.sm->intfCleanupBacklog()->hasBacklog("Ethernet1", Nimb::AddressFamily::ipv6));
-    EXPECT_THAT(bench.traceTexts(), Not(Contains(HasSubstr("adding ip"))));
+        fixture.sm->intfCleanupBacklog()->hasBacklog("Ethernet1", Nimb::AddressFamily::ipv6));
+    EXPECT_THAT(fixture.traceTexts(), Not(Contains(HasSubstr("adding ip"))));
 }
 
 TEST(KernelPresence, ADeviceThatVanishesTwiceKeepsTheTimeOfItsFirstCleanup) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.kernelDel("Ethernet1");
-    bench.time.advanceTo(1.0);
-    bench.sm->handleKernelIntf("Ethernet1");
-    EXPECT_THAT(bench.traceTexts(),
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.kernelDel("Ethernet1");
+    fixture.time.advanceTo(1.0);
+    fixture.sm->handleKernelIntf("Ethernet1");
+    EXPECT_THAT(fixture.traceTexts(),
                 Contains("9 addDeferredCleanup cleanup already pending for Ethernet1 IPv4"));
-    bench.time.advanceTo(1.5);
-    EXPECT_THAT(bench.rows(), IsEmpty());
+    fixture.time.advanceTo(1.5);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
 }
 
 TEST(KernelPresence, ADeviceThatIsReplacedIsOfferedItsAddressesAgain) {
-    SmBench bench;
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.clear();
-    bench.kernelIs("Ethernet1");
-    EXPECT_THAT(bench.events, IsEmpty());
-    EXPECT_EQ(bench.sm->kniKernelHistory().count(), 2u);
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.clear();
+    fixture.kernelIs("Ethernet1");
+    EXPECT_THAT(fixture.events, IsEmpty());
+    EXPECT_EQ(fixture.sm->kniKernelHistory().count(), 2u);
 }
 
 TEST(KernelPresence, WhereItIsIgnoredChangesAreRecordedAndNothingElse) {
-    SmBench bench(ignoring);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.clear();
+    SmFixture fixture(ignoring);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.clear();
 
-    bench.kernelDel("Ethernet1");
+    fixture.kernelDel("Ethernet1");
 
-    EXPECT_THAT(history(bench), ElementsAre("0 Ethernet1 out", "0 Ethernet1 in"));
-    EXPECT_THAT(bench.traceTexts(),
+    EXPECT_THAT(history(fixture), ElementsAre("0 Ethernet1 out", "0 Ethernet1 in"));
+    EXPECT_THAT(fixture.traceTexts(),
                 ElementsAre("3 handleKernelIntf kernel interface for Ethernet1 isPresent false"));
-    bench.time.advanceTo(10.0);
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    fixture.time.advanceTo(10.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 
     // Without its device the interface's addresses are admitted all the same.
-    bench.ip("Ethernet1", "10.0.0.2/24");
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.2/24 Ethernet1"));
+    fixture.ip("Ethernet1", "10.0.0.2/24");
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.2/24 Ethernet1"));
 }
 
 TEST(KernelPresence, AskedForByNameEveryDeviceIsHandledInTheDirectorysOrder) {
-    SmBench bench;
-    bench.kernelIs("Ethernet2");
-    bench.kernelIs("Ethernet1");
-    bench.clear();
+    SmFixture fixture;
+    fixture.kernelIs("Ethernet2");
+    fixture.kernelIs("Ethernet1");
+    fixture.clear();
 
-    askForAll(bench);
+    askForAll(fixture);
 
-    EXPECT_THAT(bench.traceTexts(),
+    EXPECT_THAT(fixture.traceTexts(),
                 ElementsAre("8 handleKernelIntfAll",
                             "3 handleKernelIntf kernel interface for Ethernet2 isPresent true",
                             "3 handleKernelIntf kernel interface for Ethernet1 isPresent true"));
 }
 
 TEST(KernelPresence, AskedForByNameWhereItIsIgnoredNothingIsRecorded) {
-    SmBench bench(ignoring);
-    bench.kernelIs("Ethernet1");
-    std::size_t const before = bench.sm->kniKernelHistory().count();
-    bench.clear();
+    SmFixture fixture(ignoring);
+    fixture.kernelIs("Ethernet1");
+    std::size_t const before = fixture.sm->kniKernelHistory().count();
+    fixture.clear();
 
-    askForAll(bench);
+    askForAll(fixture);
 
-    EXPECT_THAT(bench.traceTexts(), ElementsAre("8 handleKernelIntfAll"));
-    EXPECT_EQ(bench.sm->kniKernelHistory().count(), before);
+    EXPECT_THAT(fixture.traceTexts(), ElementsAre("8 handleKernelIntfAll"));
+    EXPECT_EQ(fixture.sm->kniKernelHistory().count(), before);
 }
 
 TEST(KernelPresence, AskedForByNameAddressesComeBackThatAMutedMachineMissed) {
-    SmBench bench;
-    bench.kernelDel("Ethernet1");
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.sm->hasNotificationActiveIs(false);
-    bench.kernelIs("Ethernet1");
-    bench.sm->hasNotificationActiveIs(true);
-    ASSERT_THAT(bench.rows(), IsEmpty());
+    SmFixture fixture;
+    fixture.kernelDel("Ethernet1");
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.sm->hasNotificationActiveIs(false);
+    fixture.kernelIs("Ethernet1");
+    fixture.sm->hasNotificationActiveIs(true);
+    ASSERT_THAT(fixture.rows(), IsEmpty());
 
-    askForAll(bench);
+    askForAll(fixture);
 
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
 TEST(KernelPresence, WithoutADirectoryNoDeviceIsPresent) {
-    SmBench bench;
-    bench.smDel();
-    auto const sm = intfAddrVrfTableSmFactory("blue", Nimb::NamespaceName("ns-blue"), bench.config,
-                                              bench.time.scheduler(), bench.virtualIp,
-                                              bench.virtualIp6, nullptr, bench.table);
-    bench.clear();
+    SmFixture fixture;
+    fixture.smDel();
+    auto const sm = intfAddrVrfTableSmFactory(
+        "blue", Nimb::NamespaceName("ns-blue"), fixture.config, fixture.time.scheduler(),
+        fixture.virtualIp, fixture.virtualIp6, nullptr, fixture.table);
+    fixture.clear();
     sm->handleKernelIntf("Ethernet1");
     sm->handleKernelIntfAll();
-    EXPECT_THAT(bench.traceTexts(),
+    EXPECT_THAT(fixture.traceTexts(),
                 Contains("3 handleKernelIntf kernel interface for Ethernet1 isPresent false"));
     EXPECT_EQ(sm->kniKernelHistory().count(), 1u);
 }
 
 TEST(KernelPresence, ChangesBearTheTimeOfTheClockAlsoWhereItStandsStill) {
-    SmBench bench;
-    bench.time.advanceTo(2.5);
-    bench.kernelIs("Ethernet1");
-    bench.kernelDel("Ethernet1");
-    bench.time.advanceTo(2.75);
-    bench.kernelIs("Ethernet1");
-    EXPECT_THAT(history(bench), ElementsAre("2.75 Ethernet1 in", "2.5 Ethernet1 out",
-                                            "2.5 Ethernet1 in", "2.5 Ethernet1 in"));
+    SmFixture fixture;
+    fixture.time.advanceTo(2.5);
+    fixture.kernelIs("Ethernet1");
+    fixture.kernelDel("Ethernet1");
+    fixture.time.advanceTo(2.75);
+    fixture.kernelIs("Ethernet1");
+    EXPECT_THAT(history(fixture), ElementsAre("2.75 Ethernet1 in", "2.5 Ethernet1 out",
+                                              "2.5 Ethernet1 in", "2.5 Ethernet1 in"));
 }
 
 TEST(KernelPresence, AnObserverOfTheAddressesThatComeBackMayTakeTheDeviceAway) {
-    SmBench bench(atOnce);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.secondary("Ethernet1", "10.0.1.1/24");
-    bench.kernelDel("Ethernet1");
-    ASSERT_THAT(bench.rows(), IsEmpty());
-    Testing::Meddler const meddler(bench, "", [&] { bench.kernelDel("Ethernet1"); });
+    SmFixture fixture(atOnce);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.secondary("Ethernet1", "10.0.1.1/24");
+    fixture.kernelDel("Ethernet1");
+    ASSERT_THAT(fixture.rows(), IsEmpty());
+    TestKit::Meddler const meddler(fixture, "", [&] { fixture.kernelDel("Ethernet1"); });
 
-    bench.kernelIs("Ethernet1");
+    fixture.kernelIs("Ethernet1");
 
-    EXPECT_THAT(bench.rows(), IsEmpty());
-    EXPECT_THAT(bench.rowsByAddr(), IsEmpty());
-    EXPECT_THAT(bench.sets(), IsEmpty());
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    EXPECT_THAT(fixture.rowsByAddr(), IsEmpty());
+    EXPECT_THAT(fixture.sets(), IsEmpty());
 }
 
 TEST(KernelPresence, AnObserverMayWithdrawAnAddressBeforeItsDeviceIsReportedAgain) {
     for (auto const* const addr : {"10.0.0.1/24", "10.2.0.1/24"}) {
-        SmBench bench;
-        bench.ip("Ethernet1", addr);
-        Testing::Meddler const meddler(bench, "addr=10.3.0.1", [&] {
-            bench.ip("Ethernet1", "");
-            bench.ip("Ethernet2", "10.2.0.1/24");
-            bench.kernelIs("Ethernet1");
+        SmFixture fixture;
+        fixture.ip("Ethernet1", addr);
+        TestKit::Meddler const meddler(fixture, "addr=10.3.0.1", [&] {
+            fixture.ip("Ethernet1", "");
+            fixture.ip("Ethernet2", "10.2.0.1/24");
+            fixture.kernelIs("Ethernet1");
         });
-        bench.ip("Ethernet3", "10.3.0.1/24");
+        fixture.ip("Ethernet3", "10.3.0.1/24");
         ASSERT_TRUE(meddler.done());
-        bench.time.advance(100.0);
-        EXPECT_THAT(bench.rows(), ElementsAre("10.2.0.1/24 Ethernet2", "10.3.0.1/24 Ethernet3"));
-        EXPECT_THAT(bench.deferred(), IsEmpty());
+        fixture.time.advance(100.0);
+        EXPECT_THAT(fixture.rows(), ElementsAre("10.2.0.1/24 Ethernet2", "10.3.0.1/24 Ethernet3"));
+        EXPECT_THAT(fixture.deferred(), IsEmpty());
     }
 }
 
 TEST(KernelPresence, AnObserverMayWithdrawALinkLocalAddressBeforeItsDeviceIsReportedAgain) {
-    SmBench bench;
-    bench.ip6("Ethernet1", "fe80::1/64");
-    Testing::Meddler const meddler(bench, "addr=10.3.0.1", [&] {
-        bench.ip6Del("Ethernet1", "fe80::1/64");
-        bench.kernelIs("Ethernet1");
+    SmFixture fixture;
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    TestKit::Meddler const meddler(fixture, "addr=10.3.0.1", [&] {
+        fixture.ip6Del("Ethernet1", "fe80::1/64");
+        fixture.kernelIs("Ethernet1");
     });
-    bench.ip("Ethernet3", "10.3.0.1/24");
-    EXPECT_THAT(bench.linkLocals(), IsEmpty());
-    EXPECT_THAT(bench.rows(), ElementsAre("10.3.0.1/24 Ethernet3"));
+    fixture.ip("Ethernet3", "10.3.0.1/24");
+    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.3.0.1/24 Ethernet3"));
 }
 
 TEST(KernelPresence, AnObserverOfACleanupMayBringTheDeviceBack) {
-    SmBench bench(atOnce);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip6("Ethernet1", "2001:db8::1/64");
-    Testing::Meddler const meddler(bench, "intfAddrEntry intfId=;addr=10.0.0.1",
-                                   [&] { bench.kernelIs("Ethernet1"); });
-    bench.kernelDel("Ethernet1");
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
-    EXPECT_THAT(bench.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1",
-                                          "2001:db8::/64 Ethernet1 2001:db8::1"));
+    SmFixture fixture(atOnce);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    TestKit::Meddler const meddler(fixture, "intfAddrEntry intfId=;addr=10.0.0.1",
+                                   [&] { fixture.kernelIs("Ethernet1"); });
+    fixture.kernelDel("Ethernet1");
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1",
+                                            "2001:db8::/64 Ethernet1 2001:db8::1"));
 }
 
 TEST(KernelPresence, AMachineThatIsBroughtDownByItsCleanupLeavesTheTableToItsSuccessor) {
-    SmBench bench(atOnce);
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.ip6("Ethernet1", "2001:db8::1/64");
-    Testing::Meddler const meddler(bench, "", [&] {
-        bench.kernelIs("Ethernet1");
-        bench.sm->retire();
-        bench.smIs();
+    SmFixture fixture(atOnce);
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    TestKit::Meddler const meddler(fixture, "", [&] {
+        fixture.kernelIs("Ethernet1");
+        fixture.sm->retire();
+        fixture.smIs();
     });
 
-    bench.kernelDel("Ethernet1");
+    fixture.kernelDel("Ethernet1");
 
     ASSERT_TRUE(meddler.done());
-    EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
-    EXPECT_THAT(bench.rowsByAddr(),
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.rowsByAddr(),
                 ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
-    EXPECT_THAT(bench.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1",
-                                          "2001:db8::/64 Ethernet1 2001:db8::1"));
+    EXPECT_THAT(fixture.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1",
+                                            "2001:db8::/64 Ethernet1 2001:db8::1"));
 }
 
 TEST(KernelPresence, AMachineThatIsBroughtDownByWhatItAdmitsAdmitsTheRestFirst) {
     for (Zin::Seconds const delay : {0.0, 1.5}) {
-        SmBench bench({.intfCleanupDelay = delay});
-        bench.ip("Ethernet1", "10.0.0.1/24");
-        bench.secondary("Ethernet1", "10.0.1.1/24");
-        bench.kernelDel("Ethernet1");
-        bench.time.advance(delay);
-        ASSERT_THAT(bench.rows(), IsEmpty());
-        Testing::Meddler const meddler(bench, "", [&] { bench.sm->retire(); });
+        SmFixture fixture({.intfCleanupDelay = delay});
+        fixture.ip("Ethernet1", "10.0.0.1/24");
+        fixture.secondary("Ethernet1", "10.0.1.1/24");
+        fixture.kernelDel("Ethernet1");
+        fixture.time.advance(delay);
+        ASSERT_THAT(fixture.rows(), IsEmpty());
+        TestKit::Meddler const meddler(fixture, "", [&] { fixture.sm->retire(); });
 
-        bench.kernelIs("Ethernet1");
+        fixture.kernelIs("Ethernet1");
 
         // As if it had been brought down right after.
         if (delay == 0.0) {
-            EXPECT_THAT(bench.rows(), IsEmpty());
+            EXPECT_THAT(fixture.rows(), IsEmpty());
         } else {
-            EXPECT_THAT(bench.rows(),
+            EXPECT_THAT(fixture.rows(),
                         ElementsAre("10.0.0.1/24 Ethernet1", "10.0.1.1/24 Ethernet1"));
         }
     }

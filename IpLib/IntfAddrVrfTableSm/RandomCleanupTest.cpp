@@ -7,12 +7,12 @@
 #include <set>
 #include <string>
 
-#include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
 
 namespace IpLib {
 namespace {
 
-using Testing::SmBench;
+using TestKit::SmFixture;
 
 // The rule as a plain walk of all that there is.
 struct PlainWalk {
@@ -22,32 +22,32 @@ struct PlainWalk {
     std::set<Nimb::IntfId> linkLocals;
     std::set<IntfAddrWithMaskKey> deferred;
 
-    explicit PlainWalk(SmBench const& bench) {
-        for (auto const& row : bench.table->intfAddrEntry()) {
+    explicit PlainWalk(SmFixture const& fixture) {
+        for (auto const& row : fixture.table->intfAddrEntry()) {
             rows.insert(row.key);
         }
-        for (auto const& row : bench.table->intfAddrEntryFromAddr()) {
+        for (auto const& row : fixture.table->intfAddrEntryFromAddr()) {
             rowsByAddr.insert(row.key);
         }
-        for (auto const& set : bench.table->intfAddrEntrySetFromSubnet()) {
+        for (auto const& set : fixture.table->intfAddrEntrySetFromSubnet()) {
             sets.insert(set.key);
         }
-        for (auto const& row : bench.table->llIntfAddrEntryFromIntfId()) {
+        for (auto const& row : fixture.table->llIntfAddrEntryFromIntfId()) {
             linkLocals.insert(row.key);
         }
-        for (auto const& key : bench.sm->deferredIntfAddBacklog()->backlog()) {
+        for (auto const& key : fixture.sm->deferredIntfAddBacklog()->backlog()) {
             deferred.insert(key.key);
         }
     }
 
-    void cleanUp(SmBench const& bench, Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
-        for (auto const& member : bench.table->intfAddrEntryFromAddr()) {
+    void cleanUp(SmFixture const& fixture, Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
+        for (auto const& member : fixture.table->intfAddrEntryFromAddr()) {
             if (member.key.addr.family() == af && member.value->intfId() == intfId) {
                 rowsByAddr.erase(member.key);
                 rows.erase(member.value->content());
             }
         }
-        for (auto const& member : bench.table->intfAddrEntrySetFromSubnet()) {
+        for (auto const& member : fixture.table->intfAddrEntrySetFromSubnet()) {
             if (member.key.family() == af && member.value->intfId() == intfId) {
                 sets.erase(member.key);
                 for (auto const& row : member.value->intfAddrEntry()) {
@@ -71,9 +71,9 @@ struct PlainWalk {
 
 // A table of any content, consistent or not: rows here and there, in sets of their own interface or
 // another, deprecated or not, and keys that wait.
-void fillAtRandom(SmBench& bench, std::mt19937& random) {
+void fillAtRandom(SmFixture& fixture, std::mt19937& random) {
     auto const below = [&](std::uint_fast32_t end) { return random() % end; };
-    auto& table = *bench.table;
+    auto& table = *fixture.table;
     for (auto left = below(30); left > 0; --left) {
         Nimb::IntfId const intfId(below(8) == 0 ? "" : fmt::format("Ethernet{}", below(3)));
         std::string const text =
@@ -105,7 +105,7 @@ void fillAtRandom(SmBench& bench, std::mt19937& random) {
             table.intfAddrEntryDel({key, intfId, addr.prefix()});
         }
         if (below(2) == 0) {
-            bench.sm->deferredIntfAddBacklog()->backlogIs({intfId, addr});
+            fixture.sm->deferredIntfAddBacklog()->backlogIs({intfId, addr});
         }
     }
 }
@@ -115,21 +115,21 @@ TEST(RandomCleanup, RemovesWhatAPlainWalkOfTheTableRemovesAndNothingElse) {
     std::size_t removed = 0;
     std::size_t kept = 0;
     for (int i = 0; i < 500; ++i) {
-        SmBench bench;
-        fillAtRandom(bench, random);
+        SmFixture fixture;
+        fillAtRandom(fixture, random);
         for (int cleanups = 0; cleanups < 3; ++cleanups) {
             Nimb::IntfId const intfId(fmt::format("Ethernet{}", random() % 4));
             auto const af =
                 random() % 2 == 0 ? Nimb::AddressFamily::ipv4 : Nimb::AddressFamily::ipv6;
-            PlainWalk expected(bench);
+            PlainWalk expected(fixture);
             std::size_t const before = expected.rows.size();
-            expected.cleanUp(bench, intfId, af);
+            expected.cleanUp(fixture, intfId, af);
             removed += before - expected.rows.size();
             kept += expected.rows.size();
 
-            bench.sm->processCleanupIntf(intfId, af);
+            fixture.sm->processCleanupIntf(intfId, af);
 
-            ASSERT_EQ(PlainWalk(bench), expected) << i << " " << intfId;
+            ASSERT_EQ(PlainWalk(fixture), expected) << i << " " << intfId;
         }
     }
     EXPECT_GT(removed, 500u);

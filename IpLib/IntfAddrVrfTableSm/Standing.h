@@ -15,9 +15,9 @@ struct Standing {
     enum class Conflict { none, withRow, withSet };
 
     // The row that has the address, whoever's it is; the interface's one for a link-local address.
-    IntfAddrVrfTable::Row row;
+    IntfAddrVrfTable::RowPtr row;
     // The set of the subnet; none for a link-local address.
-    IntfAddrVrfTable::Set set;
+    IntfAddrVrfTable::SetPtr set;
     Conflict conflict = Conflict::none;
 
     // The interface of the row, of the set where there is no row.

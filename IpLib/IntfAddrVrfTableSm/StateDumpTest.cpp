@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
 
 namespace IpLib {
 namespace {
@@ -13,9 +13,9 @@ using testing::Not;
 
 constexpr std::uint32_t minusTwo = std::numeric_limits<std::uint32_t>::max() - 1;
 
-class Bench : public Testing::SmBench {
+class Fixture : public TestKit::SmFixture {
 public:
-    using SmBench::SmBench;
+    using SmFixture::SmFixture;
 
     std::string dump(std::uint32_t indent = 0) const { return written(true, 0, indent); }
     std::string cutDump(std::uint32_t maxEntries, std::uint32_t indent = 0) const {
@@ -58,14 +58,14 @@ std::string const lastNotice =
 
 // The dump of a machine with one address of each family; `own` goes ahead of the machine's own
 // lines, `child` ahead of those of its children.
-std::string smallDump(Bench const& bench, std::string const& own, std::string const& child,
+std::string smallDump(Fixture const& fixture, std::string const& own, std::string const& child,
                       std::string const& grandchild) {
     auto const row = [&](char const* addr) {
-        return bench.table->intfAddrEntryFromAddr(
+        return fixture.table->intfAddrEntryFromAddr(
             IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr(addr)));
     };
     auto const set = [&](char const* subnet) {
-        return bench.table->intfAddrEntrySetFromSubnet(Nimb::IpGenPrefix(subnet));
+        return fixture.table->intfAddrEntrySetFromSubnet(Nimb::IpGenPrefix(subnet));
     };
     return fmt::format(
         "{0}IntfAddVrfTableSm VRF=blue netns=ns-blue\n"
@@ -123,44 +123,44 @@ std::string smallDump(Bench const& bench, std::string const& own, std::string co
         "{1}bookmark is \n"
         "{2}task DeferredIntfAdd-VRF-blue priority normal scheduled false work pending 0 work done "
         "0\n",
-        own, child, grandchild, bench.vrfIp, bench.vrfIp6, bench.kernel, row("10.0.0.1"),
+        own, child, grandchild, fixture.vrfIp, fixture.vrfIp6, fixture.kernel, row("10.0.0.1"),
         row("10.0.0.2"), row("2001:db8::1"), set("10.0.0.0/24"), set("2001:db8::/64"));
 }
 
-void publishSmall(Bench& bench) {
-    bench.ip("Ethernet1", "10.0.0.1/24");
-    bench.secondary("Ethernet1", "10.0.0.2/24");
-    bench.ip6("Ethernet1", "2001:db8::1/64");
+void publishSmall(Fixture& fixture) {
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.secondary("Ethernet1", "10.0.0.2/24");
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
 }
 
 TEST(IntfAddrVrfTableSmDump, HasInputsThenTableThenWorkingRowsThenChildren) {
-    Bench bench;
-    publishSmall(bench);
-    EXPECT_EQ(bench.dump(), smallDump(bench, "", "  ", "    "));
+    Fixture fixture;
+    publishSmall(fixture);
+    EXPECT_EQ(fixture.dump(), smallDump(fixture, "", "  ", "    "));
 }
 
 TEST(IntfAddrVrfTableSmDump, IndentsEveryLine) {
-    Bench bench;
-    publishSmall(bench);
-    EXPECT_EQ(bench.dump(3), smallDump(bench, "   ", "     ", "       "));
+    Fixture fixture;
+    publishSmall(fixture);
+    EXPECT_EQ(fixture.dump(3), smallDump(fixture, "   ", "     ", "       "));
 }
 
 TEST(IntfAddrVrfTableSmDump, WrapsTheIndentationOfItsChildrenAround) {
-    Bench bench;
-    publishSmall(bench);
-    EXPECT_EQ(bench.dump(minusTwo), smallDump(bench, "  ", "", "  "));
+    Fixture fixture;
+    publishSmall(fixture);
+    EXPECT_EQ(fixture.dump(minusTwo), smallDump(fixture, "  ", "", "  "));
 }
 
 TEST(IntfAddrVrfTableSmDump, GoesToStandardOutputInFullWithoutAContext) {
-    Bench bench;
-    publishSmall(bench);
+    Fixture fixture;
+    publishSmall(fixture);
     testing::internal::CaptureStdout();
-    bench.sm->dumpState(nullptr, 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), smallDump(bench, "", "  ", "    "));
+    fixture.sm->dumpState(nullptr, 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), smallDump(fixture, "", "  ", "    "));
 }
 
 TEST(IntfAddrVrfTableSmDump, OfAMachineWithoutInputsAndDelays) {
-    Testing::VirtualTime const time;
+    TestKit::VirtualTime const time;
     auto const sm = intfAddrVrfTableSmFactory(
         "default", L3::VrfName("default").nsName(),
         {.intfCleanupDelay = 0.0, .deferredIntfAddDelay = 0.0, .ignoreKernelInterfaceState = true},
@@ -187,43 +187,43 @@ TEST(IntfAddrVrfTableSmDump, OfAMachineWithoutInputsAndDelays) {
 }
 
 TEST(IntfAddrVrfTableSmDump, LeavesOutTheChildrenThatAreNotThere) {
-    Bench bench;
-    bench.sm->intfCleanupSmDel();
-    bench.sm->intfCleanupBacklogDel();
-    bench.sm->deferredIntfAddSmDel();
-    bench.sm->deferredIntfAddBacklogDel();
-    bench.sm->allIntfAddrWithMaskDel();
-    EXPECT_THAT(bench.dump(), testing::EndsWith("llIntfAddrEntryFromIntfId count 0\n"
-                                                "AllIntfAddrWithMask\n"));
+    Fixture fixture;
+    fixture.sm->intfCleanupSmDel();
+    fixture.sm->intfCleanupBacklogDel();
+    fixture.sm->deferredIntfAddSmDel();
+    fixture.sm->deferredIntfAddBacklogDel();
+    fixture.sm->allIntfAddrWithMaskDel();
+    EXPECT_THAT(fixture.dump(), testing::EndsWith("llIntfAddrEntryFromIntfId count 0\n"
+                                                  "AllIntfAddrWithMask\n"));
 }
 
 TEST(IntfAddrVrfTableSmDump, SaysWhereAnInterfaceHasNoAddress) {
-    Bench bench;
-    bench.ipStatus("Ethernet1");
-    bench.ip6Status("Ethernet1");
-    auto const dump = bench.dump();
+    Fixture fixture;
+    fixture.ipStatus("Ethernet1");
+    fixture.ip6Status("Ethernet1");
+    auto const dump = fixture.dump();
     EXPECT_THAT(dump, HasSubstr("Ethernet1 active is none with 0 secondary addresses\n"));
     EXPECT_THAT(dump, HasSubstr("Ethernet1 has 0 addresses\n"));
     EXPECT_THAT(dump, HasSubstr("maybeShadowPrimaryAddr <None>\n"));
 }
 
 TEST(IntfAddrVrfTableSmDump, HasTheAddressesOfAnInterfaceOnItsLine) {
-    Bench bench;
-    bench.ip6("Ethernet1", "fe80::1/64");
-    bench.ip6("Ethernet1", "2001:db8::2/64", true);
-    bench.ip6("Ethernet1", "2001:db8::1/128");
-    EXPECT_THAT(bench.cutDump(1),
+    Fixture fixture;
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    fixture.ip6("Ethernet1", "2001:db8::2/64", true);
+    fixture.ip6("Ethernet1", "2001:db8::1/128");
+    EXPECT_THAT(fixture.cutDump(1),
                 HasSubstr("Ethernet1 has 3 addresses: fe80::1/64, 2001:db8::2/64, "
                           "2001:db8::1/128\n"));
 }
 
 TEST(IntfAddrVrfTableSmDump, ListsInterfacesInOrderOfTheBytesOfTheirNames) {
-    Bench bench;
+    Fixture fixture;
     for (char const* name : {"lo", "Ethernet2", "Ethernet10", "a"}) {
-        bench.ipStatus(name);
-        bench.ip6Status(name);
+        fixture.ipStatus(name);
+        fixture.ip6Status(name);
     }
-    auto const dump = bench.dump();
+    auto const dump = fixture.dump();
     EXPECT_EQ(linesFrom(dump, "Ethernet10 active", 4),
               "Ethernet10 active is none with 0 secondary addresses\n"
               "Ethernet2 active is none with 0 secondary addresses\n"
@@ -247,23 +247,23 @@ TEST(IntfAddrVrfTableSmDump, ListsInterfacesInOrderOfTheBytesOfTheirNames) {
 }
 
 TEST(IntfAddrVrfTableSmDump, SaysWhatTheKernelSaysOfItsInterfaces) {
-    Bench bench;
-    bench.kernel->deviceIntfStatusIs(Interface::deviceIntfStatusFactory(
+    Fixture fixture;
+    fixture.kernel->deviceIntfStatusIs(Interface::deviceIntfStatusFactory(
         "Ethernet1", "et1", 4294967295, Interface::OperStatus::lowerLayerDown, false));
-    EXPECT_THAT(bench.dump(), HasSubstr("Ethernet1 deviceName=et1 ifIndex=4294967295 "
-                                        "operStatus=lowerLayerDown active=false\n"));
+    EXPECT_THAT(fixture.dump(), HasSubstr("Ethernet1 deviceName=et1 ifIndex=4294967295 "
+                                          "operStatus=lowerLayerDown active=false\n"));
 }
 
 TEST(IntfAddrVrfTableSmDump, HasTheKernelsChangesNewestFirstWithTheirAges) {
-    Bench bench;
-    EXPECT_EQ(linesFrom(bench.dump(), "kniKernelHistory", 2),
+    Fixture fixture;
+    EXPECT_EQ(linesFrom(fixture.dump(), "kniKernelHistory", 2),
               "kniKernelHistory with size 0 and count 0\nIntfAddrVrfTable\n");
-    bench.kernelIs("Ethernet1");  // joins, and is reported again
-    bench.time.advance(1234.5);
-    bench.kernelDel("Ethernet1");
-    bench.time.advance(0.0625);
-    bench.kernelIs("Ethernet1");
-    EXPECT_EQ(linesFrom(bench.dump(1), " kniKernelHistory", 6),
+    fixture.kernelIs("Ethernet1");  // joins, and is reported again
+    fixture.time.advance(1234.5);
+    fixture.kernelDel("Ethernet1");
+    fixture.time.advance(0.0625);
+    fixture.kernelIs("Ethernet1");
+    EXPECT_EQ(linesFrom(fixture.dump(1), " kniKernelHistory", 6),
               " kniKernelHistory with size 4 and count 4\n"
               "   0.000000 Ethernet1 present\n"
               "   0.062500 Ethernet1 not present\n"
@@ -273,26 +273,26 @@ TEST(IntfAddrVrfTableSmDump, HasTheKernelsChangesNewestFirstWithTheirAges) {
 }
 
 TEST(IntfAddrVrfTableSmDump, HasTheLast256OfThreeHundredChanges) {
-    Bench bench;
-    bench.kernelIs("Ethernet1");
-    bench.smIs();
+    Fixture fixture;
+    fixture.kernelIs("Ethernet1");
+    fixture.smIs();
     for (int i = 0; i < 300; ++i) {
-        bench.kernelIs("Ethernet1");
+        fixture.kernelIs("Ethernet1");
     }
-    EXPECT_EQ(bench.sm->kniKernelHistory().count(), 300u);
-    EXPECT_THAT(bench.dump(), HasSubstr("kniKernelHistory with size 256 and count 300\n"));
-    EXPECT_EQ(countOf(bench.dump(), " Ethernet1 present\n"), 256u);
+    EXPECT_EQ(fixture.sm->kniKernelHistory().count(), 300u);
+    EXPECT_THAT(fixture.dump(), HasSubstr("kniKernelHistory with size 256 and count 300\n"));
+    EXPECT_EQ(countOf(fixture.dump(), " Ethernet1 present\n"), 256u);
 
     // All of them, also where lists are cut.
-    EXPECT_EQ(countOf(bench.cutDump(2), " Ethernet1 present\n"), 256u);
+    EXPECT_EQ(countOf(fixture.cutDump(2), " Ethernet1 present\n"), 256u);
 }
 
 TEST(IntfAddrVrfTableSmDump, HasTenOfTwelveWorkingRowsWhereTenAreWanted) {
-    Bench bench;
+    Fixture fixture;
     for (int i = 1; i <= 12; ++i) {
-        bench.secondary("Ethernet1", fmt::format("10.0.0.{}/24", i));
+        fixture.secondary("Ethernet1", fmt::format("10.0.0.{}/24", i));
     }
-    auto const dump = bench.cutDump(10);
+    auto const dump = fixture.cutDump(10);
     auto const rows = linesFrom(dump, "  AllIntfAddrWithMask all count 12 byIntfId count 1\n", 3);
     EXPECT_THAT(rows, HasSubstr(fmt::format("  {}12 entries --\n  intfId=Ethernet1;"
                                             "addrWithMask=10.0.0.1/24;deprecated=false",
@@ -301,16 +301,16 @@ TEST(IntfAddrVrfTableSmDump, HasTenOfTwelveWorkingRowsWhereTenAreWanted) {
                 testing::EndsWith(fmt::format(
                     "addrWithMask=10.0.0.10/24;deprecated=false  {}12 entries --\n", lastNotice)));
     EXPECT_EQ(countOf(dump, "deprecated="), 10u);
-    EXPECT_THAT(bench.cutDump(12), Not(HasSubstr(notice)));
+    EXPECT_THAT(fixture.cutDump(12), Not(HasSubstr(notice)));
 }
 
 TEST(IntfAddrVrfTableSmDump, CutsEachOfItsListsWhereItIsTooLong) {
-    Bench bench;
+    Fixture fixture;
     for (char const* name : {"Ethernet1", "Ethernet2", "Ethernet3"}) {
-        bench.ipStatus(name);
-        bench.ip6Status(name);
+        fixture.ipStatus(name);
+        fixture.ip6Status(name);
     }
-    auto const dump = bench.cutDump(1, 2);
+    auto const dump = fixture.cutDump(1, 2);
     auto const begin = fmt::format("  {}3 entries --\n", notice);
     auto const end = fmt::format("  {}3 entries --\n", lastNotice);
     // Status of both families, directory, machines of both families.

@@ -8,9 +8,9 @@
 
 #include "IpLib/IntfAddrVrfTableSm/AfIntfStatusParent.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/AllIntfAddrWithMask.h"
-#include "testing/Recorder.h"
+#include "TestKit/Recorder.h"
 
-namespace Testing {
+namespace TestKit {
 
 // "addDeferredCleanup Ethernet1 IPv4", "processPendingDeferredCleanup Ethernet1 IPv4".
 class TestAfParent final : public IpLib::IntfAddrVrfTableImpl::AfIntfStatusParentInterface {
@@ -48,4 +48,4 @@ private:
     }
 };
 
-}  // namespace Testing
+}  // namespace TestKit

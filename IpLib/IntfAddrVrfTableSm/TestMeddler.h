@@ -1,23 +1,24 @@
-// An observer of a bench's table that does one thing, once, from within the first notification that
-// it waits for.
+// An observer of a fixture's table that does one thing, once, from within the first notification
+// that it waits for.
 //
-//     Meddler const meddler(bench, "intfAddrEntryFromAddr", [&] { bench.ip("Ethernet1", ""); });
+//     Meddler const meddler(fixture, "intfAddrEntryFromAddr", [&] { fixture.ip("Ethernet1", "");
+//     });
 #pragma once
 
 #include <functional>
 #include <string>
 #include <utility>
 
-#include "IpLib/IntfAddrVrfTableSm/SmBench.h"
+#include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
 
-namespace Testing {
+namespace TestKit {
 
 class Meddler final : public IpLib::IntfAddrVrfTable::Notifiee {
 public:
-    // `when`: a part of the notification as the bench's recorder writes it; "" is part of any.
-    Meddler(SmBench const& bench, std::string when, std::function<void()> act)
-        : bench_(bench), when_(std::move(when)), act_(std::move(act)) {
-        notifierIs(bench.table);
+    // `when`: a part of the notification as the fixture's recorder writes it; "" is part of any.
+    Meddler(SmFixture const& fixture, std::string when, std::function<void()> act)
+        : bench_(fixture), when_(std::move(when)), act_(std::move(act)) {
+        notifierIs(fixture.table);
     }
     bool done() const { return !act_; }
 
@@ -33,9 +34,9 @@ private:
         }
     }
 
-    SmBench const& bench_;
+    SmFixture const& bench_;
     std::string const when_;
     std::function<void()> act_;
 };
 
-}  // namespace Testing
+}  // namespace TestKit

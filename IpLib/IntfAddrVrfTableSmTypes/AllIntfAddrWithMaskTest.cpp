@@ -24,8 +24,8 @@ class AllIntfAddrWithMaskTest : public ::testing::Test {
 public:
 protected:
     Zin::Ptr<AllIntfAddrWithMask> const all_ = allIntfAddrWithMaskFactory();
-    Testing::Events events_;
-    Testing::Recorder<AllIntfAddrWithMask> recorder_{all_, events_};
+    TestKit::Events events_;
+    TestKit::Recorder<AllIntfAddrWithMask> recorder_{all_, events_};
 };
 
 TEST_F(AllIntfAddrWithMaskTest, StartsEmpty) {

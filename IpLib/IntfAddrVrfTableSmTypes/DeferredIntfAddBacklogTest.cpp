@@ -106,7 +106,7 @@ TEST(DeferredIntfAddBacklog, RemovingAllLeavesNothingInAnyView) {
 TEST(DeferredIntfAddBacklog, TheKeysOfAnInterfaceEqualAWalkOfTheWholeAfterEveryChange) {
     auto const backlog = deferredIntfAddBacklogFactory();
     std::set<IntfAddrWithMaskKey> expected;
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     static constexpr char const* intfIds[] = {"", "Ethernet1", "Ethernet2"};
     std::size_t most = 0;
     for (int i = 0; i < 5000; ++i) {

@@ -28,7 +28,7 @@ class DelayedTaskConfigTest : public ::testing::Test {
 protected:
     static Config parse(std::string_view text) { return Zin::strepToValue<Config>(text); }
     static std::string print(Config const& config) { return valueToStrep(config); }
-    static Config random(Testing::RandomValues& random) {
+    static Config random(TestKit::RandomValues& random) {
         static constexpr Zin::Seconds delays[] = {0.0,    -0.0,  1.5,   2.0,
                                                   1e-300, 1e300, -3.25, Limits::infinity()};
         return {delays[random.below(std::size(delays))],
@@ -72,13 +72,13 @@ TYPED_TEST(DelayedTaskConfigTest, PrintsItsValueFormToStreamsToo) {
 }
 
 TYPED_TEST(DelayedTaskConfigTest, ItsValueFormReadsBackAsAnEqualRecord) {
-    Testing::RandomValues random;
-    Testing::expectReadsBack(this->print, this->parse, [&] { return this->random(random); });
+    TestKit::RandomValues random;
+    TestKit::expectReadsBack(this->print, this->parse, [&] { return this->random(random); });
 }
 
 TYPED_TEST(DelayedTaskConfigTest, ACutTextIsAnErrorThatNamesTheAttribute) {
     std::string const opening = "Value('" + nameOf<TypeParam> + "', ** {'delay': ";
-    Testing::expectEveryCutNamesItsAttribute({{"", opening},
+    TestKit::expectEveryCutNamesItsAttribute({{"", opening},
                                               {"delay", "2"},
                                               {"", ", 'taskPriority': "},
                                               {"taskPriority", "'idle'"},
@@ -100,8 +100,8 @@ TYPED_TEST(DelayedTaskConfigTest, AMalformedAttributeIsAnErrorThatNamesIt) {
 }
 
 TYPED_TEST(DelayedTaskConfigTest, ADamagedTextIsAnErrorOrAnotherRecord) {
-    Testing::RandomValues random;
-    Testing::expectDamageIsNoticed(this->print, this->parse, [&] { return this->random(random); });
+    TestKit::RandomValues random;
+    TestKit::expectDamageIsNoticed(this->print, this->parse, [&] { return this->random(random); });
 }
 
 TEST(DelayedTaskConfig, OneTasksTextIsNotTheOthers) {

@@ -20,7 +20,7 @@ Zin::Seconds const nan = std::numeric_limits<Zin::Seconds>::quiet_NaN();
 Config parse(std::string_view text) { return Zin::strepToValue<Config>(text); }
 std::string print(Config const& config) { return valueToStrep(config); }
 
-Config randomConfig(Testing::RandomValues& random) {
+Config randomConfig(TestKit::RandomValues& random) {
     static constexpr Zin::Seconds delays[] = {
         0.0,   -0.0,  1.5,
         2.0,   0.1,   1e-300,
@@ -78,15 +78,15 @@ TEST(IntfAddrVrfTableSmConfig, PrintsItsValueFormToStreamsToo) {
 }
 
 TEST(IntfAddrVrfTableSmConfig, ItsValueFormReadsBackAsAnEqualRecord) {
-    Testing::RandomValues random;
-    Testing::expectReadsBack(print, parse, [&] { return randomConfig(random); });
+    TestKit::RandomValues random;
+    TestKit::expectReadsBack(print, parse, [&] { return randomConfig(random); });
     Config const read = parse(print({nan, -0.0}));
     EXPECT_TRUE(std::isnan(read.intfCleanupDelay));
     EXPECT_TRUE(std::signbit(read.deferredIntfAddDelay));
 }
 
 TEST(IntfAddrVrfTableSmConfig, ACutTextIsAnErrorThatNamesTheAttribute) {
-    Testing::expectEveryCutNamesItsAttribute(
+    TestKit::expectEveryCutNamesItsAttribute(
         {{"", "Value('IpLib::IntfAddrVrfTableSmConfig', ** {'intfCleanupDelay': "},
          {"intfCleanupDelay", "0"},
          {"", ", 'deferredIntfAddDelay': "},
@@ -127,8 +127,8 @@ TEST(IntfAddrVrfTableSmConfig, AMalformedAttributeIsAnErrorThatNamesIt) {
 }
 
 TEST(IntfAddrVrfTableSmConfig, ADamagedTextIsAnErrorOrAnotherRecord) {
-    Testing::RandomValues random;
-    Testing::expectDamageIsNoticed(print, parse, [&] { return randomConfig(random); });
+    TestKit::RandomValues random;
+    TestKit::expectDamageIsNoticed(print, parse, [&] { return randomConfig(random); });
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ using Key = IntfAddrWithMaskKey;
 Key keyOf(char const* intfId, char const* addrWithMask) {
     return {intfId, Nimb::IpGenAddrWithMask{std::string_view(addrWithMask)}};
 }
-Key randomKey(Testing::RandomValues& random) { return {random.intfId(), random.addrWithMask()}; }
+Key randomKey(TestKit::RandomValues& random) { return {random.intfId(), random.addrWithMask()}; }
 
 Key parse(std::string_view text) { return Zin::strepToValue<Key>(text); }
 std::string print(Key const& key) { return valueToStrep(key); }
@@ -55,8 +55,8 @@ TEST(IntfAddrWithMaskKey, DiffersByInterfaceByAddressAndByPrefixLength) {
 
 TEST(IntfAddrWithMaskKey, SortsByInterfaceThenAddressWithMask) {
     EXPECT_LT(keyOf("Ethernet1", "10.0.0.1/24"), keyOf("Ethernet2", "1.1.1.1/8"));
-    Testing::RandomValues random;
-    Testing::expectOrderOf(
+    TestKit::RandomValues random;
+    TestKit::expectOrderOf(
         [](Key const& key) {
             auto const& [intfId, addrWithMask] = key;
             return std::tuple(std::string(intfId.name()), static_cast<int>(addrWithMask.family()),
@@ -66,14 +66,14 @@ TEST(IntfAddrWithMaskKey, SortsByInterfaceThenAddressWithMask) {
 }
 
 TEST(IntfAddrWithMaskKey, HashesItsInterfaceThenItsAddressWithItsPrefixLength) {
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     for (int i = 0; i < 10000; ++i) {
         Key const key = randomKey(random);
         auto const seed = static_cast<std::uint32_t>(random.below(1U << 31));
         Zin::Hash stated(seed);
         stated.mix4(key.intfId.hash());
         stated.mix4(
-            Testing::prefixHash(key.addrWithMask.address(), key.addrWithMask.prefixLength()));
+            TestKit::prefixHash(key.addrWithMask.address(), key.addrWithMask.prefixLength()));
 
         ASSERT_EQ(key.hash(seed), stated.finish()) << key;
     }
@@ -135,12 +135,12 @@ TEST(IntfAddrWithMaskKey, PrintsItsReflectiveForm) {
 }
 
 TEST(IntfAddrWithMaskKey, ItsReflectiveFormReadsBackWhateverTheInterfaceIsCalled) {
-    Testing::RandomValues random;
-    Testing::expectReadsBack(print, parse, [&] { return randomKey(random); });
+    TestKit::RandomValues random;
+    TestKit::expectReadsBack(print, parse, [&] { return randomKey(random); });
 }
 
 TEST(IntfAddrWithMaskKey, ACutTextIsAnErrorThatNamesTheAttribute) {
-    Testing::expectEveryCutNamesItsAttribute({{"", "Value('IpLib::IntfAddrWithMaskKey', ** {"},
+    TestKit::expectEveryCutNamesItsAttribute({{"", "Value('IpLib::IntfAddrWithMaskKey', ** {"},
                                               {"", "'intfId': "},
                                               {"intfId", "'Ethernet1'"},
                                               {"", ", 'addrWithMask': "},
@@ -173,8 +173,8 @@ TEST(IntfAddrWithMaskKey, AMalformedAttributeIsAnErrorThatNamesIt) {
 }
 
 TEST(IntfAddrWithMaskKey, ADamagedTextIsAnErrorOrAnotherKey) {
-    Testing::RandomValues random;
-    Testing::expectDamageIsNoticed(print, parse, [&] { return randomKey(random); });
+    TestKit::RandomValues random;
+    TestKit::expectDamageIsNoticed(print, parse, [&] { return randomKey(random); });
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ IntfAddrWithMaskKey keyOf(char const* addrWithMask) {
     return {"Ethernet1", Nimb::IpGenAddrWithMask{std::string_view(addrWithMask)}};
 }
 
-IntfAddrWithMask randomRecord(Testing::RandomValues& random) {
+IntfAddrWithMask randomRecord(TestKit::RandomValues& random) {
     IntfAddrWithMaskKey const key{random.intfId(), random.addrWithMask()};
     bool const canBeDeprecated =
         key.addrWithMask.family() == Nimb::AddressFamily::ipv6 && !key.isV6LinkLocal();
@@ -88,12 +88,12 @@ TEST(IntfAddrWithMask, PrintsItsReflectiveForm) {
 }
 
 TEST(IntfAddrWithMask, ItsReflectiveFormReadsBackWhateverTheInterfaceIsCalled) {
-    Testing::RandomValues random;
-    Testing::expectReadsBack(print, parse, [&] { return randomRecord(random); });
+    TestKit::RandomValues random;
+    TestKit::expectReadsBack(print, parse, [&] { return randomRecord(random); });
 }
 
 TEST(IntfAddrWithMask, ACutTextIsAnErrorThatNamesTheAttribute) {
-    Testing::expectEveryCutNamesItsAttribute({{"", "Value('IpLib::IntfAddrWithMask', ** {'key': "},
+    TestKit::expectEveryCutNamesItsAttribute({{"", "Value('IpLib::IntfAddrWithMask', ** {'key': "},
                                               {"key", "Value('IpLib::IntfAddrWithMaskKey', ** {"},
                                               {"key", "'intfId': "},
                                               {"intfId", "'Ethernet1'"},
@@ -129,8 +129,8 @@ TEST(IntfAddrWithMask, ReadingRefusesWhatIsMalformedAndWhatCannotBe) {
 }
 
 TEST(IntfAddrWithMask, ADamagedTextIsAnErrorOrAnotherRecord) {
-    Testing::RandomValues random;
-    Testing::expectDamageIsNoticed(print, parse, [&] { return randomRecord(random); });
+    TestKit::RandomValues random;
+    TestKit::expectDamageIsNoticed(print, parse, [&] { return randomRecord(random); });
 }
 
 }  // namespace

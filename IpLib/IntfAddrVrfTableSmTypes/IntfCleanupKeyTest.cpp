@@ -15,7 +15,7 @@ namespace {
 
 using Nimb::AddressFamily;
 
-IntfCleanupKey randomKey(Testing::RandomValues& random) {
+IntfCleanupKey randomKey(TestKit::RandomValues& random) {
     return {{random.intfId(), static_cast<AddressFamily>(random.below(3))}};
 }
 
@@ -33,8 +33,8 @@ TEST(IntfCleanupKey, TheTwoFamiliesOfAnInterfaceAreTwoKeys) {
 }
 
 TEST(IntfCleanupKey, SortsByInterfaceThenFamily) {
-    Testing::RandomValues random;
-    Testing::expectOrderOf(
+    TestKit::RandomValues random;
+    TestKit::expectOrderOf(
         [](IntfCleanupKey const& key) {
             return std::tuple(std::string(key.intfId.name()), static_cast<unsigned>(key.af));
         },
@@ -55,7 +55,7 @@ TEST(IntfCleanupKey, StandsInContainersOfTheStandardLibrary) {
 }
 
 TEST(IntfCleanupKey, HashesItsInterfaceThenItsFamilyInFourBytes) {
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     for (int i = 0; i < 10000; ++i) {
         IntfCleanupKey const key = randomKey(random);
         auto const seed = static_cast<std::uint32_t>(random.below(1U << 31));
@@ -80,12 +80,12 @@ TEST(IntfCleanupKey, PrintsItsValueFormToStreamsToo) {
 }
 
 TEST(IntfCleanupKey, ItsValueFormReadsBackWhateverTheInterfaceIsCalled) {
-    Testing::RandomValues random;
-    Testing::expectReadsBack(print, parse, [&] { return randomKey(random); });
+    TestKit::RandomValues random;
+    TestKit::expectReadsBack(print, parse, [&] { return randomKey(random); });
 }
 
 TEST(IntfCleanupKey, ACutTextIsAnErrorThatNamesTheAttribute) {
-    Testing::expectEveryCutNamesItsAttribute(
+    TestKit::expectEveryCutNamesItsAttribute(
         {{"", "Value('IpLib::IntfAddrVrfTableImpl::IntfCleanupKey', ** {"},
          {"", "'intfId': "},
          {"intfId", "'Ethernet1'"},
@@ -115,8 +115,8 @@ TEST(IntfCleanupKey, AMalformedAttributeIsAnErrorThatNamesIt) {
 }
 
 TEST(IntfCleanupKey, ADamagedTextIsAnErrorOrAnotherKey) {
-    Testing::RandomValues random;
-    Testing::expectDamageIsNoticed(print, parse, [&] { return randomKey(random); });
+    TestKit::RandomValues random;
+    TestKit::expectDamageIsNoticed(print, parse, [&] { return randomKey(random); });
 }
 
 }  // namespace

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "IpLib/IntfAddrVrfTableSmTypes/AllIntfAddrWithMask.h"
-#include "testing/Recorder.h"
+#include "TestKit/Recorder.h"
 
-namespace Testing {
+namespace TestKit {
 
 template <>
 class Recorder<IpLib::AllIntfAddrWithMask> final : public RecorderOf<IpLib::AllIntfAddrWithMask> {
@@ -21,4 +21,4 @@ private:
     }
 };
 
-}  // namespace Testing
+}  // namespace TestKit

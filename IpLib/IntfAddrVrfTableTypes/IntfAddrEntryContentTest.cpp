@@ -55,32 +55,32 @@ TEST(IntfAddrEntryContent, SortsByKeyThenInterfaceThenSubnet) {
                           static_cast<int>(subnet.family()), subnet.address().bytes(),
                           subnet.prefixLength());
     };
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     Content const pool[] = {random.content(), random.content(), random.content()};
     // Contents that share each of their fields often.
-    Testing::expectOrderOf(image, [&] {
+    TestKit::expectOrderOf(image, [&] {
         return Content{pool[random.below(3)].key, pool[random.below(3)].intfId,
                        pool[random.below(3)].subnet};
     });
-    Testing::expectOrderOf(image, [&] {
+    TestKit::expectOrderOf(image, [&] {
         return Content{{{}, random.addr(), random.flip()}, "Ethernet1", {}};
     });
 }
 
 TEST(IntfAddrEntryContent, HashesItsKeyWithSeedZeroThenItsInterfaceThenItsSubnet) {
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     for (int i = 0; i < 10000; ++i) {
         Content const content = random.content();
         auto const seed = static_cast<std::uint32_t>(random.below(1U << 31));
         Zin::Hash stated(seed);
         stated.mix4(content.key.hash(0));
         stated.mix4(content.intfId.hash());
-        stated.mix4(Testing::prefixHash(content.subnet.address(), content.subnet.prefixLength()));
+        stated.mix4(TestKit::prefixHash(content.subnet.address(), content.subnet.prefixLength()));
 
         ASSERT_EQ(content.hash(seed), stated.finish()) << content;
     }
     // Worked out apart from this program.
-    EXPECT_EQ(Testing::prefixHash(Nimb::IpGenAddr("10.1.1.0"), 24), 0x82dbcc55U);
+    EXPECT_EQ(TestKit::prefixHash(Nimb::IpGenAddr("10.1.1.0"), 24), 0x82dbcc55U);
 }
 
 TEST(IntfAddrEntryContent, HasNoCostlyFamily) {
@@ -122,8 +122,8 @@ TEST(IntfAddrEntryContent, NestsTheReflectiveFormOfItsKeyInItsOwn) {
 
 TEST(IntfAddrEntryContent, ReadsBackAsOnTheInterfaceOfItsKey) {
     EXPECT_EQ(parse(print(onEthernet1)), (Content{onEthernet1.key, "", onEthernet1.subnet}));
-    Testing::RandomValues random;
-    Testing::expectReadsBack(print, parse, [&] {
+    TestKit::RandomValues random;
+    TestKit::expectReadsBack(print, parse, [&] {
         Content content = random.content();
         content.intfId = content.key.intfId;
         return content;
@@ -155,14 +155,14 @@ TEST(IntfAddrEntryContent, ACutTextIsAnErrorUnlessItEndsBeforeTheSubnet) {
             throw Zin::ParseError("subnet", text.size(), "a subnet");
         }
     };
-    Testing::expectEveryCutNamesItsAttribute(
+    TestKit::expectEveryCutNamesItsAttribute(
         {{"", "intfId=Ethernet1;addr=10.1.1.1;virtualIp=true;subnet="}, {"subnet", "10.1.1.0/24"}},
         parseSet);
 }
 
 TEST(IntfAddrEntryContent, ADamagedTextIsAnErrorOrAnotherContent) {
-    Testing::RandomValues random;
-    Testing::expectDamageIsNoticed(print, parse, [&] { return random.content(); });
+    TestKit::RandomValues random;
+    TestKit::expectDamageIsNoticed(print, parse, [&] { return random.content(); });
 }
 
 }  // namespace

@@ -76,8 +76,8 @@ TEST(IntfAddrEntryKey, EveryUnscopedKeySortsBeforeEveryScopedOne) {
 }
 
 TEST(IntfAddrEntryKey, SortsByInterfaceThenAddressThenVirtual) {
-    Testing::RandomValues random;
-    Testing::expectOrderOf(
+    TestKit::RandomValues random;
+    TestKit::expectOrderOf(
         [](Key const& key) {
             return std::tuple(std::string(key.intfId.name()), static_cast<int>(key.addr.family()),
                               key.addr.bytes(), key.virtualIp);
@@ -86,7 +86,7 @@ TEST(IntfAddrEntryKey, SortsByInterfaceThenAddressThenVirtual) {
 }
 
 TEST(IntfAddrEntryKey, HashesItsFieldsInOrderTheAddressByItsSixteenBytes) {
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     for (int i = 0; i < 10000; ++i) {
         Key const key = random.key();
         auto const seed = static_cast<std::uint32_t>(random.below(1U << 31));
@@ -148,8 +148,8 @@ TEST(IntfAddrEntryKey, PrintsItsReflectiveForm) {
 }
 
 TEST(IntfAddrEntryKey, ReadsBackWhateverTheInterfaceIsCalled) {
-    Testing::RandomValues random;
-    Testing::expectReadsBack(print, parse, [&] { return random.key(); });
+    TestKit::RandomValues random;
+    TestKit::expectReadsBack(print, parse, [&] { return random.key(); });
     for (char const* const name :
          {";addr=", ";addr=10.0.0.1;virtualIp=true", "intfId=", ";", "="}) {
         Key const key = Key::makeLlKey(linkLocal, name);
@@ -174,13 +174,13 @@ TEST(IntfAddrEntryKey, AMalformedFieldIsAnErrorThatNamesIt) {
 
 TEST(IntfAddrEntryKey, ACutTextIsAnError) {
     // Where a later label is missing, an earlier field has no end.
-    Testing::expectEveryCutNamesItsAttribute(
+    TestKit::expectEveryCutNamesItsAttribute(
         {{"", "intfId=Ethernet1;addr=fe80::1;virtualIp="}, {"virtualIp", "true"}}, parse);
 }
 
 TEST(IntfAddrEntryKey, ADamagedTextIsAnErrorOrAnotherKey) {
-    Testing::RandomValues random;
-    Testing::expectDamageIsNoticed(print, parse, [&] { return random.key(); });
+    TestKit::RandomValues random;
+    TestKit::expectDamageIsNoticed(print, parse, [&] { return random.key(); });
 }
 
 }  // namespace

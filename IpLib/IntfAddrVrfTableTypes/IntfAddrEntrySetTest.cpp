@@ -80,8 +80,8 @@ protected:
     }
 
     Zin::Ptr<IntfAddrEntrySet> const set_ = intfAddrEntrySetFactory("Ethernet1", subnet);
-    Testing::Events events_;
-    Testing::Recorder<IntfAddrEntrySet> recorder_{set_, events_};
+    TestKit::Events events_;
+    TestKit::Recorder<IntfAddrEntrySet> recorder_{set_, events_};
 };
 using BothCollections = ::testing::Types<UsableRows, DeprecatedRows>;
 TYPED_TEST_SUITE(IntfAddrEntrySetRows, BothCollections);
@@ -209,7 +209,7 @@ TYPED_TEST(IntfAddrEntrySetRows, RemovingAllEmptiesAnUnobservedSet) {
 }
 
 TYPED_TEST(IntfAddrEntrySetRows, FindAndWalkWhatAnOrderedMapHolds) {
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     this->recorder_.notifierIs(nullptr);
     auto& set = *this->set_;
     std::map<Key, IntfAddrEntry const*> expected;

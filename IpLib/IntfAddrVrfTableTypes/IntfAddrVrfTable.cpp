@@ -20,20 +20,21 @@ Zin::Ptr<IntfAddrEntry> IntfAddrVrfTable::intfAddrEntryIs(IntfAddrEntryContent c
     return intfAddrEntry_.findOrMake(content, [&] { return intfAddrEntryFactory(content); });
 }
 
-void IntfAddrVrfTable::intfAddrEntryFromAddrIs(Row const& entry) {
+void IntfAddrVrfTable::intfAddrEntryFromAddrIs(RowPtr const& entry) {
     intfAddrEntryFromAddr_.put(Zin::notNull("intfAddrEntryFromAddr", entry)->key(), entry);
 }
 
-void IntfAddrVrfTable::intfAddrEntrySetFromSubnetIs(Set const& set) {
+void IntfAddrVrfTable::intfAddrEntrySetFromSubnetIs(SetPtr const& set) {
     intfAddrEntrySetFromSubnet_.put(Zin::notNull("intfAddrEntrySetFromSubnet", set)->subnet(), set);
 }
 
-void IntfAddrVrfTable::llIntfAddrEntryFromIntfIdIs(Row const& entry) {
+void IntfAddrVrfTable::llIntfAddrEntryFromIntfIdIs(RowPtr const& entry) {
     llIntfAddrEntryFromIntfId_.put(Zin::notNull("llIntfAddrEntryFromIntfId", entry)->intfId(),
                                    entry);
 }
 
-IntfAddrVrfTable::Row IntfAddrVrfTable::lowestV6IntfAddrEntry(Nimb::IntfId const& srcIntfId) const {
+IntfAddrVrfTable::RowPtr IntfAddrVrfTable::lowestV6IntfAddrEntry(
+    Nimb::IntfId const& srcIntfId) const {
     auto const& vrfStatus = vrfIp6IntfStatus();
     auto const status = vrfStatus ? vrfStatus->intfStatus(srcIntfId) : nullptr;
     if (!status) {

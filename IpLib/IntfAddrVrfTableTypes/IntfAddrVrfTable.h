@@ -35,8 +35,8 @@ namespace IpLib {
 
 class IntfAddrVrfTable final : public Zin::Entity {
 public:
-    using Row = Zin::Ptr<IntfAddrEntry const>;
-    using Set = Zin::Ptr<IntfAddrEntrySet>;
+    using RowPtr = Zin::Ptr<IntfAddrEntry const>;
+    using SetPtr = Zin::Ptr<IntfAddrEntrySet>;
 
     class Notifiee : public Zin::NotifieeOf<IntfAddrVrfTable> {
     public:
@@ -78,14 +78,14 @@ public:
 
     // The rows by their key. A null row raises Zin::NullArgumentError.
     auto const& intfAddrEntryFromAddr() const { return intfAddrEntryFromAddr_.map(); }
-    Row intfAddrEntryFromAddr(IntfAddrEntryKey const& key) const {
+    RowPtr intfAddrEntryFromAddr(IntfAddrEntryKey const& key) const {
         return intfAddrEntryFromAddr_(key);
     }
     bool intfAddrEntryFromAddrHas(IntfAddrEntryKey const& key) const {
         return intfAddrEntryFromAddr_.has(key);
     }
-    void intfAddrEntryFromAddrIs(Row const& entry);
-    Row intfAddrEntryFromAddrDel(IntfAddrEntryKey const& key) {
+    void intfAddrEntryFromAddrIs(RowPtr const& entry);
+    RowPtr intfAddrEntryFromAddrDel(IntfAddrEntryKey const& key) {
         return intfAddrEntryFromAddr_.del(key);
     }
     void intfAddrEntryFromAddrDelAll() { intfAddrEntryFromAddr_.delAll(); }
@@ -96,14 +96,14 @@ public:
 
     // The sets by their subnet. A null set raises Zin::NullArgumentError.
     auto const& intfAddrEntrySetFromSubnet() const { return intfAddrEntrySetFromSubnet_.map(); }
-    Set intfAddrEntrySetFromSubnet(Nimb::IpGenPrefix const& subnet) const {
+    SetPtr intfAddrEntrySetFromSubnet(Nimb::IpGenPrefix const& subnet) const {
         return intfAddrEntrySetFromSubnet_(subnet);
     }
     bool intfAddrEntrySetFromSubnetHas(Nimb::IpGenPrefix const& subnet) const {
         return intfAddrEntrySetFromSubnet_.has(subnet);
     }
-    void intfAddrEntrySetFromSubnetIs(Set const& set);
-    Set intfAddrEntrySetFromSubnetDel(Nimb::IpGenPrefix const& subnet) {
+    void intfAddrEntrySetFromSubnetIs(SetPtr const& set);
+    SetPtr intfAddrEntrySetFromSubnetDel(Nimb::IpGenPrefix const& subnet) {
         return intfAddrEntrySetFromSubnet_.del(subnet);
     }
     void intfAddrEntrySetFromSubnetDelAll() { intfAddrEntrySetFromSubnet_.delAll(); }
@@ -114,14 +114,14 @@ public:
 
     // The link-local rows by their interface. A null row raises Zin::NullArgumentError.
     auto const& llIntfAddrEntryFromIntfId() const { return llIntfAddrEntryFromIntfId_.map(); }
-    Row llIntfAddrEntryFromIntfId(Nimb::IntfId const& intfId) const {
+    RowPtr llIntfAddrEntryFromIntfId(Nimb::IntfId const& intfId) const {
         return llIntfAddrEntryFromIntfId_(intfId);
     }
     bool llIntfAddrEntryFromIntfIdHas(Nimb::IntfId const& intfId) const {
         return llIntfAddrEntryFromIntfId_.has(intfId);
     }
-    void llIntfAddrEntryFromIntfIdIs(Row const& entry);
-    Row llIntfAddrEntryFromIntfIdDel(Nimb::IntfId const& intfId) {
+    void llIntfAddrEntryFromIntfIdIs(RowPtr const& entry);
+    RowPtr llIntfAddrEntryFromIntfIdDel(Nimb::IntfId const& intfId) {
         return llIntfAddrEntryFromIntfId_.del(intfId);
     }
     void llIntfAddrEntryFromIntfIdDelAll() { llIntfAddrEntryFromIntfId_.delAll(); }
@@ -129,7 +129,7 @@ public:
     // The row of the numerically lowest IPv6 address that the IPv6 status lists for the interface,
     // link-local ones left out. Null if there is none, or if that address has no row (yet): there
     // is no falling back to the next lowest.
-    Row lowestV6IntfAddrEntry(Nimb::IntfId const& srcIntfId) const;
+    RowPtr lowestV6IntfAddrEntry(Nimb::IntfId const& srcIntfId) const;
 
     // Through which the machines that fill the table write it.
     TableChanges& changes() { return changes_; }
@@ -144,12 +144,12 @@ protected:
 
 private:
     struct RowOwner {
-        IntfFamily operator()(IntfAddrEntryKey const& key, Row const& row) const {
+        IntfFamily operator()(IntfAddrEntryKey const& key, RowPtr const& row) const {
             return {row->intfId(), key.addr.family()};
         }
     };
     struct SetOwner {
-        IntfFamily operator()(Nimb::IpGenPrefix const& subnet, Set const& set) const {
+        IntfFamily operator()(Nimb::IpGenPrefix const& subnet, SetPtr const& set) const {
             return {set->intfId(), subnet.family()};
         }
     };
@@ -162,13 +162,13 @@ private:
     Zin::HashCollection<&Notifiee::handleIntfAddrEntry, IntfAddrEntryContent,
                         Zin::Ptr<IntfAddrEntry>>
         intfAddrEntry_{*this, 0x3b1f8d05};
-    Zin::HashCollection<&Notifiee::handleIntfAddrEntryFromAddr, IntfAddrEntryKey, Row,
+    Zin::HashCollection<&Notifiee::handleIntfAddrEntryFromAddr, IntfAddrEntryKey, RowPtr,
                         Zin::GroupIndex<RowOwner, IntfFamily, IntfAddrEntryKey>>
         intfAddrEntryFromAddr_{*this, 0x90c2e67d};
-    Zin::HashCollection<&Notifiee::handleIntfAddrEntrySetFromSubnet, Nimb::IpGenPrefix, Set,
+    Zin::HashCollection<&Notifiee::handleIntfAddrEntrySetFromSubnet, Nimb::IpGenPrefix, SetPtr,
                         Zin::GroupIndex<SetOwner, IntfFamily, Nimb::IpGenPrefix>>
         intfAddrEntrySetFromSubnet_{*this, 0x4e7a13b9};
-    Zin::HashCollection<&Notifiee::handleLlIntfAddrEntryFromIntfId, Nimb::IntfId, Row>
+    Zin::HashCollection<&Notifiee::handleLlIntfAddrEntryFromIntfId, Nimb::IntfId, RowPtr>
         llIntfAddrEntryFromIntfId_{*this, 0xd5086fc2};
     TableChanges changes_{SharesInTable(this)};
 };

@@ -21,8 +21,8 @@ using ::testing::UnorderedElementsAre;
 using Content = IntfAddrEntryContent;
 using Key = IntfAddrEntryKey;
 using Nimb::AddressFamily;
-using Row = IntfAddrVrfTable::Row;
-using Set = IntfAddrVrfTable::Set;
+using Row = IntfAddrVrfTable::RowPtr;
+using Set = IntfAddrVrfTable::SetPtr;
 
 Content ipContent(char const* addrWithMask, char const* intfId) {
     Nimb::IpGenAddrWithMask const parsed{std::string_view(addrWithMask)};
@@ -51,8 +51,8 @@ class IntfAddrVrfTableTest : public ::testing::Test {
 public:
 protected:
     Zin::Ptr<IntfAddrVrfTable> table_ = intfAddrVrfTableFactory();
-    Testing::Events events_;
-    Testing::Recorder<IntfAddrVrfTable> recorder_{table_, events_};
+    TestKit::Events events_;
+    TestKit::Recorder<IntfAddrVrfTable> recorder_{table_, events_};
 };
 
 TEST_F(IntfAddrVrfTableTest, StartsEmptyAndWithoutInputs) {
@@ -421,7 +421,7 @@ TEST_F(LowestV6IntfAddrEntry, IsNeverAVirtualOne) {
 
 TEST_F(LowestV6IntfAddrEntry, IsWhatSortingTheGlobalAddressesPutsFirst) {
     bind();
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     for (int i = 0; i < 1000; ++i) {
         Nimb::Ip6AddrWithMask const addr(random.ip6(), random.prefixLength(AddressFamily::ipv6));
         if (random.flip()) {

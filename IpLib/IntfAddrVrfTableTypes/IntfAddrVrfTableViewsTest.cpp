@@ -16,7 +16,7 @@ using ::testing::UnorderedElementsAreArray;
 
 using Key = IntfAddrEntryKey;
 using Nimb::AddressFamily;
-using Row = IntfAddrVrfTable::Row;
+using Row = IntfAddrVrfTable::RowPtr;
 
 // Checks the views by interface against a walk of the whole collections, after every change and,
 // through the notifications, at the moment at which it is told.
@@ -66,7 +66,7 @@ private:
 TEST(IntfAddrVrfTableViews, ByInterfaceEqualAWalkOfTheWholeTableAfterEveryChange) {
     auto const table = intfAddrVrfTableFactory();
     ViewsByInterface views(table);
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     std::size_t rows = 0;
     std::size_t replaced = 0;
     for (int i = 0; i < 3000; ++i) {

@@ -17,8 +17,8 @@ TEST(IntfFamily, TheDefaultIsOfNoInterfaceAndNoFamily) {
 }
 
 TEST(IntfFamily, SortsByInterfaceThenFamily) {
-    Testing::RandomValues random;
-    Testing::expectOrderOf(
+    TestKit::RandomValues random;
+    TestKit::expectOrderOf(
         [](IntfFamily const& value) {
             return std::tuple(std::string(value.intfId.name()), static_cast<unsigned>(value.af));
         },
@@ -28,7 +28,7 @@ TEST(IntfFamily, SortsByInterfaceThenFamily) {
 }
 
 TEST(IntfFamily, HashesItsInterfaceThenItsFamilyInFourBytes) {
-    Testing::RandomValues random;
+    TestKit::RandomValues random;
     for (int i = 0; i < 10000; ++i) {
         auto const family = static_cast<std::uint32_t>(random.below(3));
         IntfFamily const value{random.intfId(), static_cast<AddressFamily>(family)};

@@ -6,7 +6,7 @@
 
 #include "Nimb/IpGenAddr.h"
 
-namespace Testing {
+namespace TestKit {
 
 inline std::uint32_t prefixHash(Nimb::IpGenAddr const& address, std::uint64_t prefixLength) {
     std::uint64_t number = 0;
@@ -26,4 +26,4 @@ inline std::uint32_t prefixHash(Nimb::IpGenAddr const& address, std::uint64_t pr
     return static_cast<std::uint32_t>(z ^ (z / 65536));
 }
 
-}  // namespace Testing
+}  // namespace TestKit

@@ -10,7 +10,7 @@
 #include "IpLib/IntfAddrVrfTableTypes/TestValues.h"
 #include "Zin/Errors.h"
 
-namespace Testing {
+namespace TestKit {
 
 // The order is that of image(value), an ordered value of the standard library; so is equality.
 template <class Draw, class Image>
@@ -109,4 +109,4 @@ void expectEveryCutNamesItsAttribute(std::vector<Piece> const& pieces, Parse con
     EXPECT_NO_THROW(parse(text)) << text;
 }
 
-}  // namespace Testing
+}  // namespace TestKit

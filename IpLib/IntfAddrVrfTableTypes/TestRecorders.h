@@ -2,9 +2,9 @@
 #pragma once
 
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
-#include "testing/Recorder.h"
+#include "TestKit/Recorder.h"
 
-namespace Testing {
+namespace TestKit {
 
 template <>
 class Recorder<IpLib::IntfAddrEntrySet> final : public RecorderOf<IpLib::IntfAddrEntrySet> {
@@ -48,4 +48,4 @@ private:
     }
 };
 
-}  // namespace Testing
+}  // namespace TestKit

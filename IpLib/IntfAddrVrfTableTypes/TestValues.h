@@ -12,7 +12,7 @@
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntryContent.h"
 #include "Nimb/IpGenAddrWithMask.h"
 
-namespace Testing {
+namespace TestKit {
 
 class RandomValues {
 public:
@@ -108,4 +108,4 @@ private:
     std::mt19937 random_;
 };
 
-}  // namespace Testing
+}  // namespace TestKit

@@ -7,7 +7,7 @@
 #include <random>
 #include <system_error>
 
-#include "feeds/netlink/Messages.h"
+#include "feeds/netlink/TestMessages.h"
 
 namespace Netlink {
 namespace {

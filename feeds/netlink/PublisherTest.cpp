@@ -18,7 +18,7 @@ Address at(std::uint32_t ifIndex, char const* addr) {
     return {.ifIndex = ifIndex, .addr = Nimb::IpGenAddrWithMask(addr)};
 }
 
-struct Bench {
+struct Fixture {
     void publish() { Netlink::publish(snapshot, vrf, inputs); }
 
     std::string primary(char const* intf) const {
@@ -56,10 +56,10 @@ struct Bench {
 };
 
 TEST(Publisher, EveryLinkIsAKernelInterface) {
-    Bench bench;
-    bench.publish();
+    Fixture fixture;
+    fixture.publish();
 
-    auto const dir = bench.inputs.kniIntfStatusHelper()->deviceIntfStatusDir(vrf);
+    auto const dir = fixture.inputs.kniIntfStatusHelper()->deviceIntfStatusDir(vrf);
     ASSERT_EQ(dir->deviceIntfStatus().size(), 2U);
     auto const eth1 = dir->deviceIntfStatus("eth1");
     EXPECT_EQ(eth1->deviceName(), "eth1");
@@ -70,69 +70,69 @@ TEST(Publisher, EveryLinkIsAKernelInterface) {
 }
 
 TEST(Publisher, TheFirstAddressThatIsNotSecondaryIsThePrimary) {
-    Bench bench;
+    Fixture fixture;
     Address secondary = at(3, "10.0.0.2/24");
     secondary.secondary = true;
-    bench.snapshot.addresses = {secondary, at(3, "10.0.0.1/24"), at(3, "10.9.0.1/16"),
-                                at(4, "192.0.2.1/32")};
-    bench.publish();
+    fixture.snapshot.addresses = {secondary, at(3, "10.0.0.1/24"), at(3, "10.9.0.1/16"),
+                                  at(4, "192.0.2.1/32")};
+    fixture.publish();
 
-    EXPECT_EQ(bench.primary("eth0"), "10.0.0.1/24");
-    EXPECT_THAT(bench.secondaries("eth0"), ElementsAre("10.0.0.2/24", "10.9.0.1/16"));
-    EXPECT_EQ(bench.primary("eth1"), "192.0.2.1/32");
-    EXPECT_THAT(bench.secondaries("eth1"), IsEmpty());
+    EXPECT_EQ(fixture.primary("eth0"), "10.0.0.1/24");
+    EXPECT_THAT(fixture.secondaries("eth0"), ElementsAre("10.0.0.2/24", "10.9.0.1/16"));
+    EXPECT_EQ(fixture.primary("eth1"), "192.0.2.1/32");
+    EXPECT_THAT(fixture.secondaries("eth1"), IsEmpty());
 }
 
 TEST(Publisher, AnIp4AddressIsPublishedThoughItIsDeprecated) {
-    Bench bench;
+    Fixture fixture;
     Address address = at(3, "10.0.0.1/24");
     address.deprecated = true;
-    bench.snapshot.addresses = {address};
-    bench.publish();
+    fixture.snapshot.addresses = {address};
+    fixture.publish();
 
-    EXPECT_EQ(bench.primary("eth0"), "10.0.0.1/24");
+    EXPECT_EQ(fixture.primary("eth0"), "10.0.0.1/24");
 }
 
 TEST(Publisher, Ip6AddressesBringTheirDeprecatedFlag) {
-    Bench bench;
+    Fixture fixture;
     Address old = at(3, "2001:db8::2/64");
     old.deprecated = true;
-    bench.snapshot.addresses = {at(3, "2001:db8::1/64"), old, at(3, "10.0.0.1/24")};
-    bench.publish();
+    fixture.snapshot.addresses = {at(3, "2001:db8::1/64"), old, at(3, "10.0.0.1/24")};
+    fixture.publish();
 
-    EXPECT_THAT(bench.ip6("eth0"), ElementsAre("2001:db8::1/64", "2001:db8::2/64 deprecated"));
-    EXPECT_THAT(bench.ip6("eth1"), IsEmpty());
+    EXPECT_THAT(fixture.ip6("eth0"), ElementsAre("2001:db8::1/64", "2001:db8::2/64 deprecated"));
+    EXPECT_THAT(fixture.ip6("eth1"), IsEmpty());
 }
 
 TEST(Publisher, ADeprecatedLinkLocalAddressIsPublishedAsNotDeprecated) {
-    Bench bench;
+    Fixture fixture;
     Address linkLocal = at(3, "fe80::1/64");
     linkLocal.deprecated = true;
-    bench.snapshot.addresses = {linkLocal};
-    bench.publish();
+    fixture.snapshot.addresses = {linkLocal};
+    fixture.publish();
 
-    EXPECT_THAT(bench.ip6("eth0"), ElementsAre("fe80::1/64"));
+    EXPECT_THAT(fixture.ip6("eth0"), ElementsAre("fe80::1/64"));
 }
 
 TEST(Publisher, TentativeAndDuplicateAddressesAreNotPublished) {
-    Bench bench;
+    Fixture fixture;
     Address tentative = at(3, "2001:db8::1/64");
     tentative.tentative = true;
     Address duplicate = at(3, "2001:db8::2/64");
     duplicate.dadFailed = true;
-    bench.snapshot.addresses = {tentative, duplicate, at(3, "2001:db8::3/64")};
-    bench.publish();
+    fixture.snapshot.addresses = {tentative, duplicate, at(3, "2001:db8::3/64")};
+    fixture.publish();
 
-    EXPECT_THAT(bench.ip6("eth0"), ElementsAre("2001:db8::3/64"));
+    EXPECT_THAT(fixture.ip6("eth0"), ElementsAre("2001:db8::3/64"));
 }
 
 TEST(Publisher, AddressesOfALinkThatIsNotThereAreLeftOut) {
-    Bench bench;
-    bench.snapshot.addresses = {at(3, "10.0.0.1/24"), at(99, "10.1.0.1/24")};
-    bench.publish();
+    Fixture fixture;
+    fixture.snapshot.addresses = {at(3, "10.0.0.1/24"), at(99, "10.1.0.1/24")};
+    fixture.publish();
 
-    EXPECT_EQ(bench.inputs.ipStatus()->vrfIpIntfStatus(vrf)->ipIntfStatus().size(), 2U);
-    EXPECT_EQ(bench.primary("eth0"), "10.0.0.1/24");
+    EXPECT_EQ(fixture.inputs.ipStatus()->vrfIpIntfStatus(vrf)->ipIntfStatus().size(), 2U);
+    EXPECT_EQ(fixture.primary("eth0"), "10.0.0.1/24");
 }
 
 }  // namespace

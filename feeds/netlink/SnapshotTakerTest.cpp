@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "feeds/netlink/Messages.h"
+#include "feeds/netlink/TestMessages.h"
 
 namespace Netlink {
 namespace {

@@ -14,7 +14,7 @@ public:
     [[noreturn]] static void breaks(int number) { fail("number == 0", "number is {}", number); }
 };
 
-struct Bench {
+struct Fixture {
     Zin::Ptr<Zin::VirtualClock> clock = Zin::make<Zin::VirtualClock>();
     std::ostringstream out;
     Output output{out, clock};
@@ -22,29 +22,29 @@ struct Bench {
 };
 
 TEST(AssertionPrinter, PrintsTheFirstFailureAtOnceAndNothingMore) {
-    Bench bench;
-    AssertionPrinter const printer(bench.output, bench.line);
+    Fixture fixture;
+    AssertionPrinter const printer(fixture.output, fixture.line);
     EXPECT_FALSE(printer.hasFailed());
-    bench.line = 7;
-    bench.clock->nowIs(1.5);
+    fixture.line = 7;
+    fixture.clock->nowIs(1.5);
 
     EXPECT_THROW(Subject::breaks(1), Pell::AssertionError);
     EXPECT_TRUE(printer.hasFailed());
     std::string const printed = R"({"t":1.5,"assert":{"line":7,"message":"number is 1"}})"
                                 "\n";
-    EXPECT_EQ(bench.out.str(), printed);
+    EXPECT_EQ(fixture.out.str(), printed);
 
     EXPECT_THROW(Subject::breaks(2), Pell::AssertionError);
-    bench.output.print("a", 1);
-    EXPECT_EQ(bench.out.str(), printed);
+    fixture.output.print("a", 1);
+    EXPECT_EQ(fixture.out.str(), printed);
 }
 
 TEST(AssertionPrinter, PutsBackTheHandlerBefore) {
     Pell::ThrowOnAssertion const throwOnAssertion;
-    Bench bench;
-    { AssertionPrinter const printer(bench.output, bench.line); }
+    Fixture fixture;
+    { AssertionPrinter const printer(fixture.output, fixture.line); }
     EXPECT_THROW(Subject::breaks(1), Pell::AssertionError);
-    EXPECT_EQ(bench.out.str(), "");
+    EXPECT_EQ(fixture.out.str(), "");
 }
 
 }  // namespace

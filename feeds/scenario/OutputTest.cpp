@@ -7,34 +7,34 @@
 namespace Scenario {
 namespace {
 
-struct Bench {
+struct Fixture {
     Zin::Ptr<Zin::VirtualClock> clock = Zin::make<Zin::VirtualClock>();
     std::ostringstream out;
     Output output{out, clock};
 };
 
 TEST(Output, EachLineHasTheTimeAndItsContent) {
-    Bench bench;
-    bench.output.print("b", {{"z", 1}, {"a", "\n"}});
-    bench.clock->nowIs(1e16);
-    bench.output.print("a", OrderedJson::array());
-    EXPECT_EQ(bench.out.str(), R"({"t":0.0,"b":{"z":1,"a":"\n"}})"
-                               "\n"
-                               R"({"t":1e+16,"a":[]})"
-                               "\n");
+    Fixture fixture;
+    fixture.output.print("b", {{"z", 1}, {"a", "\n"}});
+    fixture.clock->nowIs(1e16);
+    fixture.output.print("a", OrderedJson::array());
+    EXPECT_EQ(fixture.out.str(), R"({"t":0.0,"b":{"z":1,"a":"\n"}})"
+                                 "\n"
+                                 R"({"t":1e+16,"a":[]})"
+                                 "\n");
 }
 
 TEST(Output, BytesThatAreNotUtf8AreReplaced) {
-    Bench bench;
-    bench.output.print("a", "\xff");
-    EXPECT_EQ(bench.out.str(), "{\"t\":0.0,\"a\":\"\xef\xbf\xbd\"}\n");
+    Fixture fixture;
+    fixture.output.print("a", "\xff");
+    EXPECT_EQ(fixture.out.str(), "{\"t\":0.0,\"a\":\"\xef\xbf\xbd\"}\n");
 }
 
 TEST(Output, NothingIsPrintedOnceItIsClosed) {
-    Bench bench;
-    bench.output.close();
-    bench.output.print("a", 1);
-    EXPECT_EQ(bench.out.str(), "");
+    Fixture fixture;
+    fixture.output.close();
+    fixture.output.print("a", 1);
+    EXPECT_EQ(fixture.out.str(), "");
 }
 
 }  // namespace

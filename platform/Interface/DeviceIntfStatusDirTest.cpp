@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "testing/StatusRecorder.h"
+#include "TestKit/StatusRecorder.h"
 
 namespace Interface {
 namespace {
@@ -17,7 +17,7 @@ Zin::Ptr<DeviceIntfStatus> device(char const* intfId) {
     return deviceIntfStatusFactory(intfId, intfId, 1, OperStatus::up, true);
 }
 
-struct Bench {
+struct Fixture {
     std::vector<std::string> intfIds() const {
         std::vector<std::string> texts;
         for (auto const& member : dir->deviceIntfStatus()) {
@@ -27,58 +27,58 @@ struct Bench {
     }
 
     Zin::Ptr<DeviceIntfStatusDir> const dir = deviceIntfStatusDirFactory();
-    Testing::Events events;
-    Testing::Recorder<DeviceIntfStatusDir> recorder{dir, events};
+    TestKit::Events events;
+    TestKit::Recorder<DeviceIntfStatusDir> recorder{dir, events};
 };
 
 TEST(DeviceIntfStatusDir, AnInterfaceIsPresentWhileItIsAMember) {
-    Bench bench;
+    Fixture fixture;
     auto const second = device("Ethernet2");
-    bench.dir->deviceIntfStatusIs(second);
-    bench.dir->deviceIntfStatusIs(device("Ethernet1"));
-    EXPECT_EQ(bench.dir->deviceIntfStatus("Ethernet2"), second);
-    EXPECT_EQ(bench.dir->deviceIntfStatus("Ethernet3"), nullptr);
-    EXPECT_FALSE(bench.dir->deviceIntfStatusHas("Ethernet3"));
-    EXPECT_THAT(bench.intfIds(), ElementsAre("Ethernet2", "Ethernet1"));
-    EXPECT_EQ(bench.dir->deviceIntfStatusDel("Ethernet3"), nullptr);
-    EXPECT_EQ(bench.dir->deviceIntfStatusDel("Ethernet2"), second);
-    EXPECT_FALSE(bench.dir->deviceIntfStatusHas("Ethernet2"));
-    EXPECT_THAT(bench.events, ElementsAre("deviceIntfStatus Ethernet2 present",
-                                          "deviceIntfStatus Ethernet1 present",
-                                          "deviceIntfStatus Ethernet2 absent"));
+    fixture.dir->deviceIntfStatusIs(second);
+    fixture.dir->deviceIntfStatusIs(device("Ethernet1"));
+    EXPECT_EQ(fixture.dir->deviceIntfStatus("Ethernet2"), second);
+    EXPECT_EQ(fixture.dir->deviceIntfStatus("Ethernet3"), nullptr);
+    EXPECT_FALSE(fixture.dir->deviceIntfStatusHas("Ethernet3"));
+    EXPECT_THAT(fixture.intfIds(), ElementsAre("Ethernet2", "Ethernet1"));
+    EXPECT_EQ(fixture.dir->deviceIntfStatusDel("Ethernet3"), nullptr);
+    EXPECT_EQ(fixture.dir->deviceIntfStatusDel("Ethernet2"), second);
+    EXPECT_FALSE(fixture.dir->deviceIntfStatusHas("Ethernet2"));
+    EXPECT_THAT(fixture.events, ElementsAre("deviceIntfStatus Ethernet2 present",
+                                            "deviceIntfStatus Ethernet1 present",
+                                            "deviceIntfStatus Ethernet2 absent"));
 }
 
 TEST(DeviceIntfStatusDir, ADeviceThatIsReportedAgainIsToldAgain) {
-    Bench bench;
+    Fixture fixture;
     auto const again = device("Ethernet1");
-    bench.dir->deviceIntfStatusIs(device("Ethernet1"));
-    bench.events.clear();
-    bench.dir->deviceIntfStatusIs(again);
-    EXPECT_EQ(bench.dir->deviceIntfStatus("Ethernet1"), again);
-    EXPECT_THAT(bench.events, ElementsAre("deviceIntfStatus Ethernet1 present"));
+    fixture.dir->deviceIntfStatusIs(device("Ethernet1"));
+    fixture.events.clear();
+    fixture.dir->deviceIntfStatusIs(again);
+    EXPECT_EQ(fixture.dir->deviceIntfStatus("Ethernet1"), again);
+    EXPECT_THAT(fixture.events, ElementsAre("deviceIntfStatus Ethernet1 present"));
 }
 
 TEST(DeviceIntfStatusDir, ANullStatusIsAnErrorAndChangesNothing) {
-    Bench bench;
+    Fixture fixture;
     try {
-        bench.dir->deviceIntfStatusIs(nullptr);
+        fixture.dir->deviceIntfStatusIs(nullptr);
         FAIL() << "took a null pointer";
     } catch (Zin::NullArgumentError const& error) {
         EXPECT_EQ(error.attribute(), "deviceIntfStatus");
     }
-    EXPECT_THAT(bench.intfIds(), IsEmpty());
-    EXPECT_THAT(bench.events, IsEmpty());
+    EXPECT_THAT(fixture.intfIds(), IsEmpty());
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 TEST(DeviceIntfStatusDir, RemovingAllTellsEachInterface) {
-    Bench bench;
-    bench.dir->deviceIntfStatusIs(device("Ethernet2"));
-    bench.dir->deviceIntfStatusIs(device("Ethernet1"));
-    bench.events.clear();
-    bench.dir->deviceIntfStatusDelAll();
-    EXPECT_THAT(bench.intfIds(), IsEmpty());
-    EXPECT_THAT(bench.events, ElementsAre("deviceIntfStatus Ethernet2 absent",
-                                          "deviceIntfStatus Ethernet1 absent"));
+    Fixture fixture;
+    fixture.dir->deviceIntfStatusIs(device("Ethernet2"));
+    fixture.dir->deviceIntfStatusIs(device("Ethernet1"));
+    fixture.events.clear();
+    fixture.dir->deviceIntfStatusDelAll();
+    EXPECT_THAT(fixture.intfIds(), IsEmpty());
+    EXPECT_THAT(fixture.events, ElementsAre("deviceIntfStatus Ethernet2 absent",
+                                            "deviceIntfStatus Ethernet1 absent"));
 }
 
 }  // namespace

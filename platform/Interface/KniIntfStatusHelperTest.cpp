@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "testing/StatusRecorder.h"
+#include "TestKit/StatusRecorder.h"
 
 namespace Interface {
 namespace {
@@ -20,8 +20,8 @@ TEST(KniIntfStatusHelper, EachVrfHasOneDirectoryFromItsFirstMention) {
 
 TEST(KniIntfStatusHelper, ReadersHearOfWhatTheWriterReports) {
     auto const helper = kniIntfStatusHelperFactory();
-    Testing::Events events;
-    Testing::Recorder<DeviceIntfStatusDir> const recorder(helper->acquire("red", "reader"), events);
+    TestKit::Events events;
+    TestKit::Recorder<DeviceIntfStatusDir> const recorder(helper->acquire("red", "reader"), events);
     helper->deviceIntfStatusDir("red")->deviceIntfStatusIs(
         deviceIntfStatusFactory("Ethernet1", "et1", 1, OperStatus::up, true));
     EXPECT_THAT(events, ElementsAre("deviceIntfStatus Ethernet1 present"));

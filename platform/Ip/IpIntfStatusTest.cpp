@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "testing/StatusRecorder.h"
+#include "TestKit/StatusRecorder.h"
 
 namespace Ip {
 namespace {
@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 Nimb::IpAddrWithMask addr(char const* text) { return Nimb::IpAddrWithMask(text); }
 
-struct Bench {
+struct Fixture {
     std::vector<std::string> secondaries() const {
         std::vector<std::string> texts;
         for (auto const& member : status->secondaryActiveAddrWithMask()) {
@@ -25,83 +25,83 @@ struct Bench {
     }
 
     Zin::Ptr<IpIntfStatus> const status = ipIntfStatusFactory("Ethernet1");
-    Testing::Events events;
-    Testing::Recorder<IpIntfStatus> recorder{status, events};
+    TestKit::Events events;
+    TestKit::Recorder<IpIntfStatus> recorder{status, events};
 };
 
 TEST(IpIntfStatus, IsNumberedAndHasNoAddressAtFirst) {
-    Bench const bench;
-    EXPECT_EQ(bench.status->intfId(), Nimb::IntfId("Ethernet1"));
-    EXPECT_EQ(bench.status->activeAddrWithMask(), addr("0.0.0.0/0"));
-    EXPECT_TRUE(bench.status->unnumberedIntfId().empty());
-    EXPECT_THAT(bench.secondaries(), IsEmpty());
-    EXPECT_FALSE(bench.status->secondaryActiveAddrWithMaskHas(addr("0.0.0.0/0")));
+    Fixture const fixture;
+    EXPECT_EQ(fixture.status->intfId(), Nimb::IntfId("Ethernet1"));
+    EXPECT_EQ(fixture.status->activeAddrWithMask(), addr("0.0.0.0/0"));
+    EXPECT_TRUE(fixture.status->unnumberedIntfId().empty());
+    EXPECT_THAT(fixture.secondaries(), IsEmpty());
+    EXPECT_FALSE(fixture.status->secondaryActiveAddrWithMaskHas(addr("0.0.0.0/0")));
 }
 
 TEST(IpIntfStatus, TellsEachNewPrimaryAndOnlyThose) {
-    Bench bench;
-    bench.status->activeAddrWithMaskIs(addr("0.0.0.0/0"));
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/25"));
-    bench.status->activeAddrWithMaskIs(addr("0.0.0.0/0"));
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("0.0.0.0/0"));
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/25"));
+    fixture.status->activeAddrWithMaskIs(addr("0.0.0.0/0"));
+    EXPECT_THAT(fixture.events,
                 ElementsAre("activeAddrWithMask 10.0.0.1/24", "activeAddrWithMask 10.0.0.1/25",
                             "activeAddrWithMask 0.0.0.0/0"));
 }
 
 TEST(IpIntfStatus, TellsEachNewUnnumberedSourceAndOnlyThose) {
-    Bench bench;
-    bench.status->unnumberedIntfIdIs("");
-    bench.status->unnumberedIntfIdIs("Loopback0");
-    bench.status->unnumberedIntfIdIs("Loopback0");
-    EXPECT_EQ(bench.status->unnumberedIntfId(), Nimb::IntfId("Loopback0"));
-    bench.status->unnumberedIntfIdIs("");
-    EXPECT_THAT(bench.events, ElementsAre("unnumberedIntfId Loopback0", "unnumberedIntfId "));
+    Fixture fixture;
+    fixture.status->unnumberedIntfIdIs("");
+    fixture.status->unnumberedIntfIdIs("Loopback0");
+    fixture.status->unnumberedIntfIdIs("Loopback0");
+    EXPECT_EQ(fixture.status->unnumberedIntfId(), Nimb::IntfId("Loopback0"));
+    fixture.status->unnumberedIntfIdIs("");
+    EXPECT_THAT(fixture.events, ElementsAre("unnumberedIntfId Loopback0", "unnumberedIntfId "));
 }
 
 TEST(IpIntfStatus, KeepsSecondariesInAscendingOrder) {
-    Bench bench;
+    Fixture fixture;
     for (char const* text : {"10.0.2.1/24", "9.255.0.1/8", "10.0.2.1/16", "10.0.1.1/24"}) {
-        bench.status->secondaryActiveAddrWithMaskIs(addr(text));
+        fixture.status->secondaryActiveAddrWithMaskIs(addr(text));
     }
-    EXPECT_THAT(bench.secondaries(),
+    EXPECT_THAT(fixture.secondaries(),
                 ElementsAre("9.255.0.1/8", "10.0.1.1/24", "10.0.2.1/16", "10.0.2.1/24"));
 }
 
 TEST(IpIntfStatus, TellsTheSecondaryThatComesOrGoesOnce) {
-    Bench bench;
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    EXPECT_TRUE(bench.status->secondaryActiveAddrWithMaskHas(addr("10.0.1.1/24")));
-    EXPECT_FALSE(bench.status->secondaryActiveAddrWithMaskHas(addr("10.0.1.1/25")));
-    bench.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/25"));
-    bench.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24"));
-    bench.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24"));
-    EXPECT_FALSE(bench.status->secondaryActiveAddrWithMaskHas(addr("10.0.1.1/24")));
-    EXPECT_THAT(bench.events, ElementsAre("secondaryActiveAddrWithMask 10.0.1.1/24 present",
-                                          "secondaryActiveAddrWithMask 10.0.1.1/24 absent"));
+    Fixture fixture;
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    EXPECT_TRUE(fixture.status->secondaryActiveAddrWithMaskHas(addr("10.0.1.1/24")));
+    EXPECT_FALSE(fixture.status->secondaryActiveAddrWithMaskHas(addr("10.0.1.1/25")));
+    fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/25"));
+    fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24"));
+    EXPECT_FALSE(fixture.status->secondaryActiveAddrWithMaskHas(addr("10.0.1.1/24")));
+    EXPECT_THAT(fixture.events, ElementsAre("secondaryActiveAddrWithMask 10.0.1.1/24 present",
+                                            "secondaryActiveAddrWithMask 10.0.1.1/24 absent"));
 }
 
 TEST(IpIntfStatus, RemovingAllSecondariesTellsEach) {
-    Bench bench;
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.events.clear();
-    bench.status->secondaryActiveAddrWithMaskDelAll();
-    EXPECT_THAT(bench.events, ElementsAre("secondaryActiveAddrWithMask 10.0.1.1/24 absent",
-                                          "secondaryActiveAddrWithMask 10.0.2.1/24 absent"));
-    EXPECT_THAT(bench.secondaries(), IsEmpty());
+    Fixture fixture;
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.events.clear();
+    fixture.status->secondaryActiveAddrWithMaskDelAll();
+    EXPECT_THAT(fixture.events, ElementsAre("secondaryActiveAddrWithMask 10.0.1.1/24 absent",
+                                            "secondaryActiveAddrWithMask 10.0.2.1/24 absent"));
+    EXPECT_THAT(fixture.secondaries(), IsEmpty());
 }
 
 TEST(IpIntfStatus, RemovingAllSecondariesUnobservedEmptiesTheSet) {
-    Bench bench;
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
-    bench.recorder.notifierIs(nullptr);
-    bench.events.clear();
-    bench.status->secondaryActiveAddrWithMaskDelAll();
-    EXPECT_THAT(bench.events, IsEmpty());
-    EXPECT_THAT(bench.secondaries(), IsEmpty());
+    Fixture fixture;
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
+    fixture.recorder.notifierIs(nullptr);
+    fixture.events.clear();
+    fixture.status->secondaryActiveAddrWithMaskDelAll();
+    EXPECT_THAT(fixture.events, IsEmpty());
+    EXPECT_THAT(fixture.secondaries(), IsEmpty());
 }
 
 TEST(IpIntfStatus, AnObserverIsToldOnlyOfWhatItAsksFor) {
@@ -117,17 +117,17 @@ TEST(IpIntfStatus, AnObserverIsToldOnlyOfWhatItAsksFor) {
         void handleSecondaryActiveAddrWithMask(Nimb::IpAddrWithMask const&) override { ++told; }
         int told = 0;
     } ofSecondaries;
-    Bench bench;
-    ofPrimary.notifierIs(bench.status);
-    ofSource.notifierIs(bench.status);
-    ofSecondaries.notifierIs(bench.status);
+    Fixture fixture;
+    ofPrimary.notifierIs(fixture.status);
+    ofSource.notifierIs(fixture.status);
+    ofSecondaries.notifierIs(fixture.status);
 
-    bench.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    bench.status->unnumberedIntfIdIs("Loopback0");
-    bench.status->unnumberedIntfIdIs("Loopback1");
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    bench.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
-    bench.status->secondaryActiveAddrWithMaskDelAll();
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->unnumberedIntfIdIs("Loopback0");
+    fixture.status->unnumberedIntfIdIs("Loopback1");
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskDelAll();
 
     EXPECT_EQ(ofPrimary.told, 1);
     EXPECT_EQ(ofSource.told, 2);

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "testing/StatusRecorder.h"
+#include "TestKit/StatusRecorder.h"
 
 namespace Ip {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct Bench {
+struct Fixture {
     std::vector<std::string> vrfs() const {
         std::vector<std::string> texts;
         for (auto const& member : status->vrfIpIntfStatus()) {
@@ -23,66 +23,66 @@ struct Bench {
     }
 
     Zin::Ptr<Status> const status = statusFactory();
-    Testing::Events events;
-    Testing::Recorder<Status> recorder{status, events};
+    TestKit::Events events;
+    TestKit::Recorder<Status> recorder{status, events};
 };
 
 TEST(IpStatus, HoldsTheStatusOfEachVrfInOrderOfJoining) {
-    Bench bench;
+    Fixture fixture;
     auto const red = vrfIpIntfStatusFactory();
-    bench.status->vrfIpIntfStatusIs("red", red);
-    bench.status->vrfIpIntfStatusIs("blue", vrfIpIntfStatusFactory());
-    EXPECT_EQ(bench.status->vrfIpIntfStatus("red"), red);
-    EXPECT_EQ(bench.status->vrfIpIntfStatus("green"), nullptr);
-    EXPECT_TRUE(bench.status->vrfIpIntfStatusHas("blue"));
-    EXPECT_FALSE(bench.status->vrfIpIntfStatusHas("green"));
-    EXPECT_THAT(bench.vrfs(), ElementsAre("red", "blue"));
-    EXPECT_THAT(bench.events,
+    fixture.status->vrfIpIntfStatusIs("red", red);
+    fixture.status->vrfIpIntfStatusIs("blue", vrfIpIntfStatusFactory());
+    EXPECT_EQ(fixture.status->vrfIpIntfStatus("red"), red);
+    EXPECT_EQ(fixture.status->vrfIpIntfStatus("green"), nullptr);
+    EXPECT_TRUE(fixture.status->vrfIpIntfStatusHas("blue"));
+    EXPECT_FALSE(fixture.status->vrfIpIntfStatusHas("green"));
+    EXPECT_THAT(fixture.vrfs(), ElementsAre("red", "blue"));
+    EXPECT_THAT(fixture.events,
                 ElementsAre("vrfIpIntfStatus red present", "vrfIpIntfStatus blue present"));
 }
 
 TEST(IpStatus, SettingTheSameStatusTellsNobodyAndAnotherOneReplacesIt) {
-    Bench bench;
+    Fixture fixture;
     auto const first = vrfIpIntfStatusFactory();
     auto const second = vrfIpIntfStatusFactory();
-    bench.status->vrfIpIntfStatusIs("red", first);
-    bench.events.clear();
-    bench.status->vrfIpIntfStatusIs("red", first);
-    EXPECT_THAT(bench.events, IsEmpty());
-    bench.status->vrfIpIntfStatusIs("red", second);
-    EXPECT_EQ(bench.status->vrfIpIntfStatus("red"), second);
-    EXPECT_THAT(bench.events, ElementsAre("vrfIpIntfStatus red present"));
+    fixture.status->vrfIpIntfStatusIs("red", first);
+    fixture.events.clear();
+    fixture.status->vrfIpIntfStatusIs("red", first);
+    EXPECT_THAT(fixture.events, IsEmpty());
+    fixture.status->vrfIpIntfStatusIs("red", second);
+    EXPECT_EQ(fixture.status->vrfIpIntfStatus("red"), second);
+    EXPECT_THAT(fixture.events, ElementsAre("vrfIpIntfStatus red present"));
 }
 
 TEST(IpStatus, SettingNullRemoves) {
-    Bench bench;
-    bench.status->vrfIpIntfStatusIs("red", vrfIpIntfStatusFactory());
-    bench.events.clear();
-    bench.status->vrfIpIntfStatusIs("red", nullptr);
-    bench.status->vrfIpIntfStatusIs("red", nullptr);
-    EXPECT_FALSE(bench.status->vrfIpIntfStatusHas("red"));
-    EXPECT_THAT(bench.events, ElementsAre("vrfIpIntfStatus red absent"));
+    Fixture fixture;
+    fixture.status->vrfIpIntfStatusIs("red", vrfIpIntfStatusFactory());
+    fixture.events.clear();
+    fixture.status->vrfIpIntfStatusIs("red", nullptr);
+    fixture.status->vrfIpIntfStatusIs("red", nullptr);
+    EXPECT_FALSE(fixture.status->vrfIpIntfStatusHas("red"));
+    EXPECT_THAT(fixture.events, ElementsAre("vrfIpIntfStatus red absent"));
 }
 
 TEST(IpStatus, RemovingReturnsWhatWasThereAndTellsOnlyThen) {
-    Bench bench;
+    Fixture fixture;
     auto const red = vrfIpIntfStatusFactory();
-    bench.status->vrfIpIntfStatusIs("red", red);
-    bench.events.clear();
-    EXPECT_EQ(bench.status->vrfIpIntfStatusDel("blue"), nullptr);
-    EXPECT_EQ(bench.status->vrfIpIntfStatusDel("red"), red);
-    EXPECT_EQ(bench.status->vrfIpIntfStatusDel("red"), nullptr);
-    EXPECT_THAT(bench.events, ElementsAre("vrfIpIntfStatus red absent"));
+    fixture.status->vrfIpIntfStatusIs("red", red);
+    fixture.events.clear();
+    EXPECT_EQ(fixture.status->vrfIpIntfStatusDel("blue"), nullptr);
+    EXPECT_EQ(fixture.status->vrfIpIntfStatusDel("red"), red);
+    EXPECT_EQ(fixture.status->vrfIpIntfStatusDel("red"), nullptr);
+    EXPECT_THAT(fixture.events, ElementsAre("vrfIpIntfStatus red absent"));
 }
 
 TEST(IpStatus, RemovingAllTellsEachVrf) {
-    Bench bench;
-    bench.status->vrfIpIntfStatusIs("red", vrfIpIntfStatusFactory());
-    bench.status->vrfIpIntfStatusIs("blue", vrfIpIntfStatusFactory());
-    bench.events.clear();
-    bench.status->vrfIpIntfStatusDelAll();
-    EXPECT_THAT(bench.vrfs(), IsEmpty());
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.status->vrfIpIntfStatusIs("red", vrfIpIntfStatusFactory());
+    fixture.status->vrfIpIntfStatusIs("blue", vrfIpIntfStatusFactory());
+    fixture.events.clear();
+    fixture.status->vrfIpIntfStatusDelAll();
+    EXPECT_THAT(fixture.vrfs(), IsEmpty());
+    EXPECT_THAT(fixture.events,
                 ElementsAre("vrfIpIntfStatus red absent", "vrfIpIntfStatus blue absent"));
 }
 

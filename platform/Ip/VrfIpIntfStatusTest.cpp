@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "testing/StatusRecorder.h"
+#include "TestKit/StatusRecorder.h"
 
 namespace Ip {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct Bench {
+struct Fixture {
     std::vector<std::string> intfIds() const {
         std::vector<std::string> texts;
         for (auto const& member : status->ipIntfStatus()) {
@@ -23,76 +23,76 @@ struct Bench {
     }
 
     Zin::Ptr<VrfIpIntfStatus> const status = vrfIpIntfStatusFactory();
-    Testing::Events events;
-    Testing::Recorder<VrfIpIntfStatus> recorder{status, events};
+    TestKit::Events events;
+    TestKit::Recorder<VrfIpIntfStatus> recorder{status, events};
 };
 
 TEST(VrfIpIntfStatus, HoldsEachStatusUnderItsOwnInterfaceInOrderOfJoining) {
-    Bench bench;
+    Fixture fixture;
     auto const second = ipIntfStatusFactory("Ethernet2");
-    bench.status->ipIntfStatusIs(second);
-    bench.status->ipIntfStatusIs(ipIntfStatusFactory("Ethernet1"));
-    EXPECT_EQ(bench.status->ipIntfStatus("Ethernet2"), second);
-    EXPECT_EQ(bench.status->ipIntfStatus("Ethernet3"), nullptr);
-    EXPECT_FALSE(bench.status->ipIntfStatusHas("Ethernet3"));
-    EXPECT_THAT(bench.intfIds(), ElementsAre("Ethernet2", "Ethernet1"));
-    EXPECT_THAT(bench.events,
+    fixture.status->ipIntfStatusIs(second);
+    fixture.status->ipIntfStatusIs(ipIntfStatusFactory("Ethernet1"));
+    EXPECT_EQ(fixture.status->ipIntfStatus("Ethernet2"), second);
+    EXPECT_EQ(fixture.status->ipIntfStatus("Ethernet3"), nullptr);
+    EXPECT_FALSE(fixture.status->ipIntfStatusHas("Ethernet3"));
+    EXPECT_THAT(fixture.intfIds(), ElementsAre("Ethernet2", "Ethernet1"));
+    EXPECT_THAT(fixture.events,
                 ElementsAre("ipIntfStatus Ethernet2 present", "ipIntfStatus Ethernet1 present"));
 }
 
 TEST(VrfIpIntfStatus, ReplacingAStatusIsTold) {
-    Bench bench;
+    Fixture fixture;
     auto const first = ipIntfStatusFactory("Ethernet1");
     auto const second = ipIntfStatusFactory("Ethernet1");
-    bench.status->ipIntfStatusIs(first);
-    bench.events.clear();
-    bench.status->ipIntfStatusIs(second);
-    EXPECT_EQ(bench.status->ipIntfStatus("Ethernet1"), second);
+    fixture.status->ipIntfStatusIs(first);
+    fixture.events.clear();
+    fixture.status->ipIntfStatusIs(second);
+    EXPECT_EQ(fixture.status->ipIntfStatus("Ethernet1"), second);
     EXPECT_EQ(first->referenceCount(), 1u);
-    EXPECT_THAT(bench.events, ElementsAre("ipIntfStatus Ethernet1 present"));
+    EXPECT_THAT(fixture.events, ElementsAre("ipIntfStatus Ethernet1 present"));
 }
 
 TEST(VrfIpIntfStatus, ANullStatusIsAnErrorAndChangesNothing) {
-    Bench bench;
+    Fixture fixture;
     try {
-        bench.status->ipIntfStatusIs(nullptr);
+        fixture.status->ipIntfStatusIs(nullptr);
         FAIL() << "took a null pointer";
     } catch (Zin::NullArgumentError const& error) {
         EXPECT_EQ(error.attribute(), "ipIntfStatus");
     }
-    EXPECT_THAT(bench.intfIds(), IsEmpty());
-    EXPECT_THAT(bench.events, IsEmpty());
+    EXPECT_THAT(fixture.intfIds(), IsEmpty());
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 TEST(VrfIpIntfStatus, RemovingReturnsWhatWasThereAndTellsOnlyThen) {
-    Bench bench;
+    Fixture fixture;
     auto const status = ipIntfStatusFactory("Ethernet1");
-    bench.status->ipIntfStatusIs(status);
-    bench.events.clear();
-    EXPECT_EQ(bench.status->ipIntfStatusDel("Ethernet2"), nullptr);
-    EXPECT_EQ(bench.status->ipIntfStatusDel(status->intfId()), status);
-    EXPECT_EQ(bench.status->ipIntfStatusDel("Ethernet1"), nullptr);
-    EXPECT_THAT(bench.events, ElementsAre("ipIntfStatus Ethernet1 absent"));
+    fixture.status->ipIntfStatusIs(status);
+    fixture.events.clear();
+    EXPECT_EQ(fixture.status->ipIntfStatusDel("Ethernet2"), nullptr);
+    EXPECT_EQ(fixture.status->ipIntfStatusDel(status->intfId()), status);
+    EXPECT_EQ(fixture.status->ipIntfStatusDel("Ethernet1"), nullptr);
+    EXPECT_THAT(fixture.events, ElementsAre("ipIntfStatus Ethernet1 absent"));
 }
 
 TEST(VrfIpIntfStatus, TheKeyOutlivesTheStatusThatItNames) {
-    Bench bench;
-    bench.status->ipIntfStatusIs(ipIntfStatusFactory("an-interface-with-quite-a-long-name"));
-    bench.events.clear();
-    bench.status->ipIntfStatusDel(
-        bench.status->ipIntfStatus("an-interface-with-quite-a-long-name")->intfId());
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.status->ipIntfStatusIs(ipIntfStatusFactory("an-interface-with-quite-a-long-name"));
+    fixture.events.clear();
+    fixture.status->ipIntfStatusDel(
+        fixture.status->ipIntfStatus("an-interface-with-quite-a-long-name")->intfId());
+    EXPECT_THAT(fixture.events,
                 ElementsAre("ipIntfStatus an-interface-with-quite-a-long-name absent"));
 }
 
 TEST(VrfIpIntfStatus, RemovingAllTellsEachInterface) {
-    Bench bench;
-    bench.status->ipIntfStatusIs(ipIntfStatusFactory("Ethernet2"));
-    bench.status->ipIntfStatusIs(ipIntfStatusFactory("Ethernet1"));
-    bench.events.clear();
-    bench.status->ipIntfStatusDelAll();
-    EXPECT_THAT(bench.intfIds(), IsEmpty());
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.status->ipIntfStatusIs(ipIntfStatusFactory("Ethernet2"));
+    fixture.status->ipIntfStatusIs(ipIntfStatusFactory("Ethernet1"));
+    fixture.events.clear();
+    fixture.status->ipIntfStatusDelAll();
+    EXPECT_THAT(fixture.intfIds(), IsEmpty());
+    EXPECT_THAT(fixture.events,
                 ElementsAre("ipIntfStatus Ethernet2 absent", "ipIntfStatus Ethernet1 absent"));
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "testing/StatusRecorder.h"
+#include "TestKit/StatusRecorder.h"
 
 namespace Ip6 {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct Bench {
+struct Fixture {
     std::vector<std::string> intfIds() const {
         std::vector<std::string> texts;
         for (auto const& member : status->intfStatus()) {
@@ -23,75 +23,76 @@ struct Bench {
     }
 
     Zin::Ptr<VrfIp6IntfStatus> const status = vrfIp6IntfStatusFactory();
-    Testing::Events events;
-    Testing::Recorder<VrfIp6IntfStatus> recorder{status, events};
+    TestKit::Events events;
+    TestKit::Recorder<VrfIp6IntfStatus> recorder{status, events};
 };
 
 TEST(VrfIp6IntfStatus, HoldsEachStatusUnderItsOwnInterfaceInOrderOfJoining) {
-    Bench bench;
+    Fixture fixture;
     auto const second = intfStatusFactory("Ethernet2");
-    bench.status->intfStatusIs(second);
-    bench.status->intfStatusIs(intfStatusFactory("Ethernet1"));
-    EXPECT_EQ(bench.status->intfStatus("Ethernet2"), second);
-    EXPECT_EQ(bench.status->intfStatus("Ethernet3"), nullptr);
-    EXPECT_FALSE(bench.status->intfStatusHas("Ethernet3"));
-    EXPECT_THAT(bench.intfIds(), ElementsAre("Ethernet2", "Ethernet1"));
-    EXPECT_THAT(bench.events,
+    fixture.status->intfStatusIs(second);
+    fixture.status->intfStatusIs(intfStatusFactory("Ethernet1"));
+    EXPECT_EQ(fixture.status->intfStatus("Ethernet2"), second);
+    EXPECT_EQ(fixture.status->intfStatus("Ethernet3"), nullptr);
+    EXPECT_FALSE(fixture.status->intfStatusHas("Ethernet3"));
+    EXPECT_THAT(fixture.intfIds(), ElementsAre("Ethernet2", "Ethernet1"));
+    EXPECT_THAT(fixture.events,
                 ElementsAre("intfStatus Ethernet2 present", "intfStatus Ethernet1 present"));
 }
 
 TEST(VrfIp6IntfStatus, ReplacingAStatusIsTold) {
-    Bench bench;
+    Fixture fixture;
     auto const first = intfStatusFactory("Ethernet1");
     auto const second = intfStatusFactory("Ethernet1");
-    bench.status->intfStatusIs(first);
-    bench.events.clear();
-    bench.status->intfStatusIs(second);
-    EXPECT_EQ(bench.status->intfStatus("Ethernet1"), second);
+    fixture.status->intfStatusIs(first);
+    fixture.events.clear();
+    fixture.status->intfStatusIs(second);
+    EXPECT_EQ(fixture.status->intfStatus("Ethernet1"), second);
     EXPECT_EQ(first->referenceCount(), 1u);
-    EXPECT_THAT(bench.events, ElementsAre("intfStatus Ethernet1 present"));
+    EXPECT_THAT(fixture.events, ElementsAre("intfStatus Ethernet1 present"));
 }
 
 TEST(VrfIp6IntfStatus, ANullStatusIsAnErrorAndChangesNothing) {
-    Bench bench;
+    Fixture fixture;
     try {
-        bench.status->intfStatusIs(nullptr);
+        fixture.status->intfStatusIs(nullptr);
         FAIL() << "took a null pointer";
     } catch (Zin::NullArgumentError const& error) {
         EXPECT_EQ(error.attribute(), "intfStatus");
     }
-    EXPECT_THAT(bench.intfIds(), IsEmpty());
-    EXPECT_THAT(bench.events, IsEmpty());
+    EXPECT_THAT(fixture.intfIds(), IsEmpty());
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 TEST(VrfIp6IntfStatus, RemovingReturnsWhatWasThereAndTellsOnlyThen) {
-    Bench bench;
+    Fixture fixture;
     auto const status = intfStatusFactory("Ethernet1");
-    bench.status->intfStatusIs(status);
-    bench.events.clear();
-    EXPECT_EQ(bench.status->intfStatusDel("Ethernet2"), nullptr);
-    EXPECT_EQ(bench.status->intfStatusDel(status->intfId()), status);
-    EXPECT_EQ(bench.status->intfStatusDel("Ethernet1"), nullptr);
-    EXPECT_THAT(bench.events, ElementsAre("intfStatus Ethernet1 absent"));
+    fixture.status->intfStatusIs(status);
+    fixture.events.clear();
+    EXPECT_EQ(fixture.status->intfStatusDel("Ethernet2"), nullptr);
+    EXPECT_EQ(fixture.status->intfStatusDel(status->intfId()), status);
+    EXPECT_EQ(fixture.status->intfStatusDel("Ethernet1"), nullptr);
+    EXPECT_THAT(fixture.events, ElementsAre("intfStatus Ethernet1 absent"));
 }
 
 TEST(VrfIp6IntfStatus, TheKeyOutlivesTheStatusThatItNames) {
-    Bench bench;
-    bench.status->intfStatusIs(intfStatusFactory("an-interface-with-quite-a-long-name"));
-    bench.events.clear();
-    bench.status->intfStatusDel(
-        bench.status->intfStatus("an-interface-with-quite-a-long-name")->intfId());
-    EXPECT_THAT(bench.events, ElementsAre("intfStatus an-interface-with-quite-a-long-name absent"));
+    Fixture fixture;
+    fixture.status->intfStatusIs(intfStatusFactory("an-interface-with-quite-a-long-name"));
+    fixture.events.clear();
+    fixture.status->intfStatusDel(
+        fixture.status->intfStatus("an-interface-with-quite-a-long-name")->intfId());
+    EXPECT_THAT(fixture.events,
+                ElementsAre("intfStatus an-interface-with-quite-a-long-name absent"));
 }
 
 TEST(VrfIp6IntfStatus, RemovingAllTellsEachInterface) {
-    Bench bench;
-    bench.status->intfStatusIs(intfStatusFactory("Ethernet2"));
-    bench.status->intfStatusIs(intfStatusFactory("Ethernet1"));
-    bench.events.clear();
-    bench.status->intfStatusDelAll();
-    EXPECT_THAT(bench.intfIds(), IsEmpty());
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.status->intfStatusIs(intfStatusFactory("Ethernet2"));
+    fixture.status->intfStatusIs(intfStatusFactory("Ethernet1"));
+    fixture.events.clear();
+    fixture.status->intfStatusDelAll();
+    EXPECT_THAT(fixture.intfIds(), IsEmpty());
+    EXPECT_THAT(fixture.events,
                 ElementsAre("intfStatus Ethernet2 absent", "intfStatus Ethernet1 absent"));
 }
 

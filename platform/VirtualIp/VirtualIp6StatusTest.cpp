@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "testing/StatusRecorder.h"
+#include "TestKit/StatusRecorder.h"
 
 namespace VirtualIp {
 namespace {
@@ -16,7 +16,7 @@ using testing::IsEmpty;
 VrfIpPair const red{"red", Nimb::Ip6Addr("2001:db8::1")};
 VrfIpPair const blue{"blue", Nimb::Ip6Addr("2001:db8::1")};
 
-struct Bench {
+struct Fixture {
     std::vector<std::string> keys() const {
         std::vector<std::string> texts;
         for (auto const& member : status->virtualIp6()) {
@@ -26,50 +26,50 @@ struct Bench {
     }
 
     Zin::Ptr<VirtualIp6Status> const status = virtualIp6StatusFactory();
-    Testing::Events events;
-    Testing::Recorder<VirtualIp6Status> recorder{status, events};
+    TestKit::Events events;
+    TestKit::Recorder<VirtualIp6Status> recorder{status, events};
 };
 
 TEST(VirtualIp6Status, HoldsTheAddressesOfAllVrfsInOrderOfJoining) {
-    Bench bench;
-    bench.status->virtualIp6Is(red);
-    bench.status->virtualIp6Is(blue);
-    EXPECT_TRUE(bench.status->virtualIp6Has(red));
-    EXPECT_FALSE(bench.status->virtualIp6Has({"red", Nimb::Ip6Addr("2001:db8::2")}));
-    EXPECT_THAT(bench.keys(), ElementsAre(red.toStrep(), blue.toStrep()));
+    Fixture fixture;
+    fixture.status->virtualIp6Is(red);
+    fixture.status->virtualIp6Is(blue);
+    EXPECT_TRUE(fixture.status->virtualIp6Has(red));
+    EXPECT_FALSE(fixture.status->virtualIp6Has({"red", Nimb::Ip6Addr("2001:db8::2")}));
+    EXPECT_THAT(fixture.keys(), ElementsAre(red.toStrep(), blue.toStrep()));
 }
 
 TEST(VirtualIp6Status, TellsTheAddressThatComesOrGoesOnce) {
-    Bench bench;
-    bench.status->virtualIp6Is(red);
-    bench.status->virtualIp6Is(red);
-    bench.status->virtualIp6Del(blue);
-    bench.status->virtualIp6Del(red);
-    bench.status->virtualIp6Del(red);
-    EXPECT_FALSE(bench.status->virtualIp6Has(red));
-    EXPECT_THAT(bench.events, ElementsAre("virtualIp6 vrfName=red;addr=2001:db8::1 present",
-                                          "virtualIp6 vrfName=red;addr=2001:db8::1 absent"));
+    Fixture fixture;
+    fixture.status->virtualIp6Is(red);
+    fixture.status->virtualIp6Is(red);
+    fixture.status->virtualIp6Del(blue);
+    fixture.status->virtualIp6Del(red);
+    fixture.status->virtualIp6Del(red);
+    EXPECT_FALSE(fixture.status->virtualIp6Has(red));
+    EXPECT_THAT(fixture.events, ElementsAre("virtualIp6 vrfName=red;addr=2001:db8::1 present",
+                                            "virtualIp6 vrfName=red;addr=2001:db8::1 absent"));
 }
 
 TEST(VirtualIp6Status, RemovingAllTellsEachAddress) {
-    Bench bench;
-    bench.status->virtualIp6Is(red);
-    bench.status->virtualIp6Is(blue);
-    bench.events.clear();
-    bench.status->virtualIp6DelAll();
-    EXPECT_THAT(bench.keys(), IsEmpty());
-    EXPECT_THAT(bench.events, ElementsAre("virtualIp6 vrfName=red;addr=2001:db8::1 absent",
-                                          "virtualIp6 vrfName=blue;addr=2001:db8::1 absent"));
+    Fixture fixture;
+    fixture.status->virtualIp6Is(red);
+    fixture.status->virtualIp6Is(blue);
+    fixture.events.clear();
+    fixture.status->virtualIp6DelAll();
+    EXPECT_THAT(fixture.keys(), IsEmpty());
+    EXPECT_THAT(fixture.events, ElementsAre("virtualIp6 vrfName=red;addr=2001:db8::1 absent",
+                                            "virtualIp6 vrfName=blue;addr=2001:db8::1 absent"));
 }
 
 TEST(VirtualIp6Status, RemovingAllUnobservedEmptiesTheSet) {
-    Bench bench;
-    bench.status->virtualIp6Is(red);
-    bench.recorder.notifierIs(nullptr);
-    bench.events.clear();
-    bench.status->virtualIp6DelAll();
-    EXPECT_THAT(bench.keys(), IsEmpty());
-    EXPECT_THAT(bench.events, IsEmpty());
+    Fixture fixture;
+    fixture.status->virtualIp6Is(red);
+    fixture.recorder.notifierIs(nullptr);
+    fixture.events.clear();
+    fixture.status->virtualIp6DelAll();
+    EXPECT_THAT(fixture.keys(), IsEmpty());
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "testing/StatusRecorder.h"
+#include "TestKit/StatusRecorder.h"
 
 namespace VirtualIp {
 namespace {
@@ -16,7 +16,7 @@ using testing::IsEmpty;
 VrfIpWithMaskPair const red{"red", Nimb::IpAddrWithMask("10.0.0.1/24")};
 VrfIpWithMaskPair const blue{"blue", Nimb::IpAddrWithMask("10.0.0.1/24")};
 
-struct Bench {
+struct Fixture {
     std::vector<std::string> keys() const {
         std::vector<std::string> texts;
         for (auto const& member : status->virtualIp()) {
@@ -26,51 +26,52 @@ struct Bench {
     }
 
     Zin::Ptr<VirtualIpStatus> const status = virtualIpStatusFactory();
-    Testing::Events events;
-    Testing::Recorder<VirtualIpStatus> recorder{status, events};
+    TestKit::Events events;
+    TestKit::Recorder<VirtualIpStatus> recorder{status, events};
 };
 
 TEST(VirtualIpStatus, HoldsTheAddressesOfAllVrfsInOrderOfJoining) {
-    Bench bench;
-    bench.status->virtualIpIs(red);
-    bench.status->virtualIpIs(blue);
-    EXPECT_TRUE(bench.status->virtualIpHas(red));
-    EXPECT_FALSE(bench.status->virtualIpHas({"red", Nimb::IpAddrWithMask("10.0.0.1/25")}));
-    EXPECT_THAT(bench.keys(), ElementsAre(red.toStrep(), blue.toStrep()));
+    Fixture fixture;
+    fixture.status->virtualIpIs(red);
+    fixture.status->virtualIpIs(blue);
+    EXPECT_TRUE(fixture.status->virtualIpHas(red));
+    EXPECT_FALSE(fixture.status->virtualIpHas({"red", Nimb::IpAddrWithMask("10.0.0.1/25")}));
+    EXPECT_THAT(fixture.keys(), ElementsAre(red.toStrep(), blue.toStrep()));
 }
 
 TEST(VirtualIpStatus, TellsTheAddressThatComesOrGoesOnce) {
-    Bench bench;
-    bench.status->virtualIpIs(red);
-    bench.status->virtualIpIs(red);
-    bench.status->virtualIpDel(blue);
-    bench.status->virtualIpDel(red);
-    bench.status->virtualIpDel(red);
-    EXPECT_FALSE(bench.status->virtualIpHas(red));
-    EXPECT_THAT(bench.events, ElementsAre("virtualIp vrfName=red;addrWithMask=10.0.0.1/24 present",
-                                          "virtualIp vrfName=red;addrWithMask=10.0.0.1/24 absent"));
+    Fixture fixture;
+    fixture.status->virtualIpIs(red);
+    fixture.status->virtualIpIs(red);
+    fixture.status->virtualIpDel(blue);
+    fixture.status->virtualIpDel(red);
+    fixture.status->virtualIpDel(red);
+    EXPECT_FALSE(fixture.status->virtualIpHas(red));
+    EXPECT_THAT(fixture.events,
+                ElementsAre("virtualIp vrfName=red;addrWithMask=10.0.0.1/24 present",
+                            "virtualIp vrfName=red;addrWithMask=10.0.0.1/24 absent"));
 }
 
 TEST(VirtualIpStatus, RemovingAllTellsEachAddress) {
-    Bench bench;
-    bench.status->virtualIpIs(red);
-    bench.status->virtualIpIs(blue);
-    bench.events.clear();
-    bench.status->virtualIpDelAll();
-    EXPECT_THAT(bench.keys(), IsEmpty());
-    EXPECT_THAT(bench.events,
+    Fixture fixture;
+    fixture.status->virtualIpIs(red);
+    fixture.status->virtualIpIs(blue);
+    fixture.events.clear();
+    fixture.status->virtualIpDelAll();
+    EXPECT_THAT(fixture.keys(), IsEmpty());
+    EXPECT_THAT(fixture.events,
                 ElementsAre("virtualIp vrfName=red;addrWithMask=10.0.0.1/24 absent",
                             "virtualIp vrfName=blue;addrWithMask=10.0.0.1/24 absent"));
 }
 
 TEST(VirtualIpStatus, RemovingAllUnobservedEmptiesTheSet) {
-    Bench bench;
-    bench.status->virtualIpIs(red);
-    bench.recorder.notifierIs(nullptr);
-    bench.events.clear();
-    bench.status->virtualIpDelAll();
-    EXPECT_THAT(bench.keys(), IsEmpty());
-    EXPECT_THAT(bench.events, IsEmpty());
+    Fixture fixture;
+    fixture.status->virtualIpIs(red);
+    fixture.recorder.notifierIs(nullptr);
+    fixture.events.clear();
+    fixture.status->virtualIpDelAll();
+    EXPECT_THAT(fixture.keys(), IsEmpty());
+    EXPECT_THAT(fixture.events, IsEmpty());
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ struct AttributeRecord {
     std::string type;
     // For an attribute that a machine reacts to: handles every element of it anew, as after a
     // start. Empty for the others. The entity must be of the type that the record belongs to.
-    void (*handleAll)(Entity& owner) = nullptr;
+    void (*handleAgain)(Entity& owner) = nullptr;
 };
 
 struct TypeRecord {

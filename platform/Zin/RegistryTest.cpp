@@ -51,7 +51,7 @@ TEST(Registry, FindsATypeAndItsAttributesByName) {
     EXPECT_EQ(type->name, "Birds::Heron");
     ASSERT_NE(type->attribute("age"), nullptr);
     EXPECT_EQ(type->attribute("age")->type, "U32");
-    EXPECT_EQ(type->attribute("age")->handleAll, nullptr);
+    EXPECT_EQ(type->attribute("age")->handleAgain, nullptr);
     EXPECT_EQ(type->attribute("colour"), nullptr);
     EXPECT_EQ(registeredType("Heron"), nullptr);
 }
@@ -64,7 +64,7 @@ TEST(Registry, LetsAnAttributeBeHandledAnewByItsName) {
     TestLife life;
     Ptr<TestProbe> const probe = make<TestProbe>(life);
 
-    registeredType("Zin::TestProbe")->attribute("self")->handleAll(*probe);
+    registeredType("Zin::TestProbe")->attribute("self")->handleAgain(*probe);
 
     EXPECT_EQ(life.tornDown, 1);
 }

@@ -61,7 +61,7 @@ std::string difference(std::string_view name, Items const& within, Items const& 
 Tables tablesOf(Routing::Router const& router) {
     Tables tables;
     auto const table = router.table(RandomStatus::vrf);
-    auto const reference = [&](IpLib::IntfAddrVrfTable::Row const& row) {
+    auto const reference = [&](IpLib::IntfAddrVrfTable::RowPtr const& row) {
         return Tables::Reference{row->content(), table->intfAddrEntry(row->content()) == row};
     };
     for (auto const& member : table->intfAddrEntry()) {

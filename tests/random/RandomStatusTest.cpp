@@ -40,8 +40,8 @@ Tuning anyTuning() {
             *rc::gen::element(0u, 1u, 2u)};
 }
 
-struct Bench {
-    explicit Bench(Tuning const& tuning)
+struct Fixture {
+    explicit Fixture(Tuning const& tuning)
         : router({.intfCleanupDelay = tuning.cleanupDelay,
                   .deferredIntfAddDelay = tuning.deferredDelay},
                  clock, std::make_unique<Velk::EveryNth>(tuning.yieldEvery)) {
@@ -69,22 +69,22 @@ Outcome outcomeOf(Step&& step) {
 
 RC_GTEST_PROP(RandomStatus, InterfacesThatKeepApartHaveTheRowsOfTheirStatusInTheEnd,
               (Changes const& changes)) {
-    Bench bench(anyTuning());
+    Fixture fixture(anyTuning());
 
     for (auto const& change : changes) {
-        apply(change, Plan::disjoint, bench.router, *bench.clock);
+        apply(change, Plan::disjoint, fixture.router, *fixture.clock);
     }
-    advance(10.0, bench.router, *bench.clock);
+    advance(10.0, fixture.router, *fixture.clock);
 
-    if (bench.router.tables()->intfAddrVrfTableHas(vrf)) {
-        auto const expected = expectedRows(bench.router);
-        RC_ASSERT(rows(bench.router) == expected);
-        RC_ASSERT(indexedRows(bench.router) == expected);
-        RC_ASSERT(setRows(bench.router) == expectedSetRows(bench.router));
-        RC_ASSERT(std::ranges::includes(expectedDeprecatedRows(bench.router),
-                                        deprecatedSetRows(bench.router)));
-        RC_ASSERT(linkLocals(bench.router) == expectedLinkLocals(bench.router));
-        RC_ASSERT(bench.router.deferredAddrs(vrf).empty());
+    if (fixture.router.tables()->intfAddrVrfTableHas(vrf)) {
+        auto const expected = expectedRows(fixture.router);
+        RC_ASSERT(rows(fixture.router) == expected);
+        RC_ASSERT(indexedRows(fixture.router) == expected);
+        RC_ASSERT(setRows(fixture.router) == expectedSetRows(fixture.router));
+        RC_ASSERT(std::ranges::includes(expectedDeprecatedRows(fixture.router),
+                                        deprecatedSetRows(fixture.router)));
+        RC_ASSERT(linkLocals(fixture.router) == expectedLinkLocals(fixture.router));
+        RC_ASSERT(fixture.router.deferredAddrs(vrf).empty());
     }
 }
 
@@ -96,18 +96,19 @@ RC_GTEST_PROP(RandomStatus, InterfacesThatFightForAddressesLeaveNothingBroken,
     Pell::ThrowOnAssertion const throwing;
     std::size_t applied = 0;
     outcomeOf([&] {
-        auto bench = std::make_unique<Bench>(anyTuning());
+        auto fixture = std::make_unique<Fixture>(anyTuning());
         for (auto const& change : changes) {
             auto const outcome =
-                outcomeOf([&] { apply(change, Plan::shared, bench->router, *bench->clock); });
+                outcomeOf([&] { apply(change, Plan::shared, fixture->router, *fixture->clock); });
             if (outcome == Outcome::assertionFailed &&
-                outcomeOf([&] { bench->router.tableAdd(vrf); }) == Outcome::fine) {
-                RC_ASSERT(std::ranges::includes(expectedRows(bench->router), rows(bench->router)));
+                outcomeOf([&] { fixture->router.tableAdd(vrf); }) == Outcome::fine) {
+                RC_ASSERT(
+                    std::ranges::includes(expectedRows(fixture->router), rows(fixture->router)));
             }
             ++applied;
         }
         Zin::Turn const turn;
-        bench = nullptr;
+        fixture = nullptr;
     });
     RC_ASSERT(applied == changes.size());
 }

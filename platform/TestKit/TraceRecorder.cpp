@@ -1,10 +1,10 @@
-#include "testing/TraceRecorder.h"
+#include "TestKit/TraceRecorder.h"
 
 #include <fmt/format.h>
 
 #include <utility>
 
-namespace Testing {
+namespace TestKit {
 
 TraceRecorder::TraceRecorder(std::string className, int level)
     : className_(std::move(className)),
@@ -26,4 +26,4 @@ void TraceRecorder::trace(Pell::Trace const& trace) {
     messages_.push_back(std::move(line));
 }
 
-}  // namespace Testing
+}  // namespace TestKit

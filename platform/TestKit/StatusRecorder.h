@@ -4,11 +4,11 @@
 #include "Interface/DeviceIntfStatusDir.h"
 #include "Ip/Status.h"
 #include "Ip6/Status.h"
+#include "TestKit/Recorder.h"
 #include "VirtualIp/VirtualIp6Status.h"
 #include "VirtualIp/VirtualIpStatus.h"
-#include "testing/Recorder.h"
 
-namespace Testing {
+namespace TestKit {
 
 template <>
 class Recorder<Ip::IpIntfStatus> final : public RecorderOf<Ip::IpIntfStatus> {
@@ -121,4 +121,4 @@ private:
     }
 };
 
-}  // namespace Testing
+}  // namespace TestKit

@@ -8,7 +8,7 @@
 
 #include "Pell/Trace.h"
 
-namespace Testing {
+namespace TestKit {
 
 class TraceRecorder final : public Pell::Sink {
 public:
@@ -31,4 +31,4 @@ private:
     std::vector<std::string> messages_;
 };
 
-}  // namespace Testing
+}  // namespace TestKit

@@ -1,4 +1,4 @@
-#include "Zin/HandleAll.h"
+#include "Zin/ForEachKey.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,9 +14,9 @@ namespace {
 
 using testing::ElementsAre;
 
-class HandleAll : public testing::Test {
+class ForEachKey : public testing::Test {
 protected:
-    HandleAll() {
+    ForEachKey() {
         for (int const key : {1, 2, 3}) {
             map_->emplace(key, 0);
         }
@@ -26,13 +26,13 @@ protected:
     std::vector<int> handled_;
 };
 
-TEST_F(HandleAll, HandlesEveryMemberInTheOrderOfTheCollection) {
-    handleAll(*map_, [&](int key) { handled_.push_back(key); });
+TEST_F(ForEachKey, HandlesEveryMemberInTheOrderOfTheCollection) {
+    forEachKey(*map_, [&](int key) { handled_.push_back(key); });
     EXPECT_THAT(handled_, ElementsAre(1, 2, 3));
 }
 
-TEST_F(HandleAll, HandlesMembersThatAreAddedMeanwhileAndNoneThatHaveLeft) {
-    handleAll(*map_, [&](int key) {
+TEST_F(ForEachKey, HandlesMembersThatAreAddedMeanwhileAndNoneThatHaveLeft) {
+    forEachKey(*map_, [&](int key) {
         handled_.push_back(key);
         if (key == 1) {
             map_->erase(1);
@@ -43,15 +43,15 @@ TEST_F(HandleAll, HandlesMembersThatAreAddedMeanwhileAndNoneThatHaveLeft) {
     EXPECT_THAT(handled_, ElementsAre(1, 3, 4));
 }
 
-TEST_F(HandleAll, EndsWhereTheCollectionGoesAway) {
-    handleAll(*map_, [&](int key) {
+TEST_F(ForEachKey, EndsWhereTheCollectionGoesAway) {
+    forEachKey(*map_, [&](int key) {
         map_.reset();
         handled_.push_back(key);
     });
     EXPECT_THAT(handled_, ElementsAre(1));
 }
 
-TEST_F(HandleAll, HandlesTheOthersWhereOneFailsAndThenTellsTheCaller) {
+TEST_F(ForEachKey, HandlesTheOthersWhereOneFailsAndThenTellsTheCaller) {
     auto const handle = [&](int key) {
         handled_.push_back(key);
         if (key != 3) {
@@ -60,7 +60,7 @@ TEST_F(HandleAll, HandlesTheOthersWhereOneFailsAndThenTellsTheCaller) {
     };
 
     try {
-        handleAll(*map_, handle);
+        forEachKey(*map_, handle);
         FAIL() << "nobody was told of the failure";
     } catch (std::runtime_error const& error) {
         EXPECT_STREQ(error.what(), "1");

@@ -7,7 +7,7 @@
 #include "Velk/Advance.h"
 #include "Zin/Clock.h"
 
-namespace Testing {
+namespace TestKit {
 
 class VirtualTime {
 public:
@@ -28,4 +28,4 @@ private:
     Zin::Ptr<Velk::TaskScheduler> const scheduler_;
 };
 
-}  // namespace Testing
+}  // namespace TestKit

@@ -1,10 +1,10 @@
-#include "testing/Recorder.h"
+#include "TestKit/Recorder.h"
 
 #include <gmock/gmock.h>
 
-#include "testing/StatusRecorder.h"
+#include "TestKit/StatusRecorder.h"
 
-namespace Testing {
+namespace TestKit {
 namespace {
 
 using testing::ElementsAre;
@@ -34,4 +34,4 @@ TEST(Recorder, HearsNothingAfterItsEnd) {
 }
 
 }  // namespace
-}  // namespace Testing
+}  // namespace TestKit

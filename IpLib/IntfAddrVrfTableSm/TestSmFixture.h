@@ -1,9 +1,9 @@
 // For the tests of the machines of one VRF: published status, kernel directory, virtual time, table
 // and machine, wired together; short ways to publish; and what came of it as short sorted texts.
 //
-//     SmBench bench;
-//     bench.ip("Ethernet1", "10.0.0.1/24");
-//     EXPECT_THAT(bench.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+//     SmFixture fixture;
+//     fixture.ip("Ethernet1", "10.0.0.1/24");
+//     EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
 //
 // An interface is in the kernel's directory from its first mention, unless it was taken out of it.
 // A failed assertion throws.
@@ -20,20 +20,20 @@
 #include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "IpLib/IntfAddrVrfTableTypes/TestRecorders.h"
 #include "Pell/Assertion.h"
+#include "TestKit/TraceRecorder.h"
+#include "TestKit/VirtualTime.h"
 #include "Tremlog/Ring.h"
-#include "testing/TraceRecorder.h"
-#include "testing/VirtualTime.h"
 
-namespace Testing {
+namespace TestKit {
 
 using Texts = std::vector<std::string>;
 
-class SmBench {
+class SmFixture {
 public:
     using Config = IpLib::IntfAddrVrfTableSmConfig;
 
     // Within one run of a task every `yieldEvery`-th question whether to yield is answered yes.
-    explicit SmBench(Config const& smConfig = {}, std::uint32_t yieldEvery = 0)
+    explicit SmFixture(Config const& smConfig = {}, std::uint32_t yieldEvery = 0)
         : config(smConfig), time(yieldEvery) {
         Tremlog::clear();
         table->vrfIpIntfStatusIs(vrfIp);
@@ -42,7 +42,7 @@ public:
         clear();
     }
 
-    // The machine. The bench makes one; this one takes its place.
+    // The machine. The fixture makes one; this one takes its place.
     void smIs() {
         sm = IpLib::intfAddrVrfTableSmFactory("blue", Nimb::NamespaceName("ns-blue"), config,
                                               time.scheduler(), virtualIp, virtualIp6, kernel,
@@ -204,4 +204,4 @@ private:
     std::vector<Nimb::IntfId> mentioned_;
 };
 
-}  // namespace Testing
+}  // namespace TestKit

@@ -4,8 +4,8 @@
 // notification: the attribute, the key, and what the observer finds under it at that moment.
 // Several recorders may share one list, which then shows the order among their entities too.
 //
-//     Testing::Events events;
-//     Testing::Recorder<Ip::IpIntfStatus> const recorder(status, events);
+//     TestKit::Events events;
+//     TestKit::Recorder<Ip::IpIntfStatus> const recorder(status, events);
 //     status->activeAddrWithMaskIs(addr);
 //     EXPECT_THAT(events, ElementsAre("activeAddrWithMask 10.0.0.1/24"));
 //
@@ -21,7 +21,7 @@
 
 #include "Zin/Notifiee.h"
 
-namespace Testing {
+namespace TestKit {
 
 using Events = std::vector<std::string>;
 
@@ -50,4 +50,4 @@ private:
     Events& events_;
 };
 
-}  // namespace Testing
+}  // namespace TestKit

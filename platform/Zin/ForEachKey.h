@@ -8,7 +8,7 @@
 namespace Zin {
 
 template <class Map, class Handle>
-void handleAll(Map const& map, Handle&& handle) {
+void forEachKey(Map const& map, Handle&& handle) {
     Turn turn;
     for (auto const& member : map) {
         auto const key = member.key;

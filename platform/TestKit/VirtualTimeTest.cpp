@@ -1,4 +1,4 @@
-#include "testing/VirtualTime.h"
+#include "TestKit/VirtualTime.h"
 
 #include <gmock/gmock.h>
 
@@ -8,7 +8,7 @@
 
 #include "Velk/TimerTask.h"
 
-namespace Testing {
+namespace TestKit {
 namespace {
 
 using testing::ElementsAre;
@@ -70,4 +70,4 @@ TEST(VirtualTime, TellsEveryNthQuestionOfARunToYield) {
 }
 
 }  // namespace
-}  // namespace Testing
+}  // namespace TestKit

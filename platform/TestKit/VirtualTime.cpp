@@ -1,12 +1,12 @@
-#include "testing/VirtualTime.h"
+#include "TestKit/VirtualTime.h"
 
 #include <memory>
 
-namespace Testing {
+namespace TestKit {
 
 VirtualTime::VirtualTime(std::uint32_t yieldEvery)
     : clock_(Zin::make<Zin::VirtualClock>()),
       scheduler_(Velk::taskSchedulerFactory(clock_, std::make_unique<Velk::EveryNth>(yieldEvery))) {
 }
 
-}  // namespace Testing
+}  // namespace TestKit

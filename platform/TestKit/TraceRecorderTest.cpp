@@ -1,8 +1,8 @@
-#include "testing/TraceRecorder.h"
+#include "TestKit/TraceRecorder.h"
 
 #include <gmock/gmock.h>
 
-namespace Testing {
+namespace TestKit {
 namespace {
 
 using testing::ElementsAre;
@@ -63,4 +63,4 @@ TEST(TraceRecorder, LeavesTracesOffWhereTheyWereOff) {
 }
 
 }  // namespace
-}  // namespace Testing
+}  // namespace TestKit

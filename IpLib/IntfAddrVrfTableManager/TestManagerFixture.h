@@ -1,11 +1,11 @@
 // For the tests of the managers: the published status of a router, its directory of tables, virtual
 // time, and the manager that runs it all; short ways to publish.
 //
-//     ManagerBench bench;
-//     bench.vrfIs("red");
-//     bench.managerIs();
-//     bench.ip("red", "Ethernet1", "10.0.0.1/24");
-//     EXPECT_THAT(bench.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
+//     ManagerFixture fixture;
+//     fixture.vrfIs("red");
+//     fixture.managerIs();
+//     fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+//     EXPECT_THAT(fixture.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
 //
 // The kernel has every interface that is mentioned.
 #pragma once
@@ -22,9 +22,9 @@
 
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
-#include "testing/VirtualTime.h"
+#include "TestKit/VirtualTime.h"
 
-namespace Testing {
+namespace TestKit {
 
 using Texts = std::vector<std::string>;
 
@@ -51,11 +51,11 @@ inline void expectConsistent(IpLib::IntfAddrVrfTable const& table) {
     EXPECT_EQ(rows, indexed);
 }
 
-class ManagerBench {
+class ManagerFixture {
 public:
     using Config = IpLib::IntfAddrVrfTableSmConfig;
 
-    explicit ManagerBench(Config const& smConfig = {}, std::uint32_t yieldEvery = 0)
+    explicit ManagerFixture(Config const& smConfig = {}, std::uint32_t yieldEvery = 0)
         : config(smConfig), time(yieldEvery) {}
 
     void managerIs() {
@@ -128,4 +128,4 @@ private:
     }
 };
 
-}  // namespace Testing
+}  // namespace TestKit
