@@ -82,7 +82,7 @@ function(iplib_together result)
     list(SUBLIST files 0 ${IPLIB_TOGETHER} batch)
     list(REMOVE_ITEM files ${batch})
     set(joined ${CMAKE_CURRENT_BINARY_DIR}/Tests${number}.cpp)
-    add_custom_command(OUTPUT ${joined} COMMENT "" VERBATIM
+    add_custom_command(OUTPUT ${joined} COMMENT "Joining tests in ${joined}" VERBATIM
       COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/cmake/join-tests ${joined} ${batch}
       DEPENDS ${batch} ${PROJECT_SOURCE_DIR}/cmake/join-tests)
     list(APPEND sources ${joined})
