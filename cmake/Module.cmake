@@ -8,8 +8,10 @@
 # FOLDER is the folder as it is written in #include lines. *Test.cpp become the test program
 # <NAME>_test; every other *.cpp goes into the module, except main.cpp, which is a program's own.
 # THREADS: its tests use threads, so they run under ThreadSanitizer too.
+# APART: files that cannot be compiled together with others of the folder (see IPLIB_TOGETHER): those
+# whose unnamed namespace is used outside of it, or has a function that others find by its argument.
 function(iplib_module)
-  cmake_parse_arguments(ARG "THREADS" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "THREADS" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS;APART" ${ARGN})
   set(include_root ${CMAKE_BINARY_DIR}/include/${ARG_NAME})
   get_filename_component(parent ${include_root}/${ARG_FOLDER} DIRECTORY)
   file(MAKE_DIRECTORY ${parent})
@@ -35,6 +37,12 @@ function(iplib_module)
     set(reach INTERFACE)
   endif()
   target_include_directories(${ARG_NAME} ${reach} ${include_root})
+  if(IPLIB_TOGETHER)
+    # Each source has a registration of its types, which may keep the name that it has.
+    set_target_properties(${ARG_NAME} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${IPLIB_TOGETHER}
+      UNITY_BUILD_UNIQUE_ID registration)
+    set_source_files_properties(${ARG_APART} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  endif()
   if(IPLIB_COVERAGE)
     # What was executed is reported of the headers where they are, not of the links to them.
     target_compile_options(${ARG_NAME} ${reach}
@@ -45,11 +53,40 @@ function(iplib_module)
     set(tests "")
   endif()
   if(BUILD_TESTING AND tests)
+    list(TRANSFORM ARG_APART PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE apart)
+    list(REMOVE_ITEM tests ${apart})
+    iplib_together(tests ${tests})
+    list(APPEND tests ${apart})
     add_executable(${ARG_NAME}_test ${tests})
     target_link_libraries(${ARG_NAME}_test PRIVATE ${ARG_NAME} ${ARG_TEST_DEPENDS} GTest::gmock_main iplib_options)
     # Full optimisation of tests takes its time. It is left to what is shipped and measured: templates
     # are fully optimised where the modules and the benchmarks use them.
     target_compile_options(${ARG_NAME}_test PRIVATE $<$<CONFIG:Release>:-O1>)
-    add_test(NAME ${ARG_NAME} COMMAND ${ARG_NAME}_test)
+    iplib_test(${ARG_NAME} ${ARG_NAME}_test)
   endif()
+endfunction()
+
+# Adds a test that runs the command that follows its name. What hangs is stopped, after a minute where
+# the build does not say otherwise; a test that needs longer sets its own TIMEOUT.
+function(iplib_test name)
+  add_test(NAME ${name} COMMAND ${ARGN})
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${IPLIB_TEST_TIMEOUT})
+endfunction()
+
+# Replaces a list of tests by fewer sources that hold them all: see IPLIB_TOGETHER.
+function(iplib_together result)
+  set(sources "")
+  set(number 0)
+  set(files ${ARGN})
+  while(files AND IPLIB_TOGETHER)
+    list(SUBLIST files 0 ${IPLIB_TOGETHER} batch)
+    list(REMOVE_ITEM files ${batch})
+    set(joined ${CMAKE_CURRENT_BINARY_DIR}/Tests${number}.cpp)
+    add_custom_command(OUTPUT ${joined} COMMENT "Joining tests in ${joined}" VERBATIM
+      COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/cmake/join-tests ${joined} ${batch}
+      DEPENDS ${batch} ${PROJECT_SOURCE_DIR}/cmake/join-tests)
+    list(APPEND sources ${joined})
+    math(EXPR number "${number} + 1")
+  endwhile()
+  set(${result} ${sources} ${files} PARENT_SCOPE)
 endfunction()

@@ -7,9 +7,15 @@ set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to
 set(IPLIB_MODEL_SCENARIOS 2000 CACHE STRING "Random scenarios that are replayed and compared with the model")
 set(IPLIB_NESTED_LISTS 20000 CACHE STRING "Random lists of changes that an observer makes within a notification")
 
+set(IPLIB_TEST_TIMEOUT 60 CACHE STRING "Seconds after which a test that does not end has failed")
+
 # What is slow or special to build may bring only the tests that need it, and of the library only what
 # those need.
 set(IPLIB_UNIT_TESTS all CACHE STRING "Which unit tests to build: all, threads (those that use some) or none")
+
+# Most of the time of a build goes into what many files include and instantiate. 0 compiles each file
+# by itself.
+set(IPLIB_TOGETHER 10 CACHE STRING "How many files of a folder are compiled as one, at most")
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release)
@@ -17,6 +23,11 @@ endif()
 
 add_library(iplib_options INTERFACE)
 target_compile_options(iplib_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+if(IPLIB_TOGETHER)
+  # clang would take a variable of one file's unnamed namespace for shadowed by another file's
+  # parameter. scripts/check-includes warns, a file at a time.
+  target_compile_options(iplib_options INTERFACE $<$<CXX_COMPILER_ID:Clang>:-Wno-shadow>)
+endif()
 if(IPLIB_SANITIZE)
   add_compile_options(-fsanitize=${IPLIB_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${IPLIB_SANITIZE})
