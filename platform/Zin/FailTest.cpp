@@ -44,8 +44,8 @@ TEST_F(Failing, SaysWhatAnyExceptionSaysOfItself) {
 }
 
 TEST_F(Failing, OfAWalkIsToldToTheHandlerAndLeavesTheCollectionAsItIs) {
-    HashMap2018<Number, int> map(0);
-    map.emplace(Number{1}, 1);
+    HashMap2018<TestNumber, int> map(0);
+    map.emplace(TestNumber{1}, 1);
     auto walk = map.begin();
     ++walk;
     try {
@@ -57,7 +57,7 @@ TEST_F(Failing, OfAWalkIsToldToTheHandlerAndLeavesTheCollectionAsItIs) {
                      "Walk::operator++: assertion 'iter_' failed: a walk goes on past its end");
     }
     EXPECT_THROW(*walk, AssertionError);
-    map.emplace(Number{2}, 2);
+    map.emplace(TestNumber{2}, 2);
     EXPECT_EQ(map.size(), 2u);
 }
 

@@ -20,8 +20,8 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using Map = HashMap2018<Number, std::string>;
-using Set = HashSet2018<Number>;
+using Map = HashMap2018<TestNumber, std::string>;
+using Set = HashSet2018<TestNumber>;
 
 // Calls back, and may throw, when it goes; as the last pointer to an entity does.
 class Last {
@@ -42,7 +42,7 @@ public:
 private:
     std::function<void()> whenGone_;
 };
-using LastMap = HashMap2018<Number, Last>;
+using LastMap = HashMap2018<TestNumber, Last>;
 
 std::unique_ptr<Map> mapOf(std::initializer_list<int> numbers) {
     auto map = std::make_unique<Map>(1);
@@ -100,7 +100,7 @@ TEST(HashMap2018, TheOrderDoesNotDependOnTheSeed) {
 }
 
 TEST(HashMap2018, TakingMovesTheValueOut) {
-    HashMap2018<Number, std::unique_ptr<int>> map(1);
+    HashMap2018<TestNumber, std::unique_ptr<int>> map(1);
     map.emplace({1}, std::make_unique<int>(7));
     EXPECT_EQ(*map.take({1}), 7);
     EXPECT_EQ(map.take({1}), nullptr);
@@ -244,7 +244,7 @@ TEST(HashMap2018, AValueIsOutOfTheMapBeforeItGoes) {
 }
 
 TEST(HashMap2018, AReplacedValueGoesWhenItsSuccessorIsInPlace) {
-    HashMap2018<Number, std::pair<int, Last>> map(1);
+    HashMap2018<TestNumber, std::pair<int, Last>> map(1);
     int seen = 0;
     map.emplace({1}, 10, Last([&] { seen = map.find({1})->first; }));
     map.insertOrAssign({1}, {11, Last()});
@@ -338,7 +338,7 @@ TEST(HashMap2018, GivesItsMemoryBackWhenItsLastMemberIsErased) {
 TEST(HashMap2018, HoldsItsMembersThroughGrowingShrinkingAndGrowingAgain) {
     std::size_t const before = TestMemory::blocks;
     {
-        HashMap2018<Number, int> map(1);
+        HashMap2018<TestNumber, int> map(1);
         for (int round = 0; round < 3; ++round) {
             for (int number = 0; number < 2000; ++number) {
                 ASSERT_TRUE(map.emplace({number}, number + round).inserted);
@@ -349,8 +349,8 @@ TEST(HashMap2018, HoldsItsMembersThroughGrowingShrinkingAndGrowingAgain) {
             }
             // Down to a few, from the front and from the back, so that free places are of all ages.
             for (int number = 0; number < 1000 - round; ++number) {
-                ASSERT_TRUE(map.erase(Number{number}));
-                ASSERT_TRUE(map.erase(Number{1999 - number}));
+                ASSERT_TRUE(map.erase(TestNumber{number}));
+                ASSERT_TRUE(map.erase(TestNumber{1999 - number}));
             }
             for (int number = 0; number < 2000; ++number) {
                 ASSERT_EQ(map.contains({number}), number >= 1000 - round && number < 1000 + round);
@@ -364,13 +364,13 @@ TEST(HashMap2018, HoldsItsMembersThroughGrowingShrinkingAndGrowingAgain) {
 }
 
 TEST(HashMap2018, TakesNoMoreMemoryForMembersThatComeInThePlaceOfOthers) {
-    HashMap2018<Number, int> map(1);
+    HashMap2018<TestNumber, int> map(1);
     for (int number = 0; number < 1000; ++number) {
         map.emplace({number}, number);
     }
     std::size_t const before = TestMemory::allocations;
     for (int number = 1000; number < 100'000; ++number) {
-        map.erase(Number{number - 1000});
+        map.erase(TestNumber{number - 1000});
         map.emplace({number}, number);
     }
     EXPECT_EQ(TestMemory::allocations, before);
@@ -397,7 +397,7 @@ TEST(HashMap2018, WalksGoOnThoughValuesThatGoChangeTheMapAndThrow) {
     for (int number = 0; number < 20; ++number) {
         map.emplace({number}, [&map, number] {
             map.emplace({100 + number});
-            map.erase(Number{number + 1});
+            map.erase(TestNumber{number + 1});
             throw std::runtime_error("a value that goes");
         });
     }
@@ -406,7 +406,7 @@ TEST(HashMap2018, WalksGoOnThoughValuesThatGoChangeTheMapAndThrow) {
         int const number = member.key.value;
         walked.push_back(number);
         if (number < 20) {
-            EXPECT_THROW(map.erase(Number{number}), std::runtime_error);
+            EXPECT_THROW(map.erase(TestNumber{number}), std::runtime_error);
         }
     }
     // Each value that goes takes the next one along, whose going takes the one after that.
@@ -448,7 +448,7 @@ TEST(HashMap2018, IsLeftAsItWasByAValueThatCannotBeMade) {
             }
         }
     };
-    HashMap2018<Number, Unmakeable> map(1);
+    HashMap2018<TestNumber, Unmakeable> map(1);
     for (int number = 0; number < 50; ++number) {
         EXPECT_THROW(map.emplace({number}, true), std::runtime_error);
         EXPECT_FALSE(map.contains({number}));

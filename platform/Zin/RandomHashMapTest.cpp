@@ -16,15 +16,15 @@ namespace {
 // Hashes of every quality, the worst included: what differs is where keys stand, not what is found.
 struct GoodHash {
     std::uint32_t seed;
-    std::uint32_t operator()(Number const& key) const { return key.hash(seed); }
+    std::uint32_t operator()(TestNumber const& key) const { return key.hash(seed); }
 };
 struct CrowdedHash {  // a handful of homes, a handful of tags
     std::uint32_t seed;
-    std::uint32_t operator()(Number const& key) const { return key.hash(seed) & 0xc0000003; }
+    std::uint32_t operator()(TestNumber const& key) const { return key.hash(seed) & 0xc0000003; }
 };
 struct ConstantHash {
     std::uint32_t seed;
-    std::uint32_t operator()(Number const&) const { return seed; }
+    std::uint32_t operator()(TestNumber const&) const { return seed; }
 };
 
 template <class Hash>
@@ -41,7 +41,7 @@ struct NaiveMember {
 };
 
 TYPED_TEST(RandomHashMap, BehavesAsARowOfMembersDoesUnderChangesAndWalks) {
-    using TestedMap = HashMap2018<Number, int, TypeParam>;
+    using TestedMap = HashMap2018<TestNumber, int, TypeParam>;
     struct LiveWalk {
         typename TestedMap::Iterator walk;
         std::uint64_t shown;

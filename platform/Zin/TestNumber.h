@@ -6,9 +6,9 @@
 
 namespace Zin {
 
-struct Number {
+struct TestNumber {
     int value = 0;
-    bool operator==(Number const&) const = default;
+    bool operator==(TestNumber const&) const = default;
     std::uint32_t hash(std::uint32_t seed) const {
         std::uint32_t hash = (static_cast<std::uint32_t>(value) ^ seed) * 0x9e3779b1u;
         hash = (hash ^ hash >> 15) * 0x85ebca77u;

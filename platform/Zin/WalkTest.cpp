@@ -24,8 +24,8 @@ struct InOrder {
     bool operator<(InOrder const& that) const { return value < that.value; }
 };
 
-using Map = HashMap2018<Number, int>;
-using Set = HashSet2018<Number>;
+using Map = HashMap2018<TestNumber, int>;
+using Set = HashSet2018<TestNumber>;
 using Tree = RbTreeMap<InOrder, int>;
 using Queue = LinkQueue<int>;
 
@@ -128,7 +128,7 @@ TEST(Walk, InAGapEqualsTheOneThatGoesOnToTheSameMember) {
     auto const three = map.from({3});
     auto const four = map.from({4});
     for (int const gone : {1, 2, 4}) {
-        map.erase(Number{gone});
+        map.erase(TestNumber{gone});
     }
 
     EXPECT_EQ(one, two);
