@@ -162,28 +162,30 @@ TEST_F(AddressPlacementTest, AnObserverThatTouchesRowsOfACleanupFailsAnInvariant
     auto const fill = [this] {
         emptyTable();
         placement.admit(place("Ethernet1", "10.0.0.1/24"), false);
-        placement.admit(place("Ethernet1", "10.0.0.2/24"), false);
+        placement.admit(place("Ethernet1", "10.0.1.1/24"), false);
     };
     auto const cleanUp = [this] { placement.cleanUp({"Ethernet1", Nimb::AddressFamily::ipv4}); };
     fill();
     expectTouched([this] { emptyTable(); }, cleanUp);
-    fill();
-    expectTouched([this] { table->intfAddrEntrySetFromSubnetDelAll(); }, cleanUp);
     // The next row is given to another interface.
     fill();
     expectTouched(
         [this] {
             table->intfAddrEntryFromAddrIs(
-                table->intfAddrEntryIs(place("Ethernet2", "10.0.0.2/24").content));
+                table->intfAddrEntryIs(place("Ethernet2", "10.0.1.1/24").content));
         },
         cleanUp);
+    // So is the next set, or it is gone, as the first one leaves behind both rows.
+    int const rowsAndIndexes = 4;
+    fill();
+    expectTouched([this] { table->intfAddrEntrySetFromSubnetDelAll(); }, cleanUp, rowsAndIndexes);
     fill();
     expectTouched(
         [this] {
             table->intfAddrEntrySetFromSubnetIs(
-                intfAddrEntrySetFactory("Ethernet2", Nimb::IpGenPrefix("10.0.0.0/24")));
+                intfAddrEntrySetFactory("Ethernet2", Nimb::IpGenPrefix("10.0.1.0/24")));
         },
-        cleanUp);
+        cleanUp, rowsAndIndexes);
 }
 
 TEST_F(AddressPlacementTest, WhatACleanupIsJustRemovingBelongsToItUntilItIsGone) {

@@ -109,7 +109,7 @@ TEST(HashDeathTest, RefusesARecordOfMoreFieldsThanTheKeyHasWordsFor) {
     for (std::uint32_t i = 1; i < HashKey::size; ++i) {
         hash.mix4(i);
     }
-    EXPECT_DEATH(hash.mix4(0), "a record has more fields than a hash key has words");
+    EXPECT_DEATH(hash.mix4(0), "a record has more fields than a key has words");
 }
 
 // Records of two fields and of three.

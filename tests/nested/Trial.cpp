@@ -99,6 +99,9 @@ public:
         : router_({.intfCleanupDelay = list.intfCleanupDelay}, clock_,
                   std::make_unique<Velk::EveryNth>(0)) {
         RandomStatus::prepare(router_);
+    }
+
+    void begin(ChangeList const& list) {
         if (list.observerIsOlder) {
             router_.managerStop();
         }
@@ -108,6 +111,13 @@ public:
         }
         applyAll(setup());
         applyAll(list.before);
+    }
+
+    // What fails in that is thrown here, and no more when the router goes.
+    void end() {
+        if (router_.managerRuns()) {
+            router_.managerStop();
+        }
     }
 
     void apply(Operation const& operation) { Nested::apply(operation, router_, *clock_); }
@@ -141,16 +151,23 @@ template <class Perform>
 Result resultOf(ChangeList const& list, Perform&& perform) {
     Result result;
     FailedInvariants const failed;
-    try {
-        Stage stage(list);
+    Stage stage(list);
+    // A failed invariant is the first one, or came of that.
+    auto const contained = [](auto const& step) {
+        try {
+            step();
+        } catch (Pell::AssertionError const&) {
+        }
+    };
+    contained([&] {
+        stage.begin(list);
         perform(stage, result);
         result.atOnce = stage.tables();
         stage.advance(allDelays);
         result.inTheEnd = stage.tables();
-    } catch (Pell::AssertionError const&) {
-        // It is the first one, or came of that.
-    }
+    });
     result.failedInvariant = FailedInvariants::first();
+    contained([&] { stage.end(); });
     return result;
 }
 
