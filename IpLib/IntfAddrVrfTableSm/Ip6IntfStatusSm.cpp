@@ -1,7 +1,6 @@
 #include "IpLib/IntfAddrVrfTableSm/Ip6IntfStatusSm.h"
 
 #include <utility>
-#include <vector>
 
 #include "Zin/ForEachKey.h"
 #include "Zin/Turn.h"
@@ -63,18 +62,11 @@ void Ip6IntfStatusSm::handleAddr(Nimb::Ip6AddrWithMask const& addrWithMask) {
 
 void Ip6IntfStatusSm::handleDestruction() {
     trace8("on {}", intfId());
-    // What is published, before a clean-up that is carried out at once lets its observers change
-    // the status, which this machine follows no more.
-    std::vector<IntfAddrWithMaskKey> published;
-    for (auto const& addr : ip6IntfStatus()->addr()) {
-        published.push_back({intfId(), addr.key});
-    }
-
     Zin::Turn turn;
     turn.run(
         [this] { afIntfStatusParent_->addDeferredCleanup(intfId(), Nimb::AddressFamily::ipv6); });
-    for (auto const& key : published) {
-        turn.run([&] { allIntfAddrWithMask_->allDel(key); });
+    for (auto const& addr : ip6IntfStatus()->addr()) {
+        turn.run([&] { allIntfAddrWithMask_->allDel({intfId(), addr.key}); });
     }
 }
 

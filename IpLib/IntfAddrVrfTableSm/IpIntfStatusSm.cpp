@@ -1,7 +1,6 @@
 #include "IpLib/IntfAddrVrfTableSm/IpIntfStatusSm.h"
 
 #include <utility>
-#include <vector>
 
 #include "Tremlog/Record.h"
 #include "Zin/ForEachKey.h"
@@ -103,21 +102,14 @@ void IpIntfStatusSm::handleAllSecondaryAddr() {
 
 void IpIntfStatusSm::handleDestruction() {
     trace8("on {}", intfId());
-    // What is published, before a clean-up that is carried out at once lets its observers change
-    // the status, which this machine follows no more.
-    std::vector<IntfAddrWithMaskKey> published;
-    if (maybeShadowPrimaryAddr_ && !maybeShadowIsUnnumbered_.value_or(false)) {
-        published.push_back(keyOf(*maybeShadowPrimaryAddr_));
-    }
-    for (auto const& secondary : ipIntfStatus()->secondaryActiveAddrWithMask()) {
-        published.push_back(keyOf(secondary.key));
-    }
-
     Zin::Turn turn;
     turn.run(
         [this] { afIntfStatusParent_->addDeferredCleanup(intfId(), Nimb::AddressFamily::ipv4); });
-    for (auto const& key : published) {
-        turn.run([&] { allIntfAddrWithMask_->allDel(key); });
+    if (maybeShadowPrimaryAddr_ && !maybeShadowIsUnnumbered_.value_or(false)) {
+        turn.run([this] { allIntfAddrWithMask_->allDel(keyOf(*maybeShadowPrimaryAddr_)); });
+    }
+    for (auto const& secondary : ipIntfStatus()->secondaryActiveAddrWithMask()) {
+        turn.run([&] { allIntfAddrWithMask_->allDel(keyOf(secondary.key)); });
     }
 }
 

@@ -167,5 +167,40 @@ TEST(TableObserver, MayBringAnInputBackWhoseInterfacesAreCleanedUpAtOnce) {
     EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
 }
 
+TEST(TableObserver, MayRunTheTasksThatAreDue) {
+    SmFixture fixture({.deferredIntfAddDelay = 0.0});
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip("Ethernet2", "10.0.0.2/24");
+    fixture.ip("Ethernet3", "10.0.0.3/24");
+    // The address that waits is withdrawn, and has not left the backlog when the task tries it.
+    Meddler const meddler(fixture, "addr=10.0.0.1", [&] {
+        fixture.ip("Ethernet2", "");
+        fixture.time.scheduler()->run();
+    });
+
+    fixture.ip("Ethernet1", "");
+
+    ASSERT_TRUE(meddler.done());
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.3/24 Ethernet3"));
+    EXPECT_THAT(fixture.deferred(), IsEmpty());
+}
+
+// The new machine finds the rows of the old one and takes them over; without a delay the old one
+// takes them along when it goes.
+TEST(TableObserver, AMachineThatReplacesAnotherLosesItsRowsWithoutADelay) {
+    for (Zin::Seconds const delay : {0.0, 1.5}) {
+        SmFixture fixture({.intfCleanupDelay = delay});
+        fixture.ip("Ethernet1", "10.0.0.1/24");
+        fixture.smIs();
+        EXPECT_THAT(fixture.published(), ElementsAre("10.0.0.1/24 Ethernet1"));
+        if (delay == 0.0) {
+            EXPECT_THAT(fixture.rows(), IsEmpty());
+        } else {
+            EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
+        }
+    }
+}
+
 }  // namespace
 }  // namespace IpLib
