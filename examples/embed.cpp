@@ -5,8 +5,11 @@
 #include "Interface/DeviceIntfStatus.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
+#include "Zin/HashSeed.h"
 
 int main() {
+    // Addresses come from strangers: nobody is to choose some that hash alike. Comes first of all.
+    Zin::hashKeyIs(Zin::drawnHashKey());
     // What agents publish, and the tables that they read.
     auto const ip = Ip::statusFactory();
     auto const ip6 = Ip6::statusFactory();

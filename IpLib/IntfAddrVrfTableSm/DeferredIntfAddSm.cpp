@@ -80,6 +80,7 @@ void DeferredIntfAddSm::report(std::uint32_t handled) {
 
 void DeferredIntfAddSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                                   std::uint32_t indent) const {
+    // Promised without its "Add".
     Velk::dumpLine(context, indent, "DeferredIntfSm VRF={} with delay {}\n", vrfName_,
                    wholeSeconds(smConfig_));
     Velk::dumpLine(context, indent, "bookmark is {}\n",

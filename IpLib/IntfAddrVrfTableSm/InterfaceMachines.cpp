@@ -6,11 +6,11 @@
 
 namespace IpLib::IntfAddrVrfTableImpl {
 
-void IpMachines::Reactor::handleIpIntfStatus(Nimb::IntfId const& intfId) {
+void IpFamily::Reactor::handleIpIntfStatus(Nimb::IntfId const& intfId) {
     forward<&IntfAddrVrfTableSm::handleIpIntfStatus>(intfId);
 }
 
-void Ip6Machines::Reactor::handleIntfStatus(Nimb::IntfId const& intfId) {
+void Ip6Family::Reactor::handleIntfStatus(Nimb::IntfId const& intfId) {
     forward<&IntfAddrVrfTableSm::handleIp6IntfStatus>(intfId);
 }
 
@@ -102,7 +102,7 @@ auto InterfaceMachines<Family>::currentStatus(Nimb::IntfId const& intfId) const 
     return status ? Status(*status) : nullptr;
 }
 
-template class InterfaceMachines<IpMachines>;
-template class InterfaceMachines<Ip6Machines>;
+template class InterfaceMachines<IpFamily>;
+template class InterfaceMachines<Ip6Family>;
 
 }  // namespace IpLib::IntfAddrVrfTableImpl

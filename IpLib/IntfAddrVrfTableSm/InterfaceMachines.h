@@ -29,7 +29,7 @@ class IntfAddrVrfTableSm;
 namespace IntfAddrVrfTableImpl {
 
 // What is different in the two families.
-struct IpMachines {
+struct IpFamily {
     using Input = Ip::VrfIpIntfStatus;
     using Status = Ip::IpIntfStatus;
     using Machine = IpIntfStatusSm;
@@ -52,7 +52,7 @@ struct IpMachines {
     };
 };
 
-struct Ip6Machines {
+struct Ip6Family {
     using Input = Ip6::VrfIp6IntfStatus;
     using Status = Ip6::IntfStatus;
     using Machine = Ip6IntfStatusSm;
@@ -115,8 +115,8 @@ private:
     typename Family::Reactor reactor_{sm_, nullptr};
 };
 
-extern template class InterfaceMachines<IpMachines>;
-extern template class InterfaceMachines<Ip6Machines>;
+extern template class InterfaceMachines<IpFamily>;
+extern template class InterfaceMachines<Ip6Family>;
 
 }  // namespace IntfAddrVrfTableImpl
 }  // namespace IpLib

@@ -22,6 +22,7 @@ namespace IpLib {
 
 using IntfAddrVrfTableImpl::DeferredIntfAddParent;
 using IntfAddrVrfTableImpl::IntfCleanupParent;
+using IntfAddrVrfTableImpl::Place;
 
 namespace {
 

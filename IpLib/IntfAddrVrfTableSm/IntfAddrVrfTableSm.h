@@ -19,11 +19,9 @@
 //          '--withdrawn, or its interface's clean-up carried out--'
 //
 // Handlers record at once what has changed, with the facts of the moment (published or not and how,
-// device there), and hand it on as a change of the table. Changes of one table are carried out
-// whole, one after the other, in the order in which they were made. One that an observer of the
-// table makes from within a notification comes after the change that it is told of: at once where
-// the two share no interface, address or subnet with each other or with what waits already, else as
-// soon as that is done (IpLib/IntfAddrVrfTableTypes/TableChanges.h).
+// device there), and hand it on as a change of the table. Those are carried out whole, one after
+// the other, in the order in which they were made, also where an observer of the table makes some
+// from within a notification (IpLib/IntfAddrVrfTableTypes/TableChanges.h).
 //
 // Invariant: a key is in the deferred backlog only while AllIntfAddrWithMask has it, or while a
 // clean-up of its interface is pending, which takes it along.
@@ -55,10 +53,8 @@ public:
     using DeferredIntfAddSm = IntfAddrVrfTableImpl::DeferredIntfAddSm;
     using DeferredIntfAddSmConfig = IntfAddrVrfTableImpl::DeferredIntfAddSmConfig;
     using DeferredIntfAddBacklog = IntfAddrVrfTableImpl::DeferredIntfAddBacklog;
-    using KniKernelHistory = IntfAddrVrfTableImpl::KniKernelHistory;
-    using Place = IntfAddrVrfTableImpl::Place;
-    using IpMachines = IntfAddrVrfTableImpl::InterfaceMachines<IntfAddrVrfTableImpl::IpMachines>;
-    using Ip6Machines = IntfAddrVrfTableImpl::InterfaceMachines<IntfAddrVrfTableImpl::Ip6Machines>;
+    using IpMachines = IntfAddrVrfTableImpl::InterfaceMachines<IntfAddrVrfTableImpl::IpFamily>;
+    using Ip6Machines = IntfAddrVrfTableImpl::InterfaceMachines<IntfAddrVrfTableImpl::Ip6Family>;
     using AllAddresses = Zin::Ptr<AllIntfAddrWithMask>;
     using AfParent = Zin::Ptr<IntfAddrVrfTableImpl::AfIntfStatusParentInterface>;
     using CleanupParent = Zin::Ptr<IntfAddrVrfTableImpl::IntfCleanupParentInterface>;
@@ -89,7 +85,7 @@ public:
     }
     Zin::Ptr<IntfAddrVrfTable> const& intfAddrVrfTable() const { return intfAddrVrfTable_; }
 
-    KniKernelHistory const& kniKernelHistory() const { return kniKernelHistory_; }
+    auto const& kniKernelHistory() const { return kniKernelHistory_; }
 
     // Inputs, table and working rows, then all children.
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
@@ -217,8 +213,8 @@ private:
 
     void updateByIntfId(IntfAddrWithMaskKey const& key, bool isPresent);
     // What is decided about an address when the turn of its change has come.
-    void decide(Place const& place, std::optional<IntfAddrWithMask> const& published,
-                bool isDevicePresent);
+    void decide(IntfAddrVrfTableImpl::Place const& place,
+                std::optional<IntfAddrWithMask> const& published, bool isDevicePresent);
     void setVirtualIntfAddr(Nimb::IpGenAddr const& addr, bool isPresent);
 
     L3::VrfName const vrfName_;
@@ -230,7 +226,7 @@ private:
     Zin::Ptr<Interface::DeviceIntfStatusDir const> const kernelIntfDir_;
     Zin::Ptr<IntfAddrVrfTable> const intfAddrVrfTable_;
 
-    KniKernelHistory kniKernelHistory_;
+    IntfAddrVrfTableImpl::KniKernelHistory kniKernelHistory_;
     AllAddresses allIntfAddrWithMask_;
     IntfAddrVrfTableImpl::DeferredAdds deferred_;
     IntfAddrVrfTableImpl::AddressPlacement placement_;

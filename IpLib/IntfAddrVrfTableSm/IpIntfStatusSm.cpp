@@ -126,6 +126,7 @@ void IpIntfStatusSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
     if (maybeShadowIsUnnumbered_) {
         Velk::dumpLine(context, indent, "maybeShadowIsUnnumbered {}\n", *maybeShadowIsUnnumbered_);
     } else {
+        // Promised with its "m", unlike the other.
         Velk::dumpLine(context, indent, "maybeShadowIsUnnumbered <Nome>\n");
     }
     Velk::dumpLine(context, indent, "activeAddrWithMask {}\n", status.activeAddrWithMask());

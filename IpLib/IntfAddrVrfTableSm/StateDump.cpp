@@ -101,6 +101,7 @@ void dumpChildren(Context const& context, std::uint32_t indent, Map const& child
 
 void IntfAddrVrfTableSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                                    std::uint32_t indent) const {
+    // Promised without the "r" of "Addr".
     Velk::dumpLine(context, indent, "IntfAddVrfTableSm VRF={} netns={}\n", vrfName_,
                    networkNamespace_);
     Velk::dumpLine(context, indent, "SmConfig [ {} ]\n", smConfig_.toStrep());
