@@ -17,6 +17,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using TestKit::Meddler;
 using TestKit::SmFixture;
 using TestKit::Texts;
@@ -399,6 +400,28 @@ TEST(InterfaceCleanup, ARequestWithoutATaskMachineFails) {
     fixture.sm->intfCleanupSmDel();
     EXPECT_EQ(failureOf([&] { fixture.sm->addDeferredCleanup("Ethernet1", ipv4); }),
               "no intfCleanupSm when there is a delay 1.5");
+}
+
+TEST(InterfaceCleanup, AnIp6InterfaceThatComesBackIsCleanedUpBeforeItsAddressesArePublished) {
+    SmFixture fixture;
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    fixture.ip6StatusDel("Ethernet1");
+    auto const pending =
+        fixture.sm->intfCleanupBacklog()->getBacklog("Ethernet1", Nimb::AddressFamily::ipv6);
+    ASSERT_TRUE(pending);
+    fixture.time.advance(1.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
+
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+
+    EXPECT_TRUE(pending->processed());
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
+    fixture.clear();
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.traceTexts(), Not(Contains(HasSubstr("cleaning up"))));
 }
 
 }  // namespace
