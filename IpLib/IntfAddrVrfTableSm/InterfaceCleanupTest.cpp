@@ -257,6 +257,28 @@ TEST(InterfaceCleanup, AnInterfaceThatComesBackIsCleanedUpAtOnceAndNotASecondTim
     EXPECT_TRUE(fixture.sm->intfCleanupBacklog()->backlogQueue().empty());
 }
 
+TEST(InterfaceCleanup, AnIp6InterfaceThatComesBackIsCleanedUpBeforeItsAddressesArePublished) {
+    SmFixture fixture;
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    fixture.ip6StatusDel("Ethernet1");
+    auto const pending =
+        fixture.sm->intfCleanupBacklog()->getBacklog("Ethernet1", Nimb::AddressFamily::ipv6);
+    ASSERT_TRUE(pending);
+    fixture.time.advance(1.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
+
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+
+    EXPECT_TRUE(pending->processed());
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
+    fixture.clear();
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.traceTexts(), Not(Contains(HasSubstr("cleaning up"))));
+}
+
 TEST(InterfaceCleanup, AnInterfaceThatGoesAgainIsCleanedUpInItsOwnTime) {
     SmFixture fixture;
     fixture.time.advanceTo(10.0);
@@ -400,28 +422,6 @@ TEST(InterfaceCleanup, ARequestWithoutATaskMachineFails) {
     fixture.sm->intfCleanupSmDel();
     EXPECT_EQ(failureOf([&] { fixture.sm->addDeferredCleanup("Ethernet1", ipv4); }),
               "no intfCleanupSm when there is a delay 1.5");
-}
-
-TEST(InterfaceCleanup, AnIp6InterfaceThatComesBackIsCleanedUpBeforeItsAddressesArePublished) {
-    SmFixture fixture;
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-    fixture.ip6("Ethernet1", "fe80::1/64");
-    fixture.ip6StatusDel("Ethernet1");
-    auto const pending =
-        fixture.sm->intfCleanupBacklog()->getBacklog("Ethernet1", Nimb::AddressFamily::ipv6);
-    ASSERT_TRUE(pending);
-    fixture.time.advance(1.0);
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
-
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-
-    EXPECT_TRUE(pending->processed());
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
-    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
-    fixture.clear();
-    fixture.time.advance(10.0);
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
-    EXPECT_THAT(fixture.traceTexts(), Not(Contains(HasSubstr("cleaning up"))));
 }
 
 }  // namespace
