@@ -17,6 +17,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using TestKit::Meddler;
 using TestKit::SmFixture;
 using TestKit::Texts;
@@ -254,6 +255,28 @@ TEST(InterfaceCleanup, AnInterfaceThatComesBackIsCleanedUpAtOnceAndNotASecondTim
     EXPECT_THAT(fixture.events, IsEmpty());
     EXPECT_THAT(cleanupTraces(fixture), IsEmpty());
     EXPECT_TRUE(fixture.sm->intfCleanupBacklog()->backlogQueue().empty());
+}
+
+TEST(InterfaceCleanup, AnIp6InterfaceThatComesBackIsCleanedUpBeforeItsAddressesArePublished) {
+    SmFixture fixture;
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    fixture.ip6("Ethernet1", "fe80::1/64");
+    fixture.ip6StatusDel("Ethernet1");
+    auto const pending =
+        fixture.sm->intfCleanupBacklog()->getBacklog("Ethernet1", Nimb::AddressFamily::ipv6);
+    ASSERT_TRUE(pending);
+    fixture.time.advance(1.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
+
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+
+    EXPECT_TRUE(pending->processed());
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
+    fixture.clear();
+    fixture.time.advance(10.0);
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+    EXPECT_THAT(fixture.traceTexts(), Not(Contains(HasSubstr("cleaning up"))));
 }
 
 TEST(InterfaceCleanup, AnInterfaceThatGoesAgainIsCleanedUpInItsOwnTime) {

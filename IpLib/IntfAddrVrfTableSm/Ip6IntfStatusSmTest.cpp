@@ -1,8 +1,8 @@
+// What the machines of both families do alike: AfIntfStatusSmTest.cpp.
+
 #include "IpLib/IntfAddrVrfTableSm/Ip6IntfStatusSm.h"
 
 #include <gmock/gmock.h>
-
-#include <stdexcept>
 
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
 #include "TestKit/TraceRecorder.h"
@@ -28,8 +28,8 @@ struct Fixture {
         status->addrIs(Nimb::Ip6AddrWithMask(text), {.deprecated = deprecated});
     }
     void addrDel(std::string_view text) { status->addrDel(Nimb::Ip6AddrWithMask(text)); }
-    std::string dump(std::uint32_t indent, bool verbose = false, std::uint32_t maxEntries = 100) {
-        auto const context = Velk::textDumpContextFactory(verbose, maxEntries);
+    std::string dump(std::uint32_t indent) {
+        auto const context = Velk::textDumpContextFactory(false, 100);
         sm->dumpState(context, indent);
         return context->text();
     }
@@ -42,27 +42,6 @@ struct Fixture {
     Zin::Ptr<TestKit::TestAfParent> const parent = Zin::make<TestKit::TestAfParent>(events);
     Zin::Ptr<Ip6IntfStatusSm> sm;
 };
-
-TEST(Ip6IntfStatusSm, SettlesAPendingCleanupThenPublishesTheAddressesInTheirOrder) {
-    Fixture fixture;
-    fixture.addrIs("2001:db8::2/64");
-    fixture.addrIs("2001:db8::1/64", true);
-
-    fixture.sm = ip6IntfStatusSmFactory(fixture.status, fixture.parent, fixture.all);
-    EXPECT_EQ(fixture.sm->intfId(), Nimb::IntfId("Ethernet1"));
-    EXPECT_EQ(fixture.sm->afIntfStatusParent(), fixture.parent);
-    EXPECT_EQ(fixture.sm->allIntfAddrWithMask(), fixture.all);
-    EXPECT_THAT(fixture.events, ElementsAre("processPendingDeferredCleanup Ethernet1 IPv6",
-                                            "2001:db8::2/64 Ethernet1 present",
-                                            "2001:db8::1/64 Ethernet1 deprecated"));
-    EXPECT_THAT(fixture.traces.messages(),
-                ElementsAre("8 Ip6IntfStatusSm::handleInitialized on Ethernet1",
-                            "8 Ip6IntfStatusSm::handleAllAddr on Ethernet1",
-                            "8 Ip6IntfStatusSm::handleAddr 2001:db8::2/64 on Ethernet1 isPresent "
-                            "true isDeprecated false",
-                            "8 Ip6IntfStatusSm::handleAddr 2001:db8::1/64 on Ethernet1 isPresent "
-                            "true isDeprecated true"));
-}
 
 TEST(Ip6IntfStatusSm, AnAddressIsOneRowThatFollowsItsDeprecation) {
     Fixture fixture;
@@ -148,53 +127,6 @@ TEST(Ip6IntfStatusSm, ADeprecatedLinkLocalAddressKeepsNoOtherFromBeingPublished)
     EXPECT_THAT(fixture.events, ElementsAre("fe80::1/64 Ethernet1 present"));
 }
 
-TEST(Ip6IntfStatusSm, DestructionRequestsTheCleanupThenRemovesEveryRow) {
-    Fixture fixture;
-    fixture.addrIs("2001:db8::1/64");
-    fixture.addrIs("fe80::1/64");
-    fixture.addrIs("2001:db8::2/64", true);
-    fixture.start();
-    fixture.sm = nullptr;
-    EXPECT_THAT(fixture.events,
-                ElementsAre("addDeferredCleanup Ethernet1 IPv6", "2001:db8::1/64 Ethernet1 absent",
-                            "fe80::1/64 Ethernet1 absent", "2001:db8::2/64 Ethernet1 absent"));
-    EXPECT_THAT(fixture.traces.messages(),
-                ElementsAre("8 Ip6IntfStatusSm::handleDestruction on Ethernet1"));
-}
-
-TEST(Ip6IntfStatusSm, AFailingParentKeepsNoRowFromBeingRemoved) {
-    Fixture fixture;
-    fixture.addrIs("2001:db8::1/64");
-    fixture.addrIs("2001:db8::2/64");
-    fixture.start();
-    fixture.parent->onAddDeferredCleanup = [] { throw std::runtime_error("no clean-up"); };
-    EXPECT_THROW(fixture.sm->retire(), std::runtime_error);
-    EXPECT_TRUE(fixture.all->all().empty());
-}
-
-TEST(Ip6IntfStatusSm, ARetiredMachineHandlesNothing) {
-    Fixture fixture;
-    fixture.start();
-    fixture.sm->retire();
-    fixture.clear();
-    fixture.addrIs("2001:db8::1/64");
-    fixture.sm->handleAddr(Nimb::Ip6AddrWithMask("2001:db8::1/64"));
-    fixture.sm->handleAllAddr();
-    EXPECT_THAT(fixture.events, IsEmpty());
-    EXPECT_THAT(fixture.traces.messages(), IsEmpty());
-}
-
-TEST(Ip6IntfStatusSm, AMutedMachineMissesWhatHappensUntilItHandlesAllAgain) {
-    Fixture fixture;
-    fixture.start();
-    fixture.sm->hasNotificationActiveIs(false);
-    fixture.addrIs("2001:db8::1/64");
-    EXPECT_THAT(fixture.events, IsEmpty());
-    fixture.sm->hasNotificationActiveIs(true);
-    fixture.sm->handleAllAddr();
-    EXPECT_THAT(fixture.events, ElementsAre("2001:db8::1/64 Ethernet1 present"));
-}
-
 TEST(Ip6IntfStatusSm, DumpShowsTheAddresses) {
     Fixture fixture;
     fixture.addrIs("2001:db8::2/64");
@@ -210,26 +142,6 @@ TEST(Ip6IntfStatusSm, DumpShowsTheAddresses) {
               "  addr count 2\n"
               "  2001:db8::2/64\n"
               "  fe80::1/64\n");
-}
-
-TEST(Ip6IntfStatusSm, DumpCutsLongListsUnlessItIsVerbose) {
-    Fixture fixture;
-    fixture.addrIs("2001:db8::1/64");
-    fixture.addrIs("2001:db8::2/64");
-    fixture.start();
-    EXPECT_EQ(fixture.dump(2, false, 1),
-              "  Ip6IntfStatus intfId=Ethernet1\n"
-              "  addr count 2\n"
-              "  -- The following list will be truncated, use verbose option to display all 2 "
-              "entries --\n"
-              "  2001:db8::1/64\n"
-              "  -- This list has been truncated, use verbose option to display all 2 entries "
-              "--\n");
-    EXPECT_EQ(fixture.dump(0, true, 1),
-              "Ip6IntfStatus intfId=Ethernet1\n"
-              "addr count 2\n"
-              "2001:db8::1/64\n"
-              "2001:db8::2/64\n");
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
+// What the machines of both families do alike: AfIntfStatusSmTest.cpp.
+
 #include "IpLib/IntfAddrVrfTableSm/IpIntfStatusSm.h"
 
 #include <gmock/gmock.h>
 
 #include <random>
 #include <set>
-#include <stdexcept>
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
@@ -32,8 +33,8 @@ struct Fixture {
         traces.clear();
         Tremlog::clear();
     }
-    std::string dump(std::uint32_t indent, bool verbose = false, std::uint32_t maxEntries = 100) {
-        auto const context = Velk::textDumpContextFactory(verbose, maxEntries);
+    std::string dump(std::uint32_t indent) {
+        auto const context = Velk::textDumpContextFactory(false, 100);
         sm->dumpState(context, indent);
         return context->text();
     }
@@ -46,31 +47,6 @@ struct Fixture {
     Zin::Ptr<TestKit::TestAfParent> const parent = Zin::make<TestKit::TestAfParent>(events);
     Zin::Ptr<IpIntfStatusSm> sm;
 };
-
-TEST(IpIntfStatusSm, SettlesAPendingCleanupThenPublishesThePrimaryThenTheSecondariesInOrder) {
-    Fixture fixture;
-    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
-    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    fixture.status->activeAddrWithMaskIs(addr("10.0.9.1/24"));
-
-    fixture.sm = ipIntfStatusSmFactory(fixture.status, fixture.parent, fixture.all);
-    EXPECT_EQ(fixture.sm->intfId(), Nimb::IntfId("Ethernet1"));
-    EXPECT_EQ(fixture.sm->afIntfStatusParent(), fixture.parent);
-    EXPECT_EQ(fixture.sm->allIntfAddrWithMask(), fixture.all);
-    EXPECT_THAT(
-        fixture.events,
-        ElementsAre("processPendingDeferredCleanup Ethernet1 IPv4", "10.0.9.1/24 Ethernet1 present",
-                    "10.0.1.1/24 Ethernet1 present", "10.0.2.1/24 Ethernet1 present"));
-    EXPECT_THAT(
-        fixture.traces.messages(),
-        ElementsAre("8 IpIntfStatusSm::handleInitialized on Ethernet1",
-                    "8 IpIntfStatusSm::handlePrimaryAddr 10.0.9.1/24 on Ethernet1 isUnnumbered "
-                    "false",
-                    "8 IpIntfStatusSm::handleAllSecondaryAddr on Ethernet1",
-                    "8 IpIntfStatusSm::handleSecondaryAddr 10.0.1.1/24 isPresent true on Ethernet1",
-                    "8 IpIntfStatusSm::handleSecondaryAddr 10.0.2.1/24 isPresent true on "
-                    "Ethernet1"));
-}
 
 TEST(IpIntfStatusSm, PublishesThePrimaryAddressNotDeprecated) {
     Fixture fixture;
@@ -221,21 +197,6 @@ TEST(IpIntfStatusSm, HandlingAllSecondariesAgainTouchesNoRow) {
                             "Ethernet1"));
 }
 
-TEST(IpIntfStatusSm, DestructionRequestsTheCleanupThenRemovesEveryRow) {
-    Fixture fixture;
-    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.2.1/24"));
-    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    fixture.start();
-
-    fixture.sm = nullptr;
-    EXPECT_THAT(fixture.events,
-                ElementsAre("addDeferredCleanup Ethernet1 IPv4", "10.0.0.1/24 Ethernet1 absent",
-                            "10.0.1.1/24 Ethernet1 absent", "10.0.2.1/24 Ethernet1 absent"));
-    EXPECT_THAT(fixture.traces.messages(),
-                ElementsAre("8 IpIntfStatusSm::handleDestruction on Ethernet1"));
-}
-
 TEST(IpIntfStatusSm, DestructionDoesNotRemoveTheUnpublishedPrimaryOfAnUnnumberedInterface) {
     Fixture fixture;
     fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
@@ -247,43 +208,6 @@ TEST(IpIntfStatusSm, DestructionDoesNotRemoveTheUnpublishedPrimaryOfAnUnnumbered
 
     fixture.sm = nullptr;
     EXPECT_THAT(fixture.events, ElementsAre("addDeferredCleanup Ethernet1 IPv4"));
-}
-
-TEST(IpIntfStatusSm, AFailingParentKeepsNoRowFromBeingRemoved) {
-    Fixture fixture;
-    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    fixture.start();
-    fixture.parent->onAddDeferredCleanup = [] { throw std::runtime_error("no clean-up"); };
-    EXPECT_THROW(fixture.sm->retire(), std::runtime_error);
-    EXPECT_TRUE(fixture.all->all().empty());
-}
-
-TEST(IpIntfStatusSm, ARetiredMachineHandlesNothing) {
-    Fixture fixture;
-    fixture.start();
-    fixture.sm->retire();
-    fixture.clear();
-    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
-    fixture.sm->handlePrimaryAddr();
-    fixture.sm->handleSecondaryAddr(addr("10.0.1.1/24"));
-    fixture.sm->handleAllSecondaryAddr();
-    EXPECT_THAT(fixture.events, IsEmpty());
-    EXPECT_THAT(fixture.traces.messages(), IsEmpty());
-    fixture.sm = nullptr;
-    EXPECT_THAT(fixture.events, IsEmpty());
-}
-
-TEST(IpIntfStatusSm, AMutedMachineMissesWhatHappens) {
-    Fixture fixture;
-    fixture.start();
-    fixture.sm->hasNotificationActiveIs(false);
-    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
-    EXPECT_THAT(fixture.events, IsEmpty());
-    fixture.sm->hasNotificationActiveIs(true);
-    fixture.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
-    EXPECT_THAT(fixture.events, ElementsAre("10.0.0.2/24 Ethernet1 present"));
 }
 
 // Answers the leaving of a row with another primary, once.
@@ -435,32 +359,6 @@ TEST(IpIntfStatusSm, DumpShowsAnUnsetShadow) {
               "activeAddrWithMask 0.0.0.0/0\n"
               "unnumberedIntfId \n"
               "secondaryActiveAddrWithMask count 0\n");
-}
-
-TEST(IpIntfStatusSm, DumpCutsLongListsUnlessItIsVerbose) {
-    Fixture fixture;
-    for (auto const* const text : {"10.0.1.1/24", "10.0.2.1/24", "10.0.3.1/24"}) {
-        fixture.status->secondaryActiveAddrWithMaskIs(addr(text));
-    }
-    fixture.start();
-    std::string const head =
-        "  IpIntfStatus intfId=Ethernet1\n"
-        "  maybeShadowPrimaryAddr <None>\n"
-        "  maybeShadowIsUnnumbered <Nome>\n"
-        "  activeAddrWithMask 0.0.0.0/0\n"
-        "  unnumberedIntfId \n"
-        "  secondaryActiveAddrWithMask count 3\n";
-    EXPECT_EQ(fixture.dump(2, false, 2),
-              head +
-                  "  -- The following list will be truncated, use verbose option to display all 3 "
-                  "entries --\n"
-                  "  10.0.1.1/24\n"
-                  "  10.0.2.1/24\n"
-                  "  -- This list has been truncated, use verbose option to display all 3 entries "
-                  "--\n");
-    std::string const whole = head + "  10.0.1.1/24\n  10.0.2.1/24\n  10.0.3.1/24\n";
-    EXPECT_EQ(fixture.dump(2, true, 2), whole);
-    EXPECT_EQ(fixture.dump(2, false, 3), whole);
 }
 
 }  // namespace

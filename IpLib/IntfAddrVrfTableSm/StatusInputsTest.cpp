@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <utility>
+
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
-#include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
+#include "IpLib/IntfAddrVrfTableSm/TestFamilies.h"
 
 namespace IpLib {
 namespace {
@@ -13,6 +15,9 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using TestKit::OfIp;
+using TestKit::OfIp6;
+using TestKit::rowOf;
 using TestKit::SmFixture;
 
 TEST(StatusInputs, AnInterfaceHasAMachineForAsLongAsItHasStatus) {
@@ -94,63 +99,53 @@ TEST(StatusInputs, AForgottenInputLeavesTheMachinesAndTellsOfNoInterface) {
     EXPECT_THAT(fixture.sm->ip6IntfStatusSm(), SizeIs(1));
 }
 
-TEST(StatusInputs, AReplacedInputBringsItsOwnInterfaces) {
-    SmFixture fixture;
-    fixture.ip("Ethernet1", "10.0.0.1/24");
-    auto const other = Ip::vrfIpIntfStatusFactory();
-    auto const status = Ip::ipIntfStatusFactory("Ethernet1");
-    status->activeAddrWithMaskIs(Nimb::IpAddrWithMask("10.0.0.2/24"));
-    other->ipIntfStatusIs(status);
-    fixture.table->vrfIpIntfStatusIs(other);
-    EXPECT_EQ(fixture.sm->vrfIpIntfStatus(), other);
-    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.2/24 Ethernet1"));
+template <class Family>
+class ReplacedStatus : public testing::Test {};
+using Families = testing::Types<OfIp, OfIp6>;
+TYPED_TEST_SUITE(ReplacedStatus, Families);
+
+TYPED_TEST(ReplacedStatus, OfAllInterfacesBringsItsOwn) {
+    TypeParam fixture;
+    fixture.addrIs("Ethernet1", fixture.first);
+    auto const other = fixture.otherVrf();
+    fixture.put(*other, fixture.statusWith("Ethernet1", fixture.second));
+    fixture.inputIs(other);
+    EXPECT_EQ(fixture.input(), other);
+    EXPECT_THAT(fixture.rows(), ElementsAre(rowOf(fixture.second, "Ethernet1")));
 
     // The old input is not heard any more.
-    fixture.ip("Ethernet2", "10.0.2.1/24");
-    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.2/24 Ethernet1"));
+    fixture.addrIs("Ethernet2", fixture.elsewhere);
+    EXPECT_THAT(fixture.rows(), ElementsAre(rowOf(fixture.second, "Ethernet1")));
 }
 
-TEST(StatusInputs, AReplacedStatusWithdrawsItsAddressesBeforeTheNewOnePublishesIts) {
-    SmFixture fixture;
-    fixture.ip("Ethernet1", "10.0.0.1/24");
-    auto const oldMachine = fixture.sm->ipIntfStatusSm("Ethernet1");
+TYPED_TEST(ReplacedStatus, WithdrawsItsAddressesBeforeTheNewOnePublishesIts) {
+    TypeParam fixture;
+    auto const [oldAddr, newAddr] = std::pair(fixture.first, fixture.second);
+    fixture.addrIs("Ethernet1", oldAddr);
+    auto const oldMachine = fixture.machine("Ethernet1");
     TestKit::Events published;
     TestKit::Recorder<AllIntfAddrWithMask> const recorder(fixture.sm->allIntfAddrWithMask(),
                                                           published);
     fixture.clear();
 
-    auto const status = Ip::ipIntfStatusFactory("Ethernet1");
-    status->activeAddrWithMaskIs(Nimb::IpAddrWithMask("10.0.0.2/24"));
-    fixture.vrfIp->ipIntfStatusIs(status);
+    auto const status = fixture.statusWith("Ethernet1", newAddr);
+    fixture.statusIs(status);
     EXPECT_TRUE(oldMachine->retired());
-    EXPECT_EQ(fixture.sm->ipIntfStatusSm("Ethernet1")->ipIntfStatus(), status);
-    EXPECT_THAT(published,
-                ElementsAre("10.0.0.1/24 Ethernet1 absent", "10.0.0.2/24 Ethernet1 present"));
-    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.2/24 Ethernet1"));
+    EXPECT_EQ(fixture.statusOfMachine("Ethernet1"), status);
+    EXPECT_THAT(published, ElementsAre(rowOf(oldAddr, "Ethernet1") + " absent",
+                                       rowOf(newAddr, "Ethernet1") + " present"));
+    EXPECT_THAT(fixture.rows(), ElementsAre(rowOf(newAddr, "Ethernet1")));
+    auto const key = [](TestKit::TestAddr const& addr) {
+        return fmt::format("intfId=;addr={};virtualIp=false", addr.addr);
+    };
     EXPECT_THAT(
         fixture.events,
-        ElementsAre("intfAddrEntryFromAddr intfId=;addr=10.0.0.1;virtualIp=false absent",
-                    "intfAddrEntry intfId=;addr=10.0.0.1;virtualIp=false;subnet=10.0.0.0/24 absent",
-                    "intfAddrEntrySetFromSubnet 10.0.0.0/24 absent",
-                    "intfAddrEntry intfId=;addr=10.0.0.2;virtualIp=false;subnet=10.0.0.0/24 "
-                    "present",
-                    "intfAddrEntryFromAddr intfId=;addr=10.0.0.2;virtualIp=false present",
-                    "intfAddrEntrySetFromSubnet 10.0.0.0/24 present"));
-}
-
-TEST(StatusInputs, AReplacedIp6StatusWithdrawsItsAddressesBeforeTheNewOnePublishesIts) {
-    SmFixture fixture;
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-    TestKit::Events published;
-    TestKit::Recorder<AllIntfAddrWithMask> const recorder(fixture.sm->allIntfAddrWithMask(),
-                                                          published);
-    auto const status = Ip6::intfStatusFactory("Ethernet1");
-    status->addrIs(Nimb::Ip6AddrWithMask("2001:db8::2/64"), {});
-    fixture.vrfIp6->intfStatusIs(status);
-    EXPECT_EQ(fixture.sm->ip6IntfStatusSm("Ethernet1")->ip6IntfStatus(), status);
-    EXPECT_THAT(published,
-                ElementsAre("2001:db8::1/64 Ethernet1 absent", "2001:db8::2/64 Ethernet1 present"));
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::2/64 Ethernet1"));
+        ElementsAre(fmt::format("intfAddrEntryFromAddr {} absent", key(oldAddr)),
+                    fmt::format("intfAddrEntry {};subnet={} absent", key(oldAddr), oldAddr.subnet),
+                    fmt::format("intfAddrEntrySetFromSubnet {} absent", oldAddr.subnet),
+                    fmt::format("intfAddrEntry {};subnet={} present", key(newAddr), newAddr.subnet),
+                    fmt::format("intfAddrEntryFromAddr {} present", key(newAddr)),
+                    fmt::format("intfAddrEntrySetFromSubnet {} present", newAddr.subnet)));
 }
 
 TEST(StatusInputs, AnInterfaceToldOfTwiceKeepsItsMachine) {

@@ -3,18 +3,19 @@
 
 #include <gmock/gmock.h>
 
+#include "IpLib/IntfAddrVrfTableSm/TestFamilies.h"
 #include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
-#include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
 
 namespace IpLib {
 namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using TestKit::Meddler;
+using TestKit::OfIp;
+using TestKit::OfIp6;
+using TestKit::rowOf;
 using TestKit::SmFixture;
 
 TEST(TableObserver, MayTakeAwayAnAddressThatWaitsAndBringItsInterfaceBack) {
@@ -51,37 +52,6 @@ TEST(TableObserver, MayGiveTheAddressOfAnInterfaceThatGoesToAnother) {
                 ElementsAre("10.0.0.0/24 Ethernet4 10.0.0.1", "10.3.0.0/24 Ethernet3 10.3.0.1"));
 }
 
-TEST(TableObserver, MayEmptyAStatusThatHasGone) {
-    SmFixture fixture({.intfCleanupDelay = 0.0});
-    fixture.secondary("Ethernet1", "10.0.0.1/24");
-    fixture.secondary("Ethernet1", "10.0.1.1/24");
-    auto const gone = fixture.ipStatus("Ethernet1");
-    Meddler const meddler(fixture, "intfAddrEntry ",
-                          [&] { gone->secondaryActiveAddrWithMaskDelAll(); });
-
-    fixture.ipStatusDel("Ethernet1");
-
-    EXPECT_THAT(fixture.rows(), IsEmpty());
-    EXPECT_THAT(fixture.published(), IsEmpty());
-    fixture.secondary("Ethernet1", "10.0.0.1/24");
-    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
-}
-
-TEST(TableObserver, MayEmptyAnIp6StatusThatHasGone) {
-    SmFixture fixture({.intfCleanupDelay = 0.0});
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-    fixture.ip6("Ethernet1", "2001:db8:1::1/64");
-    auto const gone = fixture.ip6Status("Ethernet1");
-    Meddler const meddler(fixture, "intfAddrEntry ", [&] { gone->addrDelAll(); });
-
-    fixture.ip6StatusDel("Ethernet1");
-
-    EXPECT_THAT(fixture.rows(), IsEmpty());
-    EXPECT_THAT(fixture.published(), IsEmpty());
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
-}
-
 TEST(TableObserver, MayBringAnInputBackWhoseMachinesAreGoing) {
     SmFixture fixture({.intfCleanupDelay = 0.0});
     fixture.ip("Ethernet1", "10.0.0.1/24");
@@ -98,73 +68,57 @@ TEST(TableObserver, MayBringAnInputBackWhoseMachinesAreGoing) {
     EXPECT_THAT(fixture.rows(), Contains("10.0.1.1/24 Ethernet2"));
 }
 
-TEST(InterfaceCleanup, AnIp6InterfaceThatComesBackIsCleanedUpBeforeItsAddressesArePublished) {
-    SmFixture fixture;
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-    fixture.ip6("Ethernet1", "fe80::1/64");
-    fixture.ip6StatusDel("Ethernet1");
-    auto const pending =
-        fixture.sm->intfCleanupBacklog()->getBacklog("Ethernet1", Nimb::AddressFamily::ipv6);
-    ASSERT_TRUE(pending);
-    fixture.time.advance(1.0);
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1", "fe80::1/64 Ethernet1"));
+template <class Family>
+class ObserverOfRows : public testing::Test {};
+using Families = testing::Types<OfIp, OfIp6>;
+TYPED_TEST_SUITE(ObserverOfRows, Families);
 
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
+TYPED_TEST(ObserverOfRows, MayEmptyAStatusThatHasGone) {
+    TypeParam fixture({.intfCleanupDelay = 0.0});
+    fixture.addrIs("Ethernet1", fixture.first);
+    fixture.addrIs("Ethernet1", fixture.second);
+    fixture.addrIs("Ethernet1", fixture.elsewhere);
+    auto const gone = fixture.status("Ethernet1");
+    Meddler const meddler(fixture,
+                          fmt::format("intfAddrEntry intfId=;addr={}", fixture.second.addr),
+                          [&] { fixture.empty(*gone); });
 
-    EXPECT_TRUE(pending->processed());
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
-    EXPECT_THAT(fixture.linkLocals(), IsEmpty());
-    fixture.clear();
-    fixture.time.advance(10.0);
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
-    EXPECT_THAT(fixture.traceTexts(), Not(Contains(HasSubstr("cleaning up"))));
-}
-
-TEST(TableObserver, MayPublishAnInterfaceAgainThatIsCleanedUpAtOnce) {
-    SmFixture fixture({.intfCleanupDelay = 0.0});
-    fixture.ip("Ethernet1", "10.0.0.1/24");
-    auto const status = Ip::ipIntfStatusFactory("Ethernet1");
-    status->activeAddrWithMaskIs(Nimb::IpAddrWithMask("10.0.0.1/24"));
-    Meddler const meddler(fixture, "intfAddrEntry intfId=;addr=10.0.0.1",
-                          [&] { fixture.vrfIp->ipIntfStatusIs(status); });
-
-    fixture.ipStatusDel("Ethernet1");
+    fixture.statusDel("Ethernet1");
 
     ASSERT_TRUE(meddler.done());
-    EXPECT_THAT(fixture.published(), ElementsAre("10.0.0.1/24 Ethernet1"));
-    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1"));
-    EXPECT_THAT(fixture.sets(), ElementsAre("10.0.0.0/24 Ethernet1 10.0.0.1"));
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+    EXPECT_THAT(fixture.published(), IsEmpty());
+    fixture.addrIs("Ethernet1", fixture.first);
+    EXPECT_THAT(fixture.rows(), ElementsAre(rowOf(fixture.first, "Ethernet1")));
 }
 
-TEST(TableObserver, MayPublishAnIp6InterfaceAgainThatIsCleanedUpAtOnce) {
-    SmFixture fixture({.intfCleanupDelay = 0.0});
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-    auto const status = Ip6::intfStatusFactory("Ethernet1");
-    status->addrIs(Nimb::Ip6AddrWithMask("2001:db8::1/64"), {});
-    Meddler const meddler(fixture, "intfAddrEntry intfId=;addr=2001",
-                          [&] { fixture.vrfIp6->intfStatusIs(status); });
+TYPED_TEST(ObserverOfRows, MayPublishAnInterfaceAgainThatIsCleanedUpAtOnce) {
+    TypeParam fixture({.intfCleanupDelay = 0.0});
+    fixture.addrIs("Ethernet1", fixture.first);
+    auto const status = fixture.statusWith("Ethernet1", fixture.first);
+    Meddler const meddler(fixture, fmt::format("intfAddrEntry intfId=;addr={}", fixture.first.addr),
+                          [&] { fixture.statusIs(status); });
 
-    fixture.ip6StatusDel("Ethernet1");
+    fixture.statusDel("Ethernet1");
 
     ASSERT_TRUE(meddler.done());
-    EXPECT_THAT(fixture.published(), ElementsAre("2001:db8::1/64 Ethernet1"));
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+    std::string const row = rowOf(fixture.first, "Ethernet1");
+    EXPECT_THAT(fixture.published(), ElementsAre(row));
+    EXPECT_THAT(fixture.rows(), ElementsAre(row));
+    EXPECT_THAT(fixture.sets(), ElementsAre(fmt::format("{} Ethernet1 {}", fixture.first.subnet,
+                                                        fixture.first.addr)));
 }
 
-TEST(TableObserver, MayBringAnInputBackWhoseInterfacesAreCleanedUpAtOnce) {
-    SmFixture fixture({.intfCleanupDelay = 0.0});
-    fixture.ip("Ethernet1", "10.0.0.1/24");
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-    Meddler const meddler(fixture, "addr=10.0.0.1",
-                          [&] { fixture.table->vrfIpIntfStatusIs(fixture.vrfIp); });
-    fixture.table->vrfIpIntfStatusIs(nullptr);
-    ASSERT_TRUE(meddler.done());
-    Meddler const meddler6(fixture, "addr=2001",
-                           [&] { fixture.table->vrfIp6IntfStatusIs(fixture.vrfIp6); });
-    fixture.table->vrfIp6IntfStatusIs(nullptr);
-    ASSERT_TRUE(meddler6.done());
+TYPED_TEST(ObserverOfRows, MayBringAnInputBackWhoseInterfacesAreCleanedUpAtOnce) {
+    TypeParam fixture({.intfCleanupDelay = 0.0});
+    fixture.addrIs("Ethernet1", fixture.first);
+    Meddler const meddler(fixture, fmt::format("addr={}", fixture.first.addr),
+                          [&] { fixture.inputIs(fixture.vrf()); });
 
-    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 Ethernet1", "2001:db8::1/64 Ethernet1"));
+    fixture.inputIs(nullptr);
+
+    ASSERT_TRUE(meddler.done());
+    EXPECT_THAT(fixture.rows(), ElementsAre(rowOf(fixture.first, "Ethernet1")));
 }
 
 TEST(TableObserver, MayRunTheTasksThatAreDue) {

@@ -1,68 +1,142 @@
+// The keys of virtual addresses of both families: an IPv6 one is an address, an IPv4 one has a
+// prefix length too.
+
 #include "VirtualIp/VrfIpPair.h"
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <string>
-#include <type_traits>
+#include <vector>
+
+#include "VirtualIp/VrfIpWithMaskPair.h"
 
 namespace VirtualIp {
 namespace {
 
-VrfIpPair pair(char const* vrf, char const* addr) { return {vrf, Nimb::Ip6Addr(addr)}; }
+struct OfIp {
+    using Pair = VrfIpWithMaskPair;
+    using Addr = Nimb::IpAddrWithMask;
+    static constexpr char const* type = "VirtualIp::VrfIpWithMaskPair";
+    static constexpr char const* attribute = "addrWithMask";
+    static constexpr char const* none = "0.0.0.0/0";
+    // In ascending order.
+    static constexpr char const* addr = "10.0.0.1/24";
+    static constexpr char const* next = "10.0.0.2/24";
+    static Addr addrOf(Pair const& pair) { return pair.addrWithMask(); }
+};
 
-TEST(VrfIpPair, IsItsVrfAndItsAddress) {
-    auto const key = pair("red", "2001:db8::1");
+struct OfIp6 {
+    using Pair = VrfIpPair;
+    using Addr = Nimb::Ip6Addr;
+    static constexpr char const* type = "VirtualIp::VrfIpPair";
+    static constexpr char const* attribute = "addr";
+    static constexpr char const* none = "::";
+    static constexpr char const* addr = "2001:db8::1";
+    static constexpr char const* next = "2001:db8::2";
+    static Addr addrOf(Pair const& pair) { return pair.addr(); }
+};
+
+template <class Family>
+class VirtualPair : public testing::Test {
+protected:
+    static typename Family::Pair pair(char const* vrf, char const* addr) {
+        return {vrf, typename Family::Addr(addr)};
+    }
+};
+using Families = testing::Types<OfIp, OfIp6>;
+TYPED_TEST_SUITE(VirtualPair, Families);
+
+TYPED_TEST(VirtualPair, IsItsVrfAndItsAddress) {
+    auto const key = this->pair("red", TypeParam::addr);
     EXPECT_EQ(key.vrfName(), L3::VrfName("red"));
-    EXPECT_EQ(key.addr(), Nimb::Ip6Addr("2001:db8::1"));
-    EXPECT_EQ(VrfIpPair(), pair("", "::"));
+    EXPECT_EQ(TypeParam::addrOf(key), typename TypeParam::Addr(TypeParam::addr));
+    EXPECT_EQ(typename TypeParam::Pair(), this->pair("", TypeParam::none));
 }
 
-TEST(VrfIpPair, ComparesByVrfThenByAddress) {
-    auto const key = pair("red", "2001:db8::1");
-    EXPECT_EQ(key, pair("red", "2001:DB8:0::1"));
-    EXPECT_LT(pair("blue", "2001:db8::2"), key);
-    EXPECT_LT(key, pair("red", "2001:db8::2"));
+TYPED_TEST(VirtualPair, ComparesByVrfThenByAddress) {
+    auto const key = this->pair("red", TypeParam::addr);
+    EXPECT_EQ(key, this->pair("red", TypeParam::addr));
+    EXPECT_LT(this->pair("blue", TypeParam::next), key);
+    EXPECT_LT(key, this->pair("red", TypeParam::next));
 }
 
-TEST(VrfIpPair, EveryFieldAndTheSeedMoveTheHash) {
-    auto const key = pair("red", "2001:db8::1");
-    EXPECT_EQ(key.hash(1), pair("red", "2001:db8::1").hash(1));
+TYPED_TEST(VirtualPair, EveryFieldAndTheSeedMoveTheHash) {
+    auto const key = this->pair("red", TypeParam::addr);
+    EXPECT_EQ(key.hash(1), this->pair("red", TypeParam::addr).hash(1));
     EXPECT_NE(key.hash(1), key.hash(2));
-    EXPECT_NE(key.hash(1), pair("blue", "2001:db8::1").hash(1));
-    EXPECT_NE(key.hash(1), pair("red", "2001:db8::2").hash(1));
+    EXPECT_NE(key.hash(1), this->pair("blue", TypeParam::addr).hash(1));
+    EXPECT_NE(key.hash(1), this->pair("red", TypeParam::next).hash(1));
 }
 
-TEST(VrfIpPair, PrintsItsFields) {
-    auto const key = pair("red", "2001:db8::1");
-    EXPECT_EQ(key.toStrep(), "vrfName=red;addr=2001:db8::1");
+TYPED_TEST(VirtualPair, PrintsItsFields) {
+    auto const key = this->pair("red", TypeParam::addr);
+    EXPECT_EQ(key.toStrep(),
+              fmt::format("vrfName=red;{}={}", TypeParam::attribute, TypeParam::addr));
     EXPECT_EQ(fmt::format("{}", key), key.toStrep());
     EXPECT_EQ(valueToStrep(key),
-              "Value('VirtualIp::VrfIpPair', ** {'vrfName': 'red', 'addr': '2001:db8::1'})");
+              fmt::format("Value('{}', ** {{'vrfName': 'red', '{}': '{}'}})", TypeParam::type,
+                          TypeParam::attribute, TypeParam::addr));
 }
 
-TEST(VrfIpPair, BothTextFormsReadBack) {
-    for (char const* vrf : {"", "red", "a;addr=::1", "it's"}) {
-        auto const key = pair(vrf, "2001:db8::1");
-        EXPECT_EQ(Zin::strepToValue<VrfIpPair>(key.toStrep()), key);
+TYPED_TEST(VirtualPair, BothTextFormsReadBack) {
+    using Pair = typename TypeParam::Pair;
+    std::string const likeAField = fmt::format("a;{}={}", TypeParam::attribute, TypeParam::next);
+    for (char const* vrf : {"", "red", likeAField.c_str(), "it's"}) {
+        auto const key = this->pair(vrf, TypeParam::addr);
+        EXPECT_EQ(Zin::strepToValue<Pair>(key.toStrep()), key);
         std::string const text = valueToStrep(key);
         Zin::TextReader reader(text);
-        EXPECT_EQ(reader.read<VrfIpPair>("key"), key);
+        EXPECT_EQ(reader.template read<Pair>("key"), key);
         EXPECT_NO_THROW(reader.end());
     }
 }
 
-TEST(VrfIpPair, AMalformedTextNamesTheAttribute) {
+TYPED_TEST(VirtualPair, AMalformedTextIsAnError) {
+    std::string const addr = fmt::format("{}={}", TypeParam::attribute, TypeParam::addr);
+    for (std::string const& text :
+         std::vector<std::string>{"", "vrfName=red", "vrfName=red;" + addr + " ", addr}) {
+        EXPECT_THROW(Zin::strepToValue<typename TypeParam::Pair>(text), Zin::ParseError) << text;
+    }
+}
+
+// An address that is wrong in the family's own way, where the error names it.
+template <class Pair>
+std::string attributeOfError(char const* text) {
     try {
-        Zin::strepToValue<VrfIpPair>("vrfName=red;addr=10.0.0.1");
-        FAIL() << "read an IPv4 address";
+        Zin::strepToValue<Pair>(text);
     } catch (Zin::ParseError const& error) {
-        EXPECT_EQ(error.attribute(), "addr");
+        return std::string(error.attribute());
     }
-    for (char const* text :
-         {"", "vrfName=red", "vrfName=red;addr=::1 ", "addr=::1", "vrfName=red;addr=::1/128"}) {
-        EXPECT_THROW(Zin::strepToValue<VrfIpPair>(text), Zin::ParseError) << text;
-    }
+    return "none";
+}
+
+TEST(VrfIpPair, AnIp4AddressOrAPrefixLengthIsAnError) {
+    EXPECT_EQ(attributeOfError<VrfIpPair>("vrfName=red;addr=10.0.0.1"), "addr");
+    EXPECT_EQ(attributeOfError<VrfIpPair>("vrfName=red;addr=::1/128"), "addr");
+}
+
+TEST(VrfIpPair, EqualsWhatNamesItsAddressOtherwise) {
+    EXPECT_EQ(VrfIpPair("red", Nimb::Ip6Addr("2001:db8::1")),
+              VrfIpPair("red", Nimb::Ip6Addr("2001:DB8:0::1")));
+}
+
+VrfIpWithMaskPair withMask(char const* addr) { return {"red", Nimb::IpAddrWithMask(addr)}; }
+
+TEST(VrfIpWithMaskPair, ComparesByAddressThenByLength) {
+    EXPECT_LT(withMask("9.0.0.1/25"), withMask("10.0.0.1/24"));
+    EXPECT_LT(withMask("10.0.0.1/24"), withMask("10.0.0.1/25"));
+}
+
+TEST(VrfIpWithMaskPair, TheLengthMovesTheHash) {
+    EXPECT_NE(withMask("10.0.0.1/24").hash(1), withMask("10.0.0.1/25").hash(1));
+}
+
+TEST(VrfIpWithMaskPair, ALengthBeyondTheAddressOrNoneIsAnError) {
+    EXPECT_EQ(attributeOfError<VrfIpWithMaskPair>("vrfName=red;addrWithMask=10.0.0.1/33"),
+              "addrWithMask");
+    EXPECT_EQ(attributeOfError<VrfIpWithMaskPair>("vrfName=red;addrWithMask=10.0.0.1"),
+              "addrWithMask");
 }
 
 }  // namespace
