@@ -24,17 +24,17 @@ constexpr char vrf[] = "default";
 class Bench {
 public:
     explicit Bench(std::uint32_t rows) : intfs_(rows / addressesEach) {
-        router_.managerStart();
+        router_.managerStart().apply();
         auto& inputs = router_.inputs();
-        inputs.ipVrfAdd(vrf);
+        inputs.ipVrfAdd(vrf).apply();
         for (std::uint32_t n = 0; n < intfs_; ++n) {
             Routing::IpIntf addressing{.primary = addr(n, 0)};
             for (std::uint32_t host = 1; host < addressesEach; ++host) {
                 addressing.secondary.push_back(addr(n, host));
             }
-            inputs.ipIntfAdd(vrf, intf(n), addressing);
+            inputs.ipIntfAdd(vrf, intf(n), addressing).apply();
         }
-        router_.tableAdd(vrf);
+        router_.tableAdd(vrf).apply();
     }
 
     std::uint32_t intfs() const { return intfs_; }

@@ -61,7 +61,7 @@ ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err
     Question const question = questionOf(options);
     Routing::Router router({}, Zin::make<Zin::SteadyClock>(),
                            std::make_unique<Velk::TimeSlice>(taskSlice));
-    router.managerStart();
+    router.managerStart().apply();
     Warn const warn = [&err](std::string const& message) {
         err << "intfaddr: warning: " << printable(message) << '\n';
     };
@@ -77,7 +77,7 @@ ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err
     } catch (Routing::OperationError const& error) {
         throw BadArgument(error.what());
     }
-    router.managerStop();  // what fails in that is told, as it is not where the router goes
+    router.managerStop().apply();  // what fails in that is told, as it is not where the router goes
     out << (options.json ? toJson(report) : toText(report));
     if (!question.addr || hasRow(report)) {
         return ok;

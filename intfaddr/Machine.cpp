@@ -20,7 +20,7 @@ void publish(Routing::Router& router, L3::VrfName const& vrf, Netlink::Snapshot 
     if (auto const damaged = snapshot.skipped.damaged(); damaged > 0) {
         warn(fmt::format("VRF '{}': {} unreadable kernel messages were left out", vrf, damaged));
     }
-    router.tableAdd(vrf);
+    router.tableAdd(vrf).apply();
     Netlink::publish(snapshot, vrf, router.inputs());
 }
 
@@ -42,7 +42,7 @@ void publishOrLeaveOut(Routing::Router& router, L3::VrfName const& vrf,
         published = true;
     });
     if (!published && router.tables()->intfAddrVrfTableHas(vrf)) {
-        warnIfItFails(vrf, warn, [&] { router.tableDel(vrf); });
+        warnIfItFails(vrf, warn, [&] { router.tableDel(vrf).apply(); });
     }
 }
 

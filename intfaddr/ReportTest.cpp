@@ -17,18 +17,21 @@ using testing::SizeIs;
 // empty.
 struct Fixture {
     Fixture() {
-        router.managerStart();
+        router.managerStart().apply();
+        auto& inputs = router.inputs();
         for (char const* vrf : {"red", "blue"}) {
-            router.tableAdd(vrf);
-            router.inputs().ipVrfAdd(vrf);
+            router.tableAdd(vrf).apply();
+            inputs.ipVrfAdd(vrf).apply();
         }
         for (char const* intf : {"eth0", "eth1"}) {
-            router.inputs().kernelAdd("red", intf, {});
+            inputs.kernelAdd("red", intf, {}).apply();
         }
-        router.inputs().ipIntfAdd("red", "eth0", {.primary = Nimb::IpAddrWithMask("10.0.0.1/24")});
-        router.inputs().ipIntfAdd("red", "eth1",
-                                  {.primary = Nimb::IpAddrWithMask("10.0.0.2/24"),
-                                   .secondary = {Nimb::IpAddrWithMask("10.0.0.3/24")}});
+        inputs.ipIntfAdd("red", "eth0", {.primary = Nimb::IpAddrWithMask("10.0.0.1/24")}).apply();
+        inputs
+            .ipIntfAdd("red", "eth1",
+                       {.primary = Nimb::IpAddrWithMask("10.0.0.2/24"),
+                        .secondary = {Nimb::IpAddrWithMask("10.0.0.3/24")}})
+            .apply();
     }
     Report ask(Question const& question) const { return makeReport(router, question); }
 

@@ -34,9 +34,8 @@ Zin::Ptr<Ip6::VrfIp6IntfStatus> ip6Vrf(Ip6::Status const& status, L3::VrfName co
 void checkName(L3::VrfName const& vrf) { require(!vrf.empty(), "the VRF name is empty"); }
 void checkName(Nimb::IntfId const& intf) { require(!intf.empty(), "the interface name is empty"); }
 
-Inputs::Inputs(BeforeChange beforeChange)
-    : beforeChange_(std::move(beforeChange)),
-      ipStatus_(Ip::statusFactory()),
+Inputs::Inputs()
+    : ipStatus_(Ip::statusFactory()),
       ip6Status_(Ip6::statusFactory()),
       virtualIpStatus_(VirtualIp::virtualIpStatusFactory()),
       virtualIp6Status_(VirtualIp::virtualIp6StatusFactory()),
@@ -54,155 +53,139 @@ Zin::Ptr<Ip6::IntfStatus> Inputs::ip6Intf(L3::VrfName const& vrf, Nimb::IntfId c
     return found;
 }
 
-void Inputs::ipVrfAdd(L3::VrfName const& vrf) {
+Effect Inputs::ipVrfAdd(L3::VrfName const& vrf) {
     checkName(vrf);
-    beforeChange_();
-    ipStatus_->vrfIpIntfStatusIs(vrf, Ip::vrfIpIntfStatusFactory());
+    return [this, vrf] { ipStatus_->vrfIpIntfStatusIs(vrf, Ip::vrfIpIntfStatusFactory()); };
 }
 
-void Inputs::ipVrfDel(L3::VrfName const& vrf) {
+Effect Inputs::ipVrfDel(L3::VrfName const& vrf) {
     ipVrf(*ipStatus_, vrf);
-    beforeChange_();
-    ipStatus_->vrfIpIntfStatusDel(vrf);
+    return [this, vrf] { ipStatus_->vrfIpIntfStatusDel(vrf); };
 }
 
-void Inputs::ip6VrfAdd(L3::VrfName const& vrf) {
+Effect Inputs::ip6VrfAdd(L3::VrfName const& vrf) {
     checkName(vrf);
-    beforeChange_();
-    ip6Status_->vrfIp6IntfStatusIs(vrf, Ip6::vrfIp6IntfStatusFactory());
+    return [this, vrf] { ip6Status_->vrfIp6IntfStatusIs(vrf, Ip6::vrfIp6IntfStatusFactory()); };
 }
 
-void Inputs::ip6VrfDel(L3::VrfName const& vrf) {
+Effect Inputs::ip6VrfDel(L3::VrfName const& vrf) {
     ip6Vrf(*ip6Status_, vrf);
-    beforeChange_();
-    ip6Status_->vrfIp6IntfStatusDel(vrf);
+    return [this, vrf] { ip6Status_->vrfIp6IntfStatusDel(vrf); };
 }
 
-void Inputs::ipIntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf, IpIntf const& addressing) {
+Effect Inputs::ipIntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                         IpIntf const& addressing) {
     checkName(intf);
-    auto const status = ipVrf(*ipStatus_, vrf);
-    beforeChange_();
-    auto const intfStatus = Ip::ipIntfStatusFactory(intf);
-    intfStatus->activeAddrWithMaskIs(addressing.primary);
-    intfStatus->unnumberedIntfIdIs(addressing.unnumberedSource);
-    for (auto const& addr : addressing.secondary) {
-        intfStatus->secondaryActiveAddrWithMaskIs(addr);
-    }
-    status->ipIntfStatusIs(intfStatus);
+    return [status = ipVrf(*ipStatus_, vrf), intf, addressing] {
+        auto const intfStatus = Ip::ipIntfStatusFactory(intf);
+        intfStatus->activeAddrWithMaskIs(addressing.primary);
+        intfStatus->unnumberedIntfIdIs(addressing.unnumberedSource);
+        for (auto const& addr : addressing.secondary) {
+            intfStatus->secondaryActiveAddrWithMaskIs(addr);
+        }
+        status->ipIntfStatusIs(intfStatus);
+    };
 }
 
-void Inputs::ipIntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
+Effect Inputs::ipIntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
     ipIntf(vrf, intf);
-    beforeChange_();
-    ipVrf(*ipStatus_, vrf)->ipIntfStatusDel(intf);
+    return [status = ipVrf(*ipStatus_, vrf), intf] { status->ipIntfStatusDel(intf); };
 }
 
-void Inputs::ip6IntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                        std::vector<Ip6IntfAddr> const& addrs) {
+Effect Inputs::ip6IntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                          std::vector<Ip6IntfAddr> const& addrs) {
     checkName(intf);
-    auto const status = ip6Vrf(*ip6Status_, vrf);
-    beforeChange_();
-    auto const intfStatus = Ip6::intfStatusFactory(intf);
-    for (auto const& [addr, deprecated] : addrs) {
-        intfStatus->addrIs(addr, {.deprecated = deprecated});
-    }
-    status->intfStatusIs(intfStatus);
+    return [status = ip6Vrf(*ip6Status_, vrf), intf, addrs] {
+        auto const intfStatus = Ip6::intfStatusFactory(intf);
+        for (auto const& [addr, deprecated] : addrs) {
+            intfStatus->addrIs(addr, {.deprecated = deprecated});
+        }
+        status->intfStatusIs(intfStatus);
+    };
 }
 
-void Inputs::ip6IntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
+Effect Inputs::ip6IntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
     ip6Intf(vrf, intf);
-    beforeChange_();
-    ip6Vrf(*ip6Status_, vrf)->intfStatusDel(intf);
+    return [status = ip6Vrf(*ip6Status_, vrf), intf] { status->intfStatusDel(intf); };
 }
 
-void Inputs::ipPrimaryIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                         Nimb::IpAddrWithMask const& addr) {
-    auto const status = ipIntf(vrf, intf);
-    beforeChange_();
-    status->activeAddrWithMaskIs(addr);
+Effect Inputs::ipPrimaryIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                           Nimb::IpAddrWithMask const& addr) {
+    return [status = ipIntf(vrf, intf), addr] { status->activeAddrWithMaskIs(addr); };
 }
 
-void Inputs::ipUnnumberedIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                            Nimb::IntfId const& source) {
-    auto const status = ipIntf(vrf, intf);
-    beforeChange_();
-    status->unnumberedIntfIdIs(source);
+Effect Inputs::ipUnnumberedIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                              Nimb::IntfId const& source) {
+    return [status = ipIntf(vrf, intf), source] { status->unnumberedIntfIdIs(source); };
 }
 
-void Inputs::ipSecondaryAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                            Nimb::IpAddrWithMask const& addr) {
-    auto const status = ipIntf(vrf, intf);
-    beforeChange_();
-    status->secondaryActiveAddrWithMaskIs(addr);
+Effect Inputs::ipSecondaryAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                              Nimb::IpAddrWithMask const& addr) {
+    return [status = ipIntf(vrf, intf), addr] { status->secondaryActiveAddrWithMaskIs(addr); };
 }
 
-void Inputs::ipSecondaryDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                            Nimb::IpAddrWithMask const& addr) {
+Effect Inputs::ipSecondaryDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                              Nimb::IpAddrWithMask const& addr) {
     auto const status = ipIntf(vrf, intf);
     require(status->secondaryActiveAddrWithMaskHas(addr),
             "interface '{}' of VRF '{}' has no secondary address {}", intf, vrf, addr);
-    beforeChange_();
-    status->secondaryActiveAddrWithMaskDel(addr);
+    return [status, addr] { status->secondaryActiveAddrWithMaskDel(addr); };
 }
 
-void Inputs::ip6AddrSet(L3::VrfName const& vrf, Nimb::IntfId const& intf, Ip6IntfAddr const& addr) {
-    auto const status = ip6Intf(vrf, intf);
-    beforeChange_();
-    status->addrIs(addr.addr, {.deprecated = addr.deprecated});
+Effect Inputs::ip6AddrSet(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                          Ip6IntfAddr const& addr) {
+    return [status = ip6Intf(vrf, intf), addr] {
+        status->addrIs(addr.addr, {.deprecated = addr.deprecated});
+    };
 }
 
-void Inputs::ip6AddrDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                        Nimb::Ip6AddrWithMask const& addr) {
+Effect Inputs::ip6AddrDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                          Nimb::Ip6AddrWithMask const& addr) {
     auto const status = ip6Intf(vrf, intf);
     require(status->addrHas(addr), "interface '{}' of VRF '{}' has no address {}", intf, vrf, addr);
-    beforeChange_();
-    status->addrDel(addr);
+    return [status, addr] { status->addrDel(addr); };
 }
 
-void Inputs::kernelAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                       KernelIntf const& kernelIntf) {
+Effect Inputs::kernelAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                         KernelIntf const& kernelIntf) {
     checkName(vrf);
     checkName(intf);
-    beforeChange_();
-    kniIntfStatusHelper_->deviceIntfStatusDir(vrf)->deviceIntfStatusIs(
-        Interface::deviceIntfStatusFactory(intf, kernelIntf.deviceName, kernelIntf.ifIndex,
-                                           kernelIntf.operStatus, kernelIntf.active));
+    return [dir = kniIntfStatusHelper_->deviceIntfStatusDir(vrf), intf, kernelIntf] {
+        dir->deviceIntfStatusIs(
+            Interface::deviceIntfStatusFactory(intf, kernelIntf.deviceName, kernelIntf.ifIndex,
+                                               kernelIntf.operStatus, kernelIntf.active));
+    };
 }
 
-void Inputs::kernelDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
+Effect Inputs::kernelDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
     checkName(vrf);
     checkName(intf);
     auto const dir = kniIntfStatusHelper_->deviceIntfStatusDir(vrf);
     require(dir->deviceIntfStatusHas(intf), "the kernel has no interface '{}' in VRF '{}'", intf,
             vrf);
-    beforeChange_();
-    dir->deviceIntfStatusDel(intf);
+    return [dir, intf] { dir->deviceIntfStatusDel(intf); };
 }
 
-void Inputs::vipAdd(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr) {
+Effect Inputs::vipAdd(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr) {
     checkName(vrf);
-    beforeChange_();
-    virtualIpStatus_->virtualIpIs({vrf, addr});
+    return [this, vrf, addr] { virtualIpStatus_->virtualIpIs({vrf, addr}); };
 }
 
-void Inputs::vipDel(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr) {
+Effect Inputs::vipDel(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr) {
     require(virtualIpStatus_->virtualIpHas({vrf, addr}), "VRF '{}' has no virtual address {}", vrf,
             addr);
-    beforeChange_();
-    virtualIpStatus_->virtualIpDel({vrf, addr});
+    return [this, vrf, addr] { virtualIpStatus_->virtualIpDel({vrf, addr}); };
 }
 
-void Inputs::vip6Add(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr) {
+Effect Inputs::vip6Add(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr) {
     checkName(vrf);
-    beforeChange_();
-    virtualIp6Status_->virtualIp6Is({vrf, addr});
+    return [this, vrf, addr] { virtualIp6Status_->virtualIp6Is({vrf, addr}); };
 }
 
-void Inputs::vip6Del(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr) {
+Effect Inputs::vip6Del(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr) {
     require(virtualIp6Status_->virtualIp6Has({vrf, addr}), "VRF '{}' has no virtual address {}",
             vrf, addr);
-    beforeChange_();
-    virtualIp6Status_->virtualIp6Del({vrf, addr});
+    return [this, vrf, addr] { virtualIp6Status_->virtualIp6Del({vrf, addr}); };
 }
 
 }  // namespace Routing

@@ -1,18 +1,14 @@
 // The status of one router that its agents publish, and the operations by which a feed changes it:
 // interfaces and addresses per VRF, virtual addresses, and the kernel's interfaces.
 //
-//   in     the operations below; each throws OperationError, with nothing applied, where it names
-//          something that does not exist or gives an empty name
+//   in     the operations below; each throws OperationError where it names something that does not
+//          exist or gives an empty name, and else hands back its effect, to be applied (Effect.h)
 //   out    the published status, which the library and others observe
-//
-// Between its check and its application every operation calls `beforeChange`: whoever times the
-// operations lets time pass there, so that one that is refused has not even cost time.
 //
 // Setting what is set already changes nothing and tells nobody.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -22,6 +18,7 @@
 #include "L3/VrfName.h"
 #include "VirtualIp/VirtualIp6Status.h"
 #include "VirtualIp/VirtualIpStatus.h"
+#include "router/Effect.h"
 
 namespace Routing {
 
@@ -45,11 +42,9 @@ struct KernelIntf {
     bool active = true;
 };
 
-using BeforeChange = std::function<void()>;
-
 class Inputs {
 public:
-    explicit Inputs(BeforeChange beforeChange = [] {});
+    Inputs();
 
     // The published status.
     Zin::Ptr<Ip::Status> const& ipStatus() const { return ipStatus_; }
@@ -63,48 +58,48 @@ public:
     }
 
     // A VRF's status for one family. Adding replaces the one that is there by a new, empty one.
-    void ipVrfAdd(L3::VrfName const& vrf);
-    void ipVrfDel(L3::VrfName const& vrf);
-    void ip6VrfAdd(L3::VrfName const& vrf);
-    void ip6VrfDel(L3::VrfName const& vrf);
+    Effect ipVrfAdd(L3::VrfName const& vrf);
+    Effect ipVrfDel(L3::VrfName const& vrf);
+    Effect ip6VrfAdd(L3::VrfName const& vrf);
+    Effect ip6VrfDel(L3::VrfName const& vrf);
 
     // An interface's status for one family. Adding publishes it whole, in place of the one that is
     // there.
-    void ipIntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf, IpIntf const& addressing);
-    void ipIntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf);
-    void ip6IntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                    std::vector<Ip6IntfAddr> const& addrs);
-    void ip6IntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf);
+    Effect ipIntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf, IpIntf const& addressing);
+    Effect ipIntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf);
+    Effect ip6IntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                      std::vector<Ip6IntfAddr> const& addrs);
+    Effect ip6IntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf);
 
     // The addresses of an interface that has status.
-    void ipPrimaryIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                     Nimb::IpAddrWithMask const& addr);
-    void ipUnnumberedIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                        Nimb::IntfId const& source);
-    void ipSecondaryAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                        Nimb::IpAddrWithMask const& addr);
-    void ipSecondaryDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                        Nimb::IpAddrWithMask const& addr);
-    void ip6AddrSet(L3::VrfName const& vrf, Nimb::IntfId const& intf, Ip6IntfAddr const& addr);
-    void ip6AddrDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
-                    Nimb::Ip6AddrWithMask const& addr);
+    Effect ipPrimaryIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                       Nimb::IpAddrWithMask const& addr);
+    Effect ipUnnumberedIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                          Nimb::IntfId const& source);
+    Effect ipSecondaryAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                          Nimb::IpAddrWithMask const& addr);
+    Effect ipSecondaryDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                          Nimb::IpAddrWithMask const& addr);
+    Effect ip6AddrSet(L3::VrfName const& vrf, Nimb::IntfId const& intf, Ip6IntfAddr const& addr);
+    Effect ip6AddrDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                      Nimb::Ip6AddrWithMask const& addr);
 
     // The interfaces that exist as devices in the VRF's namespace. Every VRF has such a directory,
     // also one without status. Adding replaces the one that is there, which is told again.
-    void kernelAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf, KernelIntf const& kernelIntf);
-    void kernelDel(L3::VrfName const& vrf, Nimb::IntfId const& intf);
+    Effect kernelAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                     KernelIntf const& kernelIntf);
+    Effect kernelDel(L3::VrfName const& vrf, Nimb::IntfId const& intf);
 
     // Virtual addresses; of any VRF, also one without status.
-    void vipAdd(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr);
-    void vipDel(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr);
-    void vip6Add(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr);
-    void vip6Del(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr);
+    Effect vipAdd(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr);
+    Effect vipDel(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr);
+    Effect vip6Add(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr);
+    Effect vip6Del(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr);
 
 private:
     Zin::Ptr<Ip::IpIntfStatus> ipIntf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
     Zin::Ptr<Ip6::IntfStatus> ip6Intf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
 
-    BeforeChange const beforeChange_;
     Zin::Ptr<Ip::Status> const ipStatus_;
     Zin::Ptr<Ip6::Status> const ip6Status_;
     Zin::Ptr<VirtualIp::VirtualIpStatus> const virtualIpStatus_;

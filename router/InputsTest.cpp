@@ -1,9 +1,12 @@
 #include "router/Inputs.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -31,10 +34,10 @@ std::vector<std::string> keys(Map const& map) {
 // VRF red with IPv4 and IPv6 status, and interface eth0 in both.
 struct Fixture {
     Fixture() {
-        inputs.ipVrfAdd("red");
-        inputs.ip6VrfAdd("red");
-        inputs.ipIntfAdd("red", "eth0", {});
-        inputs.ip6IntfAdd("red", "eth0", {});
+        inputs.ipVrfAdd("red").apply();
+        inputs.ip6VrfAdd("red").apply();
+        inputs.ipIntfAdd("red", "eth0", {}).apply();
+        inputs.ip6IntfAdd("red", "eth0", {}).apply();
     }
 
     Zin::Ptr<Ip::IpIntfStatus> eth0() const {
@@ -47,9 +50,9 @@ struct Fixture {
     Inputs inputs;
 };
 
-void expectRefusal(std::function<void()> const& operation, char const* why) {
+void expectRefusal(std::function<Effect()> const& check, char const* why) {
     try {
-        operation();
+        static_cast<void>(check());
         ADD_FAILURE() << "not refused: " << why;
     } catch (OperationError const& error) {
         EXPECT_THAT(error.what(), HasSubstr(why));
@@ -58,10 +61,12 @@ void expectRefusal(std::function<void()> const& operation, char const* why) {
 
 TEST(Inputs, AnIp4InterfaceIsPublishedWhole) {
     Fixture fixture;
-    fixture.inputs.ipIntfAdd("red", "eth1",
-                             {.primary = ip("10.0.0.1/24"),
-                              .unnumberedSource = "lo",
-                              .secondary = {ip("10.0.1.1/24"), ip("10.0.0.2/24")}});
+    fixture.inputs
+        .ipIntfAdd("red", "eth1",
+                   {.primary = ip("10.0.0.1/24"),
+                    .unnumberedSource = "lo",
+                    .secondary = {ip("10.0.1.1/24"), ip("10.0.0.2/24")}})
+        .apply();
 
     auto const status = fixture.inputs.ipStatus()->vrfIpIntfStatus("red")->ipIntfStatus("eth1");
     EXPECT_EQ(status->activeAddrWithMask(), ip("10.0.0.1/24"));
@@ -72,10 +77,11 @@ TEST(Inputs, AnIp4InterfaceIsPublishedWhole) {
 
 TEST(Inputs, AddingAnInterfaceAgainReplacesIt) {
     Fixture fixture;
-    fixture.inputs.ipIntfAdd("red", "eth0", {.primary = ip("10.0.0.1/24")});
-    fixture.inputs.ipIntfAdd("red", "eth0", {.secondary = {ip("10.0.0.2/24")}});
-    fixture.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::1/64")}});
-    fixture.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::2/64"), .deprecated = true}});
+    fixture.inputs.ipIntfAdd("red", "eth0", {.primary = ip("10.0.0.1/24")}).apply();
+    fixture.inputs.ipIntfAdd("red", "eth0", {.secondary = {ip("10.0.0.2/24")}}).apply();
+    fixture.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::1/64")}}).apply();
+    fixture.inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::2/64"), .deprecated = true}})
+        .apply();
 
     EXPECT_EQ(fixture.eth0()->activeAddrWithMask(), ip("0.0.0.0/0"));
     EXPECT_THAT(keys(fixture.eth0Ip6()->addr()), ElementsAre("2001:db8::2/64"));
@@ -84,19 +90,20 @@ TEST(Inputs, AddingAnInterfaceAgainReplacesIt) {
 
 TEST(Inputs, AddressesOfAnInterfaceComeAndGo) {
     Fixture fixture;
-    fixture.inputs.ipPrimaryIs("red", "eth0", ip("10.0.0.1/24"));
-    fixture.inputs.ipUnnumberedIs("red", "eth0", "lo");
-    fixture.inputs.ipSecondaryAdd("red", "eth0", ip("10.0.1.1/24"));
-    fixture.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64")});
-    fixture.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64"), .deprecated = true});
+    fixture.inputs.ipPrimaryIs("red", "eth0", ip("10.0.0.1/24")).apply();
+    fixture.inputs.ipUnnumberedIs("red", "eth0", "lo").apply();
+    fixture.inputs.ipSecondaryAdd("red", "eth0", ip("10.0.1.1/24")).apply();
+    fixture.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64")}).apply();
+    fixture.inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64"), .deprecated = true})
+        .apply();
 
     EXPECT_EQ(fixture.eth0()->activeAddrWithMask(), ip("10.0.0.1/24"));
     EXPECT_EQ(fixture.eth0()->unnumberedIntfId(), Nimb::IntfId("lo"));
     EXPECT_TRUE(fixture.eth0()->secondaryActiveAddrWithMaskHas(ip("10.0.1.1/24")));
     EXPECT_TRUE(fixture.eth0Ip6()->addr(ip6("2001:db8::1/64")).deprecated);
 
-    fixture.inputs.ipSecondaryDel("red", "eth0", ip("10.0.1.1/24"));
-    fixture.inputs.ip6AddrDel("red", "eth0", ip6("2001:db8::1/64"));
+    fixture.inputs.ipSecondaryDel("red", "eth0", ip("10.0.1.1/24")).apply();
+    fixture.inputs.ip6AddrDel("red", "eth0", ip6("2001:db8::1/64")).apply();
 
     EXPECT_THAT(keys(fixture.eth0()->secondaryActiveAddrWithMask()), IsEmpty());
     EXPECT_THAT(keys(fixture.eth0Ip6()->addr()), IsEmpty());
@@ -104,21 +111,21 @@ TEST(Inputs, AddressesOfAnInterfaceComeAndGo) {
 
 TEST(Inputs, StatusGoesWithItsInterfaceAndVrf) {
     Fixture fixture;
-    fixture.inputs.ipIntfDel("red", "eth0");
-    fixture.inputs.ip6IntfDel("red", "eth0");
+    fixture.inputs.ipIntfDel("red", "eth0").apply();
+    fixture.inputs.ip6IntfDel("red", "eth0").apply();
     EXPECT_FALSE(fixture.eth0());
     EXPECT_FALSE(fixture.eth0Ip6());
 
-    fixture.inputs.ipVrfDel("red");
-    fixture.inputs.ip6VrfDel("red");
+    fixture.inputs.ipVrfDel("red").apply();
+    fixture.inputs.ip6VrfDel("red").apply();
     EXPECT_FALSE(fixture.inputs.ipStatus()->vrfIpIntfStatusHas("red"));
     EXPECT_FALSE(fixture.inputs.ip6Status()->vrfIp6IntfStatusHas("red"));
 }
 
 TEST(Inputs, AddingAVrfAgainEmptiesIt) {
     Fixture fixture;
-    fixture.inputs.ipVrfAdd("red");
-    fixture.inputs.ip6VrfAdd("red");
+    fixture.inputs.ipVrfAdd("red").apply();
+    fixture.inputs.ip6VrfAdd("red").apply();
 
     EXPECT_FALSE(fixture.eth0());
     EXPECT_FALSE(fixture.eth0Ip6());
@@ -126,9 +133,9 @@ TEST(Inputs, AddingAVrfAgainEmptiesIt) {
 
 TEST(Inputs, KernelInterfacesAndVirtualAddressesNeedNoVrfStatus) {
     Inputs inputs;
-    inputs.kernelAdd("blue", "eth9", {.deviceName = "et9", .ifIndex = 9, .active = false});
-    inputs.vipAdd("blue", ip("10.0.0.1/24"));
-    inputs.vip6Add("blue", Nimb::Ip6Addr("2001:db8::1"));
+    inputs.kernelAdd("blue", "eth9", {.deviceName = "et9", .ifIndex = 9, .active = false}).apply();
+    inputs.vipAdd("blue", ip("10.0.0.1/24")).apply();
+    inputs.vip6Add("blue", Nimb::Ip6Addr("2001:db8::1")).apply();
 
     auto const dir = inputs.kniIntfStatusHelper()->deviceIntfStatusDir("blue");
     ASSERT_TRUE(dir->deviceIntfStatusHas("eth9"));
@@ -137,9 +144,9 @@ TEST(Inputs, KernelInterfacesAndVirtualAddressesNeedNoVrfStatus) {
     EXPECT_EQ(inputs.virtualIpStatus()->virtualIp().size(), 1U);
     EXPECT_EQ(inputs.virtualIp6Status()->virtualIp6().size(), 1U);
 
-    inputs.kernelDel("blue", "eth9");
-    inputs.vipDel("blue", ip("10.0.0.1/24"));
-    inputs.vip6Del("blue", Nimb::Ip6Addr("2001:db8::1"));
+    inputs.kernelDel("blue", "eth9").apply();
+    inputs.vipDel("blue", ip("10.0.0.1/24")).apply();
+    inputs.vip6Del("blue", Nimb::Ip6Addr("2001:db8::1")).apply();
 
     EXPECT_FALSE(dir->deviceIntfStatusHas("eth9"));
     EXPECT_TRUE(inputs.virtualIpStatus()->virtualIp().empty());
@@ -153,37 +160,37 @@ TEST(Inputs, WhatDoesNotExistIsRefusedByName) {
     auto const addr6 = ip6("2001:db8::1/64");
 
     char const* const noVrf = "VRF 'blue' has no IPv4 status";
-    expectRefusal([&] { inputs.ipVrfDel("blue"); }, noVrf);
-    expectRefusal([&] { inputs.ipIntfAdd("blue", "eth0", {}); }, noVrf);
-    expectRefusal([&] { inputs.ipIntfDel("blue", "eth0"); }, noVrf);
-    expectRefusal([&] { inputs.ipPrimaryIs("blue", "eth0", addr); }, noVrf);
+    expectRefusal([&] { return inputs.ipVrfDel("blue"); }, noVrf);
+    expectRefusal([&] { return inputs.ipIntfAdd("blue", "eth0", {}); }, noVrf);
+    expectRefusal([&] { return inputs.ipIntfDel("blue", "eth0"); }, noVrf);
+    expectRefusal([&] { return inputs.ipPrimaryIs("blue", "eth0", addr); }, noVrf);
 
     char const* const noVrf6 = "VRF 'blue' has no IPv6 status";
-    expectRefusal([&] { inputs.ip6VrfDel("blue"); }, noVrf6);
-    expectRefusal([&] { inputs.ip6IntfAdd("blue", "eth0", {}); }, noVrf6);
-    expectRefusal([&] { inputs.ip6IntfDel("blue", "eth0"); }, noVrf6);
+    expectRefusal([&] { return inputs.ip6VrfDel("blue"); }, noVrf6);
+    expectRefusal([&] { return inputs.ip6IntfAdd("blue", "eth0", {}); }, noVrf6);
+    expectRefusal([&] { return inputs.ip6IntfDel("blue", "eth0"); }, noVrf6);
 
     char const* const noIntf = "interface 'eth7' of VRF 'red' has no IPv4 status";
-    expectRefusal([&] { inputs.ipIntfDel("red", "eth7"); }, noIntf);
-    expectRefusal([&] { inputs.ipPrimaryIs("red", "eth7", addr); }, noIntf);
-    expectRefusal([&] { inputs.ipUnnumberedIs("red", "eth7", "lo"); }, noIntf);
-    expectRefusal([&] { inputs.ipSecondaryAdd("red", "eth7", addr); }, noIntf);
-    expectRefusal([&] { inputs.ipSecondaryDel("red", "eth7", addr); }, noIntf);
+    expectRefusal([&] { return inputs.ipIntfDel("red", "eth7"); }, noIntf);
+    expectRefusal([&] { return inputs.ipPrimaryIs("red", "eth7", addr); }, noIntf);
+    expectRefusal([&] { return inputs.ipUnnumberedIs("red", "eth7", "lo"); }, noIntf);
+    expectRefusal([&] { return inputs.ipSecondaryAdd("red", "eth7", addr); }, noIntf);
+    expectRefusal([&] { return inputs.ipSecondaryDel("red", "eth7", addr); }, noIntf);
 
     char const* const noIntf6 = "interface 'eth7' of VRF 'red' has no IPv6 status";
-    expectRefusal([&] { inputs.ip6IntfDel("red", "eth7"); }, noIntf6);
-    expectRefusal([&] { inputs.ip6AddrSet("red", "eth7", {.addr = addr6}); }, noIntf6);
-    expectRefusal([&] { inputs.ip6AddrDel("red", "eth7", addr6); }, noIntf6);
+    expectRefusal([&] { return inputs.ip6IntfDel("red", "eth7"); }, noIntf6);
+    expectRefusal([&] { return inputs.ip6AddrSet("red", "eth7", {.addr = addr6}); }, noIntf6);
+    expectRefusal([&] { return inputs.ip6AddrDel("red", "eth7", addr6); }, noIntf6);
 
-    expectRefusal([&] { inputs.ipSecondaryDel("red", "eth0", addr); },
+    expectRefusal([&] { return inputs.ipSecondaryDel("red", "eth0", addr); },
                   "interface 'eth0' of VRF 'red' has no secondary address 10.0.0.1/24");
-    expectRefusal([&] { inputs.ip6AddrDel("red", "eth0", addr6); },
+    expectRefusal([&] { return inputs.ip6AddrDel("red", "eth0", addr6); },
                   "interface 'eth0' of VRF 'red' has no address 2001:db8::1/64");
-    expectRefusal([&] { inputs.kernelDel("red", "eth0"); },
+    expectRefusal([&] { return inputs.kernelDel("red", "eth0"); },
                   "the kernel has no interface 'eth0' in VRF 'red'");
-    expectRefusal([&] { inputs.vipDel("red", addr); },
+    expectRefusal([&] { return inputs.vipDel("red", addr); },
                   "VRF 'red' has no virtual address 10.0.0.1/24");
-    expectRefusal([&] { inputs.vip6Del("red", addr6.address()); },
+    expectRefusal([&] { return inputs.vip6Del("red", addr6.address()); },
                   "VRF 'red' has no virtual address 2001:db8::1");
 }
 
@@ -191,94 +198,143 @@ TEST(Inputs, EmptyNamesAreRefused) {
     Fixture fixture;
     auto& inputs = fixture.inputs;
 
-    expectRefusal([&] { inputs.ipVrfAdd(""); }, "the VRF name is empty");
-    expectRefusal([&] { inputs.ip6VrfAdd(""); }, "the VRF name is empty");
-    expectRefusal([&] { inputs.kernelAdd("", "eth0", {}); }, "the VRF name is empty");
-    expectRefusal([&] { inputs.kernelDel("", "eth0"); }, "the VRF name is empty");
-    expectRefusal([&] { inputs.vipAdd("", ip("10.0.0.1/24")); }, "the VRF name is empty");
-    expectRefusal([&] { inputs.vip6Add("", {}); }, "the VRF name is empty");
-    expectRefusal([&] { inputs.ipIntfAdd("red", "", {}); }, "the interface name is empty");
-    expectRefusal([&] { inputs.ip6IntfAdd("red", "", {}); }, "the interface name is empty");
-    expectRefusal([&] { inputs.kernelAdd("red", "", {}); }, "the interface name is empty");
-    expectRefusal([&] { inputs.kernelDel("red", ""); }, "the interface name is empty");
+    expectRefusal([&] { return inputs.ipVrfAdd(""); }, "the VRF name is empty");
+    expectRefusal([&] { return inputs.ip6VrfAdd(""); }, "the VRF name is empty");
+    expectRefusal([&] { return inputs.kernelAdd("", "eth0", {}); }, "the VRF name is empty");
+    expectRefusal([&] { return inputs.kernelDel("", "eth0"); }, "the VRF name is empty");
+    expectRefusal([&] { return inputs.vipAdd("", ip("10.0.0.1/24")); }, "the VRF name is empty");
+    expectRefusal([&] { return inputs.vip6Add("", {}); }, "the VRF name is empty");
+    expectRefusal([&] { return inputs.ipIntfAdd("red", "", {}); }, "the interface name is empty");
+    expectRefusal([&] { return inputs.ip6IntfAdd("red", "", {}); }, "the interface name is empty");
+    expectRefusal([&] { return inputs.kernelAdd("red", "", {}); }, "the interface name is empty");
+    expectRefusal([&] { return inputs.kernelDel("red", ""); }, "the interface name is empty");
 }
 
-// Whatever the operation changes, it has not changed it yet when its time passes.
-TEST(Inputs, TimePassesBetweenTheCheckAndTheChange) {
-    std::vector<std::size_t> addressesThen;
-    Inputs* observed = nullptr;
-    Inputs inputs([&] {
-        auto const vrf = observed ? observed->ip6Status()->vrfIp6IntfStatus("red") : nullptr;
-        auto const eth0 = vrf ? vrf->intfStatus("eth0") : nullptr;
-        addressesThen.push_back(eth0 ? eth0->addr().size() : 0);
-    });
-    observed = &inputs;
-    inputs.ip6VrfAdd("red");
-    inputs.ip6IntfAdd("red", "eth0", {{.addr = ip6("2001:db8::1/64")}});
-    inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::2/64")});
-    inputs.ip6AddrDel("red", "eth0", ip6("2001:db8::1/64"));
-    inputs.ip6IntfDel("red", "eth0");
-
-    EXPECT_THAT(addressesThen, ElementsAre(0U, 0U, 1U, 2U, 1U));
+// What is published of VRFs red and blue and of interfaces eth0 and eth1.
+std::vector<std::string> published(Inputs const& inputs) {
+    std::vector<std::string> texts;
+    for (auto const& vrf : inputs.ipStatus()->vrfIpIntfStatus()) {
+        texts.push_back(fmt::format("IPv4 {}", vrf.key));
+        for (auto const& intf : vrf.value->ipIntfStatus()) {
+            auto const& status = *intf.value;
+            texts.push_back(fmt::format("{} {} from '{}'", intf.key, status.activeAddrWithMask(),
+                                        status.unnumberedIntfId()));
+            std::ranges::copy(keys(status.secondaryActiveAddrWithMask()),
+                              std::back_inserter(texts));
+        }
+    }
+    for (auto const& vrf : inputs.ip6Status()->vrfIp6IntfStatus()) {
+        texts.push_back(fmt::format("IPv6 {}", vrf.key));
+        for (auto const& intf : vrf.value->intfStatus()) {
+            texts.push_back(fmt::format("{}", intf.key));
+            std::ranges::copy(keys(intf.value->addr()), std::back_inserter(texts));
+        }
+    }
+    for (auto const& intf :
+         inputs.kniIntfStatusHelper()->deviceIntfStatusDir("red")->deviceIntfStatus()) {
+        texts.push_back(fmt::format("kernel {}", intf.key));
+    }
+    for (auto const& virtualIp : inputs.virtualIpStatus()->virtualIp()) {
+        texts.push_back(fmt::format("virtual {}", virtualIp.key.addrWithMask()));
+    }
+    for (auto const& virtualIp : inputs.virtualIp6Status()->virtualIp6()) {
+        texts.push_back(fmt::format("virtual {}", virtualIp.key.addr()));
+    }
+    return texts;
 }
 
-TEST(Inputs, TimePassesForEachOperationOnceAndNotForOneThatIsRefused) {
-    int passed = 0;
-    Inputs inputs([&passed] { ++passed; });
-    auto const accept = [&](std::function<void()> const& operation) {
-        passed = 0;
-        operation();
-        EXPECT_EQ(passed, 1);
-    };
-    auto const refuse = [&](std::function<void()> const& operation) {
-        passed = 0;
-        EXPECT_THROW(operation(), OperationError);
-        EXPECT_EQ(passed, 0);
-    };
-    auto const addr = ip("10.0.0.1/24");
-    auto const addr6 = ip6("2001:db8::1/64");
+std::vector<Effect> additions(Inputs& inputs) {
+    return {inputs.ipVrfAdd("blue"),
+            inputs.ipPrimaryIs("red", "eth0", ip("10.0.0.1/24")),
+            inputs.ipUnnumberedIs("red", "eth0", "lo"),
+            inputs.ipSecondaryAdd("red", "eth0", ip("10.0.1.1/24")),
+            inputs.ipIntfAdd("red", "eth1", {.primary = ip("10.1.0.1/24")}),
+            inputs.ip6VrfAdd("blue"),
+            inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64")}),
+            inputs.ip6IntfAdd("red", "eth1", {}),
+            inputs.kernelAdd("red", "eth0", {}),
+            inputs.vipAdd("red", ip("10.0.0.9/24")),
+            inputs.vip6Add("red", Nimb::Ip6Addr("2001:db8::9"))};
+}
 
-    accept([&] { inputs.ipVrfAdd("red"); });
-    accept([&] { inputs.ip6VrfAdd("red"); });
-    accept([&] { inputs.ipIntfAdd("red", "eth0", {}); });
-    accept([&] { inputs.ip6IntfAdd("red", "eth0", {}); });
-    accept([&] { inputs.ipPrimaryIs("red", "eth0", addr); });
-    accept([&] { inputs.ipPrimaryIs("red", "eth0", addr); });
-    accept([&] { inputs.ipUnnumberedIs("red", "eth0", "lo"); });
-    accept([&] { inputs.ipSecondaryAdd("red", "eth0", addr); });
-    accept([&] { inputs.ipSecondaryDel("red", "eth0", addr); });
-    refuse([&] { inputs.ipSecondaryDel("red", "eth0", addr); });
-    accept([&] { inputs.ip6AddrSet("red", "eth0", {.addr = addr6}); });
-    accept([&] { inputs.ip6AddrDel("red", "eth0", addr6); });
-    refuse([&] { inputs.ip6AddrDel("red", "eth0", addr6); });
-    accept([&] { inputs.ipIntfDel("red", "eth0"); });
-    refuse([&] { inputs.ipIntfDel("red", "eth0"); });
-    refuse([&] { inputs.ipPrimaryIs("red", "eth0", addr); });
-    refuse([&] { inputs.ipUnnumberedIs("red", "eth0", "lo"); });
-    refuse([&] { inputs.ipSecondaryAdd("red", "eth0", addr); });
-    accept([&] { inputs.ip6IntfDel("red", "eth0"); });
-    refuse([&] { inputs.ip6IntfDel("red", "eth0"); });
-    refuse([&] { inputs.ip6AddrSet("red", "eth0", {.addr = addr6}); });
-    accept([&] { inputs.ipVrfDel("red"); });
-    refuse([&] { inputs.ipVrfDel("red"); });
-    refuse([&] { inputs.ipIntfAdd("red", "eth0", {}); });
-    accept([&] { inputs.ip6VrfDel("red"); });
-    refuse([&] { inputs.ip6VrfDel("red"); });
-    refuse([&] { inputs.ip6IntfAdd("red", "eth0", {}); });
-    refuse([&] { inputs.ipVrfAdd(""); });
-    refuse([&] { inputs.ip6VrfAdd(""); });
-    accept([&] { inputs.kernelAdd("red", "eth0", {}); });
-    refuse([&] { inputs.kernelAdd("red", "", {}); });
-    accept([&] { inputs.kernelDel("red", "eth0"); });
-    refuse([&] { inputs.kernelDel("red", "eth0"); });
-    accept([&] { inputs.vipAdd("red", addr); });
-    refuse([&] { inputs.vipAdd("", addr); });
-    accept([&] { inputs.vipDel("red", addr); });
-    refuse([&] { inputs.vipDel("red", addr); });
-    accept([&] { inputs.vip6Add("red", addr6.address()); });
-    refuse([&] { inputs.vip6Add("", addr6.address()); });
-    accept([&] { inputs.vip6Del("red", addr6.address()); });
-    refuse([&] { inputs.vip6Del("red", addr6.address()); });
+std::vector<Effect> removals(Inputs& inputs) {
+    return {inputs.ipVrfDel("blue"),
+            inputs.ipSecondaryDel("red", "eth0", ip("10.0.1.1/24")),
+            inputs.ipIntfDel("red", "eth1"),
+            inputs.ip6VrfDel("blue"),
+            inputs.ip6AddrDel("red", "eth0", ip6("2001:db8::1/64")),
+            inputs.ip6IntfDel("red", "eth1"),
+            inputs.kernelDel("red", "eth0"),
+            inputs.vipDel("red", ip("10.0.0.9/24")),
+            inputs.vip6Del("red", Nimb::Ip6Addr("2001:db8::9"))};
+}
+
+void applyAll(std::vector<Effect> const& effects) {
+    for (Effect const& effect : effects) {
+        effect.apply();
+    }
+}
+
+TEST(Inputs, NothingHasChangedBeforeAnEffectIsApplied) {
+    Fixture fixture;
+    auto& inputs = fixture.inputs;
+    std::vector<std::string> const nothing{"IPv4 red", "eth0 0.0.0.0/0 from ''", "IPv6 red",
+                                           "eth0"};
+    std::vector<std::string> const all{"IPv4 red",
+                                       "eth0 10.0.0.1/24 from 'lo'",
+                                       "10.0.1.1/24",
+                                       "eth1 10.1.0.1/24 from ''",
+                                       "IPv4 blue",
+                                       "IPv6 red",
+                                       "eth0",
+                                       "2001:db8::1/64",
+                                       "eth1",
+                                       "IPv6 blue",
+                                       "kernel eth0",
+                                       "virtual 10.0.0.9/24",
+                                       "virtual 2001:db8::9"};
+
+    auto const added = additions(inputs);
+    EXPECT_EQ(published(inputs), nothing);
+    applyAll(added);
+    EXPECT_EQ(published(inputs), all);
+
+    auto const removed = removals(inputs);
+    EXPECT_EQ(published(inputs), all);
+    applyAll(removed);
+    EXPECT_THAT(published(inputs),
+                ElementsAre("IPv4 red", "eth0 10.0.0.1/24 from 'lo'", "IPv6 red", "eth0"));
+}
+
+TEST(Inputs, WhatHasGoneBeforeAnEffectIsAppliedStaysGone) {
+    Fixture fixture;
+    auto& inputs = fixture.inputs;
+    applyAll(additions(inputs));
+    auto const late = removals(inputs);
+    applyAll(removals(inputs));
+    auto const before = published(inputs);
+
+    applyAll(late);
+
+    EXPECT_EQ(published(inputs), before);
+}
+
+TEST(Inputs, AStatusThatIsPublishedNoMoreIsWrittenUnseen) {
+    Fixture fixture;
+    auto& inputs = fixture.inputs;
+    std::vector<Effect> const late{
+        inputs.ipPrimaryIs("red", "eth0", ip("10.0.0.1/24")),
+        inputs.ipIntfAdd("red", "eth1", {}),
+        inputs.ipIntfDel("red", "eth0"),
+        inputs.ip6AddrSet("red", "eth0", {.addr = ip6("2001:db8::1/64")}),
+        inputs.ip6IntfAdd("red", "eth1", {}),
+        inputs.ip6IntfDel("red", "eth0")};
+    inputs.ipVrfDel("red").apply();
+    inputs.ip6VrfAdd("red").apply();
+
+    applyAll(late);
+
+    EXPECT_THAT(published(inputs), ElementsAre("IPv6 red"));
 }
 
 }  // namespace

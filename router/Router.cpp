@@ -11,47 +11,48 @@ namespace Routing {
 
 Router::Router(IpLib::IntfAddrVrfTableSmConfig const& config,
                Zin::Ptr<Zin::Clock const> const& clock,
-               std::unique_ptr<Velk::YieldPolicy> yieldPolicy, BeforeChange beforeChange)
-    : beforeChange_(std::move(beforeChange)),
-      inputs_(beforeChange_),
-      scheduler_(Velk::taskSchedulerFactory(clock, std::move(yieldPolicy))),
+               std::unique_ptr<Velk::YieldPolicy> yieldPolicy)
+    : scheduler_(Velk::taskSchedulerFactory(clock, std::move(yieldPolicy))),
       tables_(IpLib::allIntfAddrVrfTableFactory()),
       smFactory_(IpLib::intfAddrVrfTableSmFactoryFactory(
           config, scheduler_, inputs_.virtualIpStatus(), inputs_.virtualIp6Status(),
           inputs_.kniIntfStatusHelper())) {}
 
-void Router::tableAdd(L3::VrfName const& vrf) {
+Effect Router::tableAdd(L3::VrfName const& vrf) {
     checkName(vrf);
-    beforeChange_();
-    tables_->intfAddrVrfTableIs(vrf, IpLib::intfAddrVrfTableFactory());
+    return [this, vrf] { tables_->intfAddrVrfTableIs(vrf, IpLib::intfAddrVrfTableFactory()); };
 }
 
-void Router::tableDel(L3::VrfName const& vrf) {
+Effect Router::tableDel(L3::VrfName const& vrf) {
     table(vrf);
-    beforeChange_();
-    Zin::Turn const turn;
-    tables_->intfAddrVrfTableDel(vrf);
+    return [this, vrf] {
+        Zin::Turn const turn;
+        tables_->intfAddrVrfTableDel(vrf);
+    };
 }
 
-void Router::managerStart() {
+Effect Router::managerStart() {
     if (managerRuns()) {
         throw OperationError("the manager runs already");
     }
-    beforeChange_();
-    // What the library refuses of the published status is thrown when the turn ends: the manager
-    // runs for all the rest.
-    Zin::Turn turn;
-    manager_ = IpLib::intfAddrVrfTableManagerFactory(inputs_.ipStatus(), inputs_.ip6Status(),
-                                                     smFactory_, tables_);
+    return [this] {
+        // What the library refuses of the published status is thrown when the turn ends: the
+        // manager runs for all the rest.
+        Zin::Turn turn;
+        manager_ = nullptr;  // one that has come meanwhile would take its rows along later
+        manager_ = IpLib::intfAddrVrfTableManagerFactory(inputs_.ipStatus(), inputs_.ip6Status(),
+                                                         smFactory_, tables_);
+    };
 }
 
-void Router::managerStop() {
+Effect Router::managerStop() {
     if (!managerRuns()) {
         throw OperationError("the manager does not run");
     }
-    beforeChange_();
-    Zin::Turn const turn;
-    manager_ = nullptr;
+    return [this] {
+        Zin::Turn const turn;
+        manager_ = nullptr;
+    };
 }
 
 std::vector<L3::VrfName> Router::vrfs() const {

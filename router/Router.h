@@ -25,28 +25,27 @@ namespace Routing {
 
 class Router {
 public:
-    Router(
-        IpLib::IntfAddrVrfTableSmConfig const& config, Zin::Ptr<Zin::Clock const> const& clock,
-        std::unique_ptr<Velk::YieldPolicy> yieldPolicy, BeforeChange beforeChange = [] {});
+    Router(IpLib::IntfAddrVrfTableSmConfig const& config, Zin::Ptr<Zin::Clock const> const& clock,
+           std::unique_ptr<Velk::YieldPolicy> yieldPolicy);
     Router(Router const&) = delete;
     Router& operator=(Router const&) = delete;
 
     Inputs& inputs() { return inputs_; }
     Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
 
-    // The operations of the router's agent; like those of Inputs, each is checked first, then
-    // `beforeChange` is called, then it is applied.
+    // The operations of the router's agent; like those of Inputs, each is checked, and hands back
+    // its effect.
     //
     // The tables. Adding puts a new, empty one in place of the one that is there.
     Zin::Ptr<IpLib::AllIntfAddrVrfTable> const& tables() const { return tables_; }
-    void tableAdd(L3::VrfName const& vrf);
-    void tableDel(L3::VrfName const& vrf);
+    Effect tableAdd(L3::VrfName const& vrf);
+    Effect tableDel(L3::VrfName const& vrf);
 
     // Stopping leaves tables and inputs as they are. It is an OperationError to start the manager
     // while it runs, or to stop it while it does not.
     bool managerRuns() const { return bool(manager_); }
-    void managerStart();
-    void managerStop();
+    Effect managerStart();
+    Effect managerStop();
 
     // The VRFs that have a table: "default" first, the others in order of their names.
     std::vector<L3::VrfName> vrfs() const;
@@ -62,7 +61,6 @@ public:
     std::vector<DeferredAddr> deferredAddrs(L3::VrfName const& vrf) const;
 
 private:
-    BeforeChange const beforeChange_;
     Inputs inputs_;
     Zin::Ptr<Velk::TaskScheduler> const scheduler_;
     Zin::Ptr<IpLib::AllIntfAddrVrfTable> const tables_;

@@ -20,18 +20,18 @@ using testing::IsEmpty;
 struct Fixture {
     explicit Fixture(IpLib::IntfAddrVrfTableSmConfig const& config = {})
         : router(config, clock, std::make_unique<Velk::EveryNth>(0)) {
-        router.managerStart();
+        router.managerStart().apply();
         vrf("red");
     }
 
     void vrf(L3::VrfName const& name) {
-        router.tableAdd(name);
-        router.inputs().ipVrfAdd(name);
-        router.inputs().ip6VrfAdd(name);
+        router.tableAdd(name).apply();
+        router.inputs().ipVrfAdd(name).apply();
+        router.inputs().ip6VrfAdd(name).apply();
     }
     void ip(Nimb::IntfId const& intf, char const* primary) {
-        router.inputs().kernelAdd("red", intf, {});
-        router.inputs().ipIntfAdd("red", intf, {.primary = Nimb::IpAddrWithMask(primary)});
+        router.inputs().kernelAdd("red", intf, {}).apply();
+        router.inputs().ipIntfAdd("red", intf, {.primary = Nimb::IpAddrWithMask(primary)}).apply();
     }
     void advance(Zin::Seconds seconds) {
         clock->nowIs(clock->now() + seconds);
@@ -52,8 +52,9 @@ struct Fixture {
 TEST(Router, PublishedAddressesBecomeRows) {
     Fixture fixture;
     fixture.ip("eth0", "10.0.0.1/24");
-    fixture.router.inputs().ip6IntfAdd("red", "eth0",
-                                       {{.addr = Nimb::Ip6AddrWithMask("fe80::1/64")}});
+    fixture.router.inputs()
+        .ip6IntfAdd("red", "eth0", {{.addr = Nimb::Ip6AddrWithMask("fe80::1/64")}})
+        .apply();
 
     EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0", "fe80::1/64 eth0"));
     EXPECT_EQ(fixture.router.ownersOf("red", Nimb::IpGenAddr("10.0.0.1")).size(), 1U);
@@ -72,7 +73,7 @@ TEST(Router, AnAddressInConflictIsDeferredUntilItsHolderIsGone) {
     EXPECT_EQ(deferred[0].holder->intfId, Nimb::IntfId("eth0"));
     EXPECT_EQ(deferred[0].holder->addrOrSubnet.toStrep(), "10.0.0.0/24");
 
-    fixture.router.inputs().ipIntfDel("red", "eth0");
+    fixture.router.inputs().ipIntfDel("red", "eth0").apply();
     EXPECT_THAT(fixture.rows(), IsEmpty());
     ASSERT_EQ(fixture.router.deferredAddrs("red").size(), 1U);
     EXPECT_FALSE(fixture.router.deferredAddrs("red")[0].holder);
@@ -86,7 +87,7 @@ TEST(Router, StoppingTheManagerLeavesTheTablesAndStopsTheirUpdates) {
     Fixture fixture;
     fixture.ip("eth0", "10.0.0.1/24");
 
-    fixture.router.managerStop();
+    fixture.router.managerStop().apply();
     auto const before = fixture.rows();
     fixture.ip("eth1", "10.1.0.1/24");
 
@@ -98,25 +99,27 @@ TEST(Router, StoppingTheManagerLeavesTheTablesAndStopsTheirUpdates) {
 
 TEST(Router, AManagerThatIsStartedAgainFillsTheTablesFromTheStatus) {
     Fixture fixture;
-    fixture.router.managerStop();
-    fixture.router.tableAdd("red");
+    fixture.router.managerStop().apply();
+    fixture.router.tableAdd("red").apply();
     fixture.ip("eth0", "10.0.0.1/24");
     EXPECT_THAT(fixture.rows(), IsEmpty());
 
-    fixture.router.managerStart();
+    fixture.router.managerStart().apply();
 
     EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0"));
 }
 
 TEST(Router, AManagerRunsForTheRestWhereTheStatusHoldsWhatIsRefused) {
     Fixture fixture;
-    fixture.router.managerStop();
-    fixture.router.tableAdd("red");
+    fixture.router.managerStop().apply();
+    fixture.router.tableAdd("red").apply();
     fixture.ip("eth0", "10.0.0.1/24");
-    fixture.router.inputs().ip6IntfAdd(
-        "red", "eth0", {{.addr = Nimb::Ip6AddrWithMask("fe80::1/64"), .deprecated = true}});
+    fixture.router.inputs()
+        .ip6IntfAdd("red", "eth0",
+                    {{.addr = Nimb::Ip6AddrWithMask("fe80::1/64"), .deprecated = true}})
+        .apply();
 
-    EXPECT_THROW(fixture.router.managerStart(), Zin::RangeError);
+    EXPECT_THROW(fixture.router.managerStart().apply(), Zin::RangeError);
 
     EXPECT_TRUE(fixture.router.managerRuns());
     EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0"));
@@ -125,7 +128,7 @@ TEST(Router, AManagerRunsForTheRestWhereTheStatusHoldsWhatIsRefused) {
 TEST(Router, VrfsAreListedWithTheDefaultFirst) {
     Fixture fixture;
     for (char const* name : {"zoo", "default", "Blue"}) {
-        fixture.router.tableAdd(name);
+        fixture.router.tableAdd(name).apply();
     }
 
     EXPECT_THAT(fixture.router.vrfs(), ElementsAre(L3::VrfName("default"), L3::VrfName("Blue"),
@@ -136,9 +139,9 @@ TEST(Router, AVrfWhoseNamespaceNameIsTooLongIsRefusedAndTheOthersGoOn) {
     Fixture fixture;
     L3::VrfName const tooLong(std::string(148, 'x'));
 
-    EXPECT_THROW(fixture.router.tableAdd(tooLong), Zin::RangeError);
+    EXPECT_THROW(fixture.router.tableAdd(tooLong).apply(), Zin::RangeError);
     EXPECT_FALSE(fixture.router.tableSm(tooLong));
-    fixture.router.tableDel(tooLong);
+    fixture.router.tableDel(tooLong).apply();
 
     fixture.ip("eth0", "10.0.0.1/24");
     EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0"));
@@ -148,56 +151,69 @@ TEST(Router, AVrfWhoseNamespaceNameIsTooLongIsRefusedAndTheOthersGoOn) {
 TEST(Router, OperationsThatMakeNoSenseAreRefused) {
     Fixture fixture;
 
-    EXPECT_THROW(fixture.router.tableAdd(""), OperationError);
-    EXPECT_THROW(fixture.router.tableDel("blue"), OperationError);
+    EXPECT_THROW(fixture.router.tableAdd("").apply(), OperationError);
+    EXPECT_THROW(fixture.router.tableDel("blue").apply(), OperationError);
     EXPECT_THROW(fixture.router.rows("blue"), OperationError);
     EXPECT_THROW(fixture.router.ownersOf("blue", {}), OperationError);
     EXPECT_THROW(fixture.router.deferredAddrs("blue"), OperationError);
-    EXPECT_THROW(fixture.router.managerStart(), OperationError);
-    fixture.router.managerStop();
-    EXPECT_THROW(fixture.router.managerStop(), OperationError);
+    EXPECT_THROW(fixture.router.managerStart().apply(), OperationError);
+    fixture.router.managerStop().apply();
+    EXPECT_THROW(fixture.router.managerStop().apply(), OperationError);
 }
 
 TEST(Router, TheManagerWaitsToBeStarted) {
     Router router({}, Zin::make<Zin::VirtualClock>(), std::make_unique<Velk::EveryNth>(0));
     EXPECT_FALSE(router.managerRuns());
-    router.tableAdd("red");
+    router.tableAdd("red").apply();
     EXPECT_FALSE(router.tableSm("red"));
 
-    router.managerStart();
+    router.managerStart().apply();
 
     EXPECT_TRUE(router.managerRuns());
     EXPECT_TRUE(router.tableSm("red"));
 }
 
-TEST(Router, TimePassesBetweenTheCheckOfAnOperationAndItsChange) {
-    std::vector<std::string> states;
-    Router* observed = nullptr;
-    Router router({}, Zin::make<Zin::VirtualClock>(), std::make_unique<Velk::EveryNth>(0), [&] {
-        states.push_back(fmt::format("{} tables, manager {}", observed->vrfs().size(),
-                                     observed->managerRuns() ? "runs" : "stands"));
-    });
-    observed = &router;
-    router.managerStart();
-    EXPECT_THROW(router.managerStart(), OperationError);
-    router.tableAdd("red");
-    EXPECT_THROW(router.tableAdd(""), OperationError);
-    router.tableDel("red");
-    EXPECT_THROW(router.tableDel("red"), OperationError);
-    router.managerStop();
-    EXPECT_THROW(router.managerStop(), OperationError);
-    router.inputs().ipVrfAdd("red");
+TEST(Router, NothingHasChangedBeforeAnEffectIsApplied) {
+    Fixture fixture;
+    auto& router = fixture.router;
+    auto const add = router.tableAdd("blue");
+    auto const del = router.tableDel("red");
+    auto const stop = router.managerStop();
+    EXPECT_THAT(router.vrfs(), ElementsAre(L3::VrfName("red")));
+    EXPECT_TRUE(router.managerRuns());
 
-    EXPECT_THAT(states, ElementsAre("0 tables, manager stands", "0 tables, manager runs",
-                                    "1 tables, manager runs", "0 tables, manager runs",
-                                    "0 tables, manager stands"));
+    add.apply();
+    del.apply();
+    stop.apply();
+    EXPECT_THAT(router.vrfs(), ElementsAre(L3::VrfName("blue")));
+    EXPECT_FALSE(router.managerRuns());
+
+    auto const start = router.managerStart();
+    EXPECT_FALSE(router.managerRuns());
+    start.apply();
+    EXPECT_TRUE(router.managerRuns());
+}
+
+TEST(Router, AManagerThatHasComeBeforeItsStartIsAppliedIsReplaced) {
+    Fixture fixture({.intfCleanupDelay = 0.0});
+    fixture.ip("eth0", "10.0.0.1/24");
+    fixture.router.managerStop().apply();
+    auto const late = fixture.router.managerStart();
+    fixture.router.managerStart().apply();
+
+    late.apply();
+
+    EXPECT_TRUE(fixture.router.managerRuns());
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0"));
+    fixture.ip("eth1", "10.1.0.1/24");
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0", "10.1.0.1/24 eth1"));
 }
 
 TEST(Router, ARouterGoesWithWorkPending) {
     Fixture fixture;
     fixture.ip("eth0", "10.0.0.1/24");
     fixture.ip("eth1", "10.0.0.2/24");
-    fixture.router.inputs().ipIntfDel("red", "eth0");
+    fixture.router.inputs().ipIntfDel("red", "eth0").apply();
 
     EXPECT_LT(fixture.router.scheduler()->nextExpiry(), Velk::never);
 }

@@ -50,19 +50,22 @@ std::vector<Routing::Ip6IntfAddr> ip6Addressing(std::span<Address const> address
 
 void publish(Snapshot const& snapshot, L3::VrfName const& vrf, Routing::Inputs& inputs) {
     for (Link const& link : snapshot.links) {
-        inputs.kernelAdd(vrf, link.name,
-                         {.deviceName = std::string(link.name.name()),
-                          .ifIndex = link.ifIndex,
-                          .operStatus = link.operStatus,
-                          .active = link.up});
+        inputs
+            .kernelAdd(vrf, link.name,
+                       {.deviceName = std::string(link.name.name()),
+                        .ifIndex = link.ifIndex,
+                        .operStatus = link.operStatus,
+                        .active = link.up})
+            .apply();
     }
-    inputs.ipVrfAdd(vrf);
+    inputs.ipVrfAdd(vrf).apply();
     for (Link const& link : snapshot.links) {
-        inputs.ipIntfAdd(vrf, link.name, ipAddressing(addressesOf(snapshot, link.ifIndex)));
+        inputs.ipIntfAdd(vrf, link.name, ipAddressing(addressesOf(snapshot, link.ifIndex))).apply();
     }
-    inputs.ip6VrfAdd(vrf);
+    inputs.ip6VrfAdd(vrf).apply();
     for (Link const& link : snapshot.links) {
-        inputs.ip6IntfAdd(vrf, link.name, ip6Addressing(addressesOf(snapshot, link.ifIndex)));
+        inputs.ip6IntfAdd(vrf, link.name, ip6Addressing(addressesOf(snapshot, link.ifIndex)))
+            .apply();
     }
 }
 

@@ -13,7 +13,7 @@ namespace Scenario {
 
 namespace {
 
-using Routing::Inputs;
+using Routing::Effect;
 
 constexpr std::string_view ipWithMask = "an IPv4 address with a prefix length";
 constexpr std::string_view ip6WithMask = "an IPv6 address with a prefix length";
@@ -31,38 +31,38 @@ Routing::Ip6IntfAddr ip6IntfAddr(Fields const& fields) {
     return {.addr = ip6Addr(fields), .deprecated = fields.flag("deprecated")};
 }
 
-void ipIntfAdd(Run& run, Fields const& fields) {
-    run.router().inputs().ipIntfAdd(
+Effect ipIntfAdd(Run& run, Fields const& fields) {
+    return run.router().inputs().ipIntfAdd(
         fields.vrf(), fields.intf(),
         {.primary = ipAddr(fields, "primary"),
          .unnumberedSource = fields.intf("unnumbered"),
          .secondary = fields.values<Nimb::IpAddrWithMask>("secondary", ipWithMask)});
 }
 
-void ip6IntfAdd(Run& run, Fields const& fields) {
+Effect ip6IntfAdd(Run& run, Fields const& fields) {
     static std::vector<Field> const syntax{{"addr"}, optional("deprecated", "false")};
     std::vector<Routing::Ip6IntfAddr> addrs;
     for (Fields const& addr : fields.objects("addrs", syntax)) {
         addrs.push_back(ip6IntfAddr(addr));
     }
-    run.router().inputs().ip6IntfAdd(fields.vrf(), fields.intf(), addrs);
+    return run.router().inputs().ip6IntfAdd(fields.vrf(), fields.intf(), addrs);
 }
 
-void kernelAdd(Run& run, Fields const& fields) {
+Effect kernelAdd(Run& run, Fields const& fields) {
     auto const& name = fields.text(fields.has("deviceName") ? "deviceName" : "intf");
-    run.router().inputs().kernelAdd(fields.vrf(), fields.intf(),
-                                    {.deviceName = name,
-                                     .ifIndex = fields.count("ifIndex"),
-                                     .operStatus = fields.value<Interface::OperStatus>(
-                                         "operStatus", "the status of an interface"),
-                                     .active = fields.flag("active")});
+    return run.router().inputs().kernelAdd(fields.vrf(), fields.intf(),
+                                           {.deviceName = name,
+                                            .ifIndex = fields.count("ifIndex"),
+                                            .operStatus = fields.value<Interface::OperStatus>(
+                                                "operStatus", "the status of an interface"),
+                                            .active = fields.flag("active")});
 }
 
 Nimb::Ip6Addr vip6(Fields const& fields) {
     return fields.value<Nimb::Ip6Addr>("addr", "an IPv6 address");
 }
 
-void advance(Run& run, Fields const& fields) {
+Effect advance(Run& run, Fields const& fields) {
     Zin::Seconds const seconds = fields.number("seconds");
     if (seconds < 0.0) {
         throw fields.error("seconds", "a number that is not negative");
@@ -70,28 +70,27 @@ void advance(Run& run, Fields const& fields) {
     if (!std::isfinite(run.timeOfLine() + seconds)) {
         throw fields.error("seconds", "a time that can be reached");
     }
-    run.passTime();
-    run.advanceTo(run.now() + seconds);
+    return [&run, seconds] { run.advanceTo(run.now() + seconds); };
 }
 
-void printSnapshot(Run& run, Fields const&) {
-    run.passTime();
-    run.print("snapshot", snapshot(run.router()));
+Effect printSnapshot(Run& run, Fields const&) {
+    return [&run] { run.print("snapshot", snapshot(run.router())); };
 }
 
-void lowest6(Run& run, Fields const& fields) {
+Effect lowest6(Run& run, Fields const& fields) {
     auto const intf = fields.intf();
     Routing::checkName(intf);
-    auto const table = run.router().table(fields.vrf());
-    run.passTime();
-    auto const row = table->lowestV6IntfAddrEntry(intf);
-    run.print("lowest6",
-              {{"vrf", fields.text("vrf")},
-               {"intf", fields.text("intf")},
-               {"addr", row ? OrderedJson(row->key().addr.toStrep()) : OrderedJson(nullptr)}});
+    auto const vrf = fields.vrf();
+    return [&run, vrf, intf, table = run.router().table(vrf)] {
+        auto const row = table->lowestV6IntfAddrEntry(intf);
+        run.print("lowest6",
+                  {{"vrf", vrf.bytes()},
+                   {"intf", intf.name()},
+                   {"addr", row ? OrderedJson(row->key().addr.toStrep()) : OrderedJson(nullptr)}});
+    };
 }
 
-void dump(Run& run, Fields const& fields) {
+Effect dump(Run& run, Fields const& fields) {
     std::string const& what = fields.text("what");
     if (what != "tables" && what != "sm") {
         throw fields.error("what", "\"tables\" or \"sm\"");
@@ -104,19 +103,20 @@ void dump(Run& run, Fields const& fields) {
     }
     auto const context =
         Velk::textDumpContextFactory(fields.flag("verbose"), fields.count("maxEntries"));
-    run.passTime();
-    if (what == "tables") {
-        run.router().tables()->dumpState(context, indent);
-    } else {
-        auto vrfs = run.router().vrfs();
-        std::ranges::sort(vrfs);
-        for (auto const& vrf : vrfs) {
-            if (auto const sm = run.router().tableSm(vrf)) {
-                sm->dumpState(context, indent);
+    return [&run, what, indent, context] {
+        if (what == "tables") {
+            run.router().tables()->dumpState(context, indent);
+        } else {
+            auto vrfs = run.router().vrfs();
+            std::ranges::sort(vrfs);
+            for (auto const& vrf : vrfs) {
+                if (auto const sm = run.router().tableSm(vrf)) {
+                    sm->dumpState(context, indent);
+                }
             }
         }
-    }
-    run.print("dump", context->text());
+        run.print("dump", context->text());
+    };
 }
 
 // The interface that owns the address; a link-local address is looked for on `intf` alone, or on
@@ -204,7 +204,7 @@ Expectation expectedOwner(Routing::Router const& router, Fields const& fields) {
             }};
 }
 
-void expect(Run& run, Fields const& fields) {
+Effect expect(Run& run, Fields const& fields) {
     std::vector<Expectation> all;
     if (fields.has("rows")) {
         all.push_back(expectedRows(run.router(), fields));
@@ -212,16 +212,17 @@ void expect(Run& run, Fields const& fields) {
     if (fields.has("lookup")) {
         all.push_back(expectedOwner(run.router(), fields));
     }
-    run.passTime();
-    for (auto const& [name, expected, find] : all) {
-        OrderedJson const found = find();
-        if (found != expected) {
-            run.print("expect", {{"line", run.line()},
-                                 {"expected", {{name, expected}}},
-                                 {"found", {{name, found}}}});
-            run.expectationFails();
+    return [&run, all] {
+        for (auto const& [name, expected, find] : all) {
+            OrderedJson const found = find();
+            if (found != expected) {
+                run.print("expect", {{"line", run.line()},
+                                     {"expected", {{name, expected}}},
+                                     {"found", {{name, found}}}});
+                run.expectationFails();
+            }
         }
-    }
+    };
 }
 
 std::vector<Operation> makeOperations() {
@@ -235,19 +236,24 @@ std::vector<Operation> makeOperations() {
          {optional("intfCleanupDelay", "1.5"), optional("deferredIntfAddDelay", "2.0"),
           optional("ignoreKernelInterfaceState", "false"), optional("taskPriority", "3"),
           optional("yieldEvery", "0")},
-         [](Run&, Fields const&) { throw LineError("'config' is not the first operation"); }},
-        {"manager.stop", none, [](Run& run, Fields const&) { run.router().managerStop(); }},
-        {"manager.start", none, [](Run& run, Fields const&) { run.router().managerStart(); }},
-        {"table.add", vrf, [](Run& run, Fields const& f) { run.router().tableAdd(f.vrf()); }},
-        {"table.del", vrf, [](Run& run, Fields const& f) { run.router().tableDel(f.vrf()); }},
+         [](Run&, Fields const&) -> Effect {
+             throw LineError("'config' is not the first operation");
+         }},
+        {"manager.stop", none, [](Run& run, Fields const&) { return run.router().managerStop(); }},
+        {"manager.start", none,
+         [](Run& run, Fields const&) { return run.router().managerStart(); }},
+        {"table.add", vrf,
+         [](Run& run, Fields const& f) { return run.router().tableAdd(f.vrf()); }},
+        {"table.del", vrf,
+         [](Run& run, Fields const& f) { return run.router().tableDel(f.vrf()); }},
         {"ip.vrf.add", vrf,
-         [](Run& run, Fields const& f) { run.router().inputs().ipVrfAdd(f.vrf()); }},
+         [](Run& run, Fields const& f) { return run.router().inputs().ipVrfAdd(f.vrf()); }},
         {"ip.vrf.del", vrf,
-         [](Run& run, Fields const& f) { run.router().inputs().ipVrfDel(f.vrf()); }},
+         [](Run& run, Fields const& f) { return run.router().inputs().ipVrfDel(f.vrf()); }},
         {"ip6.vrf.add", vrf,
-         [](Run& run, Fields const& f) { run.router().inputs().ip6VrfAdd(f.vrf()); }},
+         [](Run& run, Fields const& f) { return run.router().inputs().ip6VrfAdd(f.vrf()); }},
         {"ip6.vrf.del", vrf,
-         [](Run& run, Fields const& f) { run.router().inputs().ip6VrfDel(f.vrf()); }},
+         [](Run& run, Fields const& f) { return run.router().inputs().ip6VrfDel(f.vrf()); }},
         {"ip.intf.add",
          {{"vrf"},
           {"intf"},
@@ -256,35 +262,39 @@ std::vector<Operation> makeOperations() {
           optional("secondary", "[]")},
          ipIntfAdd},
         {"ip.intf.del", intf,
-         [](Run& run, Fields const& f) { run.router().inputs().ipIntfDel(f.vrf(), f.intf()); }},
+         [](Run& run, Fields const& f) {
+             return run.router().inputs().ipIntfDel(f.vrf(), f.intf());
+         }},
         {"ip.primary", intfAddr,
          [](Run& run, Fields const& f) {
-             run.router().inputs().ipPrimaryIs(f.vrf(), f.intf(), ipAddr(f));
+             return run.router().inputs().ipPrimaryIs(f.vrf(), f.intf(), ipAddr(f));
          }},
         {"ip.unnumbered",
          {{"vrf"}, {"intf"}, {"source"}},
          [](Run& run, Fields const& f) {
-             run.router().inputs().ipUnnumberedIs(f.vrf(), f.intf(), f.intf("source"));
+             return run.router().inputs().ipUnnumberedIs(f.vrf(), f.intf(), f.intf("source"));
          }},
         {"ip.secondary.add", intfAddr,
          [](Run& run, Fields const& f) {
-             run.router().inputs().ipSecondaryAdd(f.vrf(), f.intf(), ipAddr(f));
+             return run.router().inputs().ipSecondaryAdd(f.vrf(), f.intf(), ipAddr(f));
          }},
         {"ip.secondary.del", intfAddr,
          [](Run& run, Fields const& f) {
-             run.router().inputs().ipSecondaryDel(f.vrf(), f.intf(), ipAddr(f));
+             return run.router().inputs().ipSecondaryDel(f.vrf(), f.intf(), ipAddr(f));
          }},
         {"ip6.intf.add", {{"vrf"}, {"intf"}, optional("addrs", "[]")}, ip6IntfAdd},
         {"ip6.intf.del", intf,
-         [](Run& run, Fields const& f) { run.router().inputs().ip6IntfDel(f.vrf(), f.intf()); }},
+         [](Run& run, Fields const& f) {
+             return run.router().inputs().ip6IntfDel(f.vrf(), f.intf());
+         }},
         {"ip6.addr.set",
          {{"vrf"}, {"intf"}, {"addr"}, optional("deprecated", "false")},
          [](Run& run, Fields const& f) {
-             run.router().inputs().ip6AddrSet(f.vrf(), f.intf(), ip6IntfAddr(f));
+             return run.router().inputs().ip6AddrSet(f.vrf(), f.intf(), ip6IntfAddr(f));
          }},
         {"ip6.addr.del", intfAddr,
          [](Run& run, Fields const& f) {
-             run.router().inputs().ip6AddrDel(f.vrf(), f.intf(), ip6Addr(f));
+             return run.router().inputs().ip6AddrDel(f.vrf(), f.intf(), ip6Addr(f));
          }},
         {"kernel.add",
          {{"vrf"},
@@ -295,15 +305,21 @@ std::vector<Operation> makeOperations() {
           optional("active", "true")},
          kernelAdd},
         {"kernel.del", intf,
-         [](Run& run, Fields const& f) { run.router().inputs().kernelDel(f.vrf(), f.intf()); }},
+         [](Run& run, Fields const& f) {
+             return run.router().inputs().kernelDel(f.vrf(), f.intf());
+         }},
         {"vip.add", vrfAddr,
-         [](Run& run, Fields const& f) { run.router().inputs().vipAdd(f.vrf(), ipAddr(f)); }},
+         [](Run& run, Fields const& f) {
+             return run.router().inputs().vipAdd(f.vrf(), ipAddr(f));
+         }},
         {"vip.del", vrfAddr,
-         [](Run& run, Fields const& f) { run.router().inputs().vipDel(f.vrf(), ipAddr(f)); }},
+         [](Run& run, Fields const& f) {
+             return run.router().inputs().vipDel(f.vrf(), ipAddr(f));
+         }},
         {"vip6.add", vrfAddr,
-         [](Run& run, Fields const& f) { run.router().inputs().vip6Add(f.vrf(), vip6(f)); }},
+         [](Run& run, Fields const& f) { return run.router().inputs().vip6Add(f.vrf(), vip6(f)); }},
         {"vip6.del", vrfAddr,
-         [](Run& run, Fields const& f) { run.router().inputs().vip6Del(f.vrf(), vip6(f)); }},
+         [](Run& run, Fields const& f) { return run.router().inputs().vip6Del(f.vrf(), vip6(f)); }},
         {"advance", {{"seconds"}}, advance},
         {"snapshot", none, printSnapshot},
         {"lowest6", intf, lowest6},

@@ -17,8 +17,8 @@ struct Operation {
     std::string_view name;
     // Beside those that every operation has.
     std::vector<Field> fields;
-    // Takes every field, so that each is checked, before it does anything.
-    void (*carryOut)(Run& run, Fields const& fields);
+    // Takes every field, so that each is checked. The effect of a question is what it prints.
+    Routing::Effect (*check)(Run& run, Fields const& fields);
 };
 
 // In an order for people to read.

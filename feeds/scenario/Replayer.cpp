@@ -40,7 +40,7 @@ public:
         bool const configures = operation.name == configOp && !run_;
         run(configures ? readConfig(fields) : Config())
             .carryOut(number, at, [this, configures, &operation, &fields] {
-                configures ? run_->passTime() : operation.carryOut(*run_, fields);
+                return configures ? Routing::Effect([] {}) : operation.check(*run_, fields);
             });
     }
 

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cassert>
 #include <utility>
 
 #include "Velk/Advance.h"
@@ -16,16 +15,15 @@ Run::Run(std::ostream& out, Config const& config, Options const& options)
       clock_(Zin::make<Zin::VirtualClock>()),
       output_(out, clock_),
       assertionPrinter_(output_, line_),
-      router_(std::make_unique<Routing::Router>(config.machines, clock_,
-                                                std::make_unique<Velk::EveryNth>(config.yieldEvery),
-                                                [this] { passTime(); })) {
+      router_(std::make_unique<Routing::Router>(
+          config.machines, clock_, std::make_unique<Velk::EveryNth>(config.yieldEvery))) {
     if (options.traceLevel > 0) {
         tracePrinter_.emplace(output_, options.traceLevel, options.traceClasses);
     }
     if (options.events) {
         eventPrinter_ = std::make_unique<EventPrinter>(router_->tables(), output_);
     }
-    router_->managerStart();
+    router_->managerStart().apply();
 }
 
 Run::~Run() {
@@ -39,20 +37,18 @@ Run::~Run() {
 }
 
 void Run::carryOut(std::uint64_t line, std::optional<Zin::Seconds> at,
-                   std::function<void()> const& operation) {
+                   std::function<Routing::Effect()> const& check) {
     line_ = line;
-    at_ = at;
-    guarded(operation);
-    assert(!at_ && "the operation has not let the time of its line pass");
-}
-
-void Run::passTime() {
-    if (at_) {
-        advanceTo(*std::exchange(at_, std::nullopt));
-    }
-    if (outcome()) {
-        throw Ended();
-    }
+    timeOfLine_ = at.value_or(now());
+    guarded([&] {
+        auto const effect = check();
+        if (at) {
+            advanceTo(*at);
+        }
+        if (!outcome()) {
+            effect.apply();
+        }
+    });
 }
 
 void Run::advanceTo(Zin::Seconds time) {
@@ -70,7 +66,6 @@ void Run::advanceTo(Zin::Seconds time) {
 void Run::guarded(std::function<void()> const& step) {
     try {
         step();
-    } catch (Ended const&) {
     } catch (Pell::AssertionError const&) {
     } catch (Routing::OperationError const& error) {
         // Names may be long.

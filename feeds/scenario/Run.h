@@ -1,7 +1,7 @@
 // One run of a scenario: a router on a virtual clock, and the printers of what happens in it.
 //
-//   in     operations, by way of router(); each lets the time of its line pass once it has been
-//          found to make sense, and before it is applied
+//   in     operations; the time of a line passes once its operation has been found to make sense,
+//          and before that is applied. Where an invariant fails meanwhile it is not applied
 //   out    lines of JSON
 //   time   moves with the lines alone
 //
@@ -59,17 +59,15 @@ public:
     void print(std::string_view member, OrderedJson content) {
         output_.print(member, std::move(content));
     }
-    // The line that is being carried out, and its time.
+    // The line that is being carried out, and the time at which its operation is applied.
     std::uint64_t line() const { return line_; }
-    Zin::Seconds timeOfLine() const { return at_.value_or(now()); }
+    Zin::Seconds timeOfLine() const { return timeOfLine_; }
 
-    // Carries out one line: `operation` does one thing to the router, or calls passTime() itself.
-    // Throws LineError if that makes no sense, with nothing applied and no time passed; and where
-    // the time of the line cannot be reached, since tasks run too often on the way.
+    // Carries out one line: `check` finds out whether its operation makes sense. Throws LineError
+    // if it does not, with nothing applied and no time passed; and where the time of the line
+    // cannot be reached, since tasks run too often on the way. A line without a time takes none.
     void carryOut(std::uint64_t line, std::optional<Zin::Seconds> at,
-                  std::function<void()> const& operation);
-    // Moves the clock to the time that the line gives, if it gives one.
-    void passTime();
+                  std::function<Routing::Effect()> const& check);
     // Moves the clock; the tasks that fall due run, and what they throw is printed.
     void advanceTo(Zin::Seconds time);
 
@@ -79,15 +77,12 @@ public:
     std::optional<Outcome> outcome() const;
 
 private:
-    // Where an invariant has failed nothing more is carried out.
-    struct Ended {};
-
     // What `step` throws is printed.
     void guarded(std::function<void()> const& step);
 
     std::uint64_t const maxTaskRuns_;
     std::uint64_t line_ = 0;
-    std::optional<Zin::Seconds> at_;
+    Zin::Seconds timeOfLine_ = 0.0;
     bool expectationFailed_ = false;
     Zin::Ptr<Zin::VirtualClock> const clock_;
     Output output_;

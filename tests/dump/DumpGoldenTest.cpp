@@ -35,10 +35,10 @@ public:
         for (char const* vrf : {"red", "default", "blue"}) {
             tables->intfAddrVrfTableIs(vrf, IpLib::intfAddrVrfTableFactory());
         }
-        inputs.ipVrfAdd("red");
-        inputs.ip6VrfAdd("red");
-        inputs.ipVrfAdd("default");
-        inputs.ip6VrfAdd("default");
+        inputs.ipVrfAdd("red").apply();
+        inputs.ip6VrfAdd("red").apply();
+        inputs.ipVrfAdd("default").apply();
+        inputs.ip6VrfAdd("default").apply();
         publishDefault();
         publishRed();
         letTimePass();
@@ -63,62 +63,75 @@ public:
 
 private:
     void publishDefault() {
-        inputs.kernelAdd("default", "Ethernet9",
-                         {.deviceName = "et9",
-                          .ifIndex = 9,
-                          .operStatus = Interface::OperStatus::down,
-                          .active = false});
-        inputs.ipIntfAdd("default", "Ethernet9", {.primary = IpAddrWithMask("192.0.2.1/31")});
-        inputs.ipIntfAdd("default", "Loopback0", {});
-        inputs.ip6IntfAdd("default", "Ethernet9",
-                          {{.addr = Ip6AddrWithMask("fe80::9/64")},
-                           {.addr = Ip6AddrWithMask("2001:db8:9::3/64")},
-                           {.addr = Ip6AddrWithMask("2001:db8:9::2/64")},
-                           {.addr = Ip6AddrWithMask("2001:db8:9::1/64")},
-                           {.addr = Ip6AddrWithMask("2001:db8:9::4/64"), .deprecated = true}});
-        inputs.ip6IntfAdd("default", "Loopback0", {});
+        inputs
+            .kernelAdd("default", "Ethernet9",
+                       {.deviceName = "et9",
+                        .ifIndex = 9,
+                        .operStatus = Interface::OperStatus::down,
+                        .active = false})
+            .apply();
+        inputs.ipIntfAdd("default", "Ethernet9", {.primary = IpAddrWithMask("192.0.2.1/31")})
+            .apply();
+        inputs.ipIntfAdd("default", "Loopback0", {}).apply();
+        inputs
+            .ip6IntfAdd("default", "Ethernet9",
+                        {{.addr = Ip6AddrWithMask("fe80::9/64")},
+                         {.addr = Ip6AddrWithMask("2001:db8:9::3/64")},
+                         {.addr = Ip6AddrWithMask("2001:db8:9::2/64")},
+                         {.addr = Ip6AddrWithMask("2001:db8:9::1/64")},
+                         {.addr = Ip6AddrWithMask("2001:db8:9::4/64"), .deprecated = true}})
+            .apply();
+        inputs.ip6IntfAdd("default", "Loopback0", {}).apply();
     }
 
     void publishRed() {
         std::uint32_t ifIndex = 0;
         for (char const* intf : {"Ethernet3", "Ethernet1", "Ethernet2", "Ethernet4", "Ethernet5"}) {
-            inputs.kernelAdd("red", intf, {.deviceName = intf, .ifIndex = ++ifIndex});
+            inputs.kernelAdd("red", intf, {.deviceName = intf, .ifIndex = ++ifIndex}).apply();
         }
-        inputs.ipIntfAdd(
-            "red", "Ethernet1",
-            {.primary = IpAddrWithMask("10.0.0.1/24"),
-             .secondary = {IpAddrWithMask("10.0.0.2/24"), IpAddrWithMask("10.0.1.1/24"),
-                           IpAddrWithMask("10.0.2.1/30")}});
-        inputs.ip6IntfAdd("red", "Ethernet1",
-                          {{.addr = Ip6AddrWithMask("2001:db8::1/64")},
-                           {.addr = Ip6AddrWithMask("2001:db8::2/64"), .deprecated = true},
-                           {.addr = Ip6AddrWithMask("fe80::1/64")}});
+        inputs
+            .ipIntfAdd("red", "Ethernet1",
+                       {.primary = IpAddrWithMask("10.0.0.1/24"),
+                        .secondary = {IpAddrWithMask("10.0.0.2/24"), IpAddrWithMask("10.0.1.1/24"),
+                                      IpAddrWithMask("10.0.2.1/30")}})
+            .apply();
+        inputs
+            .ip6IntfAdd("red", "Ethernet1",
+                        {{.addr = Ip6AddrWithMask("2001:db8::1/64")},
+                         {.addr = Ip6AddrWithMask("2001:db8::2/64"), .deprecated = true},
+                         {.addr = Ip6AddrWithMask("fe80::1/64")}})
+            .apply();
         // It borrows its address.
-        inputs.ipIntfAdd(
-            "red", "Ethernet2",
-            {.primary = IpAddrWithMask("10.0.0.1/24"), .unnumberedSource = "Ethernet1"});
+        inputs
+            .ipIntfAdd("red", "Ethernet2",
+                       {.primary = IpAddrWithMask("10.0.0.1/24"), .unnumberedSource = "Ethernet1"})
+            .apply();
         // A subnet that another interface has, and two link-local addresses: three adds wait.
-        inputs.ipIntfAdd("red", "Ethernet3",
-                         {.primary = IpAddrWithMask("10.0.0.3/24"),
-                          .secondary = {IpAddrWithMask("10.0.1.3/24")}});
-        inputs.ip6IntfAdd(
-            "red", "Ethernet3",
-            {{.addr = Ip6AddrWithMask("fe80::1/64")}, {.addr = Ip6AddrWithMask("fe80::3/64")}});
-        inputs.ipIntfAdd("red", "Ethernet4", {.primary = IpAddrWithMask("10.0.4.1/24")});
-        inputs.ipIntfAdd("red", "Ethernet5", {.primary = IpAddrWithMask("10.0.5.1/24")});
-        inputs.vipAdd("red", IpAddrWithMask("10.0.0.1/24"));
-        inputs.vip6Add("red", Nimb::Ip6Addr("2001:db8::fe"));
-        inputs.vipAdd("blue", IpAddrWithMask("10.9.9.9/32"));
+        inputs
+            .ipIntfAdd("red", "Ethernet3",
+                       {.primary = IpAddrWithMask("10.0.0.3/24"),
+                        .secondary = {IpAddrWithMask("10.0.1.3/24")}})
+            .apply();
+        inputs
+            .ip6IntfAdd(
+                "red", "Ethernet3",
+                {{.addr = Ip6AddrWithMask("fe80::1/64")}, {.addr = Ip6AddrWithMask("fe80::3/64")}})
+            .apply();
+        inputs.ipIntfAdd("red", "Ethernet4", {.primary = IpAddrWithMask("10.0.4.1/24")}).apply();
+        inputs.ipIntfAdd("red", "Ethernet5", {.primary = IpAddrWithMask("10.0.5.1/24")}).apply();
+        inputs.vipAdd("red", IpAddrWithMask("10.0.0.1/24")).apply();
+        inputs.vip6Add("red", Nimb::Ip6Addr("2001:db8::fe")).apply();
+        inputs.vipAdd("blue", IpAddrWithMask("10.9.9.9/32")).apply();
     }
 
     void letTimePass() {
         Velk::advanceTo(*clock, *scheduler, 0.75);
-        inputs.kernelDel("red", "Ethernet5");
+        inputs.kernelDel("red", "Ethernet5").apply();
         Velk::advanceTo(*clock, *scheduler, 1.0);
-        inputs.kernelAdd("red", "Ethernet5", {.deviceName = "Ethernet5", .ifIndex = 50});
+        inputs.kernelAdd("red", "Ethernet5", {.deviceName = "Ethernet5", .ifIndex = 50}).apply();
         Velk::advanceTo(*clock, *scheduler, 1.25);
-        inputs.ipIntfDel("red", "Ethernet4");
-        inputs.kernelDel("red", "Ethernet5");
+        inputs.ipIntfDel("red", "Ethernet4").apply();
+        inputs.kernelDel("red", "Ethernet5").apply();
         // The first pass of the deferred adds, which yields; everything else stays pending.
         Velk::advanceToNextRun(*clock, *scheduler, 2.0);
     }

@@ -155,8 +155,9 @@ private:
     void handleIntfAddrEntry(IpLib::IntfAddrEntryContent const&) override {
         if (!foundItsRow_) {
             foundItsRow_ = false;
-            router_.inputs().ipPrimaryIs(RandomStatus::vrf, "Ethernet1",
-                                         Nimb::IpAddrWithMask("10.0.0.1/24"));
+            router_.inputs()
+                .ipPrimaryIs(RandomStatus::vrf, "Ethernet1", Nimb::IpAddrWithMask("10.0.0.1/24"))
+                .apply();
             auto const owners = router_.ownersOf(RandomStatus::vrf, Nimb::IpGenAddr("10.0.0.1"));
             foundItsRow_ = owners.size() == 1 && owners[0].intfId == Nimb::IntfId("Ethernet1");
         }
@@ -169,12 +170,13 @@ private:
 TEST(NestedChange, AnObserverThatPublishesAnUnrelatedAddressSeesItsRowAtOnce) {
     Routing::Router router({}, Zin::make<Zin::VirtualClock>(), std::make_unique<Velk::EveryNth>(0));
     RandomStatus::prepare(router);
-    router.inputs().ipIntfAdd(RandomStatus::vrf, "Ethernet1", {});
-    router.inputs().ipIntfAdd(RandomStatus::vrf, "Ethernet2", {});
+    router.inputs().ipIntfAdd(RandomStatus::vrf, "Ethernet1", {}).apply();
+    router.inputs().ipIntfAdd(RandomStatus::vrf, "Ethernet2", {}).apply();
     Publisher const publisher(router);
 
-    router.inputs().ipPrimaryIs(RandomStatus::vrf, "Ethernet2",
-                                Nimb::IpAddrWithMask("172.16.9.1/24"));
+    router.inputs()
+        .ipPrimaryIs(RandomStatus::vrf, "Ethernet2", Nimb::IpAddrWithMask("172.16.9.1/24"))
+        .apply();
 
     EXPECT_EQ(publisher.foundItsRow(), true);
 }

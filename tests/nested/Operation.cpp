@@ -45,7 +45,8 @@ std::vector<Routing::Ip6IntfAddr> ip6Addrs(Operation const& operation) {
     return addrs;
 }
 
-void carryOut(Operation const& operation, Routing::Router& router, Zin::VirtualClock& clock) {
+Routing::Effect check(Operation const& operation, Routing::Router& router,
+                      Zin::VirtualClock& clock) {
     auto& inputs = router.inputs();
     auto const& intf = operation.intf;
     auto const& addr = operation.addr;
@@ -84,8 +85,9 @@ void carryOut(Operation const& operation, Routing::Router& router, Zin::VirtualC
         case Kind::managerStart:
             return router.managerStart();
         case Kind::advance:
-            return RandomStatus::advance(operation.seconds, router, clock);
+            break;
     }
+    return [&, seconds = operation.seconds] { RandomStatus::advance(seconds, router, clock); };
 }
 
 std::string_view name(Operation const& operation) {
@@ -177,7 +179,7 @@ std::string details(Operation const& operation) {
 
 void apply(Operation const& operation, Routing::Router& router, Zin::VirtualClock& clock) {
     try {
-        carryOut(operation, router, clock);
+        check(operation, router, clock).apply();
     } catch (Zin::Error const&) {
     }
 }

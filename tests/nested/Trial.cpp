@@ -103,11 +103,11 @@ public:
 
     void begin(ChangeList const& list) {
         if (list.observerIsOlder) {
-            router_.managerStop();
+            router_.managerStop().apply();
         }
         observer_.emplace(router_.table(RandomStatus::vrf));
         if (list.observerIsOlder) {
-            router_.managerStart();
+            router_.managerStart().apply();
         }
         applyAll(setup());
         applyAll(list.before);
@@ -116,7 +116,7 @@ public:
     // What fails in that is thrown here, and no more when the router goes.
     void end() {
         if (router_.managerRuns()) {
-            router_.managerStop();
+            router_.managerStop().apply();
         }
     }
 

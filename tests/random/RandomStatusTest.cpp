@@ -101,7 +101,7 @@ RC_GTEST_PROP(RandomStatus, InterfacesThatFightForAddressesLeaveNothingBroken,
             auto const outcome =
                 outcomeOf([&] { apply(change, Plan::shared, fixture->router, *fixture->clock); });
             if (outcome == Outcome::assertionFailed &&
-                outcomeOf([&] { fixture->router.tableAdd(vrf); }) == Outcome::fine) {
+                outcomeOf([&] { fixture->router.tableAdd(vrf).apply(); }) == Outcome::fine) {
                 RC_ASSERT(
                     std::ranges::includes(expectedRows(fixture->router), rows(fixture->router)));
             }

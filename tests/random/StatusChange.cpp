@@ -62,7 +62,7 @@ private:
     Plan const plan_;
 };
 
-void changeIp(Change const& change, Meaning const& meaning, Routing::Inputs& inputs) {
+Routing::Effect ipEffect(Change const& change, Meaning const& meaning, Routing::Inputs& inputs) {
     Nimb::IntfId const source = change.variant % 2 == 0 ? "" : "Loopback0";
     switch (change.kind % 6) {
         case 0: {
@@ -86,7 +86,7 @@ void changeIp(Change const& change, Meaning const& meaning, Routing::Inputs& inp
     }
 }
 
-void changeIp6(Change const& change, Meaning const& meaning, Routing::Inputs& inputs) {
+Routing::Effect ip6Effect(Change const& change, Meaning const& meaning, Routing::Inputs& inputs) {
     auto const addr = meaning.ip6Addr(change.addr, change.variant);
     switch (change.kind % 5) {
         case 0:
@@ -102,7 +102,7 @@ void changeIp6(Change const& change, Meaning const& meaning, Routing::Inputs& in
 
 // A VRF's status, in the disjoint plan, leaves before another one comes: the interfaces of a status
 // that is replaced while they are in it are nobody's any more.
-void changeVrf(Change const& change, Plan plan, Routing::Router& router) {
+Routing::Effect vrfEffect(Change const& change, Plan plan, Routing::Router& router) {
     auto& inputs = router.inputs();
     bool const replaces = plan == Plan::shared && change.addr % 2 == 0;
     switch (change.kind % 4) {
@@ -121,8 +121,9 @@ void changeVrf(Change const& change, Plan plan, Routing::Router& router) {
         default:
             // What changes while no manager runs is for nobody to notice.
             if (plan == Plan::shared) {
-                router.managerRuns() ? router.managerStop() : router.managerStart();
+                return router.managerRuns() ? router.managerStop() : router.managerStart();
             }
+            return [] {};
     }
 }
 
@@ -134,13 +135,13 @@ std::ostream& operator<<(std::ostream& out, Change const& change) {
 }
 
 void prepare(Routing::Router& router) {
-    router.managerStart();
+    router.managerStart().apply();
     for (int n = 0; n < intfs; ++n) {
-        router.inputs().kernelAdd(vrf, fmt::format("Ethernet{}", n), {});
+        router.inputs().kernelAdd(vrf, fmt::format("Ethernet{}", n), {}).apply();
     }
-    router.inputs().ipVrfAdd(vrf);
-    router.inputs().ip6VrfAdd(vrf);
-    router.tableAdd(vrf);
+    router.inputs().ipVrfAdd(vrf).apply();
+    router.inputs().ip6VrfAdd(vrf).apply();
+    router.tableAdd(vrf).apply();
 }
 
 void apply(Change const& change, Plan plan, Routing::Router& router, Zin::VirtualClock& clock) {
@@ -150,16 +151,16 @@ void apply(Change const& change, Plan plan, Routing::Router& router, Zin::Virtua
             case 0:
             case 1:
             case 2:
-                return changeIp(change, meaning, router.inputs());
+                return ipEffect(change, meaning, router.inputs()).apply();
             case 3:
             case 4:
             case 5:
-                return changeIp6(change, meaning, router.inputs());
+                return ip6Effect(change, meaning, router.inputs()).apply();
             case 6:
                 return advance(change.variant % 16 / 4.0, router, clock);
             default:
                 if (change.variant % 4 == 0) {
-                    changeVrf(change, plan, router);
+                    vrfEffect(change, plan, router).apply();
                 }
         }
     } catch (Routing::OperationError const&) {
