@@ -90,8 +90,8 @@ private:
 };
 
 // Makes an entity: constructs it, switches its notification on and runs its handleInitialized().
-// Outside of turns what fails there is thrown from here, and the entity is gone; its teardown is part
-// of the same turn.
+// Outside of turns what fails there is thrown from here, and the entity is gone; its teardown is
+// part of the same turn.
 template <class T, class... Args>
 Ptr<T> make(Args&&... args) {
     Ptr<T> entity = Ptr<T>::adopt(new T(std::forward<Args>(args)...));
