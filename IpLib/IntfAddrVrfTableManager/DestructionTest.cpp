@@ -333,11 +333,11 @@ TEST_P(AnyTuning, TheManagerMayGoInARunOfTheScheduler) {
     auto const task = Velk::timerTaskFactory(fixture.time.scheduler(), {}, "agent");
     class Agent final : public Velk::TimerTask::Notifiee {
     public:
-        explicit Agent(ManagerFixture& fixture) : bench_(fixture) {}
-        void handleTaskRun() override { bench_.manager = nullptr; }
+        explicit Agent(ManagerFixture& fixture) : fixture_(fixture) {}
+        void handleTaskRun() override { fixture_.manager = nullptr; }
 
     private:
-        ManagerFixture& bench_;
+        ManagerFixture& fixture_;
     } agent(fixture);
     agent.notifierIs(task);
     task->scheduleTask();

@@ -117,14 +117,14 @@ TEST(Failure, OfATeardownIsThrownToWhoTakesTheTableAway) {
 // Drops the manager when it is told of a row.
 class Dropper final : public IntfAddrVrfTable::Notifiee {
 public:
-    Dropper(ManagerFixture& fixture, L3::VrfName const& vrf) : bench_(fixture) {
+    Dropper(ManagerFixture& fixture, L3::VrfName const& vrf) : fixture_(fixture) {
         notifierIs(fixture.table(vrf));
     }
 
 private:
-    void handleIntfAddrEntry(IntfAddrEntryContent const&) override { bench_.manager = nullptr; }
+    void handleIntfAddrEntry(IntfAddrEntryContent const&) override { fixture_.manager = nullptr; }
 
-    ManagerFixture& bench_;
+    ManagerFixture& fixture_;
 };
 
 TEST(Failure, OfATeardownInAHandlerIsThrownToTheOutermostCaller) {

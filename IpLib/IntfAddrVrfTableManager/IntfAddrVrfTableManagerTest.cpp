@@ -221,5 +221,35 @@ TEST(IntfAddrVrfTableManager, AVrfThatIsRefusedAtTheStartLeavesTheOthersServedIn
     EXPECT_THAT(fixture.rows("blue"), ElementsAre("10.0.0.1/24 Ethernet1"));
 }
 
+TEST(IntfAddrVrfTableManager, GivesBackTheDirectoryOfATableThatIsTakenAwayAsItGoes) {
+    ManagerFixture fixture({.intfCleanupDelay = 0.0});
+    fixture.managerIs();
+    for (char const* const vrf : {"red", "blue"}) {
+        fixture.vrfIs(vrf);
+        fixture.ip(vrf, "Ethernet1", "10.0.0.1/24");
+    }
+    class Taker final : public IntfAddrVrfTable::Notifiee {
+    public:
+        Taker(ManagerFixture& fixture, char const* vrf, char const* other)
+            : fixture_(fixture), other_(other) {
+            notifierIs(fixture.table(vrf));
+        }
+
+    private:
+        void handleIntfAddrEntry(IntfAddrEntryContent const&) override {
+            fixture_.tables->intfAddrVrfTableDel(other_);
+        }
+        ManagerFixture& fixture_;
+        char const* const other_;
+    };
+    Taker const takesBlue(fixture, "red", "blue");
+    Taker const takesRed(fixture, "blue", "red");
+
+    fixture.manager = nullptr;
+
+    EXPECT_EQ(fixture.uses("red"), 0u);
+    EXPECT_EQ(fixture.uses("blue"), 0u);
+}
+
 }  // namespace
 }  // namespace IpLib

@@ -1,6 +1,7 @@
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
 
 #include <utility>
+#include <vector>
 
 #include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
 #include "Zin/ForEachKey.h"
@@ -34,9 +35,13 @@ void IntfAddrVrfTableSmManager::handleInitialized() {
 void IntfAddrVrfTableSmManager::handleDestruction() {
     Zin::Turn turn;
     // By table rather than by machine: what was acquired for a machine that was refused, or that is
-    // being made, is given back too.
+    // being made, is given back too. By the tables of now: one that an observer of what leaves
+    // takes out of the directory meanwhile is not heard of any more.
+    std::vector<L3::VrfName> vrfs;
     for (auto const& member : allIntfAddrVrfTable_->intfAddrVrfTable()) {
-        L3::VrfName const vrf = member.key;
+        vrfs.push_back(member.key);
+    }
+    for (L3::VrfName const& vrf : vrfs) {
         turn.run([&] { intfAddrVrfTableSmDel(vrf); });
         turn.run([&] { smFactory_->unmake(vrf); });
     }

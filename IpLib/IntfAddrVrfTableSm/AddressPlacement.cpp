@@ -232,7 +232,9 @@ void AddressPlacement::addVirtual(Nimb::IpGenAddr const& addr) {
     auto const content = virtualRow(addr);
     auto const entry = table_->intfAddrEntryIs(content);
     table_->intfAddrEntryFromAddrIs(entry);
-    expectUntouched(table_->intfAddrEntry(content) == entry, content);
+    expectUntouched(table_->intfAddrEntry(content) == entry &&
+                        table_->intfAddrEntryFromAddr(content.key) == entry,
+                    content);
 }
 
 void AddressPlacement::removeVirtual(Nimb::IpGenAddr const& addr) {

@@ -1,7 +1,7 @@
 // The only writer of one VRF's table: admits addresses, withdraws them, and cleans up after whole
 // interfaces.
 //
-//   in     one change after the other: none comes before the one before it is done (see
+//   in     one change after the other, of those that share anything (see
 //              IpLib/IntfAddrVrfTableTypes/TableChanges.h)
 //   out    the table; the addresses that have to wait
 //
@@ -21,8 +21,9 @@
 // a deprecated address that outlives its subnet's set, nor of one address that comes with two
 // prefix lengths or from two places of one interface; scenarios/known shows what comes of that.
 //
-// Observers hear of each write as it is made. One that changes what is being written, other than by
-// changing the inputs, fails an invariant.
+// Observers hear of each write as it is made. They leave the collections alone: an admission or a
+// clean-up that finds its row, index entry or set changed meanwhile fails an invariant, and
+// whatever else such an observer changes stays as it made it.
 //
 // Owned by the VRF's machine, in whose name it traces.
 #pragma once

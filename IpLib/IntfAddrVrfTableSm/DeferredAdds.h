@@ -1,6 +1,7 @@
 // The addresses of one VRF that wait to be admitted, and the task that tries them again.
 //
-// Owned by the VRF's machine. The backlog may be taken away, and then nothing may be asked here.
+// Owned by the VRF's machine. The backlog may be taken away: a change that is being carried out
+// goes on with it, and no other may begin. A new backlog needs a new task.
 #pragma once
 
 #include <utility>
@@ -33,20 +34,22 @@ public:
         }
     }
 
-    Zin::Ptr<DeferredIntfAddBacklog> const& backlog() const { return backlog_; }
+    // Null where it was taken away.
+    Zin::Ptr<DeferredIntfAddBacklog> const& backlog() const { return given_; }
     Zin::Ptr<DeferredIntfAddBacklog> const& makeBacklog() {
-        if (!backlog_) {
-            backlog_ = deferredIntfAddBacklogFactory();
+        if (!given_) {
+            given_ = backlog_ = deferredIntfAddBacklogFactory();
         }
-        return backlog_;
+        return given_;
     }
-    Zin::Ptr<DeferredIntfAddBacklog> takeBacklog() { return std::move(backlog_); }
+    Zin::Ptr<DeferredIntfAddBacklog> takeBacklog() { return std::move(given_); }
 
     // The machine that tries; null where there is none.
     Zin::Child<DeferredIntfAddSm>& sm() { return sm_; }
     Zin::Child<DeferredIntfAddSm> const& sm() const { return sm_; }
 
 private:
+    Zin::Ptr<DeferredIntfAddBacklog> given_;
     Zin::Ptr<DeferredIntfAddBacklog> backlog_;
     Zin::Child<DeferredIntfAddSm> sm_;
 };

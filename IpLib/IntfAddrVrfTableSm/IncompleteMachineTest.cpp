@@ -103,5 +103,37 @@ TEST(IncompleteMachine, GoesOnWithNewParts) {
     EXPECT_THAT(fixture.rows(), ElementsAre("10.0.2.1/24 Ethernet2"));
 }
 
+TEST(IncompleteMachine, FinishesTheCleanupWithinWhichItIsTakenApart) {
+    for (Part const& part : parts) {
+        for (Zin::Seconds const delay : {0.0, 1.5}) {
+            if (delay == 0.0 && &part == &parts[1]) {
+                continue;  // there is none
+            }
+            SCOPED_TRACE(part.name);
+            SmFixture fixture({.intfCleanupDelay = delay});
+            fixture.ip("Ethernet1", "10.0.0.1/24");
+            fixture.secondary("Ethernet1", "10.0.1.1/24");
+            fixture.ip("Ethernet2", "10.0.2.1/24");
+            Meddler const meddler(fixture, "addr=10.0.0.1", [&] { part.take(*fixture.sm); });
+            fixture.kernelDel("Ethernet1");
+            fixture.time.advance(delay);
+            ASSERT_TRUE(meddler.done());
+            EXPECT_THAT(fixture.rows(), ElementsAre("10.0.2.1/24 Ethernet2"));
+            EXPECT_THAT(fixture.sets(), ElementsAre("10.0.2.0/24 Ethernet2 10.0.2.1"));
+        }
+    }
+}
+
+TEST(IncompleteMachine, MakesNoMachineForAStatusWithinWhoseReplacementItIsTakenApart) {
+    SmFixture fixture({.intfCleanupDelay = 0.0});
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    Meddler const meddler(fixture, "addr=10.0.0.1", [&] { fixture.sm->allIntfAddrWithMaskDel(); });
+    fixture.vrfIp->ipIntfStatusIs(Ip::ipIntfStatusFactory("Ethernet1"));
+    ASSERT_TRUE(meddler.done());
+    EXPECT_EQ(fixture.sm->ipIntfStatusSm("Ethernet1"), nullptr);
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+}
+
 }  // namespace
 }  // namespace IpLib

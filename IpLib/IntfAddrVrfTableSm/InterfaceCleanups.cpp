@@ -22,6 +22,9 @@ void InterfaceCleanups::request(IntfFamily const& whose) {
     Zin::Seconds const now = scheduler_.now();
     trace9({"cleanup deferred for {} af {} at {}", "addDeferredCleanup"}, intfId, af, now);
     backlog_->addBacklog(intfId, af, now);
+    if (owner_.retired() && !sm_()) {
+        return;  // asked for in the teardown, whose end it has outlived: nobody will carry it out
+    }
     if (!sm_()) {
         fail("intfCleanupSm", {"no intfCleanupSm when there is a delay {}", "addDeferredCleanup"},
              delay_);

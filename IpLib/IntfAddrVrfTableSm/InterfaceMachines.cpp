@@ -85,10 +85,11 @@ void InterfaceMachines<Family>::handleIntf(Nimb::IntfId const& intfId) {
         return;  // told twice of one status: its machine goes on
     }
     // The old status' addresses leave before the new one's come. An observer of their leaving may
-    // have changed the status once more, and that may have been answered.
+    // have changed the status once more, and that may have been answered; or have taken the machine
+    // apart.
     remove(intfId);
     auto const status = currentStatus(intfId);
-    if (status && !machine(intfId)) {
+    if (status && !machine(intfId) && sm_.handlesInput()) {
         findOrMake(status, Zin::make<AfIntfStatusParent>(sm_), sm_.allIntfAddrWithMask());
     }
 }

@@ -100,7 +100,7 @@ IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName 
       kernelIntfDir_(std::move(kernelIntfDir)),
       intfAddrVrfTable_(std::move(intfAddrVrfTable)),
       placement_(*this, intfAddrVrfTable_.get(), deferred_),
-      cleanups_(smConfig_.intfCleanupDelay, *scheduler_, placement_),
+      cleanups_(*this, smConfig_.intfCleanupDelay, *scheduler_, placement_),
       virtualIpReactor_(*this, virtualIpStatus_),
       virtualIp6Reactor_(*this, virtualIp6Status_),
       kernelReactor_(*this, kernelIntfDir_),
@@ -133,13 +133,8 @@ void IntfAddrVrfTableSm::handleDestruction() {
     // The interfaces' machines withdraw their addresses while the tasks are still there.
     turn.run([this] { ipIntfStatusSmDelAll(); });
     turn.run([this] { ip6IntfStatusSmDelAll(); });
-    turn.run([this] {
-        lastChange([this] {
-            Zin::Turn tasks;
-            tasks.run([this] { deferredIntfAddSmDel(); });
-            tasks.run([this] { intfCleanupSmDel(); });
-        });
-    });
+    turn.run([this] { deferredIntfAddSmDel(); });
+    turn.run([this] { intfCleanupSmDel(); });
     virtualIpReactor_.notifierIs(nullptr);
     virtualIp6Reactor_.notifierIs(nullptr);
     kernelReactor_.notifierIs(nullptr);
@@ -404,7 +399,18 @@ void IntfAddrVrfTableSm::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) 
 }
 
 void IntfAddrVrfTableSm::addDeferredCleanup(Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
-    change({{}, intfId, {}}, [this, whose = IntfFamily{intfId, af}] { cleanups_.request(whose); });
+    change({{}, intfId, {}}, [this, whose = IntfFamily{intfId, af}] { requestCleanup(whose); });
+}
+
+// Clean-ups wait in the order of their requests, as addresses do (see AddressPlacement).
+void IntfAddrVrfTableSm::requestCleanup(IntfFamily const& whose) {
+    auto& changes = intfAddrVrfTable_->changes();
+    if (cleanups_.hasDelay() && changes.isEarly()) {
+        changes.waitForOlder(*this, {{}, whose.intfId, {}},
+                             [this, whose] { cleanups_.request(whose); });
+    } else {
+        cleanups_.request(whose);
+    }
 }
 
 void IntfAddrVrfTableSm::processPendingDeferredCleanup(Nimb::IntfId const& intfId,
@@ -430,15 +436,6 @@ void IntfAddrVrfTableSm::change(IntfAddrEntryContent const& scope, Change&& chan
                                                     change();
                                                 }
                                             });
-    }
-}
-
-template <class Change>
-void IntfAddrVrfTableSm::lastChange(Change&& change) {
-    if (intfAddrVrfTable_) {
-        intfAddrVrfTable_->changes().submitAlone(*this, change);
-    } else {
-        change();
     }
 }
 

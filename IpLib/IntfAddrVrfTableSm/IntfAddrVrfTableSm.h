@@ -26,8 +26,8 @@
 // Invariant: a key is in the deferred backlog only while AllIntfAddrWithMask has it, or while a
 // clean-up of its interface is pending, which takes it along.
 //
-// Owned by IntfAddrVrfTableSmManager. Inputs and table outlive it or not, as they please;
-// destroying it stops all updates and drops what its tasks had pending.
+// Owned by IntfAddrVrfTableSmManager. Destroying it stops all updates and drops what its tasks had
+// pending.
 #pragma once
 
 #include <optional>
@@ -123,9 +123,9 @@ public:
     auto ip6IntfStatusSmDel(Nimb::IntfId const& intfId) { return ip6Machines_.remove(intfId); }
     void ip6IntfStatusSmDelAll() { ip6Machines_.removeAll(); }
 
-    // The other children: null where there is none. The clean-up two exist only where
-    // intfCleanupDelay is not zero. Is keeps a child that was made of the same arguments. A machine
-    // whose working rows or backlogs were taken away handles no more input.
+    // The other children: null where there is none; the clean-up two exist only where intfCleanupDelay
+    // is not zero. Is keeps a child that was made of the same arguments. A machine whose working rows
+    // or backlogs were taken away handles no more input.
     AllAddresses const& allIntfAddrWithMask() const { return allIntfAddrWithMask_; }
     AllAddresses const& allIntfAddrWithMaskIs();
     AllAddresses allIntfAddrWithMaskDel();
@@ -183,12 +183,13 @@ public:
     void processPendingDeferredCleanup(Nimb::IntfId const& intfId, Nimb::AddressFamily af);
     void processCleanupIntf(Nimb::IntfId const& intfId, Nimb::AddressFamily af);
 
-    // Whether what the inputs say matters: not to a machine that is retired or not whole.
+    // Whether what the inputs say matters: not to a machine that is retired or was taken apart.
     bool handlesInput() const { return isWhole() && !retired(); }
     // Runs `step`; the changes of the table that it makes are carried out at its end.
     template <class Step>
     void recordFirst(Step&& step) {
         if (intfAddrVrfTable_) {
+            Zin::Ptr<IntfAddrVrfTableSm> const alive(this);
             intfAddrVrfTable_->changes().recordFirst(step);
         } else {
             step();
@@ -200,16 +201,13 @@ protected:
     void handleDestruction() override;
 
 private:
-    // Whether everything is there that a change needs but the table.
     bool isWhole() const;
     bool kernelIntfPresent(Nimb::IntfId const& intfId) const;
     // Hands a change of the table on. Without a table there is nothing to change.
     template <class Change>
     void change(IntfAddrEntryContent const& scope, Change&& change);
-    // What comes after all that is being changed and waits to be.
-    template <class Change>
-    void lastChange(Change&& change);
     void readmit(Nimb::IntfId const& intfId);
+    void requestCleanup(IntfFamily const& whose);
 
     void updateByIntfId(IntfAddrWithMaskKey const& key, bool isPresent);
     // What is decided about an address when the turn of its change has come.

@@ -68,6 +68,11 @@ void Ip6IntfStatusSm::handleDestruction() {
     for (auto const& addr : ip6IntfStatus()->addr()) {
         turn.run([&] { allIntfAddrWithMask_->allDel({intfId(), addr.key}); });
     }
+    // An observer of the status that is older than this machine may have taken the status away when
+    // an address left it, of which this machine has not been told.
+    for (auto const& key : allIntfAddrWithMask_->keysOf({intfId(), Nimb::AddressFamily::ipv6})) {
+        turn.run([&] { allIntfAddrWithMask_->allDel(key); });
+    }
 }
 
 void Ip6IntfStatusSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,

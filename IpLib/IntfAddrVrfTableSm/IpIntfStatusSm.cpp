@@ -111,6 +111,11 @@ void IpIntfStatusSm::handleDestruction() {
     for (auto const& secondary : ipIntfStatus()->secondaryActiveAddrWithMask()) {
         turn.run([&] { allIntfAddrWithMask_->allDel(keyOf(secondary.key)); });
     }
+    // An observer of the status that is older than this machine may have taken the status away when
+    // an address left it, of which this machine has not been told.
+    for (auto const& key : allIntfAddrWithMask_->keysOf({intfId(), Nimb::AddressFamily::ipv4})) {
+        turn.run([&] { allIntfAddrWithMask_->allDel(key); });
+    }
 }
 
 void IpIntfStatusSm::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,

@@ -14,17 +14,12 @@ void AfIntfStatusParent::processPendingDeferredCleanup(Nimb::IntfId const& intfI
     sm_.processPendingDeferredCleanup(intfId, af);
 }
 
-// The tasks call from outside of the machine, and an observer of what it writes may drop it: it
-// stays in memory for the time of the call.
-
 void IntfCleanupParent::processCleanupIntf(Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
-    Zin::Ptr<IntfAddrVrfTableSm> const alive(&sm_);
-    alive->processCleanupIntf(intfId, af);
+    sm_.processCleanupIntf(intfId, af);
 }
 
 void DeferredIntfAddParent::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) {
-    Zin::Ptr<IntfAddrVrfTableSm> const alive(&sm_);
-    alive->processDeferredIntfAdd(key);
+    sm_.processDeferredIntfAdd(key);
 }
 
 }  // namespace IpLib::IntfAddrVrfTableImpl

@@ -156,5 +156,83 @@ TEST(TableObserver, AMachineThatReplacesAnotherLosesItsRowsWithoutADelay) {
     }
 }
 
+// What is unrelated to the teardown that waits is done at once.
+TEST(TableObserver, MayReplaceTheMachineAndFindsWhatItsSuccessorAdmits) {
+    for (Zin::Seconds const delay : {0.0, 1.5}) {
+        SmFixture fixture({.intfCleanupDelay = delay});
+        std::vector<std::string> found;
+        Meddler const meddler(fixture, "addr=10.2.0.1", [&] {
+            fixture.sm->retire();
+            fixture.smIs();
+            fixture.ip("Ethernet9", "10.9.0.1/24");
+            found = fixture.rows();
+        });
+        fixture.ip("Ethernet2", "10.2.0.1/24");
+        ASSERT_TRUE(meddler.done());
+        EXPECT_THAT(found, Contains("10.9.0.1/24 Ethernet9"));
+        EXPECT_THAT(fixture.rows(), ElementsAre("10.2.0.1/24 Ethernet2", "10.9.0.1/24 Ethernet9"));
+        EXPECT_EQ(fixture.rowsByAddr(), fixture.rows());
+        EXPECT_EQ(fixture.sets().size(), 2u);
+    }
+}
+
+TEST(TableObserver, MayDropAMachineThatIsRetiredAndCleansUpStill) {
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.0.0.1/24");
+    fixture.secondary("Ethernet1", "10.0.0.2/24");
+    fixture.sm->retire();
+    Meddler const meddler(fixture, "addr=10.0.0.1", [&] { fixture.sm = nullptr; });
+    fixture.sm->processCleanupIntf("Ethernet1", Nimb::AddressFamily::ipv4);
+    EXPECT_EQ(fixture.sm, nullptr);
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+}
+
+TEST(TableObserver, RequestsOfCleanupsKeepTheirOrder) {
+    SmFixture fixture;
+    fixture.ip("Ethernet1", "10.1.0.1/24");
+    fixture.ip("Ethernet2", "10.2.0.1/24");
+    Meddler const meddler(fixture, "addr=10.1.0.2", [&] {
+        fixture.ipStatusDel("Ethernet1");  // waits
+        fixture.ipStatusDel("Ethernet2");
+    });
+    fixture.secondary("Ethernet1", "10.1.0.2/24");
+    ASSERT_TRUE(meddler.done());
+    std::vector<Nimb::IntfId> order;
+    for (auto const& entry : fixture.sm->intfCleanupBacklog()->backlogQueue()) {
+        order.push_back(entry->intfId());
+    }
+    EXPECT_THAT(order, ElementsAre("Ethernet1", "Ethernet2"));
+}
+
+// An observer of the status that the machine comes after.
+TEST(TableObserver, NothingStaysPublishedOfAStatusThatGoesBeforeItsMachineIsToldAll) {
+    SmFixture fixture({.intfCleanupDelay = 0.0});
+    auto const status = Ip6::intfStatusFactory("Ethernet1");
+    class Remover final : public Ip6::IntfStatus::Notifiee {
+    public:
+        std::function<void()> remove;
+
+    private:
+        void handleAddr(Nimb::Ip6AddrWithMask const& addr) override {
+            if (!notifier()->addrHas(addr)) {
+                remove();
+            }
+        }
+    } remover;
+    remover.remove = [&] { fixture.ip6StatusDel("Ethernet1"); };
+    remover.notifierIs(status);
+    status->addrIs(Nimb::Ip6AddrWithMask("2001:db8::1/64"), {});
+    fixture.kernelIs("Ethernet1");
+    fixture.vrfIp6->intfStatusIs(status);
+    ASSERT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+
+    status->addrDel(Nimb::Ip6AddrWithMask("2001:db8::1/64"));
+
+    EXPECT_THAT(fixture.published(), IsEmpty());
+    fixture.kernelDel("Ethernet1");
+    fixture.kernelIs("Ethernet1");
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+}
+
 }  // namespace
 }  // namespace IpLib

@@ -1,8 +1,7 @@
 // An observer of a fixture's table that does one thing, once, from within the first notification
 // that it waits for.
 //
-//     Meddler const meddler(fixture, "intfAddrEntryFromAddr", [&] { fixture.ip("Ethernet1", "");
-//     });
+//     Meddler const meddler(fixture, "FromAddr", [&] { fixture.ip("Ethernet1", ""); });
 #pragma once
 
 #include <functional>
@@ -17,7 +16,7 @@ class Meddler final : public IpLib::IntfAddrVrfTable::Notifiee {
 public:
     // `when`: a part of the notification as the fixture's recorder writes it; "" is part of any.
     Meddler(SmFixture const& fixture, std::string when, std::function<void()> act)
-        : bench_(fixture), when_(std::move(when)), act_(std::move(act)) {
+        : fixture_(fixture), when_(std::move(when)), act_(std::move(act)) {
         notifierIs(fixture.table);
     }
     bool done() const { return !act_; }
@@ -29,12 +28,12 @@ private:
     void handleLlIntfAddrEntryFromIntfId(Nimb::IntfId const&) override { meddle(); }
     // The recorder, which is older, has just written the notification down.
     void meddle() {
-        if (act_ && bench_.events.back().find(when_) != std::string::npos) {
+        if (act_ && fixture_.events.back().find(when_) != std::string::npos) {
             std::exchange(act_, nullptr)();
         }
     }
 
-    SmFixture const& bench_;
+    SmFixture const& fixture_;
     std::string const when_;
     std::function<void()> act_;
 };

@@ -44,6 +44,18 @@ Zin::Ptr<IntfAddrWithMaskByIntfId> AllIntfAddrWithMask::byIntfIdIs(Nimb::IntfId 
     return byIntfId_.emplace(intfId, intfAddrWithMaskByIntfIdFactory(intfId)).value;
 }
 
+std::vector<IntfAddrWithMaskKey> AllIntfAddrWithMask::keysOf(IntfFamily const& whose) const {
+    std::vector<IntfAddrWithMaskKey> keys;
+    if (auto const record = byIntfId(whose.intfId)) {
+        for (auto const& member : record->byIntfId()) {
+            if (member.key.addrWithMask.family() == whose.af) {
+                keys.push_back(member.key);
+            }
+        }
+    }
+    return keys;
+}
+
 void AllIntfAddrWithMask::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                                     std::uint32_t indent) const {
     Velk::dumpLine(context, indent, "AllIntfAddrWithMask all count {} byIntfId count {}\n",

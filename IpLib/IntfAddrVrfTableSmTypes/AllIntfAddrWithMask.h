@@ -4,13 +4,17 @@
 // `all` is observable. `byIntfId` is not, and the mutators of `all` leave it alone: the VRF's state
 // machine keeps it in step as it reacts to `all`; it holds no empty record.
 //
-// Owned by the VRF's state machine; its per-interface machines hold pointers to it.
+// Owned by the VRF's state machine; its per-interface machines hold pointers to it. Nobody but the
+// VRF's machine should answer to it by changing the inputs: a change that comes between the parts
+// of another, as when a status is replaced, is undone by the rest of that.
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMask.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMaskByIntfId.h"
+#include "IpLib/IntfAddrVrfTableTypes/IntfFamily.h"
 #include "Velk/DumpContext.h"
 #include "Zin/Collection.h"
 
@@ -45,6 +49,8 @@ public:
         return byIntfId_.take(intfId);
     }
     void byIntfIdDelAll() { byIntfId_.clear(); }
+    // The keys of one interface in one family, as the view has them.
+    std::vector<IntfAddrWithMaskKey> keysOf(IntfFamily const& whose) const;
 
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
 

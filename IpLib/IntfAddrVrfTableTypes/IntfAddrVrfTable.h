@@ -12,7 +12,8 @@
 //
 // An observer may do whatever it likes to the inputs, and may ask the table anything: what it
 // changes comes after the change that it is told of (see changes()). It leaves the collections to
-// the machine: one that changes what the machine is writing at that moment fails an invariant.
+// the machine: an admission or a clean-up that finds what it writes changed fails an invariant, and
+// whatever else an observer changes stays as it made it.
 //
 // Created and destroyed by the embedding agent; rows are co-owned by whoever holds them.
 #pragma once

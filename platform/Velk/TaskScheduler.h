@@ -41,7 +41,8 @@ class TaskScheduler final : public Zin::Entity, private Pell::Traced<"TaskSchedu
 public:
     class Notifiee : public Zin::NotifieeOf<TaskScheduler> {
     public:
-        // Told each time, in the middle of runs too. It must not run tasks itself.
+        // Told each time, in the middle of runs and of arming too: it notes the time, and leaves
+        // tasks and their machines alone.
         virtual void handleNextExpiry() {}
     };
 

@@ -14,6 +14,9 @@
 //
 // `owner` is whoever carries the change out: it stays in memory until that is done. What a change
 // throws keeps no other from being carried out; it is thrown at the end of the turn.
+//
+// Changes that are carried out within one another take stack as their makers do. Making one costs a
+// look at each that is being carried out or waits: nothing where none is.
 #pragma once
 
 #include <algorithm>
@@ -21,7 +24,6 @@
 #include <functional>
 #include <iterator>
 #include <list>
-#include <optional>
 #include <utility>
 
 #include "Zin/Ptr.h"
@@ -39,12 +41,15 @@ public:
     // Carries `change` out, now or in its turn. `change` keeps copies of what it needs.
     template <class Change>
     void submit(Entity const& owner, Scope const& scope, Change&& change) {
-        submit(owner, &scope, change);
-    }
-    // A change that is related to every other.
-    template <class Change>
-    void submitAlone(Entity const& owner, Change&& change) {
-        submit(owner, nullptr, change);
+        std::uint64_t const number = ++made_;
+        if (isFree(scope, waiting_.end())) {
+            Ptr<Entity const> const alive(&owner);
+            Turn turn;
+            carryOut(turn, &scope, number, change);
+            carryOutWaiting(turn, number);
+        } else {
+            waiting_.emplace_back(number, owner, scope, std::forward<Change>(change), false);
+        }
     }
 
     // Runs `step`, which records what has happened; the changes that it submits are carried out in
@@ -77,7 +82,7 @@ public:
         while (next != waiting_.begin() && std::prev(next)->number > running_->number) {
             --next;
         }
-        waiting_.emplace(next, running_->number, owner, &scope, std::forward<Change>(change), true);
+        waiting_.emplace(next, running_->number, owner, scope, std::forward<Change>(change), true);
     }
 
 private:
@@ -87,49 +92,32 @@ private:
         Running const* outer;
     };
     struct Waiting {
-        Waiting(std::uint64_t itsNumber, Entity const& owner, Scope const* itsScope,
+        Waiting(std::uint64_t itsNumber, Entity const& owner, Scope const& itsScope,
                 std::function<void()> itsChange, bool itWaitsForOlder)
             : number(itsNumber),
               alive(&owner),
-              scopeOrAll(itsScope ? std::optional(*itsScope) : std::nullopt),
+              scope(itsScope),
               change(std::move(itsChange)),
               waitsForOlder(itWaitsForOlder) {}
 
-        Scope const* scope() const { return scopeOrAll ? &*scopeOrAll : nullptr; }
-
         std::uint64_t number;
         Ptr<Entity const> alive;
-        std::optional<Scope> scopeOrAll;
+        Scope scope;
         std::function<void()> change;
         bool waitsForOlder;
     };
     using List = std::list<Waiting>;
     using Position = typename List::const_iterator;
 
-    template <class Change>
-    void submit(Entity const& owner, Scope const* scope, Change& change) {
-        std::uint64_t const number = ++made_;
-        if (isFree(scope, waiting_.end())) {
-            Turn turn;
-            carryOut(turn, scope, number, change);
-            carryOutWaiting(turn, number);
-        } else {
-            waiting_.emplace_back(number, owner, scope, std::move(change), false);
-        }
-    }
-
-    bool areRelated(Scope const* a, Scope const* b) const { return !a || !b || related_(*a, *b); }
-
     // Whether nothing that is being carried out, or that waits before `position`, is related.
-    bool isFree(Scope const* scope, Position position) const {
+    bool isFree(Scope const& scope, Position position) const {
         for (Running const* running = running_; running; running = running->outer) {
-            if (areRelated(running->scope, scope)) {
+            if (!running->scope || related_(*running->scope, scope)) {
                 return false;
             }
         }
-        return std::none_of(waiting_.begin(), position, [&](Waiting const& waiting) {
-            return areRelated(waiting.scope(), scope);
-        });
+        return std::none_of(waiting_.begin(), position,
+                            [&](Waiting const& waiting) { return related_(waiting.scope, scope); });
     }
 
     template <class Step>
@@ -145,7 +133,7 @@ private:
         for (auto next = waiting_.begin(); next != waiting_.end();) {
             bool const isBlocked = (running_ && next->number < number) ||
                                    (next->waitsForOlder && next != waiting_.begin()) ||
-                                   !isFree(next->scope(), next);
+                                   !isFree(next->scope, next);
             if (isBlocked) {
                 ++next;
                 continue;
@@ -153,7 +141,7 @@ private:
             List taken;
             taken.splice(taken.begin(), waiting_, next);
             Waiting& waiting = taken.front();
-            carryOut(turn, waiting.scope(), waiting.number, waiting.change);
+            carryOut(turn, &waiting.scope, waiting.number, waiting.change);
             next = waiting_.begin();
         }
     }

@@ -125,19 +125,6 @@ TEST_F(ChangeQueueTest, KeepsAPartsScopeWhileThePartIsDone) {
     EXPECT_THAT(log, ElementsAre("b{", "}b", "-"));
 }
 
-TEST_F(ChangeQueueTest, CarriesOutAloneWhatIsRelatedToAll) {
-    submit("a", [&] {
-        submit("a");
-        queue.submitAlone(*owner, [&] { log.push_back("alone"); });
-        submit("b");
-    });
-    EXPECT_THAT(log, ElementsAre("a{", "}a", "a{", "}a", "alone", "b{", "}b"));
-    log.clear();
-    queue.submitAlone(*owner, [&] { submit("c"); });
-    queue.submitAlone(*owner, [&] { log.push_back("at once"); });
-    EXPECT_THAT(log, ElementsAre("c{", "}c", "at once"));
-}
-
 TEST_F(ChangeQueueTest, TellsAChangeThatHasOvertakenAnOlderOne) {
     EXPECT_FALSE(queue.isEarly());
     submit("a", [&] {
@@ -207,6 +194,16 @@ TEST_F(ChangeQueueTest, KeepsTheOwnerOfWhatWaitsInMemory) {
         EXPECT_EQ(raw->referenceCount(), 2u);
     });
     EXPECT_THAT(log, ElementsAre("a{", "}a", "alive"));
+}
+
+TEST_F(ChangeQueueTest, KeepsTheOwnerOfWhatIsCarriedOutInMemory) {
+    auto other = make<Owner>();
+    auto const* const raw = other.get();
+    queue.submit(*other, "a", [&] {
+        other = nullptr;
+        EXPECT_EQ(raw->referenceCount(), 1u);
+    });
+    EXPECT_EQ(other, nullptr);
 }
 
 TEST_F(ChangeQueueTest, CarriesOutALongQueueWithoutDepth) {

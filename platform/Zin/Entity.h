@@ -46,7 +46,7 @@ public:
     // Whether the teardown has begun: the entity is flagged for deletion.
     bool retired() const noexcept { return (referenceWord() & retiredBit) != 0; }
     // Flags the entity for deletion, runs handleDestruction(), and switches notification off, that
-    // of its reactors too; once. A turn.
+    // of its reactors too; once. A turn. The caller holds a pointer to it meanwhile.
     void retire();
 
     std::uint32_t referenceCount() const noexcept { return referenceWord() & countMask; }
