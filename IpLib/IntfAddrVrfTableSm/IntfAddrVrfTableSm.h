@@ -87,7 +87,6 @@ public:
 
     auto const& kniKernelHistory() const { return kniKernelHistory_; }
 
-    // Inputs, table and working rows, then all children.
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                    std::uint32_t indent) const override;
 
@@ -123,9 +122,9 @@ public:
     auto ip6IntfStatusSmDel(Nimb::IntfId const& intfId) { return ip6Machines_.remove(intfId); }
     void ip6IntfStatusSmDelAll() { ip6Machines_.removeAll(); }
 
-    // The other children: null where there is none; the clean-up two exist only where intfCleanupDelay
-    // is not zero. Is keeps a child that was made of the same arguments. A machine whose working rows
-    // or backlogs were taken away handles no more input.
+    // The other children: null where there is none; the clean-up two only with a delay. Is keeps a
+    // child that was made of the same arguments. A machine whose working rows or backlogs were
+    // taken away handles no more input.
     AllAddresses const& allIntfAddrWithMask() const { return allIntfAddrWithMask_; }
     AllAddresses const& allIntfAddrWithMaskIs();
     AllAddresses allIntfAddrWithMaskDel();
