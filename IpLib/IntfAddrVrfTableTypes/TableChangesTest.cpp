@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
+#include "Nimb/IpGenAddrWithMask.h"
 
 namespace IpLib {
 namespace {
