@@ -1,6 +1,6 @@
 // The writer of the table alone: the order of its writes, and observers that write the table
 // themselves. What comes of it in the machine stands in AddressAdmissionTest,
-// AddressWithdrawalTest, InterfaceCleanupTest, LinkLocalTest and VirtualAddressesTest.
+// AddressWithdrawalTest, InterfaceCleanupsTest, LinkLocalTest and VirtualAddressesTest.
 #include "IpLib/IntfAddrVrfTableSm/AddressPlacement.h"
 
 #include <gmock/gmock.h>

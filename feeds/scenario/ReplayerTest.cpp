@@ -355,6 +355,18 @@ TEST(Replayer, AFailedInvariantBearsTheLineThatMovedTheClock) {
                     R"("intfId=eth0;addrWithMask=10.0.0.1/16 missing in all collection"}})"));
 }
 
+// A try that comes upon an address that nobody wants any more fails on the way to the line's time.
+TEST(Replayer, ALineOnWhoseWayAnInvariantFailsIsNotCarriedOut) {
+    auto const run = replayed(prepared({
+        R"({"op":"ip.primary","vrf":"red","intf":"eth0","addr":"10.0.0.1/24"})",
+        R"({"op":"ip.primary","vrf":"red","intf":"eth1","addr":"10.0.0.1/24"})",
+        R"({"at":1,"op":"ip.intf.del","vrf":"red","intf":"eth1"})",
+        R"({"at":5,"op":"snapshot"})",
+    }));
+    EXPECT_EQ(run.outcome, Outcome::invariantFailed);
+    EXPECT_THAT(run.printed, ElementsAre(HasSubstr("missing in all collection")));
+}
+
 TEST(Replayer, NothingIsPrintedAfterAFailedInvariant) {
     for (auto const& lines : {brokenAtOnce(), brokenWhileTimePasses()}) {
         auto const run = replayed(lines, {.events = true, .traceLevel = 9});
