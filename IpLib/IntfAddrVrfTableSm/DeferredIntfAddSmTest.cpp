@@ -426,18 +426,5 @@ TEST(DeferredIntfAddSm, DumpsItselfItsBookmarkAndItsTask) {
         "done 1\n");
 }
 
-TEST(DeferredIntfAddSm, ADelayThatNeverPassesAndANullSchedulerAreRefused) {
-    auto const backlog = deferredIntfAddBacklogFactory();
-    auto const scheduler = Velk::taskSchedulerFactory(Zin::make<Zin::VirtualClock>(),
-                                                      std::make_unique<Velk::EveryNth>(0));
-    for (Zin::Seconds const delay : {std::numeric_limits<Zin::Seconds>::infinity(),
-                                     std::numeric_limits<Zin::Seconds>::quiet_NaN()}) {
-        EXPECT_THROW(deferredIntfAddSmFactory({delay, {}}, nullptr, backlog, "blue", scheduler),
-                     Zin::RangeError);
-    }
-    EXPECT_THROW(deferredIntfAddSmFactory({1.5, {}}, nullptr, backlog, "blue", nullptr),
-                 Zin::NullArgumentError);
-}
-
 }  // namespace
 }  // namespace IpLib::IntfAddrVrfTableImpl

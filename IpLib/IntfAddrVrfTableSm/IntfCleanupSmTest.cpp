@@ -490,18 +490,5 @@ TEST(IntfCleanupSm, DumpsItselfAndItsTask) {
     EXPECT_EQ(indented->text(), "    IntfCleanupSm VRF=blue with delay 2\n");
 }
 
-TEST(IntfCleanupSm, ADelayThatNeverPassesAndANullSchedulerAreRefused) {
-    auto const backlog = intfCleanupBacklogFactory();
-    auto const scheduler = Velk::taskSchedulerFactory(Zin::make<Zin::VirtualClock>(),
-                                                      std::make_unique<Velk::EveryNth>(0));
-    for (Zin::Seconds const delay : {std::numeric_limits<Zin::Seconds>::infinity(),
-                                     std::numeric_limits<Zin::Seconds>::quiet_NaN()}) {
-        EXPECT_THROW(intfCleanupSmFactory({delay, {}}, nullptr, backlog, "blue", scheduler),
-                     Zin::RangeError);
-    }
-    EXPECT_THROW(intfCleanupSmFactory({1.5, {}}, nullptr, backlog, "blue", nullptr),
-                 Zin::NullArgumentError);
-}
-
 }  // namespace
 }  // namespace IpLib::IntfAddrVrfTableImpl
