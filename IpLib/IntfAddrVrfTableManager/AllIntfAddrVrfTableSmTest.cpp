@@ -142,8 +142,11 @@ TEST(AllIntfAddrVrfTableSm, ReplacedStatusAndReplacedTablesAreBound) {
 TEST(AllIntfAddrVrfTableSm, TablesThatAreThereFromTheStartAreBoundOnceInTheirOrder) {
     Fixture fixture;
     auto const redIp = fixture.ipIs("red");
+    auto const redIp6 = fixture.ip6Is("red");
     auto const blueIp = fixture.ipIs("blue");
     auto const blue = intfAddrVrfTableFactory();
+    TestKit::Events blueEvents;
+    TestKit::Recorder<IntfAddrVrfTable> const blueRecorder(blue, blueEvents);
     auto const green = intfAddrVrfTableFactory();
     fixture.tables->intfAddrVrfTableIs("blue", blue);
     fixture.tables->intfAddrVrfTableIs("red", fixture.table);
@@ -152,9 +155,13 @@ TEST(AllIntfAddrVrfTableSm, TablesThatAreThereFromTheStartAreBoundOnceInTheirOrd
     fixture.smIs();
 
     EXPECT_EQ(fixture.table->vrfIpIntfStatus(), redIp);
+    EXPECT_EQ(fixture.table->vrfIp6IntfStatus(), redIp6);
     EXPECT_EQ(blue->vrfIpIntfStatus(), blueIp);
+    EXPECT_EQ(blue->vrfIp6IntfStatus(), nullptr);
     EXPECT_EQ(green->vrfIpIntfStatus(), nullptr);
-    EXPECT_THAT(fixture.events, ElementsAre(fmt::format("vrfIpIntfStatus {}", redIp)));
+    EXPECT_THAT(fixture.events, ElementsAre(fmt::format("vrfIpIntfStatus {}", redIp),
+                                            fmt::format("vrfIp6IntfStatus {}", redIp6)));
+    EXPECT_THAT(blueEvents, ElementsAre(fmt::format("vrfIpIntfStatus {}", blueIp)));
     EXPECT_THAT(
         fixture.traces.messages(),
         ElementsAre("8 AllIntfAddrVrfTableSm::handleInitialized 3 tables",

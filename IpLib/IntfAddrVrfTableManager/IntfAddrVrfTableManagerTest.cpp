@@ -16,6 +16,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::IsSupersetOf;
+using ::testing::SizeIs;
 using TestKit::ManagerFixture;
 using TestKit::Texts;
 
@@ -28,12 +29,15 @@ TEST(IntfAddrVrfTableManager, TablesAreBoundAndFilledBeforeTheConstructionIsOver
 
     fixture.managerIs();
 
-    EXPECT_EQ(fixture.table("red")->vrfIpIntfStatus(), fixture.ipStatus->vrfIpIntfStatus("red"));
-    EXPECT_EQ(fixture.table("blue")->vrfIp6IntfStatus(),
-              fixture.ip6Status->vrfIp6IntfStatus("blue"));
-    EXPECT_EQ(fixture.sm("red")->intfAddrVrfTable(), fixture.table("red"));
-    EXPECT_EQ(fixture.sm("red")->vrfIpIntfStatus(), fixture.ipStatus->vrfIpIntfStatus("red"));
-    EXPECT_EQ(fixture.sm("blue")->intfAddrVrfTable(), fixture.table("blue"));
+    EXPECT_THAT(fixture.manager->intfAddrVrfTableSmManager()->intfAddrVrfTableSm(), SizeIs(2));
+    for (auto const* const vrf : {"red", "blue"}) {
+        SCOPED_TRACE(vrf);
+        EXPECT_EQ(fixture.table(vrf)->vrfIpIntfStatus(), fixture.ipStatus->vrfIpIntfStatus(vrf));
+        EXPECT_EQ(fixture.table(vrf)->vrfIp6IntfStatus(), fixture.ip6Status->vrfIp6IntfStatus(vrf));
+        EXPECT_EQ(fixture.sm(vrf)->intfAddrVrfTable(), fixture.table(vrf));
+        EXPECT_EQ(fixture.sm(vrf)->vrfIpIntfStatus(), fixture.ipStatus->vrfIpIntfStatus(vrf));
+        EXPECT_EQ(fixture.uses(vrf), 1u);
+    }
     EXPECT_THAT(fixture.rows("red"), ElementsAre("10.0.0.1/24 Ethernet1"));
     EXPECT_THAT(fixture.rows("blue"), ElementsAre("2001:db8::1/64 Ethernet1"));
 }

@@ -21,9 +21,9 @@
 // a deprecated address that outlives its subnet's set, nor of one address that comes with two
 // prefix lengths or from two places of one interface; scenarios/known shows what comes of that.
 //
-// Observers hear of each write as it is made. They leave the collections alone: an admission or a
-// clean-up that finds its row, index entry or set changed meanwhile fails an invariant, and
-// whatever else such an observer changes stays as it made it.
+// Observers hear of each write as it is made. They leave the collections alone: an admission, a
+// withdrawal or a clean-up that finds its row, index entry or set changed meanwhile fails an
+// invariant, and whatever else such an observer changes stays as it made it.
 //
 // Owned by the VRF's machine, in whose name it traces.
 #pragma once

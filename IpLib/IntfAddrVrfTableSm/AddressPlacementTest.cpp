@@ -133,6 +133,27 @@ TEST_F(AddressPlacementTest, AnObserverThatEmptiesTheTableDuringAnAdmissionFails
                   [this] { placement.addVirtual(Nimb::IpGenAddr("10.0.0.1")); });
 }
 
+// Whichever of its writes is undone before the last.
+TEST_F(AddressPlacementTest, AnObserverThatTakesAwayWhatAnAdmissionWroteFailsAnInvariant) {
+    auto const expectEachIsMissed = [this](IntfAddrEntryContent const& row,
+                                           std::function<void()> const& admit) {
+        emptyTable();
+        expectTouched([&] { table->intfAddrEntryDel(row); }, admit);
+        emptyTable();
+        expectTouched([&] { table->intfAddrEntryFromAddrDel(row.key); }, admit, 1);
+    };
+    auto const global = place("Ethernet1", "10.0.0.1/24");
+    expectEachIsMissed(global.content, [&] { placement.admit(global, false); });
+    auto const linkLocal = place("Ethernet1", "fe80::1/64");
+    expectEachIsMissed(linkLocal.content, [&] { placement.admit(linkLocal, false); });
+    emptyTable();
+    expectTouched([&] { table->llIntfAddrEntryFromIntfIdDel("Ethernet1"); },
+                  [&] { placement.admit(linkLocal, false); }, 2);
+    Nimb::IpGenAddr const virtualAddr("10.0.0.1");
+    expectEachIsMissed(AddressPlacement::virtualRow(virtualAddr),
+                       [&] { placement.addVirtual(virtualAddr); });
+}
+
 TEST_F(AddressPlacementTest, AnObserverThatReplacesASetDuringAnAdmissionFailsAnInvariant) {
     auto const other = intfAddrEntrySetFactory("Ethernet2", Nimb::IpGenPrefix("10.0.0.0/24"));
     expectTouched([&] { table->intfAddrEntrySetFromSubnetIs(other); },

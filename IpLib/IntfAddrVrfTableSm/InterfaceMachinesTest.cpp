@@ -6,6 +6,7 @@
 
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
 #include "IpLib/IntfAddrVrfTableSm/TestFamilies.h"
+#include "Zin/Registry.h"
 
 namespace IpLib {
 namespace {
@@ -15,6 +16,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 using TestKit::OfIp;
 using TestKit::OfIp6;
 using TestKit::rowOf;
@@ -39,41 +41,6 @@ TEST(StatusInputs, AnInterfaceHasAMachineForAsLongAsItHasStatus) {
                                             Contains("8 handleIp6IntfStatus on Ethernet1")));
 }
 
-TEST(StatusInputs, StatusThatTheTableGetsLaterMakesAMachineForEachInterfaceThere) {
-    SmFixture fixture({.intfCleanupDelay = 0.0});
-    fixture.ip("Ethernet1", "10.0.1.1/24");
-    fixture.ip("Ethernet2", "10.0.2.1/24");
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-    fixture.table->vrfIpIntfStatusIs(nullptr);
-    fixture.table->vrfIp6IntfStatusIs(nullptr);
-    fixture.smDel();
-    fixture.smIs();
-    ASSERT_TRUE(fixture.sm->ipIntfStatusSm().empty());
-    ASSERT_TRUE(fixture.sm->ip6IntfStatusSm().empty());
-
-    fixture.table->vrfIpIntfStatusIs(fixture.vrfIp);
-    EXPECT_THAT(fixture.sm->ipIntfStatusSm(), SizeIs(2));
-    EXPECT_TRUE(fixture.sm->ip6IntfStatusSm().empty());
-    fixture.table->vrfIp6IntfStatusIs(fixture.vrfIp6);
-    EXPECT_THAT(fixture.sm->ip6IntfStatusSm(), SizeIs(1));
-    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.1.1/24 Ethernet1", "10.0.2.1/24 Ethernet2",
-                                            "2001:db8::1/64 Ethernet1"));
-}
-
-TEST(StatusInputs, ClearingTheTablesStatusTakesAllMachinesOfThatFamilyAway) {
-    SmFixture fixture({.intfCleanupDelay = 0.0});
-    fixture.ip("Ethernet1", "10.0.1.1/24");
-    fixture.ip("Ethernet2", "10.0.2.1/24");
-    fixture.ip6("Ethernet1", "2001:db8::1/64");
-    fixture.table->vrfIpIntfStatusIs(nullptr);
-    EXPECT_EQ(fixture.sm->vrfIpIntfStatus(), nullptr);
-    EXPECT_TRUE(fixture.sm->ipIntfStatusSm().empty());
-    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
-    fixture.table->vrfIp6IntfStatusIs(nullptr);
-    EXPECT_TRUE(fixture.sm->ip6IntfStatusSm().empty());
-    EXPECT_THAT(fixture.rows(), IsEmpty());
-}
-
 TEST(StatusInputs, AnInputThatIsThereAlreadyIsNotHandledAgain) {
     SmFixture fixture;
     fixture.ip("Ethernet1", "10.0.0.1/24");
@@ -81,6 +48,23 @@ TEST(StatusInputs, AnInputThatIsThereAlreadyIsNotHandledAgain) {
     fixture.sm->vrfIpIntfStatusIs(fixture.vrfIp);
     fixture.sm->vrfIp6IntfStatusIs(fixture.vrfIp6);
     EXPECT_THAT(fixture.traces.messages(), IsEmpty());
+}
+
+// The attributes ask for a walk of their own family.
+TEST(StatusInputs, CanBeAskedToBeHandledAgainByTheirAttributesName) {
+    for (bool const isIp6 : {false, true}) {
+        SmFixture fixture;
+        fixture.sm->hasNotificationActiveIs(false);
+        fixture.ip("Ethernet1", "10.0.0.1/24");
+        fixture.ip6("Ethernet1", "2001:db8::1/64");
+        fixture.sm->hasNotificationActiveIs(true);
+        ASSERT_THAT(fixture.rows(), IsEmpty());
+        Zin::registeredType("IpLib::IntfAddrVrfTableSm")
+            ->attribute(isIp6 ? "vrfIp6IntfStatus" : "vrfIpIntfStatus")
+            ->handleAgain(*fixture.sm);
+        EXPECT_THAT(fixture.rows(),
+                    ElementsAre(isIp6 ? "2001:db8::1/64 Ethernet1" : "10.0.0.1/24 Ethernet1"));
+    }
 }
 
 TEST(StatusInputs, AForgottenInputLeavesTheMachinesAndTellsOfNoInterface) {
@@ -116,6 +100,37 @@ TYPED_TEST(ReplacedStatus, OfAllInterfacesBringsItsOwn) {
     // The old input is not heard any more.
     fixture.addrIs("Ethernet2", fixture.elsewhere);
     EXPECT_THAT(fixture.rows(), ElementsAre(rowOf(fixture.second, "Ethernet1")));
+}
+
+TYPED_TEST(ReplacedStatus, OfNoInterfaceTakesAllMachinesAwayAndTheOldOneBringsThemBack) {
+    TypeParam fixture({.intfCleanupDelay = 0.0});
+    fixture.addrIs("Ethernet1", fixture.first);
+    fixture.addrIs("Ethernet2", fixture.elsewhere);
+    fixture.inputIs(nullptr);
+    EXPECT_EQ(fixture.input(), nullptr);
+    for (auto const* const intf : {"Ethernet1", "Ethernet2"}) {
+        EXPECT_FALSE(fixture.machine(intf)) << intf;
+    }
+    EXPECT_THAT(fixture.rows(), IsEmpty());
+
+    fixture.inputIs(fixture.vrf());
+    for (auto const* const intf : {"Ethernet1", "Ethernet2"}) {
+        EXPECT_TRUE(fixture.machine(intf)) << intf;
+    }
+    EXPECT_THAT(fixture.rows(), UnorderedElementsAre(rowOf(fixture.first, "Ethernet1"),
+                                                     rowOf(fixture.elsewhere, "Ethernet2")));
+}
+
+// Of one family; the other stays as it is.
+TEST(StatusInputs, StatusOfOneFamilyComesAndGoesAlone) {
+    SmFixture fixture({.intfCleanupDelay = 0.0});
+    fixture.ip("Ethernet1", "10.0.1.1/24");
+    fixture.ip6("Ethernet1", "2001:db8::1/64");
+    fixture.table->vrfIpIntfStatusIs(nullptr);
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/64 Ethernet1"));
+    fixture.table->vrfIpIntfStatusIs(fixture.vrfIp);
+    fixture.table->vrfIp6IntfStatusIs(nullptr);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.1.1/24 Ethernet1"));
 }
 
 TYPED_TEST(ReplacedStatus, WithdrawsItsAddressesBeforeTheNewOnePublishesIts) {

@@ -41,40 +41,47 @@ void IpIntfStatusSm::handlePrimaryAddr() {
     if (retired()) {
         return;
     }
-    auto const primary = ipIntfStatus()->activeAddrWithMask();
-    bool const isUnnumbered = !ipIntfStatus()->unnumberedIntfId().empty();
-    trace8("{} on {} isUnnumbered {}", primary, intfId(), isUnnumbered);
-
-    std::optional<Nimb::IpGenAddrWithMask> addr;
-    if (primary != Nimb::IpAddrWithMask()) {
-        addr = primary;
-    }
-    auto const shadow = maybeShadowPrimaryAddr_;
-    bool const shadowIsUnnumbered = maybeShadowIsUnnumbered_.value_or(false);
-    if (shadow == addr && shadowIsUnnumbered == isUnnumbered) {
+    trace8("{} on {} isUnnumbered {}", ipIntfStatus()->activeAddrWithMask(), intfId(),
+           isUnnumbered());
+    if (isPrimaryHandled()) {
         trace9("nothing changed on {}", intfId());
         return;
     }
-
-    // The shadow moves on before any row does: an observer of the rows that changes the primary
-    // once more comes back here, and what it decides is the newer decision.
-    maybeShadowPrimaryAddr_ = addr;
-    maybeShadowIsUnnumbered_ = isUnnumbered;
-    if (shadow && !shadowIsUnnumbered) {
+    auto const shadow = std::exchange(maybeShadowPrimaryAddr_, std::nullopt);
+    if (shadow && !maybeShadowIsUnnumbered_.value_or(false)) {
         allIntfAddrWithMask_->allDel(keyOf(*shadow));
     }
-    bool const isCurrent =
-        maybeShadowPrimaryAddr_ == addr && maybeShadowIsUnnumbered_ == isUnnumbered && !retired();
-    if (!addr || !isCurrent) {
+    // An observer of the row that left may have changed the primary once more, which came back
+    // here.
+    if (retired() || isPrimaryHandled()) {
         return;
     }
-    if (isUnnumbered) {
-        // The interface that the address is borrowed from publishes it.
-        Tremlog::record<"ignoring {} on unnumbered interface {}">(primary.address(), intfId());
-        trace3("ignoring {} on unnumbered interface {}", primary.address(), intfId());
-    } else {
-        allIntfAddrWithMask_->allIs(IntfAddrWithMask(keyOf(*addr)));
+    maybeShadowPrimaryAddr_ = primary();
+    maybeShadowIsUnnumbered_ = isUnnumbered();
+    if (!maybeShadowPrimaryAddr_) {
+        return;
     }
+    if (isUnnumbered()) {
+        // The interface that the address is borrowed from publishes it.
+        auto const addr = ipIntfStatus()->activeAddrWithMask().address();
+        Tremlog::record<"ignoring {} on unnumbered interface {}">(addr, intfId());
+        trace3("ignoring {} on unnumbered interface {}", addr, intfId());
+    } else {
+        allIntfAddrWithMask_->allIs(IntfAddrWithMask(keyOf(*maybeShadowPrimaryAddr_)));
+    }
+}
+
+std::optional<Nimb::IpGenAddrWithMask> IpIntfStatusSm::primary() const {
+    auto const addr = ipIntfStatus()->activeAddrWithMask();
+    return addr == Nimb::IpAddrWithMask() ? std::nullopt
+                                          : std::optional<Nimb::IpGenAddrWithMask>(addr);
+}
+
+bool IpIntfStatusSm::isUnnumbered() const { return !ipIntfStatus()->unnumberedIntfId().empty(); }
+
+bool IpIntfStatusSm::isPrimaryHandled() const {
+    return maybeShadowPrimaryAddr_ == primary() &&
+           maybeShadowIsUnnumbered_.value_or(false) == isUnnumbered();
 }
 
 void IpIntfStatusSm::handleSecondaryAddr(Nimb::IpAddrWithMask const& addrWithMask) {

@@ -6,8 +6,9 @@
 //          the parent: a clean-up pending for the interface is settled when the status is here, and
 //          requested when it has gone, each before any row is touched
 //
-// The shadow is what was last seen of the primary; it tells what to withdraw. While the shadow says
-// unnumbered, the primary in it was never published.
+// The shadow is what was last handled of the primary; it tells what to withdraw. While the shadow
+// says unnumbered, the primary in it was never published. While an old primary is being withdrawn
+// the shadow has none.
 //
 // One for each interface of Ip::VrfIpIntfStatus, owned by the VRF's machine.
 #pragma once
@@ -70,6 +71,12 @@ private:
             forward<&IpIntfStatusSm::handleSecondaryAddr>(addr);
         }
     };
+
+    // What the status says; no primary where it is 0.0.0.0/0.
+    std::optional<Nimb::IpGenAddrWithMask> primary() const;
+    bool isUnnumbered() const;
+    // Whether the shadow says the same.
+    bool isPrimaryHandled() const;
 
     IntfAddrWithMaskKey keyOf(Nimb::IpGenAddrWithMask const& addrWithMask) const {
         return {intfId(), addrWithMask};

@@ -241,6 +241,28 @@ TEST(IpIntfStatusSm, APrimaryThatChangesOnceMoreWhileTheOldRowLeavesIsTheOneThat
     EXPECT_EQ(fixture.all->all().size(), 1u);
 }
 
+TEST(IpIntfStatusSm, AnInterfaceThatBecomesUnnumberedWhileTheOldRowLeavesPublishesNoNewOne) {
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.start();
+    Meddler const meddler(fixture.all, [&] { fixture.status->unnumberedIntfIdIs("Loopback0"); });
+
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
+    EXPECT_THAT(fixture.events, ElementsAre("10.0.0.1/24 Ethernet1 absent"));
+}
+
+TEST(IpIntfStatusSm, APrimaryThatIsTakenBackWhileTheOldRowLeavesTakesNoSecondaryAlong) {
+    Fixture fixture;
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));
+    fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.0.2/24"));
+    fixture.start();
+    Meddler const meddler(fixture.all, [&] { fixture.status->activeAddrWithMaskIs({}); });
+
+    fixture.status->activeAddrWithMaskIs(addr("10.0.0.2/24"));
+    EXPECT_THAT(fixture.events, ElementsAre("10.0.0.1/24 Ethernet1 absent"));
+    EXPECT_EQ(fixture.sm->maybeShadowPrimaryAddr(), std::nullopt);
+}
+
 TEST(IpIntfStatusSm, APrimaryThatComesBackWhileItsRowLeavesStands) {
     Fixture fixture;
     fixture.status->activeAddrWithMaskIs(addr("10.0.0.1/24"));

@@ -124,6 +124,18 @@ TEST(VirtualAddresses, PublishedTwiceHaveOneRow) {
     EXPECT_EQ(fixture.table->intfAddrEntryFromAddr(row->key()), row);
 }
 
+TEST(VirtualAddresses, OfIpv6PublishedTwiceHaveOneRow) {
+    SmFixture fixture;
+    fixture.virtualIp6->virtualIp6Is(pair6("blue", "2001:db8::1"));
+    auto const row = fixture.table->intfAddrEntryFromAddr(
+        IntfAddrEntryKey::makeVirtualIpKey(Nimb::IpGenAddr("2001:db8::1")));
+    fixture.virtualIp6->virtualIp6Is(pair6("blue", "2001:db8::1"));
+    fixture.sm->handleVirtualIp6(pair6("blue", "2001:db8::1"));
+
+    EXPECT_THAT(fixture.rows(), ElementsAre("2001:db8::1/0 "));
+    EXPECT_EQ(fixture.table->intfAddrEntryFromAddr(row->key()), row);
+}
+
 TEST(VirtualAddresses, AreNoInterfacesAddressesAndStayWhenThoseAreCleanedUp) {
     SmFixture fixture({.intfCleanupDelay = 0.0});
     fixture.ip("Ethernet1", "10.0.0.1/24");

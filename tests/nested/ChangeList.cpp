@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "random/StatusChange.h"
 
@@ -221,6 +223,12 @@ ChangeList randomList(std::uint64_t seed, std::uint64_t number, Outer outer, Man
         list.before.insert(list.before.begin() + at, list.outer);
         list.outer = undoing(list.outer);
     }
+    if (list.outer.kind == Kind::ipPrimary && list.outer.addr != Addr() && random.isOneIn(2)) {
+        // One that it takes the place of.
+        Operation older = list.outer;
+        older.addr = outer == Outer::unrelated ? Addr("172.16.9.2/24") : anyIp(random);
+        list.before.push_back(older);
+    }
     for (std::uint32_t n = 1 + random.below(6); n > 0; --n) {
         list.nested.push_back(anyOperation(random, manager));
     }
@@ -240,7 +248,40 @@ std::vector<Operation> const& setup() {
     return operations;
 }
 
-std::string toScenario(ChangeList const& list) {
+std::vector<Operation> inOrder(ChangeList const& list, Part part) {
+    std::vector<Operation> operations;
+    if (part == Part::whole) {
+        operations = {list.outer};
+        operations.insert(operations.end(), list.nested.begin(), list.nested.end());
+        return operations;
+    }
+    operations = {{.kind = Kind::ipPrimary, .intf = list.outer.intf}};
+    std::optional<Operation> toCome = list.outer;
+    for (auto const& operation : list.nested) {
+        bool const isOwn = operation.intf == list.outer.intf;
+        if (toCome && isOwn && operation.kind == Kind::ipPrimary &&
+            operation.addr == toCome->addr) {
+            continue;  // the status has it already
+        }
+        operations.push_back(operation);
+        if (isOwn && (operation.kind == Kind::ipPrimary || operation.kind == Kind::ipIntfAdd ||
+                      operation.kind == Kind::ipIntfDel)) {
+            toCome.reset();
+        } else if ((isOwn && operation.kind == Kind::ipUnnumbered && operation.flag) ||
+                   operation.kind == Kind::managerStop) {
+            // From now on nobody would be told of it.
+            if (auto const silent = std::exchange(toCome, std::nullopt)) {
+                operations.push_back(*silent);
+            }
+        }
+    }
+    if (toCome) {
+        operations.push_back(*toCome);
+    }
+    return operations;
+}
+
+std::string toScenario(ChangeList const& list, Part part) {
     std::string text =
         fmt::format(R"({{"op": "config", "intfCleanupDelay": {}}})", list.intfCleanupDelay) + "\n";
     for (auto const* op : {"ip.vrf.add", "ip6.vrf.add", "table.add"}) {
@@ -248,8 +289,11 @@ std::string toScenario(ChangeList const& list) {
     }
     text += lines(setup());
     text += "# before\n" + lines(list.before);
-    text += "# the observer is told of\n" + lines({list.outer});
-    text += "# and does\n" + lines(list.nested);
+    text += "# the observer is told of\n# " + toLine(list.outer) + "\n# and does\n";
+    for (auto const& operation : list.nested) {
+        text += "# " + toLine(operation) + "\n";
+    }
+    text += "# in this order\n" + lines(inOrder(list, part));
     text += R"({"op": "snapshot"})"
             "\n"
             R"({"op": "advance", "seconds": 20})"

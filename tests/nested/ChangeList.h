@@ -35,8 +35,17 @@ ChangeList randomList(std::uint64_t seed, std::uint64_t number, Outer outer,
 // with status of both families, which is empty.
 std::vector<Operation> const& setup();
 
-// The lines of a scenario file that makes the nested changes right after the outer one, and takes
-// a snapshot then and when all delays have passed. Comments say where the observer comes in.
-std::string toScenario(ChangeList const& list);
+// Of which part of the outer change the observer is told: of the whole, or, where a primary address
+// takes another one's place, of how the old one leaves.
+enum class Part { whole, oldPrimary };
+
+// The outer change and the nested ones, in the order in which they are to be carried out. Told of
+// how the old primary leaves, the observer makes its changes before the new one comes; what it
+// makes of that primary itself comes in the new one's place.
+std::vector<Operation> inOrder(ChangeList const& list, Part part);
+
+// The lines of a scenario file that makes the outer and the nested changes in their order, and
+// takes a snapshot then and when all delays have passed.
+std::string toScenario(ChangeList const& list, Part part = Part::whole);
 
 }  // namespace Nested

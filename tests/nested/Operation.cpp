@@ -184,13 +184,14 @@ void apply(Operation const& operation, Routing::Router& router, Zin::VirtualCloc
     }
 }
 
-bool isOfOneAddress(Operation const& operation, Routing::Router& router) {
+bool replacesPrimary(Operation const& operation, Routing::Router& router) {
     if (operation.kind != Kind::ipPrimary || !isSet(operation.addr)) {
-        return true;
+        return false;
     }
     auto const status = router.inputs().ipStatus()->vrfIpIntfStatus(vrf);
     auto const intf = status->ipIntfStatus(operation.intf);
-    return !intf || intf->activeAddrWithMask() == Nimb::IpAddrWithMask();
+    return intf && intf->activeAddrWithMask() != Nimb::IpAddrWithMask() &&
+           intf->activeAddrWithMask() != ip(operation.addr);
 }
 
 std::string toLine(Operation const& operation) {

@@ -47,9 +47,8 @@ struct Operation {
 // library refuses of the status is published all the same.
 void apply(Operation const& operation, Routing::Router& router, Zin::VirtualClock& clock);
 
-// Whether it changes no more than one of the addresses that are effectively on an interface. A
-// primary address that takes another one's place changes two.
-bool isOfOneAddress(Operation const& operation, Routing::Router& router);
+// Whether it is two changes: a primary address goes, and another comes in its place.
+bool replacesPrimary(Operation const& operation, Routing::Router& router);
 
 // The line of a scenario file.
 std::string toLine(Operation const& operation);

@@ -140,6 +140,7 @@ private:
 
 struct Result {
     std::uint32_t told = 0;
+    std::uint32_t toldOfOldPrimary = 0;
     Tables found{};  // by the observer, when it had made its changes
     Tables atOnce{};
     Tables inTheEnd{};
@@ -173,14 +174,20 @@ Result resultOf(ChangeList const& list, Perform&& perform) {
 
 Result resultAfter(ChangeList const& list) {
     return resultOf(list, [&](Stage& stage, Result& result) {
-        if (!isOfOneAddress(list.outer, stage.router())) {
-            return;
-        }
         stage.observer().actIs(0, nullptr);
+        if (replacesPrimary(list.outer, stage.router())) {
+            stage.apply(inOrder(list, Part::oldPrimary).front());
+            result.toldOfOldPrimary = stage.observer().told();
+        }
         stage.apply(list.outer);
         result.told = stage.observer().told();
         stage.applyAll(list.nested);
     });
+}
+
+Result resultBetween(ChangeList const& list) {
+    return resultOf(
+        list, [&](Stage& stage, Result&) { stage.applyAll(inOrder(list, Part::oldPrimary)); });
 }
 
 Result resultWithin(ChangeList const& list, std::uint32_t notification) {
@@ -248,6 +255,13 @@ Trial tried(ChangeList const& list, Promise const& promise) {
         return {.outcome = Outcome::notTold};
     }
     Trial trial{.notification = 1 + list.when % after.told, .notifications = after.told};
+    if (trial.notification <= after.toldOfOldPrimary) {
+        trial.part = Part::oldPrimary;
+        after = resultBetween(list);
+        if (!after.failedInvariant.empty()) {
+            return {.outcome = Outcome::leftOut, .notifications = trial.notifications};
+        }
+    }
     Result const within = resultWithin(list, trial.notification);
     trial.difference = differenceOf(within, after, promise, list.outer.intf);
     trial.outcome = trial.difference.empty() ? Outcome::same : Outcome::different;
@@ -268,7 +282,7 @@ std::string report(ChangeList const& list, Promise const& promise) {
     return fmt::format(
         "The observer is {} than the machine, and acts in notification {} of {}.\n{}{}",
         least.observerIsOlder ? "older" : "younger", trial.notification, trial.notifications,
-        toScenario(least), trial.difference);
+        toScenario(least, trial.part), trial.difference);
 }
 
 }  // namespace Nested

@@ -1,6 +1,6 @@
 // A list of changes, tried in two routers: in one an observer of the table makes the nested changes
-// from within a notification of the outer change, in the other they are made right after it. What
-// comes of them must be the same.
+// from within a notification of the outer change, in the other they are made right after it, or
+// after the part of it that the observer was told of. What comes of them must be the same.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ enum class Outcome {
     same,
     // Made right after the outer change, the changes end in a failed invariant by themselves.
     leftOut,
-    // The outer change tells nobody of anything, or it consists of several.
+    // The outer change tells nobody of anything.
     notTold,
     different,
 };
@@ -32,6 +32,7 @@ struct Trial {
     // In which notification of the outer change the observer acted, from 1, and how many there are.
     std::uint32_t notification = 0;
     std::uint32_t notifications = 0;
+    Part part = Part::whole;
     // What differs, a text for people.
     std::string difference{};
     // What comes of the changes where they are made right after the outer one.
