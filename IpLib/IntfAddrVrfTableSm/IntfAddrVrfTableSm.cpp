@@ -135,13 +135,6 @@ void IntfAddrVrfTableSm::handleDestruction() {
     turn.run([this] { ip6IntfStatusSmDelAll(); });
     turn.run([this] { deferredIntfAddSmDel(); });
     turn.run([this] { intfCleanupSmDel(); });
-    virtualIpReactor_.notifierIs(nullptr);
-    virtualIp6Reactor_.notifierIs(nullptr);
-    kernelReactor_.notifierIs(nullptr);
-    tableReactor_.notifierIs(nullptr);
-    addrReactor_.notifierIs(nullptr);
-    ipMachines_.forgetInput();
-    ip6Machines_.forgetInput();
 }
 
 void IntfAddrVrfTableSm::hasNotificationActiveIs(bool active) {
