@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
@@ -253,6 +255,62 @@ TEST(IntfAddrVrfTableManager, GivesBackTheDirectoryOfATableThatIsTakenAwayAsItGo
 
     EXPECT_EQ(fixture.uses("red"), 0u);
     EXPECT_EQ(fixture.uses("blue"), 0u);
+}
+
+// What an observer of the table does at the first row of a machine that is being made, and what
+// stands in the table in the end, must be the same whether it does that then or right after.
+Texts rowsAfter(bool isWithin, Zin::Seconds delay,
+                std::function<void(ManagerFixture&, Zin::Ptr<IntfAddrVrfTable> const&)> act) {
+    class Observer final : public IntfAddrVrfTable::Notifiee {
+    public:
+        std::function<void()> act;
+
+    private:
+        void handleIntfAddrEntryFromAddr(IntfAddrEntryKey const&) override {
+            if (act) {
+                std::exchange(act, nullptr)();
+            }
+        }
+    };
+    ManagerFixture fixture({.intfCleanupDelay = delay});
+    fixture.managerIs();
+    fixture.vrfIs("red");
+    auto const table = fixture.tables->intfAddrVrfTableDel("red");
+    fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+    fixture.ip("red", "Ethernet2", "10.0.2.1/24");
+    Observer observer;
+    if (isWithin) {
+        observer.act = [&] { act(fixture, table); };
+    }
+    observer.notifierIs(table);
+    fixture.tables->intfAddrVrfTableIs("red", table);
+    if (!isWithin) {
+        act(fixture, table);
+    }
+    EXPECT_EQ(fixture.uses("red"), fixture.table("red") ? 1u : 0u);
+    return TestKit::textsOf(*table);
+}
+
+TEST(IntfAddrVrfTableManager, AMachineThatIsMadeInVainTakesNothingOfItsSuccessorAlong) {
+    auto const sameTableAgain = [](ManagerFixture& fixture,
+                                   Zin::Ptr<IntfAddrVrfTable> const& table) {
+        fixture.tables->intfAddrVrfTableDel("red");
+        fixture.tables->intfAddrVrfTableIs("red", table);
+    };
+    auto const managerAgain = [](ManagerFixture& fixture, Zin::Ptr<IntfAddrVrfTable> const&) {
+        fixture.manager->retire();  // as its owner does
+        fixture.manager = nullptr;
+        fixture.managerIs();
+    };
+    auto const gone = [](ManagerFixture& fixture, Zin::Ptr<IntfAddrVrfTable> const&) {
+        fixture.tables->intfAddrVrfTableDel("red");
+    };
+    for (Zin::Seconds const delay : {0.0, 1.5}) {
+        SCOPED_TRACE(delay);
+        EXPECT_THAT(rowsAfter(true, delay, sameTableAgain), SizeIs(2));
+        EXPECT_THAT(rowsAfter(true, delay, managerAgain), SizeIs(2));
+        EXPECT_EQ(rowsAfter(true, delay, gone), rowsAfter(false, delay, gone));
+    }
 }
 
 }  // namespace

@@ -17,9 +17,6 @@ void AddressPlacement::admit(Place const& place, bool deprecated) {
 void AddressPlacement::admitIntfAddr(Place const& place, bool deprecated) {
     auto const standing = standingOf(*table_, place);
     if (standing.conflict != Standing::Conflict::none) {
-        if (waitsForOlderChanges(place, deprecated)) {
-            return;
-        }
         if (deferred_.has(place.key)) {
             trace9({"ip {} on {} is already in backlog", "addIntfAddr"}, place.addr(),
                    place.intfId());
@@ -74,7 +71,7 @@ void AddressPlacement::putIntoSet(Place const& place, bool deprecated, IntfAddrV
 void AddressPlacement::admitLinkLocal(Place const& place) {
     auto const standing = standingOf(*table_, place);
     if (standing.conflict != Standing::Conflict::none) {
-        if (!waitsForOlderChanges(place, false) && !deferred_.has(place.key)) {
+        if (!deferred_.has(place.key)) {
             trace9({"deferring ip {} on {} while waiting for existing ip {} to be cleaned up",
                     "addIp6LinkLocal"},
                    place.addr(), place.intfId(), standing.row->key().addr);
@@ -94,17 +91,6 @@ void AddressPlacement::admitLinkLocal(Place const& place) {
                             table_->llIntfAddrEntryFromIntfId(place.intfId()) == entry,
                         place.content);
     }
-}
-
-// Addresses wait in the order of their changes. One that has overtaken an older change, which may
-// come to wait too, falls back behind it.
-bool AddressPlacement::waitsForOlderChanges(Place const& place, bool deprecated) {
-    if (!table_->changes().isEarly()) {
-        return false;
-    }
-    table_->changes().waitForOlder(owner_, place.content,
-                                   [this, place, deprecated] { admit(place, deprecated); });
-    return true;
 }
 
 void AddressPlacement::withdraw(Place const& place) {

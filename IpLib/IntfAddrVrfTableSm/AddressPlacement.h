@@ -37,8 +37,8 @@ namespace IpLib::IntfAddrVrfTableImpl {
 class AddressPlacement : private Pell::Traced<"IntfAddrVrfTableSm"> {
 public:
     // Where there is no table (null), nothing may be asked here.
-    AddressPlacement(Zin::Entity const& owner, IntfAddrVrfTable* table, DeferredAdds& deferred)
-        : owner_(owner), table_(table), deferred_(deferred) {}
+    AddressPlacement(IntfAddrVrfTable* table, DeferredAdds& deferred)
+        : table_(table), deferred_(deferred) {}
 
     // Puts the address into the table, or into the backlog where something is in its way.
     void admit(Place const& place, bool deprecated);
@@ -55,7 +55,6 @@ public:
 private:
     void admitIntfAddr(Place const& place, bool deprecated);
     void admitLinkLocal(Place const& place);
-    bool waitsForOlderChanges(Place const& place, bool deprecated);
     void putIntoSet(Place const& place, bool deprecated, IntfAddrVrfTable::SetPtr set,
                     Zin::Ptr<IntfAddrEntry> const& entry);
 
@@ -69,7 +68,6 @@ private:
     // Fails unless an observer has left alone what is being written.
     static void expectUntouched(bool isUntouched, IntfAddrEntryContent const& row);
 
-    Zin::Entity const& owner_;
     IntfAddrVrfTable* const table_;
     DeferredAdds& deferred_;
 };

@@ -51,7 +51,7 @@ private:
 
 class AddressPlacementTest : public testing::Test {
 protected:
-    AddressPlacementTest() { deferred.makeBacklog(); }
+    AddressPlacementTest() { deferred.backlog().make(); }
 
     void emptyTable() {
         table->intfAddrEntryFromAddrDelAll();
@@ -74,8 +74,8 @@ protected:
 
     Zin::Ptr<Owner> owner = Zin::make<Owner>();
     Zin::Ptr<IntfAddrVrfTable> table = intfAddrVrfTableFactory();
-    DeferredAdds deferred;
-    AddressPlacement placement{*owner, table.get(), deferred};
+    DeferredAdds deferred{*owner, table.get()};
+    AddressPlacement placement{table.get(), deferred};
     TestKit::Events events;
     TestKit::Recorder<IntfAddrVrfTable> recorder{table, events};
 };
@@ -118,7 +118,7 @@ TEST_F(AddressPlacementTest, AddressesThatComeToWaitKeepTheOrderOfTheirChanges) 
     });
     submit(place("Ethernet1", "10.0.0.3/24"));
     std::vector<IntfAddrWithMaskKey> keys;
-    for (auto const& member : deferred.backlog()->backlog()) {
+    for (auto const& member : deferred.backlog().written()->backlog()) {
         keys.push_back(member.key);
     }
     EXPECT_THAT(keys, ElementsAre(older.key, younger.key, linkLocal.key));

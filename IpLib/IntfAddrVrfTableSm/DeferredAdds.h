@@ -1,13 +1,12 @@
 // The addresses of one VRF that wait to be admitted, and the task that tries them again.
 //
-// Owned by the VRF's machine. The backlog may be taken away: a change that is being carried out
-// goes on with it, and no other may begin. A new backlog needs a new task.
+// Owned by the VRF's machine.
 #pragma once
 
-#include <utility>
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableSm/DeferredIntfAddSm.h"
+#include "IpLib/IntfAddrVrfTableSm/OrderedBacklog.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/DeferredIntfAddBacklog.h"
 #include "Zin/Child.h"
 
@@ -15,42 +14,37 @@ namespace IpLib::IntfAddrVrfTableImpl {
 
 class DeferredAdds {
 public:
-    bool has(IntfAddrWithMaskKey const& key) const { return backlog_->backlogHas(key); }
-    std::vector<IntfAddrWithMaskKey> keysOf(IntfFamily const& whose) const {
-        return backlog_->backlogKeysOf(whose);
+    using Backlog = OrderedBacklog<DeferredIntfAddBacklog, IntfAddrWithMaskKey>;
+
+    DeferredAdds(Zin::Entity const& owner, IntfAddrVrfTable* table)
+        : owner_(owner), table_(table), backlog_(owner, table, deferredIntfAddBacklogFactory) {}
+
+    bool has(IntfAddrWithMaskKey const& key) const {
+        return backlog_.willStand(key, backlog_.written()->backlogHas(key));
     }
+    std::vector<IntfAddrWithMaskKey> keysOf(IntfFamily const& whose) const;
 
     // Each address that comes to wait is tried once the delay is over, also where no row leaves
     // until then.
-    void insert(IntfAddrWithMaskKey const& key) {
-        backlog_->backlogIs(key);
-        tryLater();
-    }
-    void remove(IntfAddrWithMaskKey const& key) { backlog_->backlogDel(key); }
-    // What waits gets another try.
-    void tryLater() {
-        if (auto const& task = sm_()) {
-            task->maybeScheduleTask();
-        }
-    }
+    void insert(IntfAddrWithMaskKey const& key);
+    // Nothing happens where it does not wait.
+    void remove(IntfAddrWithMaskKey const& key);
+    // A row has left: what waits gets another try.
+    void handleRowLeft();
 
-    // Null where it was taken away.
-    Zin::Ptr<DeferredIntfAddBacklog> const& backlog() const { return given_; }
-    Zin::Ptr<DeferredIntfAddBacklog> const& makeBacklog() {
-        if (!given_) {
-            given_ = backlog_ = deferredIntfAddBacklogFactory();
-        }
-        return given_;
-    }
-    Zin::Ptr<DeferredIntfAddBacklog> takeBacklog() { return std::move(given_); }
+    Backlog& backlog() { return backlog_; }
+    Backlog const& backlog() const { return backlog_; }
 
     // The machine that tries; null where there is none.
     Zin::Child<DeferredIntfAddSm>& sm() { return sm_; }
     Zin::Child<DeferredIntfAddSm> const& sm() const { return sm_; }
 
 private:
-    Zin::Ptr<DeferredIntfAddBacklog> given_;
-    Zin::Ptr<DeferredIntfAddBacklog> backlog_;
+    void tryLater();
+
+    Zin::Entity const& owner_;
+    IntfAddrVrfTable* const table_;
+    Backlog backlog_;
     Zin::Child<DeferredIntfAddSm> sm_;
 };
 

@@ -47,7 +47,6 @@ void bringInputs(SmFixture& fixture) {
     IntfAddrWithMaskKey const key("Ethernet2", Nimb::IpGenAddrWithMask("10.0.0.2/24"));
     fixture.sm->handleIntfAddrWithMask(key);
     fixture.sm->addIntfAddrWithMask(key);
-    fixture.time.advance(10.0);
 }
 
 void fill(SmFixture& fixture) {
@@ -66,6 +65,7 @@ TEST(IncompleteMachine, HandlesNoInput) {
 
         part.take(*fixture.sm);
         bringInputs(fixture);
+        fixture.time.advance(10.0);
 
         EXPECT_EQ(fixture.rows(), rows);
         fixture.smDel();
@@ -85,6 +85,7 @@ TEST(IncompleteMachine, HandlesNoInputThatCameWithinAChange) {
         });
 
         fixture.ip("Ethernet5", "10.0.5.1/24");
+        fixture.time.advance(10.0);
 
         ASSERT_TRUE(meddler.done());
         // The change that was under way is whole.

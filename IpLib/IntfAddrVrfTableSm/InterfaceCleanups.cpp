@@ -9,8 +9,9 @@ void InterfaceCleanups::request(IntfFamily const& whose) {
         placement_.cleanUp(whose);
         return;
     }
-    if (auto const pending = backlog_->getBacklog(intfId, af)) {
-        if (pending->processed()) {
+    if (isPending(whose)) {
+        auto const pending = backlog_.written()->getBacklog(intfId, af);
+        if (pending && pending->processed()) {
             fail("!processed",
                  {"backlog contains entry for {} af {} that was already processed",
                   "addDeferredCleanup"},
@@ -21,7 +22,14 @@ void InterfaceCleanups::request(IntfFamily const& whose) {
     }
     Zin::Seconds const now = scheduler_.now();
     trace9({"cleanup deferred for {} af {} at {}", "addDeferredCleanup"}, intfId, af, now);
-    backlog_->addBacklog(intfId, af, now);
+    backlog_.write(whose, true, [this, whose, now](IntfCleanupBacklog& backlog) {
+        insert(backlog, whose, now);
+    });
+}
+
+void InterfaceCleanups::insert(IntfCleanupBacklog& backlog, IntfFamily const& whose,
+                               Zin::Seconds since) {
+    backlog.addBacklog(whose.intfId, whose.af, since);
     if (owner_.retired() && !sm_()) {
         return;  // asked for in the teardown, whose end it has outlived: nobody will carry it out
     }
@@ -33,15 +41,15 @@ void InterfaceCleanups::request(IntfFamily const& whose) {
 }
 
 void InterfaceCleanups::settle(IntfFamily const& whose) {
-    auto const& [intfId, af] = whose;
-    auto const pending =
-        backlog_ ? backlog_->removeBacklog(intfId, af) : IntfCleanupBacklog::Entry();
-    if (pending) {
-        pending->processedIs(true);
-        trace9({"cleaning up for {} af {} immediately", "processPendingDeferredCleanup"}, intfId,
-               af);
-        placement_.cleanUp(whose);
+    if (!isPending(whose)) {
+        return;
     }
+    backlog_.write(whose, false, [whose](IntfCleanupBacklog& backlog) {
+        backlog.removeBacklog(whose.intfId, whose.af)->processedIs(true);
+    });
+    trace9({"cleaning up for {} af {} immediately", "processPendingDeferredCleanup"}, whose.intfId,
+           whose.af);
+    placement_.cleanUp(whose);
 }
 
 }  // namespace IpLib::IntfAddrVrfTableImpl

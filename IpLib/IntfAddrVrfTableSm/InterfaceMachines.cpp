@@ -23,9 +23,9 @@ void InterfaceMachines<Family>::setInput(Input const& newInput) {
     if (input()) {
         handleInput();
     } else {
-        // An observer of what leaves may bring the input back: then the rest of the machines stay.
+        // An observer of what leaves may bring an input, and with it machines: those stay.
         Zin::forEachKey(machines(), [this](auto const& intfId) {
-            if (!input()) {
+            if (!isCurrent(intfId)) {
                 remove(intfId);
             }
         });
@@ -80,8 +80,7 @@ void InterfaceMachines<Family>::handleIntf(Nimb::IntfId const& intfId) {
         return;
     }
     trace8({"on {}", Family::handler}, intfId);
-    if (auto const present = machine(intfId);
-        present && Family::statusOf(*present) == currentStatus(intfId)) {
+    if (isCurrent(intfId)) {
         return;  // told twice of one status: its machine goes on
     }
     // The old status' addresses leave before the new one's come. An observer of their leaving may
@@ -92,6 +91,12 @@ void InterfaceMachines<Family>::handleIntf(Nimb::IntfId const& intfId) {
     if (status && !machine(intfId) && sm_.handlesInput()) {
         findOrMake(status, Zin::make<AfIntfStatusParent>(sm_), sm_.allIntfAddrWithMask());
     }
+}
+
+template <class Family>
+bool InterfaceMachines<Family>::isCurrent(Nimb::IntfId const& intfId) const {
+    auto const present = machine(intfId);
+    return present && Family::statusOf(*present) == currentStatus(intfId);
 }
 
 template <class Family>

@@ -108,7 +108,9 @@ public:
     void handleIntf(Nimb::IntfId const& intfId);
 
 private:
+    // What the input has of the interface, and whether its machine is that status'.
     Status currentStatus(Nimb::IntfId const& intfId) const;
+    bool isCurrent(Nimb::IntfId const& intfId) const;
 
     IntfAddrVrfTableSm& sm_;
     Zin::Children<Nimb::IntfId, typename Family::Machine> machines_{Family::salt};

@@ -99,14 +99,19 @@ IntfAddrVrfTableSm::IntfAddrVrfTableSm(L3::VrfName vrfName, Nimb::NamespaceName 
       virtualIp6Status_(std::move(virtualIp6Status)),
       kernelIntfDir_(std::move(kernelIntfDir)),
       intfAddrVrfTable_(std::move(intfAddrVrfTable)),
-      placement_(*this, intfAddrVrfTable_.get(), deferred_),
-      cleanups_(*this, smConfig_.intfCleanupDelay, *scheduler_, placement_),
+      deferred_(*this, intfAddrVrfTable_.get()),
+      placement_(intfAddrVrfTable_.get(), deferred_),
+      cleanups_(*this, intfAddrVrfTable_.get(), smConfig_.intfCleanupDelay, *scheduler_,
+                placement_),
       virtualIpReactor_(*this, virtualIpStatus_),
       virtualIp6Reactor_(*this, virtualIp6Status_),
       kernelReactor_(*this, kernelIntfDir_),
       tableReactor_(*this, intfAddrVrfTable_) {}
 
 void IntfAddrVrfTableSm::handleInitialized() {
+    if (intfAddrVrfTable_) {
+        intfAddrVrfTable_->fillerIs(this);
+    }
     allIntfAddrWithMaskIs();
     if (cleanups_.hasDelay()) {
         intfCleanupSmIs({smConfig_.intfCleanupDelay, smConfig_.taskPriority},
@@ -361,7 +366,7 @@ void IntfAddrVrfTableSm::handleIntfAddrEntry(IntfAddrEntryContent const& content
            content.key.virtualIp, isPresent);
     // What waited for the row that left gets its turn.
     if (!isPresent) {
-        deferred_.tryLater();
+        deferred_.handleRowLeft();
     }
 }
 
@@ -375,35 +380,14 @@ void IntfAddrVrfTableSm::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) 
     if (!isWhole()) {
         return;
     }
-    Place const place(key);
-    bool const isWaiting = deferred_.has(key);
-    bool const isPublished = allIntfAddrWithMask_->allHas(key);
-    bool const deprecated = allIntfAddrWithMask_->all(key).deprecated();
-    change(place.content, [this, place, isWaiting, isPublished, deprecated] {
-        if (isWaiting && !deferred_.has(place.key)) {
-            return;  // what was changed before has taken it away
-        }
-        if (!isPublished) {
-            fail("all has key", {"{} missing in all collection", "processDeferredIntfAdd"},
-                 place.key);
-        }
-        placement_.admit(place, deprecated);
-    });
+    if (!allIntfAddrWithMask_->allHas(key)) {
+        fail("all has key", "{} missing in all collection", key);
+    }
+    addIntfAddrWithMask(key);
 }
 
 void IntfAddrVrfTableSm::addDeferredCleanup(Nimb::IntfId const& intfId, Nimb::AddressFamily af) {
-    change({{}, intfId, {}}, [this, whose = IntfFamily{intfId, af}] { requestCleanup(whose); });
-}
-
-// Clean-ups wait in the order of their requests, as addresses do (see AddressPlacement).
-void IntfAddrVrfTableSm::requestCleanup(IntfFamily const& whose) {
-    auto& changes = intfAddrVrfTable_->changes();
-    if (cleanups_.hasDelay() && changes.isEarly()) {
-        changes.waitForOlder(*this, {{}, whose.intfId, {}},
-                             [this, whose] { cleanups_.request(whose); });
-    } else {
-        cleanups_.request(whose);
-    }
+    change({{}, intfId, {}}, [this, whose = IntfFamily{intfId, af}] { cleanups_.request(whose); });
 }
 
 void IntfAddrVrfTableSm::processPendingDeferredCleanup(Nimb::IntfId const& intfId,
@@ -416,8 +400,8 @@ void IntfAddrVrfTableSm::processCleanupIntf(Nimb::IntfId const& intfId, Nimb::Ad
 }
 
 bool IntfAddrVrfTableSm::isWhole() const {
-    return allIntfAddrWithMask_ && deferred_.backlog() &&
-           (cleanups_.backlog() || !cleanups_.hasDelay());
+    return allIntfAddrWithMask_ && deferredIntfAddBacklog() &&
+           (intfCleanupBacklog() || !cleanups_.hasDelay());
 }
 
 template <class Change>

@@ -124,16 +124,16 @@ public:
 
     // The other children: null where there is none; the clean-up two only with a delay. Is keeps a
     // child that was made of the same arguments. A machine whose working rows or backlogs were
-    // taken away handles no more input.
+    // taken away handles no more input; a new backlog needs a new task.
     AllAddresses const& allIntfAddrWithMask() const { return allIntfAddrWithMask_; }
     AllAddresses const& allIntfAddrWithMaskIs();
     AllAddresses allIntfAddrWithMaskDel();
-    auto const& intfCleanupBacklog() const { return cleanups_.backlog(); }
-    auto const& intfCleanupBacklogIs() { return cleanups_.makeBacklog(); }
-    auto intfCleanupBacklogDel() { return cleanups_.takeBacklog(); }
-    auto const& deferredIntfAddBacklog() const { return deferred_.backlog(); }
-    auto const& deferredIntfAddBacklogIs() { return deferred_.makeBacklog(); }
-    auto deferredIntfAddBacklogDel() { return deferred_.takeBacklog(); }
+    auto const& intfCleanupBacklog() const { return cleanups_.backlog().given(); }
+    auto const& intfCleanupBacklogIs() { return cleanups_.backlog().make(); }
+    auto intfCleanupBacklogDel() { return cleanups_.backlog().take(); }
+    auto const& deferredIntfAddBacklog() const { return deferred_.backlog().given(); }
+    auto const& deferredIntfAddBacklogIs() { return deferred_.backlog().make(); }
+    auto deferredIntfAddBacklogDel() { return deferred_.backlog().take(); }
     auto const& intfCleanupSm() const { return cleanups_.sm()(); }
     Zin::Ptr<IntfCleanupSm> const& intfCleanupSmIs(IntfCleanupSmConfig const& config,
                                                    CleanupParent const& parent,
@@ -206,7 +206,6 @@ private:
     template <class Change>
     void change(IntfAddrEntryContent const& scope, Change&& change);
     void readmit(Nimb::IntfId const& intfId);
-    void requestCleanup(IntfFamily const& whose);
 
     void updateByIntfId(IntfAddrWithMaskKey const& key, bool isPresent);
     // What is decided about an address when the turn of its change has come.

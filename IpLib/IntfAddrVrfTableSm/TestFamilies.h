@@ -21,10 +21,11 @@ struct TestAddr {
 struct OfIp : SmFixture {
     using SmFixture::SmFixture;
 
-    // Two addresses of one subnet, and one of another.
+    // Two addresses of one subnet, and two of others.
     static constexpr TestAddr first{"10.0.0.1", "10.0.0.1/24", "10.0.0.0/24"};
     static constexpr TestAddr second{"10.0.0.2", "10.0.0.2/24", "10.0.0.0/24"};
     static constexpr TestAddr elsewhere{"10.0.1.1", "10.0.1.1/24", "10.0.1.0/24"};
+    static constexpr TestAddr third{"10.0.3.1", "10.0.3.1/24", "10.0.3.0/24"};
 
     // The status of an interface, as it is published and as nobody has published it yet.
     auto status(Nimb::IntfId const& intfId) { return ipStatus(intfId); }
@@ -69,6 +70,7 @@ struct OfIp6 : SmFixture {
     static constexpr TestAddr first{"2001:db8::1", "2001:db8::1/64", "2001:db8::/64"};
     static constexpr TestAddr second{"2001:db8::2", "2001:db8::2/64", "2001:db8::/64"};
     static constexpr TestAddr elsewhere{"2001:db8:1::1", "2001:db8:1::1/64", "2001:db8:1::/64"};
+    static constexpr TestAddr third{"2001:db8:3::1", "2001:db8:3::1/64", "2001:db8:3::/64"};
 
     auto status(Nimb::IntfId const& intfId) { return ip6Status(intfId); }
     static auto statusWith(Nimb::IntfId const& intfId, TestAddr const& addr) {

@@ -12,8 +12,8 @@
 //
 // An observer may do whatever it likes to the inputs, and may ask the table anything: what it
 // changes comes after the change that it is told of (see changes()). It leaves the collections to
-// the machine: an admission or a clean-up that finds what it writes changed fails an invariant, and
-// whatever else an observer changes stays as it made it.
+// the machine: an admission, a withdrawal or a clean-up that finds what it writes changed fails an
+// invariant, and whatever else an observer changes stays as it made it.
 //
 // Created and destroyed by the embedding agent; rows are co-owned by whoever holds them.
 #pragma once
@@ -134,6 +134,9 @@ public:
 
     // Through which the machines that fill the table write it.
     TableChanges& changes() { return changes_; }
+    // The machine that began to fill it last, which may be gone: only to be compared.
+    Zin::Entity const* filler() const { return filler_; }
+    void fillerIs(Zin::Entity const* machine) { filler_ = machine; }
 
     // The four collections, each member on a line, in the collection's own order; never cut.
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
@@ -172,6 +175,7 @@ private:
     Zin::HashCollection<&Notifiee::handleLlIntfAddrEntryFromIntfId, Nimb::IntfId, RowPtr>
         llIntfAddrEntryFromIntfId_{*this, 0xd5086fc2};
     TableChanges changes_{SharesInTable(this)};
+    Zin::Entity const* filler_ = nullptr;
 };
 
 Zin::Ptr<IntfAddrVrfTable> intfAddrVrfTableFactory();

@@ -29,7 +29,7 @@ int TaskScheduler::pollTimeout() const {
 }
 
 std::uint32_t TaskScheduler::run() {
-    checkIdle();
+    checkOutsideOfTurns();
     Zin::Ptr<TaskScheduler> const alive(this);  // a run may drop the last pointer
     Zin::Seconds const start = now();
     std::uint64_t const armings = armings_;
@@ -48,7 +48,7 @@ std::uint32_t TaskScheduler::run() {
 }
 
 bool TaskScheduler::runNext(Zin::Seconds time) {
-    checkIdle();
+    checkOutsideOfTurns();
     if (armed_.empty() || nextExpiry() > time) {
         return false;
     }
@@ -56,9 +56,9 @@ bool TaskScheduler::runNext(Zin::Seconds time) {
     return true;
 }
 
-void TaskScheduler::checkIdle() const {
-    if (running_ != nullptr) {
-        fail("running_ == nullptr", "tasks are run in the run of task {}", running_->taskName());
+void TaskScheduler::checkOutsideOfTurns() {
+    if (Zin::Turn::inProgress()) {
+        fail("!inProgress()", {"tasks are run within a turn", "run"});
     }
 }
 

@@ -12,8 +12,8 @@
 // a turn of its own. A task that is armed during run() waits for the next call, even if it is due
 // at once, so that the embedder's loop gets its turn between two runs of a task that yields.
 //
-// A run is the whole of what run() or runNext() sets off: neither may be called from within a
-// running task, which would take its share of the thread from the task outside.
+// A task never runs while a notification is being handled: neither run() nor runNext() may be
+// called within a turn, be it that of a running task.
 //
 // Co-owned by its tasks. Tasks may be made, armed, disarmed and destroyed at any time, by a running
 // task too. What a task throws reaches the caller of run() or runNext(); the tasks that were due
@@ -79,7 +79,7 @@ private:
     void arm(TimerTask& task, Zin::Seconds expiry);
     void disarm(TimerTask& task);
     void updateNextExpiry();
-    void checkIdle() const;
+    static void checkOutsideOfTurns();
     void runFirst();
 
     Zin::Ptr<Zin::Clock const> const clock_;

@@ -308,6 +308,19 @@ TEST_F(TaskSchedulers, RefuseToRunATaskInTheRunOfAnother) {
     EXPECT_THAT(runAt(0.0), ElementsAre("c"));
 }
 
+TEST_F(TaskSchedulers, RefuseToRunATaskWithinATurn) {
+    Pell::ThrowOnAssertion const throws;
+    add("a");
+    task("a").scheduleTask();
+    auto const withinATurn = [](auto const& step) {
+        Zin::Turn turn;
+        turn.run(step);
+    };
+    EXPECT_THROW(withinATurn([this] { scheduler_->run(); }), Pell::AssertionError);
+    EXPECT_THROW(withinATurn([this] { scheduler_->runNext(0.0); }), Pell::AssertionError);
+    EXPECT_THAT(runAt(0.0), ElementsAre("a"));
+}
+
 TEST_F(TaskSchedulers, LeaveATaskAsItIsWhereMemoryToArmItIsLacking) {
     TimerTask& first = *add("a");
     {

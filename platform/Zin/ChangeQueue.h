@@ -3,12 +3,13 @@
 //
 // Invariant: changes that are related are carried out whole, one after the other, in the order in
 // which they were made. A change is carried out at once unless it is related to one that is being
-// carried out or that waits; then it waits, and is carried out as soon as nothing that it is
-// related to stands before it, at the latest when the outermost call returns.
+// carried out or that waits; then it waits, and is carried out when a change ends and nothing that
+// it is related to stands before it, at the latest when the outermost call returns.
 //
 // A change is a callable. It says by its scope what it reads and writes, and brings along the facts
 // of the moment at which it was made: by the time of its turn the world may have moved on.
-// `Related` tells of two scopes whether their order matters (a symmetric question).
+// `Related` tells of two scopes whether their order matters (a symmetric question). The answer may
+// change with what is written, if only changes that are related to both can change it.
 //
 //     queue.submit(owner, scope, [record] { table.insert(record); });
 //
@@ -16,7 +17,8 @@
 // throws keeps no other from being carried out; it is thrown at the end of the turn.
 //
 // Changes that are carried out within one another take stack as their makers do. Making one costs a
-// look at each that is being carried out or waits: nothing where none is.
+// look at each that is being carried out or waits: nothing where none is. So n changes that have
+// nothing to do with n others, which wait, cost n * n looks: about 2 s for 16,000 of each.
 #pragma once
 
 #include <algorithm>
@@ -48,7 +50,7 @@ public:
             carryOut(turn, &scope, number, change);
             carryOutWaiting(turn, number);
         } else {
-            waiting_.emplace_back(number, owner, scope, std::forward<Change>(change), false);
+            waiting_.emplace_back(number, owner, scope, std::forward<Change>(change));
         }
     }
 
@@ -56,7 +58,7 @@ public:
     // their order at its end.
     template <class Step>
     void recordFirst(Step&& step) {
-        std::uint64_t const number = made_;
+        std::uint64_t const number = ++made_;
         Turn turn;
         carryOut(turn, nullptr, number, step);
         carryOutWaiting(turn, number);
@@ -70,19 +72,23 @@ public:
         carryOut(turn, &scope, running_ ? running_->number : made_, step);
     }
 
-    // For a change in its turn that writes what is kept in order of all changes: whether an older
-    // one, unrelated, waits still.
-    bool isEarly() const {
-        return running_ && !waiting_.empty() && waiting_.front().number < running_->number;
-    }
-    // Puts what is left of the change in its turn off until the older ones have been carried out.
-    template <class Change>
-    void waitForOlder(Entity const& owner, Scope const& scope, Change&& change) {
-        auto next = waiting_.end();
-        while (next != waiting_.begin() && std::prev(next)->number > running_->number) {
+    // For a change in its turn that writes what is kept in the order of all changes, also of those
+    // that are unrelated: whether every older change is done.
+    bool isInOrder() const { return isDue(running_ ? running_->number : made_); }
+    // Does `step`, which makes no change, when they are, at the latest when the outermost call
+    // returns. `owner` stays in memory until that is done.
+    template <class Step>
+    void inOrder(Entity const& owner, Step&& step) {
+        std::uint64_t const number = running_ ? running_->number : made_;
+        if (isDue(number)) {
+            step();
+            return;
+        }
+        auto next = steps_.end();
+        while (next != steps_.begin() && std::prev(next)->number > number) {
             --next;
         }
-        waiting_.emplace(next, running_->number, owner, scope, std::forward<Change>(change), true);
+        steps_.insert(next, {number, Ptr<Entity const>(&owner), std::forward<Step>(step)});
     }
 
 private:
@@ -93,18 +99,18 @@ private:
     };
     struct Waiting {
         Waiting(std::uint64_t itsNumber, Entity const& owner, Scope const& itsScope,
-                std::function<void()> itsChange, bool itWaitsForOlder)
-            : number(itsNumber),
-              alive(&owner),
-              scope(itsScope),
-              change(std::move(itsChange)),
-              waitsForOlder(itWaitsForOlder) {}
+                std::function<void()> itsChange)
+            : number(itsNumber), alive(&owner), scope(itsScope), change(std::move(itsChange)) {}
 
         std::uint64_t number;
         Ptr<Entity const> alive;
         Scope scope;
         std::function<void()> change;
-        bool waitsForOlder;
+    };
+    struct LaterStep {
+        std::uint64_t number;
+        Ptr<Entity const> alive;
+        std::function<void()> step;
     };
     using List = std::list<Waiting>;
     using Position = typename List::const_iterator;
@@ -120,6 +126,20 @@ private:
                             [&](Waiting const& waiting) { return related_(waiting.scope, scope); });
     }
 
+    // Whether every change that is older than this one is done.
+    bool isOldest(std::uint64_t number) const {
+        Running const* outermost = running_;
+        while (outermost && outermost->outer) {
+            outermost = outermost->outer;
+        }
+        return !(outermost && outermost->number < number) &&
+               !(!waiting_.empty() && waiting_.front().number < number);
+    }
+    // And every step that it or an older one has put off.
+    bool isDue(std::uint64_t number) const {
+        return isOldest(number) && !(!steps_.empty() && steps_.front().number <= number);
+    }
+
     template <class Step>
     void carryOut(Turn& turn, Scope const* scope, std::uint64_t number, Step&& step) {
         Running const running{scope, number, running_};
@@ -128,28 +148,55 @@ private:
         running_ = running.outer;
     }
 
-    // Carries out what waited for the change `number` alone. What is older waits for others.
+    // Carries out what waited for the change `number` alone. Where that was made within another
+    // one, what is older than it waits for others.
     void carryOutWaiting(Turn& turn, std::uint64_t number) {
-        for (auto next = waiting_.begin(); next != waiting_.end();) {
-            bool const isBlocked = (running_ && next->number < number) ||
-                                   (next->waitsForOlder && next != waiting_.begin()) ||
-                                   !isFree(next->scope, next);
-            if (isBlocked) {
+        doLaterSteps(turn);
+        auto next = firstFrom(number);
+        while (next != waiting_.end()) {
+            if (!isFree(next->scope, next)) {
                 ++next;
                 continue;
             }
-            List taken;
-            taken.splice(taken.begin(), waiting_, next);
-            Waiting& waiting = taken.front();
-            carryOut(turn, &waiting.scope, waiting.number, waiting.change);
-            next = waiting_.begin();
+            {
+                List taken;
+                taken.splice(taken.begin(), waiting_, next);
+                Waiting& waiting = taken.front();
+                carryOut(turn, &waiting.scope, waiting.number, waiting.change);
+                // Its owner may go with it, whose teardown carries out what waits too.
+            }
+            doLaterSteps(turn);
+            next = firstFrom(number);
         }
+    }
+
+    void doLaterSteps(Turn& turn) {
+        while (!steps_.empty() && isOldest(steps_.front().number)) {
+            std::list<LaterStep> taken;
+            taken.splice(taken.begin(), steps_, steps_.begin());
+            turn.run(taken.front().step);
+        }
+    }
+
+    // The first that is to be carried out at the end of the change `number`: all have come to it
+    // where that was the outermost one, else those that are not older, of which there are few.
+    typename List::iterator firstFrom(std::uint64_t number) {
+        if (!running_) {
+            return waiting_.begin();
+        }
+        auto next = waiting_.end();
+        while (next != waiting_.begin() && std::prev(next)->number >= number) {
+            --next;
+        }
+        return next;
     }
 
     Related related_;
     std::uint64_t made_ = 0;
     Running const* running_ = nullptr;
-    List waiting_;  // oldest first
+    // Oldest first.
+    List waiting_;
+    std::list<LaterStep> steps_;
 };
 
 }  // namespace Zin

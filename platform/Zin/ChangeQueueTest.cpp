@@ -125,49 +125,77 @@ TEST_F(ChangeQueueTest, KeepsAPartsScopeWhileThePartIsDone) {
     EXPECT_THAT(log, ElementsAre("b{", "}b", "-"));
 }
 
-TEST_F(ChangeQueueTest, TellsAChangeThatHasOvertakenAnOlderOne) {
-    EXPECT_FALSE(queue.isEarly());
+TEST_F(ChangeQueueTest, TellsAChangeWhetherAllOlderOnesAreDone) {
+    EXPECT_TRUE(queue.isInOrder());
     submit("a", [&] {
-        EXPECT_FALSE(queue.isEarly());
-        submit("b", [&] { EXPECT_FALSE(queue.isEarly()); });
-        submit("a", [&] { EXPECT_FALSE(queue.isEarly()); });
-        submit("b", [&] { EXPECT_TRUE(queue.isEarly()); });
-        EXPECT_FALSE(queue.isEarly());
+        EXPECT_TRUE(queue.isInOrder());
+        submit("b", [&] { EXPECT_FALSE(queue.isInOrder()); });  // a is not done
+        submit("a", [&] {
+            EXPECT_TRUE(queue.isInOrder());
+            queue.within("d", [&] { EXPECT_TRUE(queue.isInOrder()); });
+        });
+        EXPECT_TRUE(queue.isInOrder());
     });
-    EXPECT_EQ(log.size(), 8u);
+    EXPECT_EQ(log.size(), 6u);
+    submit("a", [&] {
+        submit("a");
+        submit("c", [&] { queue.submit(*owner, "cb", [&] { EXPECT_FALSE(queue.isInOrder()); }); });
+    });
 }
 
-TEST_F(ChangeQueueTest, PutsAChangeThatIsEarlyBackWhereItBelongs) {
+TEST_F(ChangeQueueTest, DoesStepsInTheOrderOfAllChanges) {
+    auto const step = [this](std::string const& text) {
+        queue.inOrder(*owner, [this, text] { log.push_back(text); });
+    };
     submit("a", [&] {
-        submit("a");
-        queue.submit(*owner, "b", [&] {
-            ASSERT_TRUE(queue.isEarly());
-            queue.waitForOlder(*owner, "b", [&] {
-                EXPECT_FALSE(queue.isEarly());
-                log.push_back("b");
-            });
+        submit("a", [&] { step("of the second"); });
+        submit("b", [&] {
+            submit("c", [&] { step("of the fourth"); });
+            step("of the third");
+            step("of the third too");
         });
-        submit("a");
-        submit("bc");  // waits too: b comes first
-        submit("d");
+        step("of the first");
+        submit("d", [&] { step("of the fifth"); });
     });
-    EXPECT_THAT(log,
-                ElementsAre("a{", "d{", "}d", "}a", "a{", "}a", "b", "a{", "}a", "bc{", "}bc"));
+    EXPECT_THAT(log, ElementsAre("a{", "b{", "c{", "}c", "}b", "of the first", "d{", "}d", "}a",
+                                 "a{", "of the second", "}a", "of the third", "of the third too",
+                                 "of the fourth", "of the fifth"));
 }
 
-TEST_F(ChangeQueueTest, PutsAWaitingChangeThatIsEarlyBackBehindTheOlderOnesAlone) {
-    // b waits for the inner change alone, and is taken up while a still waits for the outer one.
+// What a change does in order of all is seen by nobody else: it keeps no other from its turn.
+TEST_F(ChangeQueueTest, CarriesOutARelatedChangeBeforeTheStepThatAnotherPutOff) {
     submit("a", [&] {
-        submit("a");
-        submit("c", [&] {
-            queue.submit(*owner, "cb", [&] {
-                ASSERT_TRUE(queue.isEarly());
-                queue.waitForOlder(*owner, "cb", [&] { log.push_back("b"); });
+        submit("b", [&] { queue.inOrder(*owner, [this] { log.push_back("step"); }); });
+        submit("b");
+        log.push_back("-");
+    });
+    EXPECT_THAT(log, ElementsAre("a{", "b{", "}b", "b{", "}b", "-", "}a", "step"));
+}
+
+TEST_F(ChangeQueueTest, DoesTheStepsAfterOneThatFails) {
+    EXPECT_THROW(submit("a",
+                        [&] {
+                            submit("b", [&] {
+                                queue.inOrder(*owner, [] { throw std::runtime_error("step"); });
+                                queue.inOrder(*owner, [this] { log.push_back("next"); });
+                            });
+                        }),
+                 std::runtime_error);
+    EXPECT_THAT(log, ElementsAre("a{", "b{", "}b", "}a", "next"));
+    EXPECT_TRUE(queue.isInOrder());
+}
+
+TEST_F(ChangeQueueTest, KeepsTheOwnerOfAStepInMemory) {
+    submit("a", [&] {
+        auto other = make<Owner>();
+        auto const* const raw = other.get();
+        submit("b", [&] {
+            queue.inOrder(*other, [this, raw] {
+                log.push_back(raw->referenceCount() > 0 ? "alive" : "gone");
             });
-            submit("ca");
         });
     });
-    EXPECT_THAT(log, ElementsAre("a{", "c{", "}c", "}a", "a{", "}a", "b", "ca{", "}ca"));
+    EXPECT_THAT(log, ElementsAre("a{", "b{", "}b", "}a", "alive"));
 }
 
 TEST_F(ChangeQueueTest, GoesOnAfterAChangeThatFails) {
@@ -204,6 +232,29 @@ TEST_F(ChangeQueueTest, KeepsTheOwnerOfWhatIsCarriedOutInMemory) {
         EXPECT_EQ(raw->referenceCount(), 1u);
     });
     EXPECT_EQ(other, nullptr);
+}
+
+// Its last pointer goes when its waiting change has been carried out, and its teardown carries out
+// what waits.
+TEST_F(ChangeQueueTest, AnOwnersTeardownMayUseTheQueue) {
+    class LastWords final : public Entity {
+    public:
+        LastWords(Queue& queue, std::vector<std::string>& log) : queue_(queue), log_(log) {}
+
+    private:
+        void handleDestruction() override {
+            queue_.recordFirst([this] { log_.push_back("last words"); });
+        }
+        Queue& queue_;
+        std::vector<std::string>& log_;
+    };
+    submit("a", [&] {
+        auto other = make<LastWords>(queue, log);
+        queue.submit(*other, "a", [this] { log.push_back("other"); });
+        other = nullptr;
+        submit("a");
+    });
+    EXPECT_THAT(log, ElementsAre("a{", "}a", "other", "last words", "a{", "}a"));
 }
 
 TEST_F(ChangeQueueTest, CarriesOutALongQueueWithoutDepth) {

@@ -31,6 +31,11 @@ std::string text(Tables::Cleanup const& cleanup) {
     return fmt::format("{} {} since {}", cleanup.key.intfId, cleanup.key.af, cleanup.since);
 }
 
+std::string text(Tables::Tasks const& tasks) {
+    return fmt::format("clean-up at {}, deferred add at {}{}", tasks.cleanup, tasks.deferredAdd,
+                       tasks.anotherFollows ? ", and once more" : "");
+}
+
 template <class Item>
 std::string text(std::vector<Item> const& items);
 
@@ -54,6 +59,10 @@ std::string difference(std::string_view name, Items const& within, Items const& 
         return "";
     }
     return fmt::format("{}\n  within: {}\n  after:  {}\n", name, text(within), text(after));
+}
+
+Zin::Seconds expiryOf(Zin::Ptr<Velk::TimerTask> const& task) {
+    return task->taskScheduled() ? task->currentExpirationTime() : Velk::never;
 }
 
 }  // namespace
@@ -98,7 +107,10 @@ Tables tablesOf(Routing::Router const& router) {
                     tables.cleanups.push_back({entry->key(), entry->emplacementTime()});
                 }
             }
+            tables.tasks.cleanup = expiryOf(sm->intfCleanupSm()->task());
         }
+        tables.tasks.deferredAdd = expiryOf(sm->deferredIntfAddSm()->task());
+        tables.tasks.anotherFollows = sm->deferredIntfAddSm()->rescheduleWhenComplete();
     }
     return tables;
 }
@@ -111,7 +123,10 @@ std::vector<std::string> rowTexts(Tables const& tables) {
     return texts;
 }
 
-Tables without(Tables tables, Nimb::IntfId const& intf) {
+Tables tableWithout(Tables tables, Nimb::IntfId const& intf) {
+    tables.deferred.clear();
+    tables.cleanups.clear();
+    tables.tasks = {};
     std::erase_if(tables.rows, [&](auto const& row) { return row.intfId == intf; });
     std::erase_if(tables.byAddr, [&](auto const& row) { return row.content.intfId == intf; });
     std::erase_if(tables.sets, [&](auto const& set) { return set.intf == intf; });
@@ -125,7 +140,8 @@ std::string difference(Tables const& within, Tables const& after) {
            difference("sets", within.sets, after.sets) +
            difference("link-local", within.linkLocal, after.linkLocal) +
            difference("deferred", within.deferred, after.deferred) +
-           difference("clean-ups", within.cleanups, after.cleanups);
+           difference("clean-ups", within.cleanups, after.cleanups) +
+           difference("tasks", within.tasks, after.tasks);
 }
 
 }  // namespace Nested

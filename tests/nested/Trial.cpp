@@ -212,8 +212,8 @@ std::string differenceOf(Result const& within, Result const& after, Promise cons
     }
     std::string text;
     if (promise.foundWithin) {
-        text += titled("found by the observer", difference(without(within.found, outerIntf),
-                                                           without(after.atOnce, outerIntf)));
+        text += titled("found by the observer", difference(tableWithout(within.found, outerIntf),
+                                                           tableWithout(after.atOnce, outerIntf)));
     }
     if (promise.atOnce) {
         text += titled("at once", difference(within.atOnce, after.atOnce));

@@ -20,8 +20,8 @@ enum class Outcome {
     different,
 };
 
-// When the tables must be equal: when the outer change returns, or once all delays have passed; and
-// whether the observer must find its changes done as soon as it has made them.
+// When all must be equal: when the outer change returns, or once all delays have passed; and
+// whether the observer must find its changes in the table as soon as it has made them.
 struct Promise {
     bool atOnce = true;
     bool foundWithin = false;
