@@ -9,8 +9,8 @@
 
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupEntry.h"
 #include "Velk/DumpContext.h"
+#include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
-#include "Zin/HashSeed.h"
 #include "Zin/LinkQueue.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
