@@ -5,7 +5,7 @@
 #include "Interface/DeviceIntfStatus.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
-#include "Zin/HashSeed.h"
+#include "Zin/HashKey.h"
 
 int main() {
     // Addresses come from strangers: nobody is to choose some that hash alike. Comes first of all.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iostream>
 
-#include "Zin/HashSeed.h"
+#include "Zin/HashKey.h"
 #include "intfaddr/Command.h"
 
 int main(int argc, char** argv) {

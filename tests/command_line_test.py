@@ -1,7 +1,10 @@
 """The command line of intfaddr: what it accepts, what it says, and how it exits."""
 
+import ctypes
 import json
+import platform
 import socket
+import struct
 import subprocess
 import sys
 import unittest
@@ -9,9 +12,23 @@ import unittest
 PROGRAM = sys.argv.pop(1)
 
 
-def run(*arguments):
+def run(*arguments, **options):
     return subprocess.run([PROGRAM, *arguments], stdin=subprocess.DEVNULL, capture_output=True,
-                          text=True, timeout=30)
+                          text=True, timeout=30, **options)
+
+
+def refuse_randomness():
+    """From here on the kernel gives this process no random bytes: seccomp(2) has the call fail."""
+    getrandom = {"x86_64": 318}.get(platform.machine(), 278)
+    load_call, if_equal, answer, refuse, allow = 0x20, 0x15, 0x06, 0x00050001, 0x7fff0000
+    filters = ctypes.create_string_buffer(struct.pack(
+        "HBBI" * 4, load_call, 0, 0, 0, if_equal, 0, 1, getrandom,
+        answer, 0, 0, refuse, answer, 0, 0, allow))
+    program = struct.pack("HP", 4, ctypes.addressof(filters))
+    libc = ctypes.CDLL(None)
+    no_new_privileges, seccomp, by_filter = 38, 22, 2
+    if libc.prctl(no_new_privileges, 1, 0, 0, 0) or libc.prctl(seccomp, by_filter, program):
+        raise OSError("this machine does not let us filter system calls")
 
 
 def loopback_is_up():
@@ -90,6 +107,12 @@ class CommandLine(unittest.TestCase):
         self.expect_bad_argument(["show", "--colour"], "--colour")
         self.expect_bad_argument(["show", "10.0.0.1", "10.0.0.2"], "10.0.0.2")
         self.expect_bad_argument(["show", "--vrf"], "--vrf")
+
+    def test_nothing_is_hashed_under_a_key_that_was_not_drawn(self):
+        result = run("--version", preexec_fn=refuse_randomness)
+        self.assertNotEqual(result.returncode, 0)
+        self.assertEqual(result.stdout, "")
+        self.assertIn("drawing the hash key", result.stderr)
 
     def test_output_that_cannot_be_written_is_a_failure(self):
         with open("/dev/full", "w", encoding="ascii") as full:

@@ -20,7 +20,14 @@ Zin::ModuleRegistration const intfAddrVrfTableSmTypesModule{
          },
          {
              .name = "IpLib::IntfAddrWithMask",
-             .attributes = {{"key", "IpLib::IntfAddrWithMaskKey"}, {"deprecated", "bool"}},
+             .attributes = {{"key", "IpLib::IntfAddrWithMaskKey"},
+                            {.name = "deprecated",
+                             .type = "bool",
+                             .check =
+                                 [](void const* record) {
+                                     static_cast<IntfAddrWithMask const*>(record)
+                                         ->handleDeprecated();
+                                 }}},
          },
          {
              .name = "IpLib::IntfAddrWithMaskByIntfId",

@@ -6,8 +6,8 @@
 
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMaskKey.h"
 #include "Velk/DumpContext.h"
+#include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
-#include "Zin/HashSeed.h"
 #include "Zin/Ptr.h"
 
 namespace IpLib {

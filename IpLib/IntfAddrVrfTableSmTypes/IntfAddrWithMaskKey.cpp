@@ -7,9 +7,11 @@
 
 namespace IpLib {
 std::uint32_t IntfAddrWithMaskKey::hash(std::uint32_t seed) const {
+    std::uint8_t const length = addrWithMask.prefixLength();
     return Zin::Hash(seed)
         .mix4(intfId.hash())
-        .mix4(Nimb::prefixHash(addrWithMask.address(), addrWithMask.prefixLength()))
+        .mix4(Nimb::prefixHash(addrWithMask.address(), length))
+        .mix1(length)  // which tells the addresses apart that share a prefixHash
         .finish();
 }
 

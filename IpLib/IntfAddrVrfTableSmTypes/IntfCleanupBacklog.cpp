@@ -5,7 +5,17 @@
 namespace IpLib::IntfAddrVrfTableImpl {
 void IntfCleanupBacklog::addBacklog(Nimb::IntfId const& intfId, Nimb::AddressFamily af,
                                     Zin::Seconds now) {
-    backlogQueueEnq(backlogIs({{intfId, af}}, now));
+    IntfCleanupKey const key{{intfId, af}};
+    bool const isNew = !backlogHas(key);
+    Entry const entry = backlogIs(key, now);
+    try {
+        backlogQueueEnq(entry);
+    } catch (...) {
+        if (isNew) {
+            backlogDel(key);
+        }
+        throw;
+    }
 }
 
 IntfCleanupBacklog::Entry IntfCleanupBacklog::backlog(IntfCleanupKey const& key) const {

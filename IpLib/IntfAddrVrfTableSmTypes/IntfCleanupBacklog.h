@@ -9,8 +9,8 @@
 
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupEntry.h"
 #include "Velk/DumpContext.h"
+#include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
-#include "Zin/HashSeed.h"
 #include "Zin/LinkQueue.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
@@ -21,7 +21,8 @@ public:
     using Backlog = Zin::HashMap2018<IntfCleanupKey, Entry>;
     using Queue = Zin::LinkQueue<Entry>;
 
-    // Requests the clean-up at time `now`. There must be no request for the key.
+    // Requests the clean-up at time `now`. There must be no request for the key. What throws
+    // (memory) changes neither collection.
     void addBacklog(Nimb::IntfId const& intfId, Nimb::AddressFamily af, Zin::Seconds now);
     bool hasBacklog(Nimb::IntfId const& intfId, Nimb::AddressFamily af) const {
         return backlogHas({{intfId, af}});

@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
+#include <new>
 #include <vector>
 
+#include "TestMemory/TestMemory.h"
 #include "Zin/Errors.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
@@ -121,6 +124,27 @@ TEST(IntfCleanupBacklog, ARequestOfAnotherTimeForAPendingKeyIsRefusedAndChangesN
     EXPECT_EQ(backlog->getBacklog("Ethernet1", ipv4)->emplacementTime(), 1.0);
     EXPECT_EQ(backlog->backlog().size(), 1U);
     EXPECT_EQ(backlog->backlogQueue().size(), 1U);
+}
+
+// The allocation that fails is each in turn, until none does.
+TEST(IntfCleanupBacklog, ARequestThatLacksMemoryChangesNothing) {
+    for (std::size_t requests : {0U, 1U}) {  // of the same key and time before
+        bool failed = true;
+        for (std::size_t allowed = 0; failed; ++allowed) {
+            auto const backlog = intfCleanupBacklogFactory();
+            for (std::size_t i = 0; i < requests; ++i) {
+                backlog->addBacklog("Ethernet1", ipv4, 1.0);
+            }
+            try {
+                TestMemory::OneFailure const failure(allowed);
+                backlog->addBacklog("Ethernet1", ipv4, 1.0);
+                failed = failure.happened();
+            } catch (std::bad_alloc const&) {
+            }
+            EXPECT_EQ(backlog->backlog().size(), failed ? requests : 1U);
+            EXPECT_EQ(backlog->backlogQueue().size(), failed ? requests : requests + 1);
+        }
+    }
 }
 
 TEST(IntfCleanupBacklog, AnEntryIsMadeOnceForItsKeyAndTimeAndIsNotQueued) {

@@ -2,9 +2,11 @@
 #include <gmock/gmock.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableSmTypes/AllIntfAddrWithMask.h"
+#include "Zin/Errors.h"
 #include "Zin/Registry.h"
 
 namespace IpLib {
@@ -39,6 +41,21 @@ TEST(IntfAddrVrfTableSmTypes, RegisterTheirRecordsWithTheirAttributesInTheOrderO
     EXPECT_THAT(attributesOf("IpLib::AllIntfAddrWithMask"),
                 ElementsAre(isAttribute("all", "Zin::HashMap2018"),
                             isAttribute("byIntfId", "Zin::HashMap2018")));
+}
+
+TEST(IntfAddrVrfTableSmTypes, RegisterTheCheckOfWhatMayBeDeprecated) {
+    auto const attributes = attributesOf("IpLib::IntfAddrWithMask");
+    ASSERT_EQ(attributes.size(), 2U);
+    EXPECT_EQ(attributes[0].check, nullptr);
+    auto* const check = attributes[1].check;
+    ASSERT_THAT(check, NotNull());
+
+    auto const addr = [](std::string_view text) { return Nimb::IpGenAddrWithMask(text); };
+    IntfAddrWithMask record({"Ethernet1", addr("2001:db8::1/64")}, true);
+    EXPECT_NO_THROW(check(&record));
+    // Something that no record is built as.
+    const_cast<IntfAddrWithMaskKey&>(record.key()).addrWithMask = addr("fe80::1/64");
+    EXPECT_THROW(check(&record), Zin::RangeError);
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntrySet.h"
 
 namespace IpLib {
-void IntfAddrEntrySet::intfAddrEntryIs(Row const& entry) {
+void IntfAddrEntrySet::intfAddrEntryIs(RowPtr const& entry) {
     intfAddrEntry_.put(Zin::notNull("intfAddrEntry", entry)->key(), entry);
 }
 
-void IntfAddrEntrySet::deprecatedIntfAddrEntryIs(Row const& entry) {
+void IntfAddrEntrySet::deprecatedIntfAddrEntryIs(RowPtr const& entry) {
     deprecatedIntfAddrEntry_.put(Zin::notNull("deprecatedIntfAddrEntry", entry)->key(), entry);
 }
 

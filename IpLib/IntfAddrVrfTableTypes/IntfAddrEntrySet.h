@@ -18,8 +18,8 @@ namespace IpLib {
 
 class IntfAddrEntrySet final : public Zin::Entity {
 public:
-    using Row = Zin::Ptr<IntfAddrEntry const>;
-    using Rows = Zin::RbTreeMap<IntfAddrEntryKey, Row>;
+    using RowPtr = Zin::Ptr<IntfAddrEntry const>;
+    using Rows = Zin::RbTreeMap<IntfAddrEntryKey, RowPtr>;
 
     class Notifiee : public Zin::NotifieeOf<IntfAddrEntrySet> {
     public:
@@ -35,22 +35,22 @@ public:
 
     // The usable rows. A null row raises Zin::NullArgumentError.
     Rows const& intfAddrEntry() const { return intfAddrEntry_.map(); }
-    Row intfAddrEntry(IntfAddrEntryKey const& key) const { return intfAddrEntry_(key); }
+    RowPtr intfAddrEntry(IntfAddrEntryKey const& key) const { return intfAddrEntry_(key); }
     bool intfAddrEntryHas(IntfAddrEntryKey const& key) const { return intfAddrEntry_.has(key); }
-    void intfAddrEntryIs(Row const& entry);
-    Row intfAddrEntryDel(IntfAddrEntryKey const& key) { return intfAddrEntry_.del(key); }
+    void intfAddrEntryIs(RowPtr const& entry);
+    RowPtr intfAddrEntryDel(IntfAddrEntryKey const& key) { return intfAddrEntry_.del(key); }
     void intfAddrEntryDelAll() { intfAddrEntry_.delAll(); }
 
     // The rows whose IPv6 address is deprecated. A null row raises Zin::NullArgumentError.
     Rows const& deprecatedIntfAddrEntry() const { return deprecatedIntfAddrEntry_.map(); }
-    Row deprecatedIntfAddrEntry(IntfAddrEntryKey const& key) const {
+    RowPtr deprecatedIntfAddrEntry(IntfAddrEntryKey const& key) const {
         return deprecatedIntfAddrEntry_(key);
     }
     bool deprecatedIntfAddrEntryHas(IntfAddrEntryKey const& key) const {
         return deprecatedIntfAddrEntry_.has(key);
     }
-    void deprecatedIntfAddrEntryIs(Row const& entry);
-    Row deprecatedIntfAddrEntryDel(IntfAddrEntryKey const& key) {
+    void deprecatedIntfAddrEntryIs(RowPtr const& entry);
+    RowPtr deprecatedIntfAddrEntryDel(IntfAddrEntryKey const& key) {
         return deprecatedIntfAddrEntry_.del(key);
     }
     void deprecatedIntfAddrEntryDelAll() { deprecatedIntfAddrEntry_.delAll(); }
@@ -64,9 +64,9 @@ private:
     mutable Zin::NotifieeList<Notifiee> notifieeList_;
     Nimb::IntfId const intfId_;
     Nimb::IpGenPrefix const subnet_;
-    Zin::OrderedCollection<&Notifiee::handleIntfAddrEntry, IntfAddrEntryKey, Row> intfAddrEntry_{
+    Zin::OrderedCollection<&Notifiee::handleIntfAddrEntry, IntfAddrEntryKey, RowPtr> intfAddrEntry_{
         *this};
-    Zin::OrderedCollection<&Notifiee::handleDeprecatedIntfAddrEntry, IntfAddrEntryKey, Row>
+    Zin::OrderedCollection<&Notifiee::handleDeprecatedIntfAddrEntry, IntfAddrEntryKey, RowPtr>
         deprecatedIntfAddrEntry_{*this};
 };
 

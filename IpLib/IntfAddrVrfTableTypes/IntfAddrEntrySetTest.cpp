@@ -17,11 +17,11 @@ using ::testing::Property;
 using ::testing::Throws;
 
 using Key = IntfAddrEntryKey;
-using Row = IntfAddrEntrySet::Row;
+using RowPtr = IntfAddrEntrySet::RowPtr;
 
 Nimb::IpGenPrefix const subnet("10.0.0.0/24");
 
-Row rowOf(Key const& key) { return intfAddrEntryFactory({key, "Ethernet1", subnet}); }
+RowPtr rowOf(Key const& key) { return intfAddrEntryFactory({key, "Ethernet1", subnet}); }
 Key ipKey(char const* addr) { return Key::makeIpKey(Nimb::IpGenAddr(addr)); }
 Key virtualKey(char const* addr) { return Key::makeVirtualIpKey(Nimb::IpGenAddr(addr)); }
 Key llKey(char const* addr, char const* intfId) {
@@ -44,26 +44,28 @@ struct UsableRows {
     static auto const& otherRows(IntfAddrEntrySet const& set) {
         return set.deprecatedIntfAddrEntry();
     }
-    static Row row(IntfAddrEntrySet const& set, Key const& key) { return set.intfAddrEntry(key); }
+    static RowPtr row(IntfAddrEntrySet const& set, Key const& key) {
+        return set.intfAddrEntry(key);
+    }
     static bool has(IntfAddrEntrySet const& set, Key const& key) {
         return set.intfAddrEntryHas(key);
     }
-    static void is(IntfAddrEntrySet& set, Row const& row) { set.intfAddrEntryIs(row); }
-    static Row del(IntfAddrEntrySet& set, Key const& key) { return set.intfAddrEntryDel(key); }
+    static void is(IntfAddrEntrySet& set, RowPtr const& row) { set.intfAddrEntryIs(row); }
+    static RowPtr del(IntfAddrEntrySet& set, Key const& key) { return set.intfAddrEntryDel(key); }
     static void delAll(IntfAddrEntrySet& set) { set.intfAddrEntryDelAll(); }
 };
 struct DeprecatedRows {
     static constexpr char const* attribute = "deprecatedIntfAddrEntry";
     static auto const& rows(IntfAddrEntrySet const& set) { return set.deprecatedIntfAddrEntry(); }
     static auto const& otherRows(IntfAddrEntrySet const& set) { return set.intfAddrEntry(); }
-    static Row row(IntfAddrEntrySet const& set, Key const& key) {
+    static RowPtr row(IntfAddrEntrySet const& set, Key const& key) {
         return set.deprecatedIntfAddrEntry(key);
     }
     static bool has(IntfAddrEntrySet const& set, Key const& key) {
         return set.deprecatedIntfAddrEntryHas(key);
     }
-    static void is(IntfAddrEntrySet& set, Row const& row) { set.deprecatedIntfAddrEntryIs(row); }
-    static Row del(IntfAddrEntrySet& set, Key const& key) {
+    static void is(IntfAddrEntrySet& set, RowPtr const& row) { set.deprecatedIntfAddrEntryIs(row); }
+    static RowPtr del(IntfAddrEntrySet& set, Key const& key) {
         return set.deprecatedIntfAddrEntryDel(key);
     }
     static void delAll(IntfAddrEntrySet& set) { set.deprecatedIntfAddrEntryDelAll(); }
@@ -118,7 +120,7 @@ TYPED_TEST(IntfAddrEntrySetRows, ALinkLocalRowComesAfterEveryOrdinaryOne) {
 }
 
 TYPED_TEST(IntfAddrEntrySetRows, InsertingTellsTheKeyOnce) {
-    Row const row = rowOf(ipKey("10.0.0.1"));
+    RowPtr const row = rowOf(ipKey("10.0.0.1"));
 
     TypeParam::is(*this->set_, row);
 
@@ -127,8 +129,8 @@ TYPED_TEST(IntfAddrEntrySetRows, InsertingTellsTheKeyOnce) {
 }
 
 TYPED_TEST(IntfAddrEntrySetRows, ARowOfTheSameKeyReplacesTheFormerOne) {
-    Row const first = rowOf(ipKey("10.0.0.1"));
-    Row const second = rowOf(ipKey("10.0.0.1"));
+    RowPtr const first = rowOf(ipKey("10.0.0.1"));
+    RowPtr const second = rowOf(ipKey("10.0.0.1"));
     TypeParam::is(*this->set_, first);
     this->events_.clear();
 
@@ -150,7 +152,7 @@ TYPED_TEST(IntfAddrEntrySetRows, ANullRowIsRefusedAndChangesNothing) {
 }
 
 TYPED_TEST(IntfAddrEntrySetRows, RemovingReturnsTheRowAndTellsItsKey) {
-    Row const row = rowOf(ipKey("10.0.0.1"));
+    RowPtr const row = rowOf(ipKey("10.0.0.1"));
     TypeParam::is(*this->set_, row);
     this->events_.clear();
 
@@ -173,7 +175,7 @@ TYPED_TEST(IntfAddrEntrySetRows, RemovingAKeyThatDiffersInAnyFieldRemovesNothing
 }
 
 TYPED_TEST(IntfAddrEntrySetRows, InsertingLeavesTheOtherCollectionAlone) {
-    Row const row = rowOf(ipKey("2001:db8::1"));
+    RowPtr const row = rowOf(ipKey("2001:db8::1"));
     this->set_->intfAddrEntryIs(row);
     this->set_->deprecatedIntfAddrEntryIs(row);
 
@@ -197,7 +199,7 @@ TYPED_TEST(IntfAddrEntrySetRows, RemovingAllTellsEachKeyOfAnObservedSet) {
 
 TYPED_TEST(IntfAddrEntrySetRows, RemovingAllEmptiesAnUnobservedSet) {
     this->recorder_.notifierIs(nullptr);
-    Row const row = rowOf(ipKey("10.0.0.1"));
+    RowPtr const row = rowOf(ipKey("10.0.0.1"));
     this->set_->intfAddrEntryIs(row);
     this->set_->deprecatedIntfAddrEntryIs(row);
 
@@ -219,7 +221,7 @@ TYPED_TEST(IntfAddrEntrySetRows, FindAndWalkWhatAnOrderedMapHolds) {
         ASSERT_EQ(TypeParam::row(set, key).get(),
                   stands == expected.end() ? nullptr : stands->second);
         if (random.below(3) != 0) {
-            Row const row = rowOf(key);
+            RowPtr const row = rowOf(key);
             TypeParam::is(set, row);
             expected[key] = row.get();
         } else {

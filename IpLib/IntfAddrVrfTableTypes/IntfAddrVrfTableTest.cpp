@@ -21,7 +21,7 @@ using ::testing::UnorderedElementsAre;
 using Content = IntfAddrEntryContent;
 using Key = IntfAddrEntryKey;
 using Nimb::AddressFamily;
-using Row = IntfAddrVrfTable::RowPtr;
+using RowPtr = IntfAddrVrfTable::RowPtr;
 using Set = IntfAddrVrfTable::SetPtr;
 
 Content ipContent(char const* addrWithMask, char const* intfId) {
@@ -132,7 +132,7 @@ TEST_F(IntfAddrVrfTableTest, RemovingARowReturnsItAndLeavesTheIndexesAlone) {
 }
 
 TEST_F(IntfAddrVrfTableTest, ARowStandsInTheAddressIndexUnderItsOwnKey) {
-    Row const row = intfAddrEntryFactory(first);
+    RowPtr const row = intfAddrEntryFactory(first);
 
     table_->intfAddrEntryFromAddrIs(row);
 
@@ -144,8 +144,8 @@ TEST_F(IntfAddrVrfTableTest, ARowStandsInTheAddressIndexUnderItsOwnKey) {
 }
 
 TEST_F(IntfAddrVrfTableTest, ASecondRowOfTheSameKeyReplacesTheFirstInTheAddressIndex) {
-    Row const former = intfAddrEntryFactory(first);
-    Row const row = intfAddrEntryFactory({first.key, "Ethernet2", first.subnet});
+    RowPtr const former = intfAddrEntryFactory(first);
+    RowPtr const row = intfAddrEntryFactory({first.key, "Ethernet2", first.subnet});
     table_->intfAddrEntryFromAddrIs(former);
     events_.clear();
 
@@ -158,7 +158,7 @@ TEST_F(IntfAddrVrfTableTest, ASecondRowOfTheSameKeyReplacesTheFirstInTheAddressI
 }
 
 TEST_F(IntfAddrVrfTableTest, RemovingFromTheAddressIndexNeedsTheVeryKey) {
-    Row const row = intfAddrEntryFactory(first);
+    RowPtr const row = intfAddrEntryFactory(first);
     table_->intfAddrEntryFromAddrIs(row);
     events_.clear();
 
@@ -203,8 +203,8 @@ TEST_F(IntfAddrVrfTableTest, RemovingASetReturnsItWithItsRows) {
 }
 
 TEST_F(IntfAddrVrfTableTest, AnInterfaceHasOneLinkLocalRowTheLatestOne) {
-    Row const former = intfAddrEntryFactory(llContent("fe80::1/64", "Ethernet1"));
-    Row const row = intfAddrEntryFactory(llContent("fe80::2/64", "Ethernet1"));
+    RowPtr const former = intfAddrEntryFactory(llContent("fe80::1/64", "Ethernet1"));
+    RowPtr const row = intfAddrEntryFactory(llContent("fe80::2/64", "Ethernet1"));
     table_->llIntfAddrEntryFromIntfIdIs(former);
     table_->llIntfAddrEntryFromIntfIdIs(row);
 
@@ -288,7 +288,7 @@ TEST_F(IntfAddrVrfTableTest, RemovingAllOfOneCollectionLeavesTheOthersAlone) {
 
 TEST_F(IntfAddrVrfTableTest, RemovingAllEmptiesAnUnobservedTable) {
     fill(*table_);
-    Row const row = table_->intfAddrEntry(first);
+    RowPtr const row = table_->intfAddrEntry(first);
     recorder_.notifierIs(nullptr);
 
     delAll(*table_);
@@ -304,7 +304,7 @@ TEST_F(IntfAddrVrfTableTest, RemovingAllEmptiesAnUnobservedTable) {
 
 TEST_F(IntfAddrVrfTableTest, ARowOutlivesTheTableForThoseWhoHoldIt) {
     fill(*table_);
-    Row const row = table_->intfAddrEntry(first);
+    RowPtr const row = table_->intfAddrEntry(first);
     recorder_.notifierIs(nullptr);
 
     table_ = nullptr;
@@ -330,12 +330,12 @@ protected:
     void addrIs(char const* addrWithMask, bool deprecated = false) {
         status_->addrIs(Nimb::Ip6AddrWithMask(std::string_view(addrWithMask)), {deprecated});
     }
-    Row admit(char const* addrWithMask) {
-        Row const row = table_->intfAddrEntryIs(ipContent(addrWithMask, "Ethernet1"));
+    RowPtr admit(char const* addrWithMask) {
+        RowPtr const row = table_->intfAddrEntryIs(ipContent(addrWithMask, "Ethernet1"));
         table_->intfAddrEntryFromAddrIs(row);
         return row;
     }
-    Row lowest(char const* intfId = "Ethernet1") const {
+    RowPtr lowest(char const* intfId = "Ethernet1") const {
         return table_->lowestV6IntfAddrEntry(intfId);
     }
     void bind() {
@@ -390,11 +390,11 @@ TEST_F(LowestV6IntfAddrEntry, IsTheNumericallyLowestOneWhateverItsLengthAndState
         admit(addr);
     }
     addrIs("2001:db8::9/64");
-    Row const lower = admit("2001:db8::9/64");
+    RowPtr const lower = admit("2001:db8::9/64");
     EXPECT_EQ(lowest(), lower);
 
     addrIs("2001:db8::8/128", true);
-    Row const lowestOfAll = admit("2001:db8::8/128");
+    RowPtr const lowestOfAll = admit("2001:db8::8/128");
     EXPECT_EQ(lowest(), lowestOfAll);
 
     status_->addrDel(Nimb::Ip6AddrWithMask("2001:db8::8/128"));
@@ -438,7 +438,7 @@ TEST_F(LowestV6IntfAddrEntry, IsWhatSortingTheGlobalAddressesPutsFirst) {
             }
         }
         std::ranges::sort(global);
-        Row const row = lowest();
+        RowPtr const row = lowest();
         ASSERT_EQ(row == nullptr, global.empty());
         if (row) {
             ASSERT_EQ(row->key(), Key::makeIpKey(global.front()));

@@ -16,7 +16,7 @@ using ::testing::UnorderedElementsAreArray;
 
 using Key = IntfAddrEntryKey;
 using Nimb::AddressFamily;
-using Row = IntfAddrVrfTable::RowPtr;
+using RowPtr = IntfAddrVrfTable::RowPtr;
 
 // Checks the views by interface against a walk of the whole collections, after every change and,
 // through the notifications, at the moment at which it is told.
@@ -102,7 +102,7 @@ TEST(IntfAddrVrfTableViews, ByInterfaceEqualAWalkOfTheWholeTableAfterEveryChange
                             intfAddrEntrySetFactory(intfId, subnet));
                         break;
                     default: {
-                        Row const former = table->intfAddrEntryFromAddr(key);
+                        RowPtr const former = table->intfAddrEntryFromAddr(key);
                         replaced += former && former->intfId() != intfId;
                         table->intfAddrEntryFromAddrIs(intfAddrEntryFactory({key, intfId, subnet}));
                     }

@@ -1,15 +1,21 @@
 #include "feeds/netlink/Namespaces.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
+#include <future>
 #include <string>
 #include <system_error>
 #include <vector>
+
+#include "feeds/netlink/TestDescriptors.h"
 
 namespace Netlink {
 namespace {
@@ -60,12 +66,42 @@ TEST_F(NamespacesTest, NoDirectoryMeansNoNamespaces) {
 
 TEST_F(NamespacesTest, AFileThatIsNoNamespaceCannotBeEntered) {
     name("ns-red");
+    auto const before = openDescriptors();
 
     EXPECT_THROW(takeSnapshotIn(dir / "ns-red"), std::system_error);
     EXPECT_THROW(takeSnapshotIn(dir / "ns-absent"), std::system_error);
 
     ASSERT_EQ(::mkfifo((dir / "ns-fifo").c_str(), 0600), 0);
     EXPECT_THROW(takeSnapshotIn(dir / "ns-fifo"), std::system_error);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+// A network namespace of the test's own, below 0 where the machine does not let us make one.
+int openNewNamespace() {
+    return std::async(std::launch::async,
+                      [] {
+                          return ::unshare(CLONE_NEWNET) == 0
+                                     ? ::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC)
+                                     : -1;
+                      })
+        .get();
+}
+
+TEST_F(NamespacesTest, ASnapshotLeavesNothingOpenAlsoWhereItFails) {
+    int const opened = openNewNamespace();
+    if (opened < 0) {
+        GTEST_SKIP() << "this machine does not let us make network namespaces";
+    }
+    auto const file = std::filesystem::path("/proc/self/fd") / std::to_string(opened);
+    auto const before = openDescriptors();
+
+    EXPECT_FALSE(takeSnapshotIn(file).links.empty());
+    for (int const call : {SYS_setns, SYS_socket, SYS_sendto, SYS_recvfrom}) {
+        whereRefused(call, [&] { EXPECT_THROW(takeSnapshotIn(file), std::system_error); });
+    }
+
+    EXPECT_EQ(openDescriptors(), before);
+    ::close(opened);
 }
 
 }  // namespace

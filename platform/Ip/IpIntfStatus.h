@@ -8,8 +8,6 @@
 // Owned by the VRF's VrfIpIntfStatus. Setting what is set already tells nobody.
 #pragma once
 
-#include <variant>
-
 #include "Nimb/IntfId.h"
 #include "Nimb/IpAddrWithMask.h"
 #include "Zin/Collection.h"
@@ -35,16 +33,17 @@ public:
     Nimb::IntfId const& unnumberedIntfId() const { return unnumberedIntfId_(); }
     void unnumberedIntfIdIs(Nimb::IntfId const& source) { unnumberedIntfId_.is(source); }
 
-    // The members' keys are the addresses.
+    // Each address under itself.
     auto const& secondaryActiveAddrWithMask() const { return secondaryActiveAddrWithMask_.map(); }
     bool secondaryActiveAddrWithMaskHas(Nimb::IpAddrWithMask const& addr) const {
         return secondaryActiveAddrWithMask_.has(addr);
     }
     void secondaryActiveAddrWithMaskIs(Nimb::IpAddrWithMask const& addr) {
-        secondaryActiveAddrWithMask_.set(addr, std::monostate());
+        secondaryActiveAddrWithMask_.set(addr, addr);
     }
-    void secondaryActiveAddrWithMaskDel(Nimb::IpAddrWithMask const& addr) {
-        secondaryActiveAddrWithMask_.del(addr);
+    // Returns the address that was removed; 0.0.0.0/0 if there was none.
+    Nimb::IpAddrWithMask secondaryActiveAddrWithMaskDel(Nimb::IpAddrWithMask const& addr) {
+        return secondaryActiveAddrWithMask_.del(addr);
     }
     void secondaryActiveAddrWithMaskDelAll() { secondaryActiveAddrWithMask_.delAll(); }
 
@@ -57,7 +56,7 @@ private:
         *this};
     Zin::Attribute<&Notifiee::handleUnnumberedIntfId, Nimb::IntfId> unnumberedIntfId_{*this};
     Zin::OrderedCollection<&Notifiee::handleSecondaryActiveAddrWithMask, Nimb::IpAddrWithMask,
-                           std::monostate>
+                           Nimb::IpAddrWithMask>
         secondaryActiveAddrWithMask_{*this};
 };
 

@@ -75,9 +75,12 @@ TEST(IpIntfStatus, TellsTheSecondaryThatComesOrGoesOnce) {
     fixture.status->secondaryActiveAddrWithMaskIs(addr("10.0.1.1/24"));
     EXPECT_TRUE(fixture.status->secondaryActiveAddrWithMaskHas(addr("10.0.1.1/24")));
     EXPECT_FALSE(fixture.status->secondaryActiveAddrWithMaskHas(addr("10.0.1.1/25")));
-    fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/25"));
-    fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24"));
-    fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24"));
+    EXPECT_EQ(fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/25")),
+              addr("0.0.0.0/0"));
+    EXPECT_EQ(fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24")),
+              addr("10.0.1.1/24"));
+    EXPECT_EQ(fixture.status->secondaryActiveAddrWithMaskDel(addr("10.0.1.1/24")),
+              addr("0.0.0.0/0"));
     EXPECT_FALSE(fixture.status->secondaryActiveAddrWithMaskHas(addr("10.0.1.1/24")));
     EXPECT_THAT(fixture.events, ElementsAre("secondaryActiveAddrWithMask 10.0.1.1/24 present",
                                             "secondaryActiveAddrWithMask 10.0.1.1/24 absent"));

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <type_traits>
 #include <unordered_set>
 
 #include "Zin/TestHashFamilies.h"
@@ -52,16 +51,6 @@ TEST(VrfName, PrintsAsItsName) {
     EXPECT_EQ(fmt::format("vrf {}", VrfName("red")), "vrf red");
     EXPECT_EQ(valueToStrep(VrfName("it's")), R"('it\'s')");
     EXPECT_EQ(Zin::strepToValue<VrfName>("red"), VrfName("red"));
-}
-
-TEST(VrfName, TheRawCopyOfALongNameIsCutAndMarked) {
-    static_assert(std::is_trivially_copyable_v<VrfName::Raw>);
-    static_assert(sizeof(VrfName::Raw) <= 32);
-    std::string const longest(31, 'v');
-    EXPECT_EQ(fmt::format("{}", VrfName("red").raw()), "red");
-    EXPECT_EQ(VrfName().raw().text(), "");
-    EXPECT_EQ(VrfName(longest).raw().text(), longest);
-    EXPECT_EQ(VrfName(longest + "w").raw().text(), fmt::format("{:v>30}~", ""));
 }
 
 TEST(VrfName, HasNoCostlyFamilyOfNames) {

@@ -33,15 +33,24 @@ TEST(HashFamilies, OfNamespaceNamesAreNotCostly) {
 }
 
 TEST(HashFamilies, OfIpv4ValuesHaveHashesOfTheirOwn) {
-    std::unordered_set<std::uint32_t> hashes;
-    std::unordered_set<std::uint32_t> withMask;
-    for (std::uint32_t i = 0; i < 32 * 1024; ++i) {
-        hashes.insert(Ip4Addr(0x0a000000 + i).hash());
-        withMask.insert(
-            IpAddrWithMask(Ip4Addr(i % 1024), static_cast<std::uint8_t>(i / 1024)).hash());
-    }
-    EXPECT_GE(hashes.size(), 32 * 1024U - 5);
-    EXPECT_GE(withMask.size(), 32 * 1024U - 5);
+    auto const expectTheirOwn = [](auto const& valueAt) {
+        std::unordered_set<std::uint32_t> hashes;
+        std::uint32_t const count = 22 * 1024;
+        for (std::uint32_t i = 0; i < count; ++i) {
+            hashes.insert(valueAt(i, static_cast<std::uint8_t>(i / 1024)).hash());
+        }
+        EXPECT_GE(hashes.size(), count - 5);
+    };
+    expectTheirOwn([](std::uint32_t i, std::uint8_t) { return Ip4Addr(0x0a000000 + i); });
+    expectTheirOwn([](std::uint32_t i, std::uint8_t length) {
+        return IpAddrWithMask(Ip4Addr(i % 1024), length);
+    });
+    expectTheirOwn([](std::uint32_t i, std::uint8_t length) {
+        return IpGenAddrWithMask(Ip4Addr(i % 1024), length);
+    });
+    expectTheirOwn([](std::uint32_t i, std::uint8_t length) {
+        return IpGenPrefix(Ip4Addr(i % 1024 << 22), static_cast<std::uint8_t>(10 + length));
+    });
 }
 
 TEST(HashFamilies, OfIpv6AddressesAreNotCostly) {

@@ -11,6 +11,8 @@ TEST(Ip6Addr, IsTheSameInAnyOfItsTexts) {
     EXPECT_EQ(Ip6Addr("2001:DB8:0::1"), Ip6Addr("2001:db8::1"));
     EXPECT_EQ(Ip6Addr("2001:db8:0:0::1").hash(), Ip6Addr("2001:db8::1").hash());
     EXPECT_EQ(Ip6Addr("2001:DB8::1").toStrep(), "2001:db8::1");
+    Zin::TextReader reflective("'2001:DB8:0:0::1'");
+    EXPECT_EQ(valueToStrep(reflective.read<Ip6Addr>("addr")), "'2001:db8::1'");
 }
 
 TEST(Ip6Addr, LinkLocalIsAllOfItsTenBitPrefix) {

@@ -1,6 +1,10 @@
 // The hash of an address with its prefix length that the rows and keys of address tables mix into
 // theirs: one integer mix over the address (an IPv6 address by its own hash) and the length; 0
 // where there is no address.
+//
+// Under every hash key IPv4 addresses that make up for their lengths hash alike (10.0.0.0/8 and
+// 10.0.0.1/9). So whoever mixes this in mixes in what tells them apart as well: the length or the
+// address.
 #pragma once
 
 #include <cstdint>

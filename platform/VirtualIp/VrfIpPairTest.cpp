@@ -6,10 +6,16 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "VirtualIp/VrfIpWithMaskPair.h"
+#include "Zin/TestHashFamilies.h"
 
 namespace VirtualIp {
 namespace {
@@ -24,6 +30,12 @@ struct OfIp {
     static constexpr char const* addr = "10.0.0.1/24";
     static constexpr char const* next = "10.0.0.2/24";
     static Addr addrOf(Pair const& pair) { return pair.addrWithMask(); }
+    static Pair pairOf(Zin::HashInput<2> const& input) {
+        return {Zin::textOf(Zin::HashInput<2>{input[0], input[1] >> 37}),
+                Addr(Nimb::Ip4Addr(static_cast<std::uint32_t>(input[1])),
+                     static_cast<std::uint8_t>(input[1] >> 32 & 31))};
+    }
+    static constexpr std::size_t pairWords = 2;
 };
 
 struct OfIp6 {
@@ -35,6 +47,11 @@ struct OfIp6 {
     static constexpr char const* addr = "2001:db8::1";
     static constexpr char const* next = "2001:db8::2";
     static Addr addrOf(Pair const& pair) { return pair.addr(); }
+    static Pair pairOf(Zin::HashInput<3> const& input) {
+        return {Zin::textOf(Zin::HashInput<1>{input[0]}),
+                Addr(std::bit_cast<Nimb::Ip6Bytes>(std::array{input[1], input[2]}))};
+    }
+    static constexpr std::size_t pairWords = 3;
 };
 
 template <class Family>
@@ -67,6 +84,17 @@ TYPED_TEST(VirtualPair, EveryFieldAndTheSeedMoveTheHash) {
     EXPECT_NE(key.hash(1), key.hash(2));
     EXPECT_NE(key.hash(1), this->pair("blue", TypeParam::addr).hash(1));
     EXPECT_NE(key.hash(1), this->pair("red", TypeParam::next).hash(1));
+}
+
+TYPED_TEST(VirtualPair, HasNoCostlyFamily) {
+    Zin::expectNoCostlyFamily<TypeParam::pairWords>(TypeParam::pairOf);
+}
+
+TYPED_TEST(VirtualPair, StandsInContainersOfTheStandardLibrary) {
+    auto const key = this->pair("red", TypeParam::addr);
+    std::unordered_set<typename TypeParam::Pair> const keys{
+        key, this->pair("blue", TypeParam::addr), key};
+    EXPECT_EQ(keys.size(), 2U);
 }
 
 TYPED_TEST(VirtualPair, PrintsItsFields) {

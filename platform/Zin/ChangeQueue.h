@@ -16,6 +16,9 @@
 // `owner` is whoever carries the change out: it stays in memory until that is done. What a change
 // throws keeps no other from being carried out; it is thrown at the end of the turn.
 //
+// A change that has to wait takes memory. Where that lacks, submit() and waitForOlder() throw: that
+// change, or what is left of it, is never carried out; the others are.
+//
 // Changes that are carried out within one another take stack as their makers do. Making one costs a
 // look at each that is being carried out or waits: nothing where none is. So n changes that have
 // nothing to do with n others, which wait, cost n * n looks: about 2 s for 16,000 of each.

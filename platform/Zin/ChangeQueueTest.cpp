@@ -2,10 +2,14 @@
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
+#include <new>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "TestMemory/TestMemory.h"
 
 namespace Zin {
 namespace {
@@ -211,6 +215,25 @@ TEST_F(ChangeQueueTest, GoesOnAfterAChangeThatFails) {
     log.clear();
     submit("a", [&] { submit("b"); });
     EXPECT_THAT(log, ElementsAre("a{", "b{", "}b", "}a"));
+}
+
+TEST_F(ChangeQueueTest, GoesOnWithoutTheChangesThatThereIsNoMemoryToKeep) {
+    std::string const longText(100, 't');
+    std::size_t notMade = 0;
+    submit("a", [&] {
+        for (bool lacking = true; lacking;) {
+            TestMemory::OneFailure const failure(notMade);
+            try {
+                queue.submit(*owner, "a", [this, longText] { log.push_back(longText); });
+            } catch (std::bad_alloc const&) {
+                ++notMade;
+            }
+            lacking = failure.happened();
+        }
+        submit("a");
+    });
+    EXPECT_GT(notMade, 1U);
+    EXPECT_THAT(log, ElementsAre("a{", "}a", longText, "a{", "}a"));
 }
 
 TEST_F(ChangeQueueTest, KeepsTheOwnerOfWhatWaitsInMemory) {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
-#include "Zin/HashSeed.h"
 #include "Zin/Ptr.h"
 
 namespace Zin {

@@ -18,8 +18,8 @@
 
 #include "Zin/Attribute.h"
 #include "Zin/Errors.h"
+#include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
-#include "Zin/HashSeed.h"
 #include "Zin/RbTreeMap.h"
 
 namespace Zin {

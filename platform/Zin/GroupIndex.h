@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
-#include "Zin/HashSeed.h"
 
 namespace Zin {
 

@@ -5,12 +5,13 @@
 // results may be used as they are or be fields of a Hash in turn.
 //
 // Names and addresses come from strangers, who must not be able to choose many that hash alike. So
-// every hash is a sum that is keyed with words of the process (see Zin/HashSeed.h): of fields times
-// words, or of products of two fields that words were added to (MULTILINEAR and MULTILINEAR-HM, of
-// D. Lemire and O. Kaser, "Strongly universal string hashing is fast", 2014). No input brings such
-// a sum to a value of its choice: under random words the upper halves of the sums of two different
-// values are equal once in 2^32, whatever the values are. A text is summed up sixteen bytes at a
-// time, each time with the sum so far.
+// each of these is a sum that is keyed with words of the process (see Zin/HashKey.h): of fields
+// times words, or of products of two fields that words were added to (MULTILINEAR and
+// MULTILINEAR-HM, of D. Lemire and O. Kaser, "Strongly universal string hashing is fast", 2014). No
+// input brings such a sum to a value of its choice: under random words the upper halves of the sums
+// of two different inputs are equal once in 2^32, whatever the inputs are. A text is summed up
+// sixteen bytes at a time, each time with the sum so far. A type whose hash is to have that from
+// these feeds them inputs that differ where its values do.
 //
 // Sums are linear: values in steps have sums in steps. So the two halves are mixed in the end.
 #pragma once
@@ -24,7 +25,7 @@
 #include <utility>
 
 #include "Zin/Fail.h"
-#include "Zin/HashSeed.h"
+#include "Zin/HashKey.h"
 
 namespace Zin {
 

@@ -21,6 +21,10 @@ struct AttributeRecord {
     // For an attribute that a machine reacts to: handles every element of it anew, as after a
     // start. Empty for the others. The entity must be of the type that the record belongs to.
     void (*handleAgain)(Entity& owner) = nullptr;
+    // For an attribute that may not have every value of its type: throws RangeError if it has
+    // another in `*owner`, which must be of the type that the record belongs to. Empty for the
+    // others.
+    void (*check)(void const* owner) = nullptr;
 };
 
 struct TypeRecord {

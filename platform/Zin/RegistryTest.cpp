@@ -5,6 +5,7 @@
 
 #include <memory>
 
+#include "Zin/Errors.h"
 #include "Zin/Module.h"
 #include "Zin/Ptr.h"
 #include "Zin/TestProbe.h"
@@ -52,6 +53,7 @@ TEST(Registry, FindsATypeAndItsAttributesByName) {
     ASSERT_NE(type->attribute("age"), nullptr);
     EXPECT_EQ(type->attribute("age")->type, "U32");
     EXPECT_EQ(type->attribute("age")->handleAgain, nullptr);
+    EXPECT_EQ(type->attribute("age")->check, nullptr);
     EXPECT_EQ(type->attribute("colour"), nullptr);
     EXPECT_EQ(registeredType("Heron"), nullptr);
 }
@@ -67,6 +69,22 @@ TEST(Registry, LetsAnAttributeBeHandledAnewByItsName) {
     registeredType("Zin::TestProbe")->attribute("self")->handleAgain(*probe);
 
     EXPECT_EQ(life.tornDown, 1);
+}
+
+TEST(Registry, LetsAnAttributeBeCheckedByItsName) {
+    ModuleRegistration const numbers(
+        {.name = "Numbers",
+         .types = {{"Even", {{.name = "value", .type = "int", .check = [](void const* owner) {
+                                  if (*static_cast<int const*>(owner) % 2) {
+                                      throw RangeError("odd");
+                                  }
+                              }}}}}});
+    auto const* const attribute = registeredType("Even")->attribute("value");
+    int const even = 2;
+    int const odd = 3;
+
+    EXPECT_NO_THROW(attribute->check(&even));
+    EXPECT_THROW(attribute->check(&odd), RangeError);
 }
 
 TEST(Registry, ListsModulesByNameWithWhatTheyBuildOn) {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "Zin/HashBucket.h"
-#include "Zin/HashSeed.h"
+#include "Zin/HashKey.h"
 
 namespace Zin {
 

@@ -6,7 +6,8 @@
 //                Value('IpLib::IntfAddrWithMaskKey', ** {'intfId': 'Ethernet1', ...})
 //
 // Both are exact: no blanks, no locale, nothing behind the value, numbers and escapes as they are
-// printed. A text that is not the form asked for throws ParseError.
+// printed. Only IPv6 addresses are read in every form that RFC 4291 has, and printed in the one of
+// RFC 5952. A text that is not the form asked for throws ParseError.
 //
 // What a type brings with it, each found by argument-dependent look-up:
 //

@@ -1,4 +1,4 @@
-#include "Zin/HashSeed.h"
+#include "Zin/HashKey.h"
 
 #include <unistd.h>
 

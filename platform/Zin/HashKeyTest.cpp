@@ -1,11 +1,11 @@
-#include "Zin/HashSeed.h"
+#include "Zin/HashKey.h"
 
 #include <gmock/gmock.h>
 
 namespace Zin {
 namespace {
 
-TEST(HashSeed, StaysWhatItIsUntilTheProgramChangesTheKey) {
+TEST(HashKey, ItsSeedStaysUntilTheProgramChangesTheKey) {
     HashKey const before = hashKey();
     std::uint32_t const seed = hashSeed();
     EXPECT_EQ(hashSeed(), seed);
