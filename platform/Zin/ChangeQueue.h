@@ -16,7 +16,7 @@
 // `owner` is whoever carries the change out: it stays in memory until that is done. What a change
 // throws keeps no other from being carried out; it is thrown at the end of the turn.
 //
-// A change that has to wait takes memory. Where that lacks, submit() and waitForOlder() throw: that
+// A change that has to wait takes memory. Where that lacks, submit() and inOrder() throw: that
 // change, or what is left of it, is never carried out; the others are.
 //
 // Changes that are carried out within one another take stack as their makers do. Making one costs a
