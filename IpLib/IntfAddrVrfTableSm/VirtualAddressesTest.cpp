@@ -206,6 +206,20 @@ TEST(VirtualAddresses, WithoutTheInputANotifiedAddressLosesItsRow) {
     EXPECT_THAT(fixture.rowsByAddr(), IsEmpty());
 }
 
+TEST(VirtualAddresses, OfOneFamilyNeedNoInputOfTheOther) {
+    for (bool const isIp6 : {false, true}) {
+        SmFixture fixture;
+        fixture.smDel();
+        auto const sm = intfAddrVrfTableSmFactory(
+            "blue", Nimb::NamespaceName("ns-blue"), fixture.config, fixture.time.scheduler(),
+            isIp6 ? nullptr : fixture.virtualIp, isIp6 ? fixture.virtualIp6 : nullptr,
+            fixture.kernel, fixture.table);
+        fixture.virtualIp->virtualIpIs(pair4("blue", "10.0.0.1/24"));
+        fixture.virtualIp6->virtualIp6Is(pair6("blue", "2001:db8::1"));
+        EXPECT_THAT(fixture.rows(), ElementsAre(isIp6 ? "2001:db8::1/0 " : "10.0.0.1/0 "));
+    }
+}
+
 TEST(VirtualAddresses, AMachineWithoutATableHasNowhereToPutThem) {
     SmFixture fixture;
     auto const sm = intfAddrVrfTableSmFactory(

@@ -244,6 +244,14 @@ TEST(Operations, RowsThatAreNotAsExpectedArePrintedAndEndTheRun) {
             R"("found":{"rows":{"red":["intfId=;addr=10.0.0.1;virtualIp=false;subnet=10.0.0.0/24"]}}}})"));
 }
 
+TEST(Operations, RowsAreExpectedAsAListOfTexts) {
+    for (auto const* const rows : {R"("row")", R"({"a":"row"})", "[1]", "null"}) {
+        auto const run =
+            replayed(prepared({fmt::format(R"({{"op":"expect","rows":{{"red":{}}}}})", rows)}));
+        EXPECT_THAT(run.error, HasSubstr("a list of texts for each VRF")) << rows;
+    }
+}
+
 TEST(Operations, EveryRowIsExpectedAsOftenAsItIsThere) {
     Lines const lines{R"({"op":"vip6.add","vrf":"red","addr":"1::1"})"};
     std::string const row = R"("intfId=;addr=1::1;virtualIp=true;subnet=")";
