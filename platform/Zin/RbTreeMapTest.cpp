@@ -192,6 +192,28 @@ TEST(RbTreeMap, IsLeftAsItWasByAnAllocationThatFails) {
     EXPECT_EQ(map.size(), 20u);
 }
 
+TEST(RbTreeMap, AWalkStaysOnAMemberThatIsNotErasedForLackOfMemory) {
+    RbTreeMap<std::string, int> map;
+    std::string const first(100, 'a');
+    std::string const second(100, 'b');
+    map.emplace(first, 1);
+    map.emplace(second, 2);
+    auto walk = map.begin();
+    std::size_t allowed = 0;
+    for (bool lacking = true; lacking; ++allowed) {
+        TestMemory::OneFailure const failure(allowed);
+        try {
+            map.erase(first);
+        } catch (std::bad_alloc const&) {
+            ASSERT_EQ(walk->key, first);
+        }
+        lacking = failure.happened();
+    }
+    EXPECT_GT(allowed, 2u);
+    ++walk;
+    EXPECT_EQ(walk->key, second);
+}
+
 TEST(RbTreeMap, BehavesAsAnOrderedMapDoesUnderChangesAndWalks) {
     struct LiveWalk {
         RbTreeMap<int, int>::Iterator walk;
