@@ -43,19 +43,19 @@ std::string messageOf(Descriptor const& descriptor, std::byte const* arguments) 
 std::vector<Entry> Ring::entries() const {
     // Copied first and formatted afterwards: a formatter may record, and takes its time.
     std::vector<Slot> copy(slotCount);
-    bool inRecord = false;  // in the middle of one of this thread's own
-    while (!inRecord && !take()) {
-        inRecord = holder_.load(std::memory_order_relaxed) == &thisThread_;
+    bool inUse = false;  // by this thread itself
+    while (!inUse && !take()) {
+        inUse = holder_.load(std::memory_order_relaxed) == &thisThread_;
         std::this_thread::yield();
     }
     std::uint64_t const first = cleared();
     std::uint64_t const end = written();
     std::copy(slots_.begin(), slots_.end(), copy.begin());
-    if (!inRecord) {
+    if (!inUse) {
         give();
     }
-    // The record under way takes the place of the oldest.
-    std::uint64_t const held = std::min<std::uint64_t>(end - first, slotCount - inRecord);
+    // A record under way takes the place of the oldest.
+    std::uint64_t const held = std::min<std::uint64_t>(end - first, slotCount - inUse);
     SecondsFromTicks const seconds;
     std::vector<Entry> result;
     for (std::uint64_t i = end - held; i != end; ++i) {
@@ -63,8 +63,8 @@ std::vector<Entry> Ring::entries() const {
         result.push_back(
             {i - first, seconds(slot.ticks), messageOf(*slot.descriptor, slot.arguments.data())});
     }
-    if (inRecord) {
-        result.push_back({end - first, seconds(ticks()), "<a record is being written>"});
+    if (inUse) {
+        result.push_back({end - first, seconds(ticks()), "<the ring is in use>"});
     }
     return result;
 }

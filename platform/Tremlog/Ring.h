@@ -10,9 +10,10 @@
 //
 // The ring is meant for one thread and safe for any: a record made while somebody else is busy with
 // the ring is not written but counted in lost(). Whoever reads waits for another thread's record;
-// one who reads in the middle of a record of its own thread, as a signal handler may, gets all but
-// that one, and in its place an entry that says so. clear() never waits, and may be called from a
-// signal handler: a record that it interrupts is the first of those that follow.
+// one who reads in the middle of a record of its own thread, as after a fault there, gets all but
+// that one, and in its place an entry that says that the ring is in use. Reading takes memory, so
+// it is not for handlers of signals that may come at any time. clear() is: it never waits, and a
+// record that it interrupts is the first of those that follow.
 //
 // Names and texts are held cut (Tremlog/Record.h): one that ends in "~" was longer, and two that
 // read alike up to there, such as interface names that differ after their 22nd byte, may be two.

@@ -49,7 +49,7 @@ std::uint32_t TaskScheduler::run() {
 
 bool TaskScheduler::runNext(Zin::Seconds time) {
     checkOutsideOfTurns();
-    if (armed_.empty() || nextExpiry() > time) {
+    if (nextExpiry() == never || nextExpiry() > time) {
         return false;
     }
     runFirst();

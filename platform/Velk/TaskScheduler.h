@@ -62,7 +62,8 @@ public:
     // Runs what is due now and was armed before this call. Returns how many runs that were.
     std::uint32_t run();
 
-    // Runs the first task if it is due at `time` or earlier. Returns whether it did.
+    // Runs the first task if it is due at `time` or earlier. Returns whether it did. A task that is
+    // armed for `never` is not due at any time.
     bool runNext(Zin::Seconds time);
 
     Zin::NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }

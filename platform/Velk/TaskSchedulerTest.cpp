@@ -40,6 +40,13 @@ TEST_F(TaskSchedulers, HaveNothingDueWhereNothingIsArmed) {
     EXPECT_FALSE(scheduler_->runNext(never));
 }
 
+TEST_F(TaskSchedulers, NeverRunATaskThatIsArmedForNever) {
+    add("a")->scheduleTaskDelay(never);
+    EXPECT_EQ(scheduler_->nextExpiry(), never);
+    EXPECT_FALSE(scheduler_->runNext(never));
+    EXPECT_TRUE(task("a").taskScheduled());
+}
+
 TEST_F(TaskSchedulers, TellForHowLongPollMaySleep) {
     EXPECT_EQ(scheduler_->pollTimeout(), -1);
 

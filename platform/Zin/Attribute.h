@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Zin/Notifiee.h"
+#include "Zin/Turn.h"
 
 namespace Zin {
 
@@ -28,12 +29,13 @@ public:
 
     T const& operator()() const noexcept { return value_; }
 
-    // Tells the observers if the value is another one. The old value goes last of all.
+    // Tells the observers if the value is another one. A turn; the old value goes last of all.
     void is(T value) {
         if (value_ == value) {
             return;
         }
-        std::swap(value_, value);
+        Turn const turn;
+        [[maybe_unused]] T const former = std::exchange(value_, std::move(value));
         owner_.notifieeList().notify(owner_, Handler);
     }
 

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <stdexcept>
+#include <utility>
+
 #include "Zin/TestLamp.h"
 
 namespace Zin {
@@ -70,6 +74,18 @@ TEST(Attribute, LetsGoOfAnOldPointerAfterItsChangeWasTold) {
     socket->lampIs(nullptr);
 
     EXPECT_EQ(destroyedWhenTold, 0);
+    EXPECT_EQ(life.destroyed, 1);
+    EXPECT_TRUE(socket->lamp() == nullptr);
+}
+
+TEST(Attribute, LetsGoOfAnOldPointerWithinTheTurnOfItsChange) {
+    TestLife life;
+    life.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+    Ptr<Socket> const socket = make<Socket>();
+    socket->lampIs(make<TestLamp>(life));
+
+    EXPECT_THROW(socket->lampIs(nullptr), std::runtime_error);
+
     EXPECT_EQ(life.destroyed, 1);
     EXPECT_TRUE(socket->lamp() == nullptr);
 }

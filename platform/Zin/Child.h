@@ -32,9 +32,10 @@ public:
     template <class... Inputs>
     Ptr<T> const& is(Inputs const&... inputs) {
         if (!child_ || !child_->builtFrom(inputs...)) {
-            Ptr<T> const child = Ptr<T>::adopt(new T(inputs...));
-            Ptr<T> const old = std::exchange(child_, child);
+            Ptr<T> made = Ptr<T>::adopt(new T(inputs...));
             Turn turn;
+            Ptr<T> const child = std::move(made);
+            Ptr<T> const old = std::exchange(child_, child);
             turn.run([&] { child->initialize(); });
             if (old) {
                 old->retire();

@@ -160,6 +160,25 @@ TEST_F(OwnedChild, ThatFailsInItsTeardownIsReplacedAllTheSame) {
     EXPECT_EQ(life_.destroyed, 2);
 }
 
+TEST_F(OwnedChild, GoesWithinTheTurnThatReplacesItOrInWhichItRemovesItself) {
+    TestLife pieceLife;
+    pieceLife.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+    Ptr<TestProbe> piece = make<TestProbe>(pieceLife);
+    life_.onDestructor = [&](Entity&) { piece = nullptr; };
+    boss_->workerIs("a");
+
+    EXPECT_THROW(boss_->workerIs("b"), std::runtime_error);
+    EXPECT_EQ(boss_->worker()->name(), "b");
+    EXPECT_EQ(pieceLife.destroyed, 1);
+
+    boss_->workerDel();
+    piece = make<TestProbe>(pieceLife);
+    life_.onInitialized = [&](Entity&) { boss_->workerDel(); };
+    EXPECT_THROW(boss_->workerIs("c"), std::runtime_error);
+    EXPECT_TRUE(boss_->worker() == nullptr);
+    EXPECT_EQ(pieceLife.destroyed, 2);
+}
+
 TEST_F(OwnedChild, ThatFailsInItsTeardownTellsWhoseTurnDroppedItsOwner) {
     boss_->workerIs("a");
     life_.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };

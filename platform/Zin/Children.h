@@ -9,6 +9,7 @@
 #include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
 #include "Zin/Ptr.h"
+#include "Zin/Turn.h"
 
 namespace Zin {
 
@@ -31,14 +32,15 @@ public:
 
     // The same child changes nothing; another one takes its place; null removes it.
     void is(Key const& key, Ptr<T> child) {
+        Turn const turn;
         if (!child) {
             del(key);
             return;
         }
         auto const [present, inserted] = children_.emplace(key, child);
         if (!inserted && present != child) {
-            std::swap(present, child);
-            child->retire();
+            Ptr<T> const old = std::exchange(present, std::move(child));
+            old->retire();
         }
     }
 

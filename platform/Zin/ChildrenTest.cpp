@@ -77,6 +77,13 @@ TEST_F(OwnedChildren, AreReturnedRetiredWhenTheyAreRemoved) {
     EXPECT_TRUE(workers_->del("a") == nullptr);
 }
 
+TEST_F(OwnedChildren, AreRemovedUnderAKeyThatIsTheMembersOwn) {
+    std::string const longKey(100, 'k');
+    Ptr<TestProbe> const worker = add(longKey.c_str());
+    EXPECT_TRUE(workers_->del(workers_->map().begin()->key) == worker);
+    EXPECT_TRUE(workers_->map().empty());
+}
+
 TEST_F(OwnedChildren, AreRemovedByNull) {
     Ptr<TestProbe> const worker = add("a");
     workers_->is("a", nullptr);
@@ -139,6 +146,20 @@ TEST_F(OwnedChildren, AreAllRemovedAlthoughATeardownFails) {
 
     EXPECT_TRUE(workers_->map().empty());
     EXPECT_EQ(life_.destroyed, 3);
+}
+
+TEST_F(OwnedChildren, GoWithinTheTurnThatReplacesOrRemovesThem) {
+    TestLife pieceLife;
+    pieceLife.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+    Ptr<TestProbe> piece = make<TestProbe>(pieceLife);
+    life_.onDestructor = [&](Entity&) { piece = nullptr; };
+    add("a");
+    EXPECT_THROW(add("a"), std::runtime_error);
+    EXPECT_EQ(pieceLife.destroyed, 1);
+
+    piece = make<TestProbe>(pieceLife);
+    EXPECT_THROW(workers_->is("a", nullptr), std::runtime_error);
+    EXPECT_EQ(pieceLife.destroyed, 2);
 }
 
 TEST_F(OwnedChildren, WhoseTeardownFailsWhereNobodyCanBeToldEndTheProcess) {

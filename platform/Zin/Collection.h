@@ -6,8 +6,11 @@
 //                         Zin::Ptr<IntfAddrEntry>> intfAddrEntry_{*this, salt};
 //
 // A change is made first, in whole, and then told with the key of the member; it is told before the
-// mutator returns. Where it cannot be made (memory, copying a key), neither map nor index changes.
-// A value that leaves the collection goes after its leaving has been told.
+// mutator returns. Where it cannot be made (memory, copying a key), neither map nor index changes,
+// and nobody is told. A value that leaves the collection goes after its leaving has been told: in
+// the mutator's turn, unless that returns it (see Zin/Turn.h).
+//
+// Mutators have a copy of the key: what the caller's belongs to may go while the change is told.
 #pragma once
 
 #include <cstddef>
@@ -21,6 +24,7 @@
 #include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
 #include "Zin/RbTreeMap.h"
+#include "Zin/Turn.h"
 
 namespace Zin {
 
@@ -33,9 +37,8 @@ public:
     explicit Teller(Owner& owner) : owner_(owner) {}
     bool observed() const { return !owner_.notifieeList().empty(); }
     Ptr<Owner const> owner() const { return Ptr<Owner const>(&owner_); }
-    // By value: what the caller's key belongs to may go while this is told.
     template <class Key>
-    void tell(Key const key) const {
+    void tell(Key const& key) const {
         owner_.notifieeList().notify(owner_, Handler, key);
     }
 
@@ -83,39 +86,42 @@ public:
     // Entities built from a value: the member under the key, made by `makeValue()` if there is none
     // yet. What puts one there while another is being made is heeded: the one there stays.
     template <class MakeValue>
-    auto findOrMake(Key const& key, MakeValue&& makeValue) {
+    auto findOrMake(Key const key, MakeValue&& makeValue) {
         if (auto* const value = map_.find(key)) {
             return *value;
         }
-        auto made = makeValue();
-        if (auto* const value = map_.find(key)) {
-            return *value;
+        auto value = makeValue();
+        {
+            Turn const turn;
+            if (auto* const present = map_.find(key)) {
+                value = *present;
+            } else {
+                put(key, value);
+            }
         }
-        exchange(key, made);
-        tell_.tell(key);
-        return made;
+        return value;
     }
 
     // Pointers whose key is derived from the member: inserts or replaces, and tells in any case.
-    template <class Pointer>
-    void put(Key const& key, Pointer pointer) {
-        exchange(key, pointer);
+    template <class Value>
+    void put(Key const key, Value value) {
+        Turn const turn;
+        [[maybe_unused]] Value const former = exchange(key, std::move(value));
         tell_.tell(key);
     }
 
     // Values, and pointers under an explicit key: inserts or replaces what is another value.
     template <class Value>
     void set(Key const& key, Value value) {
-        if (auto const* const present = map_.find(key); present && *present == value) {
-            return;
+        if (auto const* const present = map_.find(key); !present || *present != value) {
+            put(key, std::move(value));
         }
-        exchange(key, value);
-        tell_.tell(key);
     }
 
     // Pointers under an explicit key, where null stands for none.
     template <class Pointer>
     void setOrRemove(Key const& key, Pointer pointer) {
+        Turn const turn;
         if (pointer) {
             set(key, std::move(pointer));
         } else {
@@ -124,7 +130,7 @@ public:
     }
 
     // Keys alone.
-    void insert(Key const& key) {
+    void insert(Key const key) {
         if (map_.insert(key)) {
             enter(key);
             tell_.tell(key);
@@ -133,27 +139,25 @@ public:
 
     // Returns what was removed, the key where there are keys alone; null, or the default value,
     // where there was nothing.
-    auto del(Key const& key) {
+    auto del(Key key) {
         if constexpr (requires { map_.take(key); }) {
             using Value = decltype(map_.take(key));
             auto const* const present = map_.find(key);
             if (!present) {
                 return Value();
             }
-            Key const removed = key;
-            index_.remove(removed, *present);
-            Value value = map_.take(removed);
-            tell_.tell(removed);
+            index_.remove(key, *present);
+            Value value = map_.take(key);
+            tell_.tell(key);
             return value;
         } else {
             if (!map_.contains(key)) {
                 return Key();
             }
-            Key removed = key;
-            index_.remove(removed);
-            map_.erase(removed);
-            tell_.tell(removed);
-            return removed;
+            index_.remove(key);
+            map_.erase(key);
+            tell_.tell(key);
+            return key;
         }
     }
 
@@ -163,7 +167,7 @@ public:
         Turn turn;
         if (!tell_.observed()) {
             index_.clear();
-            turn.run([this] { map_.clear(); });
+            map_.clear();
             return;
         }
         // The collection stays until the last member has gone, whatever its observers do.
@@ -173,22 +177,22 @@ public:
         for (auto const& member : map_) {
             keys.push_back(member.key);
         }
-        for (Key const& key : keys) {
-            turn.run([&] { del(key); });
+        for (Key& key : keys) {
+            turn.run([&] { del(std::move(key)); });
         }
     }
 
 private:
-    // Afterwards `value` is what stood under the key before, for the caller to drop.
+    // Returns what stood under the key before; the default value where nothing did.
     template <class Value>
-    void exchange(Key const& key, Value& value) {
+    Value exchange(Key const& key, Value value) {
         if (auto* const present = map_.find(key)) {
             index_.replace(key, *present, value);
-            std::swap(*present, value);
-        } else {
-            map_.emplace(key, value);
-            enter(key, value);
+            return std::exchange(*present, std::move(value));
         }
+        map_.emplace(key, value);
+        enter(key, value);
+        return Value();
     }
 
     // Puts a member that is new in the map into the index; failing that, takes it out of the map.

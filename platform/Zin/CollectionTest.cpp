@@ -268,6 +268,16 @@ TEST_F(ValueCollection, RemovesUnderAKeyThatIsTheMembersOwn) {
     EXPECT_THAT(told(), ElementsAre("number " + longName));
 }
 
+TEST_F(SortedCollection, RemovesUnderAKeyThatIsTheMembersOwn) {
+    std::string const longName(100, 'n');
+    depot_->sortedIs(longName, 1);
+    observe();
+
+    EXPECT_EQ(depot_->sortedDel(depot_->sorted().map().begin()->key), 1);
+
+    EXPECT_THAT(told(), ElementsAre("sorted " + longName));
+}
+
 TEST_F(KeyCollection, RemovesAllOneByOneWhereItIsObserved) {
     depot_->nameIs("b");
     depot_->nameIs("a");

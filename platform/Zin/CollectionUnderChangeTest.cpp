@@ -2,8 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Zin/TestDepot.h"
@@ -105,6 +107,42 @@ TEST_F(CollectionUnderChange, ReportsATeardownThatFailsWhileItIsEmptiedInOneStep
 
     EXPECT_TRUE(depot_->derived().map().empty());
     EXPECT_EQ(life_.destroyed, 2);
+}
+
+// Each in a turn of its own, which throws what fails.
+TEST_F(CollectionUnderChange, LetsGoOfAMemberWithinTheTurnThatReplacesOrRemovesIt) {
+    std::vector<std::function<void()>> const changes{
+        [&] { depot_->derivedIs(makeCrate("a")); },
+        [&] { depot_->keyedIs("a", makeCrate("b")); },
+        [&] { depot_->keyedIs("a", nullptr); },
+        [&] { depot_->derivedDelAll(); },
+    };
+    for (bool const observed : {false, true}) {
+        depot_->derivedIs(makeCrate("a"));
+        depot_->keyedIs("a", makeCrate("a"));
+        if (observed) {
+            observe();
+        }
+        for (auto const& change : changes) {
+            life_.destroyed = 0;
+            life_.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+            EXPECT_THROW(change(), std::runtime_error);
+            EXPECT_EQ(life_.destroyed, 1);
+        }
+    }
+}
+
+TEST_F(CollectionUnderChange, LetsGoOfAMemberThatNobodyNeedsWithinTheTurn) {
+    life_.onInitialized = [&, once = false](Entity&) mutable {
+        if (!std::exchange(once, true)) {
+            depot_->builtIs("a");
+        }
+    };
+    life_.onTeardown = [](Entity&) { throw std::runtime_error("teardown failed"); };
+
+    EXPECT_THROW(depot_->builtIs("a"), std::runtime_error);
+
+    EXPECT_EQ(life_.destroyed, 1);
 }
 
 TEST_F(CollectionUnderChange, TellsInTheOrderOfTheChangesThatHandlersMake) {

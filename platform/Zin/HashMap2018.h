@@ -6,7 +6,8 @@
 //   order depends on neither hashes nor seed.
 // - Walks (begin(), from()) live through every change, see Zin/Walk.h.
 // - A value is out of the map before it is destroyed, and the map is whole by then: the destruction
-//   may look into the map, change it or destroy it. Destroying values is a turn.
+//   may look into the map, change it or destroy it. It must not throw; a Zin::Ptr does not,
+//   whatever fails in the teardown that it sets off (see there).
 // - What throws (memory, copying a key, making a value) leaves the map as it was. Making a value
 //   must not change the map; hashing and comparing keys must not throw.
 // - A map without members since it was made, cleared or emptied of more than a few owns no memory.
@@ -32,10 +33,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "Zin/Drop.h"
 #include "Zin/HashBucket.h"
 #include "Zin/MapMember.h"
-#include "Zin/Turn.h"
 #include "Zin/Walk.h"
 
 namespace Zin {
@@ -66,8 +65,7 @@ public:
     explicit HashMap2018(std::uint32_t seed) : hash_{seed} {}
     HashMap2018(HashMap2018 const&) = delete;
     HashMap2018& operator=(HashMap2018 const&) = delete;
-    ~HashMap2018() noexcept(std::is_nothrow_destructible_v<Member>) {
-        Turn turn;
+    ~HashMap2018() {
         while (!empty()) {  // again if a dying value has inserted another
             clear();
         }
@@ -102,18 +100,6 @@ public:
         return true;
     }
 
-    // Whether the key was new; if not, its former value goes.
-    bool insertOrAssign(Key const& key, ValueOrNone value) requires hasValues {
-        Probe const probed = probe(key);
-        if (probed.member == nullptr) {
-            add(probed.hash, key, std::move(value));
-            return true;
-        }
-        std::swap(probed.member->value, value);
-        drop(std::move(value));
-        return false;
-    }
-
     // Whether there was a member under the key.
     bool erase(Key const& key) {
         Probe const probed = probe(key);
@@ -121,18 +107,13 @@ public:
             return false;
         }
         if constexpr (hasValues) {
-            Value last(std::move(probed.member->value));
+            [[maybe_unused]] Value const last(std::move(probed.member->value));
             remove(probed);
-            drop(std::move(last));
         } else {
             remove(probed);
         }
         return true;
     }
-
-    // Erases the member that the walk stands on; as every other walk that stands there it then is
-    // in the gap, and goes on to the member that followed.
-    void erase(Iterator const& walk) { erase(memberAt(walk.position()).key); }
 
     // Moves the value under the key out of the map; Value() if there is none.
     ValueOrNone take(Key const& key) requires hasValues {
@@ -149,10 +130,9 @@ public:
     void clear() {
         Store const gone = std::exchange(store_, Store{});
         walks_.handleAllGone([](Position) { return nowhere(); });
-        Turn turn;
         if constexpr (!std::is_trivially_destructible_v<Member>) {
             for (Slot slot = gone.first; slot != 0; slot = gone.links(slot).next) {
-                turn.run([&gone, slot] { std::destroy_at(&gone.member(slot)); });
+                std::destroy_at(&gone.member(slot));
             }
         }
         gone.release();

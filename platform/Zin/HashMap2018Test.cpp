@@ -1,17 +1,16 @@
 #include "Zin/HashMap2018.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "TestMemory/TestMemory.h"
 #include "Zin/Hash.h"
+#include "Zin/TestLast.h"
 #include "Zin/TestNumber.h"
 
 namespace Zin {
@@ -23,25 +22,6 @@ using testing::IsEmpty;
 using Map = HashMap2018<TestNumber, std::string>;
 using Set = HashSet2018<TestNumber>;
 
-// Calls back, and may throw, when it goes; as the last pointer to an entity does.
-class Last {
-public:
-    Last() = default;
-    explicit Last(std::function<void()> whenGone) : whenGone_(std::move(whenGone)) {}
-    Last(Last&& that) noexcept : whenGone_(std::exchange(that.whenGone_, nullptr)) {}
-    Last& operator=(Last&& that) noexcept {
-        std::swap(whenGone_, that.whenGone_);
-        return *this;
-    }
-    ~Last() noexcept(false) {
-        if (whenGone_) {
-            std::exchange(whenGone_, nullptr)();
-        }
-    }
-
-private:
-    std::function<void()> whenGone_;
-};
 using LastMap = HashMap2018<TestNumber, Last>;
 
 std::unique_ptr<Map> mapOf(std::initializer_list<int> numbers) {
@@ -71,14 +51,6 @@ TEST(HashMap2018, EmplacingUnderAnOldKeyFindsTheOldValue) {
     auto const [value, inserted] = map->emplace({1}, "other");
     EXPECT_FALSE(inserted);
     EXPECT_EQ(value, "1");
-}
-
-TEST(HashMap2018, AssigningReplacesTheValueAndKeepsThePlace) {
-    auto const map = mapOf({1, 2, 3});
-    EXPECT_FALSE(map->insertOrAssign({2}, "two"));
-    EXPECT_TRUE(map->insertOrAssign({4}, "four"));
-    EXPECT_EQ(*map->find({2}), "two");
-    EXPECT_THAT(keys(*map), ElementsAre(1, 2, 3, 4));
 }
 
 TEST(HashMap2018, WalksInTheOrderOfInsertionAndMovesWhatComesBackToTheEnd) {
@@ -159,16 +131,6 @@ TEST(HashMap2018, AWalkReachesWhatIsInsertedMeanwhileAlsoFromTheGapAtTheEnd) {
     EXPECT_TRUE(map->empty());
 }
 
-TEST(HashMap2018, ErasingThroughAWalkLeavesItInTheGap) {
-    auto const map = mapOf({1, 2, 3, 4});
-    for (auto walk = map->begin(); walk != map->end(); ++walk) {
-        if (walk->key.value % 2 == 1) {
-            map->erase(walk);
-        }
-    }
-    EXPECT_THAT(keys(*map), ElementsAre(2, 4));
-}
-
 TEST(HashMap2018, ClearingPutsWalksAtTheirEnd) {
     auto const map = mapOf({1, 2, 3});
     int walked = 0;
@@ -224,17 +186,16 @@ TEST(HashMap2018DeathTest, MisusingAWalkStopsTheProcess) {
     auto inGap = map->begin();
     map->erase({1});
     EXPECT_DEATH((void)*inGap, "stands on none");
-    EXPECT_DEATH(map->erase(inGap), "stands on none");
 }
 
 TEST(HashMap2018, AValueIsOutOfTheMapBeforeItGoes) {
     LastMap map(1);
     std::vector<int> seen;
-    map.emplace({1}, [&] {
-        seen = keys(map);
-        map.emplace({3});
-        map.erase({2});
-    });
+    map.emplace({1}, last([&] {
+                    seen = keys(map);
+                    map.emplace({3});
+                    map.erase({2});
+                }));
     map.emplace({2});
 
     map.erase({1});
@@ -243,22 +204,14 @@ TEST(HashMap2018, AValueIsOutOfTheMapBeforeItGoes) {
     EXPECT_THAT(keys(map), ElementsAre(3));
 }
 
-TEST(HashMap2018, AReplacedValueGoesWhenItsSuccessorIsInPlace) {
-    HashMap2018<TestNumber, std::pair<int, Last>> map(1);
-    int seen = 0;
-    map.emplace({1}, 10, Last([&] { seen = map.find({1})->first; }));
-    map.insertOrAssign({1}, {11, Last()});
-    EXPECT_EQ(seen, 11);
-}
-
 TEST(HashMap2018, IsEmptyBeforeTheFirstValueGoesAndKeepsWhatTheValuesInsert) {
     LastMap map(1);
     std::vector<std::size_t> sizes;
     for (int number = 0; number < 3; ++number) {
-        map.emplace({number}, [&, number] {
-            sizes.push_back(map.size());
-            map.emplace({number + 10});
-        });
+        map.emplace({number}, last([&, number] {
+                        sizes.push_back(map.size());
+                        map.emplace({number + 10});
+                    }));
     }
     map.clear();
     EXPECT_THAT(sizes, ElementsAre(0u, 1u, 2u));
@@ -268,42 +221,12 @@ TEST(HashMap2018, IsEmptyBeforeTheFirstValueGoesAndKeepsWhatTheValuesInsert) {
 TEST(HashMap2018, AValueThatGoesMayDestroyTheMap) {
     for (bool const byClearing : {false, true}) {
         auto map = std::make_unique<LastMap>(1);
-        map->emplace({1}, [&] { map.reset(); });
+        map->emplace({1}, last([&] { map.reset(); }));
         map->emplace({2});
         auto* const itself = map.get();
         byClearing ? itself->clear() : void(itself->erase({1}));
         EXPECT_EQ(map, nullptr);
     }
-}
-
-TEST(HashMap2018, DestroysAllValuesThoughSomeThrowAndThrowsTheFirstFailure) {
-    int gone = 0;
-    auto const failing = [&gone] { throw std::runtime_error(fmt::format("failure {}", ++gone)); };
-    auto map = std::make_unique<LastMap>(1);
-    for (int number = 0; number < 5; ++number) {
-        map->emplace({number}, failing);
-    }
-
-    EXPECT_THROW(map->erase({0}), std::runtime_error);
-    EXPECT_EQ(map->size(), 4u);
-    EXPECT_THROW(map->insertOrAssign({1}, Last()), std::runtime_error);
-    EXPECT_EQ(map->size(), 4u);
-    try {
-        map->clear();
-        FAIL() << "nothing thrown";
-    } catch (std::runtime_error const& failure) {
-        EXPECT_STREQ(failure.what(), "failure 3");
-    }
-    EXPECT_EQ(gone, 5);
-
-    EXPECT_THROW(
-        {
-            LastMap doomed(1);
-            doomed.emplace({1}, failing);
-            doomed.emplace({2}, failing);
-        },
-        std::runtime_error);
-    EXPECT_EQ(gone, 7);
 }
 
 TEST(HashMap2018, OwnsNoMemoryWhileItNeverHadAMemberAndAfterClearing) {
@@ -356,7 +279,7 @@ TEST(HashMap2018, HoldsItsMembersThroughGrowingShrinkingAndGrowingAgain) {
                 ASSERT_EQ(map.contains({number}), number >= 1000 - round && number < 1000 + round);
             }
             while (!map.empty()) {
-                map.erase(map.begin());
+                map.erase(map.begin()->key);
             }
         }
     }
@@ -387,26 +310,25 @@ struct Name {
 TEST(HashMap2018, ErasesUnderAKeyThatIsTheMembersOwn) {
     HashMap2018<Name, Last> map(1);
     Name const longName{std::string(100, 'n')};
-    map.emplace(longName, [&] { EXPECT_FALSE(map.contains(longName)); });
+    map.emplace(longName, last([&] { EXPECT_FALSE(map.contains(longName)); }));
     EXPECT_TRUE(map.erase(map.begin()->key));
     EXPECT_TRUE(map.empty());
 }
 
-TEST(HashMap2018, WalksGoOnThoughValuesThatGoChangeTheMapAndThrow) {
+TEST(HashMap2018, WalksGoOnThoughValuesThatGoChangeTheMap) {
     LastMap map(1);
     for (int number = 0; number < 20; ++number) {
-        map.emplace({number}, [&map, number] {
-            map.emplace({100 + number});
-            map.erase(TestNumber{number + 1});
-            throw std::runtime_error("a value that goes");
-        });
+        map.emplace({number}, last([&map, number] {
+                        map.emplace({100 + number});
+                        map.erase(TestNumber{number + 1});
+                    }));
     }
     std::vector<int> walked;
     for (auto const& member : map) {
         int const number = member.key.value;
         walked.push_back(number);
         if (number < 20) {
-            EXPECT_THROW(map.erase(TestNumber{number}), std::runtime_error);
+            map.erase(TestNumber{number});
         }
     }
     // Each value that goes takes the next one along, whose going takes the one after that.

@@ -3,7 +3,8 @@
 // - A member stands at the same address from its entering to its leaving.
 // - Walks (begin()) live through every change, see Zin/Walk.h.
 // - A member is out of the queue before it is destroyed, and the queue is whole by then: the
-//   destruction may look into the queue, change it or destroy it. Destroying members is a turn.
+//   destruction may look into the queue, change it or destroy it. It must not throw; a Zin::Ptr
+//   does not, whatever fails in the teardown that it sets off (see there).
 // - What throws leaves the queue as it was.
 //
 // Positions are counted from the front, which is 0; getting at one takes steps in proportion.
@@ -12,11 +13,8 @@
 #include <cstdint>
 #include <iterator>
 #include <list>
-#include <type_traits>
 #include <utility>
 
-#include "Zin/Drop.h"
-#include "Zin/Turn.h"
 #include "Zin/Walk.h"
 
 namespace Zin {
@@ -31,8 +29,7 @@ public:
     LinkQueue() = default;
     LinkQueue(LinkQueue const&) = delete;
     LinkQueue& operator=(LinkQueue const&) = delete;
-    ~LinkQueue() noexcept(std::is_nothrow_destructible_v<T>) {
-        Turn turn;
+    ~LinkQueue() {
         while (!empty()) {  // again if a dying member has entered another
             clear();
         }
@@ -63,7 +60,6 @@ public:
             return false;
         }
         std::swap(memberAt(at(index)), member);
-        drop(std::move(member));
         return true;
     }
 
@@ -72,9 +68,8 @@ public:
         List gone;
         gone.swap(list_);
         walks_.handleAllGone([this](Position const&) { return nowhere(); });
-        Turn turn;
-        for (T& member : gone) {
-            turn.run([&member] { drop(std::move(member)); });
+        while (!gone.empty()) {
+            gone.pop_front();
         }
     }
 

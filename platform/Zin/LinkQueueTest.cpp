@@ -3,12 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <new>
 #include <vector>
 
 #include "TestMemory/TestMemory.h"
+#include "Zin/TestLast.h"
 
 namespace Zin {
 namespace {
@@ -30,12 +30,6 @@ std::unique_ptr<LinkQueue<int>> queueOf(std::initializer_list<int> numbers) {
         queue->enq(number);
     }
     return queue;
-}
-
-// Calls back when its last owner lets go of it.
-using Last = std::shared_ptr<void>;
-Last last(std::function<void()> whenGone) {
-    return Last(nullptr, [call = std::move(whenGone)](void*) { call(); });
 }
 
 TEST(LinkQueue, GivesBackInTheOrderOfEntering) {

@@ -10,8 +10,6 @@
 #include <type_traits>
 #include <vector>
 
-#include "Zin/LinkQueue.h"
-#include "Zin/RbTreeMap.h"
 #include "Zin/TestProbe.h"
 #include "Zin/Turn.h"
 
@@ -124,28 +122,6 @@ TEST_F(Pointer, ThatGoesWithinATurnLeavesItsFailureToTheTurnsEnd) {
 
     EXPECT_TRUE(wentOn);
     EXPECT_EQ(life_.destroyed, 1);
-}
-
-TEST_F(Pointer, LeavesTheFailuresOfAWholeContainersTeardownToTheTurnsEnd) {
-    teardownFails();
-    RbTreeMap<int, Ptr<TestProbe>> map;
-    LinkQueue<Ptr<TestProbe>> queue;
-    for (int key = 0; key < 3; ++key) {
-        map.emplace(key, makeProbe());
-        queue.enq(makeProbe());
-    }
-    auto const clear = [](auto& container) {
-        Turn const turn;
-        container.clear();
-    };
-
-    EXPECT_THROW(clear(map), TeardownFailed);
-    EXPECT_EQ(life_.destroyed, 3);
-    EXPECT_TRUE(map.empty());
-
-    EXPECT_THROW(clear(queue), TeardownFailed);
-    EXPECT_EQ(life_.destroyed, 6);
-    EXPECT_TRUE(queue.empty());
 }
 
 TEST_F(Pointer, EndsTheProcessWhereATeardownFailsAndNobodyCanBeTold) {

@@ -1,10 +1,11 @@
 // RbTreeMap: members found by key and walked in ascending order of their keys' operator<.
 //
 // - A member stands at the same address from its insertion to its removal.
-// - Walks (begin(), from()) live through every change, see Zin/Walk.h; they never turn back: from a
-//   gap a walk goes on to the next greater key there is by then.
+// - Walks (begin()) live through every change, see Zin/Walk.h; they never turn back: from a gap a
+//   walk goes on to the next greater key there is by then.
 // - A value is out of the map before it is destroyed, and the map is whole by then: the destruction
-//   may look into the map, change it or destroy it. Destroying values is a turn.
+//   may look into the map, change it or destroy it. It must not throw; a Zin::Ptr does not,
+//   whatever fails in the teardown that it sets off (see there).
 // - What throws (memory, copying a key, making a value) leaves the map as it was. Making a value
 //   must not change the map.
 #pragma once
@@ -13,12 +14,9 @@
 #include <iterator>
 #include <optional>
 #include <set>
-#include <type_traits>
 #include <utility>
 
-#include "Zin/Drop.h"
 #include "Zin/MapMember.h"
-#include "Zin/Turn.h"
 #include "Zin/Walk.h"
 
 namespace Zin {
@@ -37,8 +35,7 @@ public:
     RbTreeMap() = default;
     RbTreeMap(RbTreeMap const&) = delete;
     RbTreeMap& operator=(RbTreeMap const&) = delete;
-    ~RbTreeMap() noexcept(std::is_nothrow_destructible_v<Member>) {
-        Turn turn;
+    ~RbTreeMap() {
         while (!empty()) {  // again if a dying value has inserted another
             clear();
         }
@@ -63,18 +60,6 @@ public:
         return {memberAt(at).value, isNew};
     }
 
-    // Whether the key was new; if not, its former value goes.
-    bool insertOrAssign(Key const& key, Value value) {
-        At const at = tree_.lower_bound(key);
-        if (at == tree_.end() || key < at->key) {
-            tree_.emplace_hint(at, key, std::move(value));
-            return true;
-        }
-        std::swap(memberAt(at).value, value);
-        drop(std::move(value));
-        return false;
-    }
-
     // Whether there was a member under the key.
     bool erase(Key const& key) {
         At const at = tree_.find(key);
@@ -82,15 +67,10 @@ public:
             return false;
         }
         leave(at);
-        Value last(std::move(memberAt(at).value));
+        [[maybe_unused]] Value const last(std::move(memberAt(at).value));
         tree_.erase(at);
-        drop(std::move(last));
         return true;
     }
-
-    // Erases the member that the walk stands on; as every other walk that stands there it then is
-    // in the gap, and goes on to the member that followed.
-    void erase(Iterator const& walk) { erase(walk.position().at->key); }
 
     // Moves the value under the key out of the map; Value() if there is none.
     Value take(Key const& key) {
@@ -109,9 +89,8 @@ public:
         walks_.handleAllGone([this](Position const& at) { return gapAt(at); });
         Tree gone;
         gone.swap(tree_);
-        Turn turn;
-        for (At at = gone.begin(); at != gone.end(); ++at) {
-            turn.run([at] { drop(std::move(memberAt(at).value)); });
+        while (!gone.empty()) {
+            gone.erase(gone.begin());
         }
     }
 
@@ -119,11 +98,6 @@ public:
     ConstIterator begin() const { return ConstIterator(*this, {tree_.begin(), {}}); }
     Iterator end() { return {}; }
     ConstIterator end() const { return {}; }
-    // A walk that starts at the key; at the one that follows it if there is no such member.
-    Iterator from(Key const& key) { return Iterator(*this, {tree_.lower_bound(key), {}}); }
-    ConstIterator from(Key const& key) const {
-        return ConstIterator(*this, {tree_.lower_bound(key), {}});
-    }
 
 private:
     template <class>

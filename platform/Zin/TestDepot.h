@@ -71,6 +71,7 @@ public:
     void nameDelAll() { name_.delAll(); }
     auto const& sorted() const { return sorted_; }
     void sortedIs(String const& key, int value) { sorted_.set(key, value); }
+    int sortedDel(String const& key) { return sorted_.del(key); }
     void sortedDelAll() { sorted_.delAll(); }
 
     NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }

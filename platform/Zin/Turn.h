@@ -14,6 +14,10 @@
 //     already; a failed invariant that cannot be thrown then ends the process (failUnthrown).
 //   - Framework time stands still: a clock reads the world once a turn (see id()).
 //
+// Every mutator of an attribute is a turn (Attribute, Collection, Child, Children). What it
+// replaces or removes goes at the end of that turn, save for what it returns, which goes where its
+// caller lets it go. Containers open no turns.
+//
 // Turns nest freely; only the outermost one throws. A Turn lives on the stack, of one thread.
 #pragma once
 

@@ -20,6 +20,7 @@
 #include <cstddef>
 #include <iterator>
 #include <type_traits>
+#include <utility>
 
 #include "Zin/Fail.h"
 
@@ -97,8 +98,8 @@ protected:
 private:
     friend class Walks;
 
-    void toGap(Position const& gap) {
-        at_ = gap;
+    void toGap(Position gap) {  // copied as a whole, or not at all
+        at_ = std::move(gap);
         if (stand_ == Stand::onMember) {
             stand_ = Stand::inGap;
         }
