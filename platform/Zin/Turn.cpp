@@ -53,7 +53,7 @@ Turn::~Turn() noexcept(false) {
         return;
     }
     state.failed = false;
-    bool const brokeInvariant = std::exchange(state.brokeInvariant, false);
+    bool const brokeInvariant = state.brokeInvariant;
     std::exception_ptr const failure = std::exchange(keptFailure, nullptr);
     if (std::uncaught_exceptions() > 0) {
         if (brokeInvariant) {
