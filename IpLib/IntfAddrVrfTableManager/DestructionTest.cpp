@@ -423,5 +423,19 @@ TEST(Destruction, WhateverFailsOnTheWayEverythingCanGo) {
     EXPECT_GT(failures, 0u);
 }
 
+TEST(Destruction, AMachineThatWasMutedIsHeardOfByNobodyEither) {
+    ManagerFixture fixture;
+    fixture.managerIs();
+    fixture.vrfIs("red");
+    fixture.ip("red", "Ethernet1", "10.0.0.1/24");
+    auto const sm = fixture.sm("red");
+    sm->hasNotificationActiveIs(false);
+    sm->retire();
+    EXPECT_TRUE(sm->kernelIntfDir()->notifieeList().empty());
+    EXPECT_TRUE(sm->virtualIpStatus()->notifieeList().empty());
+    EXPECT_TRUE(fixture.table("red")->notifieeList().empty());
+    EXPECT_TRUE(fixture.ipStatus->vrfIpIntfStatus("red")->notifieeList().empty());
+}
+
 }  // namespace
 }  // namespace IpLib

@@ -143,7 +143,8 @@ void IntfAddrVrfTableSm::handleDestruction() {
 }
 
 void IntfAddrVrfTableSm::hasNotificationActiveIs(bool active) {
-    if (active == hasNotificationActive()) {
+    // The end of a teardown takes the reactors off their lists, also those that are mute already.
+    if (active == hasNotificationActive() && !retired()) {
         return;
     }
     BaseOutputSm::hasNotificationActiveIs(active);
