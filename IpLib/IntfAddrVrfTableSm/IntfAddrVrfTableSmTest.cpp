@@ -177,7 +177,7 @@ TEST(IntfAddrVrfTableSm, AChildMadeOfTheSameArgumentsIsKept) {
     EXPECT_TRUE(firstDeferred->retired());
 }
 
-TEST(IntfAddrVrfTableSm, AMachineWithoutInputsStandsAndAnswersEveryHandler) {
+TEST(IntfAddrVrfTableSm, AMachineWithoutInputsStandsAndHandlesNoStatus) {
     TestKit::TraceRecorder const traces("IntfAddrVrfTableSm");
     TestKit::VirtualTime time;
     auto const sm = bareMachine(time);

@@ -6,19 +6,14 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <iostream>
 #include <string>
 
+#include "Numbers.h"
 #include "Trial.h"
 
 namespace Nested {
 namespace {
-
-std::uint64_t number(char const* name, std::uint64_t otherwise) {
-    char const* const text = std::getenv(name);
-    return text ? std::stoull(text) : otherwise;
-}
 
 void expectTheSame(Outer outer, Promise const& promise, Manager manager = Manager::stays) {
     auto const seed = number("NESTED_SEED", 20112);

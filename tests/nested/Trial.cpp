@@ -2,141 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <functional>
-#include <memory>
-#include <optional>
 #include <utility>
 
-#include "Pell/Assertion.h"
-#include "Velk/YieldPolicy.h"
-#include "random/StatusChange.h"
+#include "Stage.h"
 
 namespace Nested {
 namespace {
-
-constexpr Zin::Seconds allDelays = 20.0;
-
-// While it lives, an invariant that fails throws, and the first one is kept, whoever swallows what
-// is thrown.
-class FailedInvariants {
-public:
-    FailedInvariants() : previous_(Pell::assertionHandlerIs(handle)) { first_.clear(); }
-    ~FailedInvariants() { Pell::assertionHandlerIs(previous_); }
-    FailedInvariants(FailedInvariants const&) = delete;
-    FailedInvariants& operator=(FailedInvariants const&) = delete;
-
-    static std::string const& first() { return first_; }
-
-private:
-    static void handle(Pell::AssertionFailure const& failure) {
-        if (first_.empty()) {
-            first_ = toText(failure);
-        }
-        throw Pell::AssertionError(failure);
-    }
-
-    static inline std::string first_;
-    Pell::AssertionHandler const previous_;
-};
-
-// Counts the notifications of a table and of the sets in it, and acts in one of them.
-class Observer final : public IpLib::IntfAddrVrfTable::Notifiee {
-public:
-    explicit Observer(Zin::Ptr<IpLib::IntfAddrVrfTable> const& table) { notifierIs(table); }
-
-    // Starts counting. Of the notifications from now on, `act` is called in number `when`, from 1;
-    // of 0, in none.
-    void actIs(std::uint32_t when, std::function<void()> act) {
-        told_ = 0;
-        when_ = when;
-        act_ = std::move(act);
-    }
-    std::uint32_t told() const { return told_; }
-
-private:
-    class SetObserver final : public IpLib::IntfAddrEntrySet::Notifiee {
-    public:
-        SetObserver(Zin::Ptr<IpLib::IntfAddrEntrySet> const& set, Observer& observer)
-            : observer_(observer) {
-            notifierIs(set);
-        }
-
-    private:
-        void handleIntfAddrEntry(IpLib::IntfAddrEntryKey const&) override { observer_.tell(); }
-        void handleDeprecatedIntfAddrEntry(IpLib::IntfAddrEntryKey const&) override {
-            observer_.tell();
-        }
-
-        Observer& observer_;
-    };
-
-    void handleIntfAddrEntry(IpLib::IntfAddrEntryContent const&) override { tell(); }
-    void handleIntfAddrEntryFromAddr(IpLib::IntfAddrEntryKey const&) override { tell(); }
-    void handleIntfAddrEntrySetFromSubnet(Nimb::IpGenPrefix const& subnet) override {
-        if (auto const set = notifier()->intfAddrEntrySetFromSubnet(subnet)) {
-            setObservers_.push_back(std::make_unique<SetObserver>(set, *this));
-        }
-        tell();
-    }
-    void handleLlIntfAddrEntryFromIntfId(Nimb::IntfId const&) override { tell(); }
-
-    void tell() {
-        if (++told_ == when_) {
-            act_();
-        }
-    }
-
-    std::vector<std::unique_ptr<SetObserver>> setObservers_;
-    std::function<void()> act_;
-    std::uint32_t told_ = 0;
-    std::uint32_t when_ = 0;
-};
-
-// A router that stands where the outer change comes.
-class Stage {
-public:
-    explicit Stage(ChangeList const& list)
-        : router_({.intfCleanupDelay = list.intfCleanupDelay}, clock_,
-                  std::make_unique<Velk::EveryNth>(0)) {
-        RandomStatus::prepare(router_);
-    }
-
-    void begin(ChangeList const& list) {
-        if (list.observerIsOlder) {
-            router_.managerStop().apply();
-        }
-        observer_.emplace(router_.table(RandomStatus::vrf));
-        if (list.observerIsOlder) {
-            router_.managerStart().apply();
-        }
-        applyAll(setup());
-        applyAll(list.before);
-    }
-
-    // What fails in that is thrown here, and no more when the router goes.
-    void end() {
-        if (router_.managerRuns()) {
-            router_.managerStop().apply();
-        }
-    }
-
-    void apply(Operation const& operation) { Nested::apply(operation, router_, *clock_); }
-    void applyAll(std::vector<Operation> const& operations) {
-        for (auto const& operation : operations) {
-            apply(operation);
-        }
-    }
-    void advance(Zin::Seconds seconds) { RandomStatus::advance(seconds, router_, *clock_); }
-
-    Observer& observer() { return *observer_; }
-    Routing::Router& router() { return router_; }
-    Tables tables() const { return tablesOf(router_); }
-
-private:
-    Zin::Ptr<Zin::VirtualClock> const clock_ = Zin::make<Zin::VirtualClock>();
-    Routing::Router router_;
-    std::optional<Observer> observer_;
-};
 
 struct Result {
     std::uint32_t told = 0;
@@ -152,7 +23,7 @@ template <class Perform>
 Result resultOf(ChangeList const& list, Perform&& perform) {
     Result result;
     FailedInvariants const failed;
-    Stage stage(list);
+    Stage stage({list.intfCleanupDelay, list.observerIsOlder});
     // A failed invariant is the first one, or came of that.
     auto const contained = [](auto const& step) {
         try {
@@ -161,7 +32,8 @@ Result resultOf(ChangeList const& list, Perform&& perform) {
         }
     };
     contained([&] {
-        stage.begin(list);
+        stage.begin();
+        stage.applyAll(list.before);
         perform(stage, result);
         result.atOnce = stage.tables();
         stage.advance(allDelays);
@@ -174,7 +46,7 @@ Result resultOf(ChangeList const& list, Perform&& perform) {
 
 Result resultAfter(ChangeList const& list) {
     return resultOf(list, [&](Stage& stage, Result& result) {
-        stage.observer().actIs(0, nullptr);
+        stage.observer().actIs(nullptr);
         if (replacesPrimary(list.outer, stage.router())) {
             stage.apply(inOrder(list, Part::oldPrimary).front());
             result.toldOfOldPrimary = stage.observer().told();
@@ -192,9 +64,11 @@ Result resultBetween(ChangeList const& list) {
 
 Result resultWithin(ChangeList const& list, std::uint32_t notification) {
     return resultOf(list, [&](Stage& stage, Result& result) {
-        stage.observer().actIs(notification, [&] {
-            stage.applyAll(list.nested);
-            result.found = stage.tables();
+        stage.observer().actIs([&](std::uint32_t number) {
+            if (number == notification) {
+                stage.applyAll(list.nested);
+                result.found = stage.tables();
+            }
         });
         stage.apply(list.outer);
         result.told = stage.observer().told();
