@@ -40,25 +40,12 @@ struct Run {
 template <class Perform>
 Run runOf(Stage::Options const& options, Perform&& perform) {
     Run run;
-    FailedInvariants const failed;
-    Stage stage(options);
-    // A failed invariant is the first one, or came of that.
-    auto const contained = [](auto const& step) {
-        try {
-            step();
-        } catch (Pell::AssertionError const&) {
-        }
-    };
-    contained([&] {
-        stage.begin();
+    run.failedInvariant = actedOn(options, [&](Stage& stage) {
         perform(stage, run);
         stage.observer().actIs(nullptr);
         stage.advance(allDelays);
         run.tables.push_back(stage.tables());
     });
-    run.failedInvariant = FailedInvariants::first();
-    stage.observer().actIs(nullptr);
-    contained([&] { stage.end(); });
     return run;
 }
 

@@ -125,6 +125,7 @@ public:
 
     // What fails in that is thrown here, and no more when the router goes.
     void end() {
+        observer_->actIs(nullptr);
         if (router_.managerRuns()) {
             router_.managerStop().apply();
         }
@@ -148,5 +149,27 @@ private:
     Routing::Router router_;
     std::optional<Observer> observer_;
 };
+
+// Has `perform` act on a stage that has begun. Returns the first invariant that failed on it, "" if
+// none did; what fails when the stage goes is nobody's concern.
+template <class Perform>
+std::string actedOn(Stage::Options const& options, Perform&& perform) {
+    FailedInvariants const failed;
+    Stage stage(options);
+    // A failed invariant is the first one, or came of that.
+    auto const contained = [](auto const& step) {
+        try {
+            step();
+        } catch (Pell::AssertionError const&) {
+        }
+    };
+    contained([&] {
+        stage.begin();
+        perform(stage);
+    });
+    std::string const first = FailedInvariants::first();
+    contained([&] { stage.end(); });
+    return first;
+}
 
 }  // namespace Nested

@@ -22,25 +22,14 @@ struct Result {
 template <class Perform>
 Result resultOf(ChangeList const& list, Perform&& perform) {
     Result result;
-    FailedInvariants const failed;
-    Stage stage({list.intfCleanupDelay, list.observerIsOlder});
-    // A failed invariant is the first one, or came of that.
-    auto const contained = [](auto const& step) {
-        try {
-            step();
-        } catch (Pell::AssertionError const&) {
-        }
-    };
-    contained([&] {
-        stage.begin();
-        stage.applyAll(list.before);
-        perform(stage, result);
-        result.atOnce = stage.tables();
-        stage.advance(allDelays);
-        result.inTheEnd = stage.tables();
-    });
-    result.failedInvariant = FailedInvariants::first();
-    contained([&] { stage.end(); });
+    result.failedInvariant =
+        actedOn({list.intfCleanupDelay, list.observerIsOlder}, [&](Stage& stage) {
+            stage.applyAll(list.before);
+            perform(stage, result);
+            result.atOnce = stage.tables();
+            stage.advance(allDelays);
+            result.inTheEnd = stage.tables();
+        });
     return result;
 }
 
