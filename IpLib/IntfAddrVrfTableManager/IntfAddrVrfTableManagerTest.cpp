@@ -302,6 +302,11 @@ TEST(IntfAddrVrfTableManager, AMachineThatIsMadeInVainTakesNothingOfItsSuccessor
         fixture.manager = nullptr;
         fixture.managerIs();
     };
+    auto const sameTableAgainAndGone = [&](ManagerFixture& fixture,
+                                           Zin::Ptr<IntfAddrVrfTable> const& table) {
+        sameTableAgain(fixture, table);
+        fixture.tables->intfAddrVrfTableDel("red");
+    };
     auto const gone = [](ManagerFixture& fixture, Zin::Ptr<IntfAddrVrfTable> const&) {
         fixture.tables->intfAddrVrfTableDel("red");
     };
@@ -310,6 +315,8 @@ TEST(IntfAddrVrfTableManager, AMachineThatIsMadeInVainTakesNothingOfItsSuccessor
         EXPECT_THAT(rowsAfter(true, delay, sameTableAgain), SizeIs(2));
         EXPECT_THAT(rowsAfter(true, delay, managerAgain), SizeIs(2));
         EXPECT_EQ(rowsAfter(true, delay, gone), rowsAfter(false, delay, gone));
+        EXPECT_EQ(rowsAfter(true, delay, sameTableAgainAndGone),
+                  rowsAfter(false, delay, sameTableAgainAndGone));
     }
 }
 

@@ -64,7 +64,7 @@ void IntfAddrVrfTableSmManager::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
         intfAddrVrfTableSm(vrf) == present) {
         intfAddrVrfTableSmIs(vrf, sm);
     } else if (sm) {
-        if (table->filler() != sm.get()) {
+        if (table->filler() && table->filler() != sm.get()) {
             // Its last words would take along what another machine has taken over.
             sm->allIntfAddrWithMaskDel();
         }

@@ -37,7 +37,13 @@ void InterfaceCleanups::insert(IntfCleanupBacklog& backlog, IntfFamily const& wh
         fail("intfCleanupSm", {"no intfCleanupSm when there is a delay {}", "addDeferredCleanup"},
              delay_);
     }
-    sm_()->maybeScheduleTask();
+    try {
+        sm_()->maybeScheduleTask();
+    } catch (...) {
+        // Pending, it would keep the next request from arming the task.
+        backlog.removeBacklog(whose.intfId, whose.af)->processedIs(true);
+        throw;
+    }
 }
 
 void InterfaceCleanups::settle(IntfFamily const& whose) {
@@ -45,7 +51,10 @@ void InterfaceCleanups::settle(IntfFamily const& whose) {
         return;
     }
     backlog_.write(whose, false, [whose](IntfCleanupBacklog& backlog) {
-        backlog.removeBacklog(whose.intfId, whose.af)->processedIs(true);
+        // Where memory was lacking for the request, there is none.
+        if (auto const pending = backlog.removeBacklog(whose.intfId, whose.af)) {
+            pending->processedIs(true);
+        }
     });
     trace9({"cleaning up for {} af {} immediately", "processPendingDeferredCleanup"}, whose.intfId,
            whose.af);

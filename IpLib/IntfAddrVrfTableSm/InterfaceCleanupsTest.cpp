@@ -4,10 +4,12 @@
 
 #include <cmath>
 #include <functional>
+#include <new>
 #include <string>
 
 #include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 #include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
+#include "TestMemory/TestMemory.h"
 
 namespace IpLib {
 namespace {
@@ -422,6 +424,38 @@ TEST(InterfaceCleanup, ARequestWithoutATaskMachineFails) {
     fixture.sm->intfCleanupSmDel();
     EXPECT_EQ(failureOf([&] { fixture.sm->addDeferredCleanup("Ethernet1", ipv4); }),
               "no intfCleanupSm when there is a delay 1.5");
+}
+
+// Wherever memory lacks for a request, the next one is carried out; also where the first one waits
+// for another change.
+TEST(InterfaceCleanup, IsCarriedOutAtTheNextRequestWhereMemoryLackedForTheFirst) {
+    for (bool const isNested : {false, true}) {
+        bool happened = true;
+        for (std::size_t allowed = 0; happened; ++allowed) {
+            SmFixture fixture;
+            fixture.ip("Ethernet1", "10.0.0.1/24");
+            auto const request = [&] {
+                TestMemory::OneFailure const failure(allowed);
+                try {
+                    fixture.sm->addDeferredCleanup("Ethernet1", ipv4);
+                } catch (std::bad_alloc const&) {
+                }
+                happened = failure.happened();
+            };
+            Meddler const meddler(fixture, isNested ? "addr=10.0.2.1" : "nobody", request);
+            if (!isNested) {
+                request();
+            }
+            try {
+                fixture.ip("Ethernet2", "10.0.2.1/24");
+            } catch (std::bad_alloc const&) {
+            }
+            fixture.sm->addDeferredCleanup("Ethernet1", ipv4);
+            fixture.time.advance(10.0);
+            ASSERT_THAT(fixture.rows(), ElementsAre("10.0.2.1/24 Ethernet2"))
+                << "nested " << isNested << ", allocations allowed " << allowed;
+        }
+    }
 }
 
 }  // namespace

@@ -140,6 +140,9 @@ void IntfAddrVrfTableSm::handleDestruction() {
     turn.run([this] { ip6IntfStatusSmDelAll(); });
     turn.run([this] { deferredIntfAddSmDel(); });
     turn.run([this] { intfCleanupSmDel(); });
+    if (intfAddrVrfTable_ && intfAddrVrfTable_->filler() == this) {
+        intfAddrVrfTable_->fillerIs(nullptr);
+    }
 }
 
 void IntfAddrVrfTableSm::hasNotificationActiveIs(bool active) {

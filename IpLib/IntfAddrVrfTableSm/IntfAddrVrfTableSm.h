@@ -23,8 +23,8 @@
 // the other, in the order in which they were made, also where an observer of the table makes some
 // from within a notification (IpLib/IntfAddrVrfTableTypes/TableChanges.h).
 //
-// Invariant: a key is in the deferred backlog only while AllIntfAddrWithMask has it, or while a
-// clean-up of its interface is pending, which takes it along.
+// Invariant, outside of turns: a key is in the deferred backlog only while AllIntfAddrWithMask has
+// it, or while a clean-up of its interface is pending, which takes it along.
 //
 // Owned by IntfAddrVrfTableSmManager. Destroying it stops all updates and drops what its tasks had
 // pending.

@@ -3,14 +3,17 @@
 // writes when those are done. Until then it and the related ones that follow it find what it will
 // have written.
 //
-// The backlog may be taken away: a change that is being carried out goes on with it, and no other
-// may begin. A new backlog needs a new task, for the task that is there keeps to the old one.
+// The backlog may be taken away: what has been changed is written there all the same, and no other
+// change may begin. A new backlog begins with nothing, and needs a new task, for the task that is
+// there keeps to the old one.
 //
-// Owned by the VRF's machine. Where that has no table, nothing may be asked or written here.
+// Owned by the VRF's machine. Where that has no table, nothing may be written here. To ask costs a
+// look at each write to come.
 #pragma once
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
@@ -31,61 +34,73 @@ public:
     BacklogPtr const& given() const { return given_; }
     BacklogPtr const& make() {
         if (!given_) {
-            given_ = backlog_ = factory_();
+            written_ = std::make_shared<Written>(factory_());
+            given_ = written_->backlog;
         }
         return given_;
     }
     BacklogPtr take() { return std::move(given_); }
 
-    // What has been written by now; null where there never was a backlog.
-    BacklogPtr const& written() const { return backlog_; }
-    // Whether the key will stand in it when all is written; it does by now if `stands`.
+    // The backlog as it is by now, also where it was taken away; null where there never was one.
+    Backlog* written() const { return written_ ? written_->backlog.get() : nullptr; }
+    // Whether the key will stand there when all is written; it does by now if `stands`.
     bool willStand(Key const& key, bool stands) const {
-        auto const found = toCome_.find(key);
-        return found == toCome_.end() ? stands : found->second.stands;
+        auto const found = written_->toCome.find(key);
+        return found == written_->toCome.end() ? stands : found->second.stands;
     }
-    // Calls `each` with the keys that will stand in it and do not by now, and those that will not.
+    // Calls `each` with the keys that are to be written, and whether they will stand there.
     template <class Each>
     void forEachToCome(Each&& each) const {
-        for (auto const& [key, writes] : toCome_) {
+        for (auto const& [key, writes] : written_->toCome) {
             each(key, writes.stands);
         }
     }
 
     // Calls `write` with the backlog when its turn has come. From now on the key stands there, or
-    // does not.
+    // does not. Where memory lacks for what has to wait, nothing will be written.
     template <class Write>
     void write(Key const& key, bool stands, Write&& write) {
         auto& changes = table_->changes();
         if (changes.isInOrder()) {
-            write(*backlog_);
+            write(*written_->backlog);
             return;
         }
-        Writes& writes = toCome_[key];
-        writes.stands = stands;
-        ++writes.count;
-        changes.inOrder(owner_,
-                        [this, key, backlog = backlog_, write = std::forward<Write>(write)] {
-                            auto const found = toCome_.find(key);
-                            if (--found->second.count == 0) {
-                                toCome_.erase(found);
-                            }
-                            write(*backlog);
-                        });
+        auto& toCome = written_->toCome;
+        auto const entry = toCome.try_emplace(key).first;
+        try {
+            changes.inOrder(owner_, [written = written_, entry, write] {
+                if (--entry->second.count == 0) {
+                    written->toCome.erase(entry);
+                }
+                write(*written->backlog);
+            });
+        } catch (...) {
+            if (entry->second.count == 0) {
+                toCome.erase(entry);
+            }
+            throw;
+        }
+        ++entry->second.count;
+        entry->second.stands = stands;
     }
 
 private:
     struct Writes {
-        bool stands = false;
         std::uint32_t count = 0;
+        bool stands = false;
+    };
+    struct Written {
+        explicit Written(BacklogPtr itsBacklog) : backlog(std::move(itsBacklog)) {}
+
+        BacklogPtr const backlog;
+        std::map<Key, Writes> toCome{};
     };
 
     Zin::Entity const& owner_;
     IntfAddrVrfTable* const table_;
     Factory const factory_;
     BacklogPtr given_;
-    BacklogPtr backlog_;
-    std::map<Key, Writes> toCome_;
+    std::shared_ptr<Written> written_;  // by what has to wait too
 };
 
 }  // namespace IpLib::IntfAddrVrfTableImpl

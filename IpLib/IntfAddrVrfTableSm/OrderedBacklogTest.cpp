@@ -3,16 +3,19 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableSmTypes/DeferredIntfAddBacklog.h"
+#include "TestMemory/TestMemory.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 class Owner final : public Zin::Entity {};
 
@@ -107,14 +110,43 @@ TEST_F(OrderedBacklogTest, ThatIsTakenAwayIsWrittenByWhatHasBegunAndANewOneIsNot
     auto const old = backlog.given();
     submit("Ethernet1", [this] {
         submit("Ethernet2", [this] { insert(b); });
-        EXPECT_EQ(backlog.take(), backlog.written());
+        EXPECT_EQ(backlog.take().get(), backlog.written());
         EXPECT_EQ(backlog.given(), nullptr);
+        EXPECT_TRUE(has(b));
         EXPECT_NE(backlog.make(), nullptr);
+        EXPECT_FALSE(has(b));
+        submit("Ethernet2", [this] { insert(c); });
+        EXPECT_TRUE(has(c));
     });
-    EXPECT_EQ(backlog.given(), backlog.written());
+    EXPECT_EQ(backlog.given().get(), backlog.written());
     EXPECT_EQ(backlog.make(), backlog.given());
     EXPECT_THAT(keysOf(*old), ElementsAre(b));
-    EXPECT_THAT(written(), IsEmpty());
+    EXPECT_THAT(written(), ElementsAre(c));
+}
+
+TEST_F(OrderedBacklogTest, ThatLacksMemoryForAWriteToComeIsNotWritten) {
+    bool happened = true;
+    for (std::size_t allowed = 0; happened; ++allowed) {
+        submit("Ethernet1", [&] {
+            submit("Ethernet2", [&] {
+                bool const stood = has(b);
+                bool threw = false;
+                {
+                    TestMemory::OneFailure const failure(allowed);
+                    try {
+                        insert(b);
+                    } catch (std::bad_alloc const&) {
+                        threw = true;
+                    }
+                    happened = failure.happened();
+                }
+                EXPECT_EQ(threw, happened);
+                EXPECT_EQ(has(b), stood || !threw);
+            });
+        });
+        EXPECT_EQ(has(b), !happened);
+        EXPECT_THAT(written(), SizeIs(happened ? 0 : 1));
+    }
 }
 
 }  // namespace

@@ -134,7 +134,7 @@ public:
 
     // Through which the machines that fill the table write it.
     TableChanges& changes() { return changes_; }
-    // The machine that began to fill it last, which may be gone: only to be compared.
+    // The machine that began to fill it last; null when that has gone.
     Zin::Entity const* filler() const { return filler_; }
     void fillerIs(Zin::Entity const* machine) { filler_ = machine; }
 

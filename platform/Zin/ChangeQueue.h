@@ -76,7 +76,7 @@ public:
     }
 
     // For a change in its turn that writes what is kept in the order of all changes, also of those
-    // that are unrelated: whether every older change is done.
+    // that are unrelated: whether every older change is done, and what it has put off itself.
     bool isInOrder() const { return isDue(running_ ? running_->number : made_); }
     // Does `step`, which makes no change, when they are, at the latest when the outermost call
     // returns. `owner` stays in memory until that is done.

@@ -248,7 +248,7 @@ std::vector<Operation> const& setup() {
     return operations;
 }
 
-std::vector<Operation> inOrder(ChangeList const& list, Part part) {
+std::vector<Operation> operationsOf(ChangeList const& list, Part part) {
     std::vector<Operation> operations;
     if (part == Part::whole) {
         operations = {list.outer};
@@ -293,7 +293,7 @@ std::string toScenario(ChangeList const& list, Part part) {
     for (auto const& operation : list.nested) {
         text += "# " + toLine(operation) + "\n";
     }
-    text += "# in this order\n" + lines(inOrder(list, part));
+    text += "# in this order\n" + lines(operationsOf(list, part));
     text += R"({"op": "snapshot"})"
             "\n"
             R"({"op": "advance", "seconds": 20})"

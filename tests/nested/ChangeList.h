@@ -42,7 +42,7 @@ enum class Part { whole, oldPrimary };
 // The outer change and the nested ones, in the order in which they are to be carried out. Told of
 // how the old primary leaves, the observer makes its changes before the new one comes; what it
 // makes of that primary itself comes in the new one's place.
-std::vector<Operation> inOrder(ChangeList const& list, Part part);
+std::vector<Operation> operationsOf(ChangeList const& list, Part part);
 
 // The lines of a scenario file that makes the outer and the nested changes in their order, and
 // takes a snapshot then and when all delays have passed.

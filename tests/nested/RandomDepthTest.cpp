@@ -139,7 +139,9 @@ std::string differenceOf(Run const& within, Run const& after) {
     }
     for (std::size_t i = 0; i < after.tables.size(); ++i) {
         if (within.tables[i] != after.tables[i]) {
-            return fmt::format("after outermost change {}:\n{}", i + 1,
+            return fmt::format("{} {} outermost changes:\n{}",
+                               i < outermostChanges ? "after" : "once all delays have passed after",
+                               std::min<std::size_t>(i + 1, outermostChanges),
                                difference(within.tables[i], after.tables[i]));
         }
     }
@@ -185,7 +187,7 @@ TEST(RandomNestedChange, WithinOthersThatAreNestedAreAsGoodAsOneAfterTheOther) {
         "{} runs from seed {}: {} differ, {} left out; by depth: {}, {}, {}, {}\n", runs, seed,
         different, leftOut, ofDepth[0], ofDepth[1], ofDepth[2], ofDepth[3]);
     EXPECT_EQ(different, 0u);
-    EXPECT_GT(ofDepth[depthMost], runs / 50);
+    EXPECT_GE(ofDepth[depthMost], runs / 50);
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ Result resultAfter(ChangeList const& list) {
     return resultOf(list, [&](Stage& stage, Result& result) {
         stage.observer().actIs(nullptr);
         if (replacesPrimary(list.outer, stage.router())) {
-            stage.apply(inOrder(list, Part::oldPrimary).front());
+            stage.apply(operationsOf(list, Part::oldPrimary).front());
             result.toldOfOldPrimary = stage.observer().told();
         }
         stage.apply(list.outer);
@@ -48,7 +48,7 @@ Result resultAfter(ChangeList const& list) {
 
 Result resultBetween(ChangeList const& list) {
     return resultOf(
-        list, [&](Stage& stage, Result&) { stage.applyAll(inOrder(list, Part::oldPrimary)); });
+        list, [&](Stage& stage, Result&) { stage.applyAll(operationsOf(list, Part::oldPrimary)); });
 }
 
 Result resultWithin(ChangeList const& list, std::uint32_t notification) {
