@@ -60,6 +60,17 @@ TEST(Hash, EveryBitOfEveryFieldReachesEveryBitOfTheResult) {
     EXPECT_THAT(changes, Each(isEven));
 }
 
+TEST(Hash, EveryByteOfATextCounts) {
+    for (std::size_t size = 1; size <= 40; ++size) {
+        std::string const text(size, 'a');
+        for (std::size_t at = 0; at < size; ++at) {
+            std::string changed = text;
+            changed[at] = 'b';
+            EXPECT_NE(hashBytes(7, changed), hashBytes(7, text)) << size << " bytes, " << at;
+        }
+    }
+}
+
 TEST(Hash, FieldsCountInTheirOrder) {
     EXPECT_NE(Hash(0).mix4(1).mix4(2).finish(), Hash(0).mix4(2).mix4(1).finish());
 }
