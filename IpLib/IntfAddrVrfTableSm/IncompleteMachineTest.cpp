@@ -44,7 +44,7 @@ void bringInputs(SmFixture& fixture) {
     fixture.virtualIp6->virtualIp6Is({"blue", Nimb::Ip6Addr("2001:db8:9::9")});
     fixture.table->vrfIpIntfStatusIs(nullptr);
     fixture.table->vrfIp6IntfStatusIs(nullptr);
-    IntfAddrWithMaskKey const key("Ethernet2", Nimb::IpGenAddrWithMask("10.0.0.2/24"));
+    IntfAddrWithMaskKey const key{"Ethernet2", Nimb::IpGenAddrWithMask("10.0.0.2/24")};
     fixture.sm->handleIntfAddrWithMask(key);
     fixture.sm->addIntfAddrWithMask(key);
 }
