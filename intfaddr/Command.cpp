@@ -112,6 +112,11 @@ void addReplay(CLI::App& app, ReplayOptions& options) {
     command->add_option("FILE", options.file, "The scenario, JSON Lines; - is the standard input")
         ->type_name("")
         ->required();
+    command->add_flag("--heal", options.run.heal,
+                      "Contain invariants that fail, audit and repair the tables, and go on:\n"
+                      "  "
+                      "{\"t\":2.0,\"healed\":{\"vrf\":\"red\",\"why\":\"...\",\"added\":[...],"
+                      "\"removed\":[...]}}");
     command->add_flag(
         "--events", options.run.events,
         "Print each change of a table:\n"

@@ -55,73 +55,89 @@ Zin::Ptr<Ip6::IntfStatus> Inputs::ip6Intf(L3::VrfName const& vrf, Nimb::IntfId c
 
 Effect Inputs::ipVrfAdd(L3::VrfName const& vrf) {
     checkName(vrf);
-    return [this, vrf] { ipStatus_->vrfIpIntfStatusIs(vrf, Ip::vrfIpIntfStatusFactory()); };
+    return effects_.effect(IpVrfAdd{vrf}, [this, vrf] {
+        ipStatus_->vrfIpIntfStatusIs(vrf, Ip::vrfIpIntfStatusFactory());
+    });
 }
 
 Effect Inputs::ipVrfDel(L3::VrfName const& vrf) {
     ipVrf(*ipStatus_, vrf);
-    return [this, vrf] { ipStatus_->vrfIpIntfStatusDel(vrf); };
+    return effects_.effect(IpVrfDel{vrf}, [this, vrf] { ipStatus_->vrfIpIntfStatusDel(vrf); });
 }
 
 Effect Inputs::ip6VrfAdd(L3::VrfName const& vrf) {
     checkName(vrf);
-    return [this, vrf] { ip6Status_->vrfIp6IntfStatusIs(vrf, Ip6::vrfIp6IntfStatusFactory()); };
+    return effects_.effect(Ip6VrfAdd{vrf}, [this, vrf] {
+        ip6Status_->vrfIp6IntfStatusIs(vrf, Ip6::vrfIp6IntfStatusFactory());
+    });
 }
 
 Effect Inputs::ip6VrfDel(L3::VrfName const& vrf) {
     ip6Vrf(*ip6Status_, vrf);
-    return [this, vrf] { ip6Status_->vrfIp6IntfStatusDel(vrf); };
+    return effects_.effect(Ip6VrfDel{vrf}, [this, vrf] { ip6Status_->vrfIp6IntfStatusDel(vrf); });
 }
 
 Effect Inputs::ipIntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
                          IpIntf const& addressing) {
     checkName(intf);
-    return [status = ipVrf(*ipStatus_, vrf), intf, addressing] {
-        auto const intfStatus = Ip::ipIntfStatusFactory(intf);
-        intfStatus->activeAddrWithMaskIs(addressing.primary);
-        intfStatus->unnumberedIntfIdIs(addressing.unnumberedSource);
-        for (auto const& addr : addressing.secondary) {
-            intfStatus->secondaryActiveAddrWithMaskIs(addr);
-        }
-        status->ipIntfStatusIs(intfStatus);
-    };
+    return effects_.effect(IpIntfAdd{vrf, intf, addressing},
+                           [status = ipVrf(*ipStatus_, vrf), intf, addressing] {
+                               auto const intfStatus = Ip::ipIntfStatusFactory(intf);
+                               intfStatus->activeAddrWithMaskIs(addressing.primary);
+                               intfStatus->unnumberedIntfIdIs(addressing.unnumberedSource);
+                               for (auto const& addr : addressing.secondary) {
+                                   intfStatus->secondaryActiveAddrWithMaskIs(addr);
+                               }
+                               status->ipIntfStatusIs(intfStatus);
+                           });
 }
 
 Effect Inputs::ipIntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
     ipIntf(vrf, intf);
-    return [status = ipVrf(*ipStatus_, vrf), intf] { status->ipIntfStatusDel(intf); };
+    return effects_.effect(IpIntfDel{vrf, intf}, [status = ipVrf(*ipStatus_, vrf), intf] {
+        status->ipIntfStatusDel(intf);
+    });
 }
 
 Effect Inputs::ip6IntfAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
                           std::vector<Ip6IntfAddr> const& addrs) {
     checkName(intf);
-    return [status = ip6Vrf(*ip6Status_, vrf), intf, addrs] {
-        auto const intfStatus = Ip6::intfStatusFactory(intf);
-        for (auto const& [addr, deprecated] : addrs) {
-            intfStatus->addrIs(addr, {.deprecated = deprecated});
-        }
-        status->intfStatusIs(intfStatus);
-    };
+    return effects_.effect(Ip6IntfAdd{vrf, intf, addrs},
+                           [status = ip6Vrf(*ip6Status_, vrf), intf, addrs] {
+                               auto const intfStatus = Ip6::intfStatusFactory(intf);
+                               for (auto const& [addr, deprecated] : addrs) {
+                                   intfStatus->addrIs(addr, {.deprecated = deprecated});
+                               }
+                               status->intfStatusIs(intfStatus);
+                           });
 }
 
 Effect Inputs::ip6IntfDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
     ip6Intf(vrf, intf);
-    return [status = ip6Vrf(*ip6Status_, vrf), intf] { status->intfStatusDel(intf); };
+    return effects_.effect(Ip6IntfDel{vrf, intf}, [status = ip6Vrf(*ip6Status_, vrf), intf] {
+        status->intfStatusDel(intf);
+    });
 }
 
 Effect Inputs::ipPrimaryIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
                            Nimb::IpAddrWithMask const& addr) {
-    return [status = ipIntf(vrf, intf), addr] { status->activeAddrWithMaskIs(addr); };
+    return effects_.effect(IpPrimaryIs{vrf, intf, addr}, [status = ipIntf(vrf, intf), addr] {
+        status->activeAddrWithMaskIs(addr);
+    });
 }
 
 Effect Inputs::ipUnnumberedIs(L3::VrfName const& vrf, Nimb::IntfId const& intf,
                               Nimb::IntfId const& source) {
-    return [status = ipIntf(vrf, intf), source] { status->unnumberedIntfIdIs(source); };
+    return effects_.effect(IpUnnumberedIs{vrf, intf, source}, [status = ipIntf(vrf, intf), source] {
+        status->unnumberedIntfIdIs(source);
+    });
 }
 
 Effect Inputs::ipSecondaryAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
                               Nimb::IpAddrWithMask const& addr) {
-    return [status = ipIntf(vrf, intf), addr] { status->secondaryActiveAddrWithMaskIs(addr); };
+    return effects_.effect(IpSecondaryAdd{vrf, intf, addr}, [status = ipIntf(vrf, intf), addr] {
+        status->secondaryActiveAddrWithMaskIs(addr);
+    });
 }
 
 Effect Inputs::ipSecondaryDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
@@ -129,32 +145,35 @@ Effect Inputs::ipSecondaryDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
     auto const status = ipIntf(vrf, intf);
     require(status->secondaryActiveAddrWithMaskHas(addr),
             "interface '{}' of VRF '{}' has no secondary address {}", intf, vrf, addr);
-    return [status, addr] { status->secondaryActiveAddrWithMaskDel(addr); };
+    return effects_.effect(IpSecondaryDel{vrf, intf, addr},
+                           [status, addr] { status->secondaryActiveAddrWithMaskDel(addr); });
 }
 
 Effect Inputs::ip6AddrSet(L3::VrfName const& vrf, Nimb::IntfId const& intf,
                           Ip6IntfAddr const& addr) {
-    return [status = ip6Intf(vrf, intf), addr] {
+    return effects_.effect(Ip6AddrSet{vrf, intf, addr}, [status = ip6Intf(vrf, intf), addr] {
         status->addrIs(addr.addr, {.deprecated = addr.deprecated});
-    };
+    });
 }
 
 Effect Inputs::ip6AddrDel(L3::VrfName const& vrf, Nimb::IntfId const& intf,
                           Nimb::Ip6AddrWithMask const& addr) {
     auto const status = ip6Intf(vrf, intf);
     require(status->addrHas(addr), "interface '{}' of VRF '{}' has no address {}", intf, vrf, addr);
-    return [status, addr] { status->addrDel(addr); };
+    return effects_.effect(Ip6AddrDel{vrf, intf, addr}, [status, addr] { status->addrDel(addr); });
 }
 
 Effect Inputs::kernelAdd(L3::VrfName const& vrf, Nimb::IntfId const& intf,
                          KernelIntf const& kernelIntf) {
     checkName(vrf);
     checkName(intf);
-    return [dir = kniIntfStatusHelper_->deviceIntfStatusDir(vrf), intf, kernelIntf] {
-        dir->deviceIntfStatusIs(
-            Interface::deviceIntfStatusFactory(intf, kernelIntf.deviceName, kernelIntf.ifIndex,
-                                               kernelIntf.operStatus, kernelIntf.active));
-    };
+    return effects_.effect(
+        KernelAdd{vrf, intf, kernelIntf},
+        [dir = kniIntfStatusHelper_->deviceIntfStatusDir(vrf), intf, kernelIntf] {
+            dir->deviceIntfStatusIs(
+                Interface::deviceIntfStatusFactory(intf, kernelIntf.deviceName, kernelIntf.ifIndex,
+                                                   kernelIntf.operStatus, kernelIntf.active));
+        });
 }
 
 Effect Inputs::kernelDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
@@ -163,29 +182,37 @@ Effect Inputs::kernelDel(L3::VrfName const& vrf, Nimb::IntfId const& intf) {
     auto const dir = kniIntfStatusHelper_->deviceIntfStatusDir(vrf);
     require(dir->deviceIntfStatusHas(intf), "the kernel has no interface '{}' in VRF '{}'", intf,
             vrf);
-    return [dir, intf] { dir->deviceIntfStatusDel(intf); };
+    return effects_.effect(KernelDel{vrf, intf}, [dir, intf] { dir->deviceIntfStatusDel(intf); });
 }
 
 Effect Inputs::vipAdd(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr) {
     checkName(vrf);
-    return [this, vrf, addr] { virtualIpStatus_->virtualIpIs({vrf, addr}); };
+    return effects_.effect(VipAdd{vrf, addr}, [this, vrf, addr] {
+        virtualIpStatus_->virtualIpIs({vrf, addr});
+    });
 }
 
 Effect Inputs::vipDel(L3::VrfName const& vrf, Nimb::IpAddrWithMask const& addr) {
     require(virtualIpStatus_->virtualIpHas({vrf, addr}), "VRF '{}' has no virtual address {}", vrf,
             addr);
-    return [this, vrf, addr] { virtualIpStatus_->virtualIpDel({vrf, addr}); };
+    return effects_.effect(VipDel{vrf, addr}, [this, vrf, addr] {
+        virtualIpStatus_->virtualIpDel({vrf, addr});
+    });
 }
 
 Effect Inputs::vip6Add(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr) {
     checkName(vrf);
-    return [this, vrf, addr] { virtualIp6Status_->virtualIp6Is({vrf, addr}); };
+    return effects_.effect(Vip6Add{vrf, addr}, [this, vrf, addr] {
+        virtualIp6Status_->virtualIp6Is({vrf, addr});
+    });
 }
 
 Effect Inputs::vip6Del(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr) {
     require(virtualIp6Status_->virtualIp6Has({vrf, addr}), "VRF '{}' has no virtual address {}",
             vrf, addr);
-    return [this, vrf, addr] { virtualIp6Status_->virtualIp6Del({vrf, addr}); };
+    return effects_.effect(Vip6Del{vrf, addr}, [this, vrf, addr] {
+        virtualIp6Status_->virtualIp6Del({vrf, addr});
+    });
 }
 
 }  // namespace Routing

@@ -3,13 +3,12 @@
 //
 //   in     the operations below; each throws OperationError where it names something that does not
 //          exist or gives an empty name, and else hands back its effect, to be applied (Effect.h)
-//   out    the published status, which the library and others observe
+//   out    the published status, which the library and others observe; the operations themselves,
+//          for whoever records them (Operation.h)
 //
 // Setting what is set already changes nothing and tells nobody.
 #pragma once
 
-#include <cstdint>
-#include <string>
 #include <vector>
 
 #include "Interface/KniIntfStatusHelper.h"
@@ -18,29 +17,9 @@
 #include "L3/VrfName.h"
 #include "VirtualIp/VirtualIp6Status.h"
 #include "VirtualIp/VirtualIpStatus.h"
-#include "router/Effect.h"
+#include "router/Operation.h"
 
 namespace Routing {
-
-// The IPv4 addressing of one interface.
-struct IpIntf {
-    Nimb::IpAddrWithMask primary{};   // 0.0.0.0/0: none
-    Nimb::IntfId unnumberedSource{};  // empty: numbered
-    std::vector<Nimb::IpAddrWithMask> secondary{};
-};
-
-struct Ip6IntfAddr {
-    Nimb::Ip6AddrWithMask addr;
-    bool deprecated = false;
-};
-
-// What the kernel says of one interface.
-struct KernelIntf {
-    std::string deviceName{};
-    std::uint32_t ifIndex = 0;
-    Interface::OperStatus operStatus = Interface::OperStatus::up;
-    bool active = true;
-};
 
 class Inputs {
 public:
@@ -56,6 +35,9 @@ public:
     Zin::Ptr<Interface::KniIntfStatusHelper> const& kniIntfStatusHelper() const {
         return kniIntfStatusHelper_;
     }
+
+    // All effects of this router, those of its agent too, are made here.
+    OperationEffects& effects() { return effects_; }
 
     // A VRF's status for one family. Adding replaces the one that is there by a new, empty one.
     Effect ipVrfAdd(L3::VrfName const& vrf);
@@ -100,6 +82,7 @@ private:
     Zin::Ptr<Ip::IpIntfStatus> ipIntf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
     Zin::Ptr<Ip6::IntfStatus> ip6Intf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
 
+    OperationEffects effects_;
     Zin::Ptr<Ip::Status> const ipStatus_;
     Zin::Ptr<Ip6::Status> const ip6Status_;
     Zin::Ptr<VirtualIp::VirtualIpStatus> const virtualIpStatus_;

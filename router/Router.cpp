@@ -20,39 +20,41 @@ Router::Router(IpLib::IntfAddrVrfTableSmConfig const& config,
 
 Effect Router::tableAdd(L3::VrfName const& vrf) {
     checkName(vrf);
-    return [this, vrf] { tables_->intfAddrVrfTableIs(vrf, IpLib::intfAddrVrfTableFactory()); };
+    return inputs_.effects().effect(TableAdd{vrf}, [this, vrf] {
+        tables_->intfAddrVrfTableIs(vrf, IpLib::intfAddrVrfTableFactory());
+    });
 }
 
 Effect Router::tableDel(L3::VrfName const& vrf) {
     table(vrf);
-    return [this, vrf] {
+    return inputs_.effects().effect(TableDel{vrf}, [this, vrf] {
         Zin::Turn const turn;
         tables_->intfAddrVrfTableDel(vrf);
-    };
+    });
 }
 
 Effect Router::managerStart() {
     if (managerRuns()) {
         throw OperationError("the manager runs already");
     }
-    return [this] {
+    return inputs_.effects().effect(ManagerStart{}, [this] {
         // What the library refuses of the published status is thrown when the turn ends: the
         // manager runs for all the rest.
         Zin::Turn turn;
         manager_ = nullptr;  // one that has come meanwhile would take its rows along later
         manager_ = IpLib::intfAddrVrfTableManagerFactory(inputs_.ipStatus(), inputs_.ip6Status(),
                                                          smFactory_, tables_);
-    };
+    });
 }
 
 Effect Router::managerStop() {
     if (!managerRuns()) {
         throw OperationError("the manager does not run");
     }
-    return [this] {
+    return inputs_.effects().effect(ManagerStop{}, [this] {
         Zin::Turn const turn;
         manager_ = nullptr;
-    };
+    });
 }
 
 std::vector<L3::VrfName> Router::vrfs() const {
@@ -60,9 +62,7 @@ std::vector<L3::VrfName> Router::vrfs() const {
     for (auto const& member : tables_->intfAddrVrfTable()) {
         names.push_back(member.key);
     }
-    std::ranges::sort(names, [](L3::VrfName const& a, L3::VrfName const& b) {
-        return a.isDefault() != b.isDefault() ? a.isDefault() : a < b;
-    });
+    std::ranges::sort(names, VrfOrder());
     return names;
 }
 

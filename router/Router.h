@@ -19,9 +19,17 @@
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
 #include "Velk/TaskScheduler.h"
 #include "router/Inputs.h"
+#include "router/Published.h"
 #include "router/View.h"
 
 namespace Routing {
+
+// "default" first, the others in order of their names.
+struct VrfOrder {
+    bool operator()(L3::VrfName const& a, L3::VrfName const& b) const {
+        return a.isDefault() != b.isDefault() ? a.isDefault() : a < b;
+    }
+};
 
 class Router {
 public:
@@ -31,6 +39,8 @@ public:
     Router& operator=(Router const&) = delete;
 
     Inputs& inputs() { return inputs_; }
+    Inputs const& inputs() const { return inputs_; }
+    IpLib::IntfAddrVrfTableSmConfig const& config() const { return smFactory_->smConfig(); }
     Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
 
     // The operations of the router's agent; like those of Inputs, each is checked, and hands back
@@ -47,12 +57,17 @@ public:
     Effect managerStart();
     Effect managerStop();
 
-    // The VRFs that have a table: "default" first, the others in order of their names.
+    // The VRFs that have a table, in VrfOrder.
     std::vector<L3::VrfName> vrfs() const;
     // Throws OperationError if the VRF has no table.
     Zin::Ptr<IpLib::IntfAddrVrfTable> table(L3::VrfName const& vrf) const;
     // Null where none runs.
     Zin::Ptr<IpLib::IntfAddrVrfTableSm> tableSm(L3::VrfName const& vrf) const;
+
+    // What the VRF's table is to hold (Published.h); of any VRF. Goes before the router.
+    Published published(L3::VrfName const& vrf) const {
+        return {inputs_, vrf, config().ignoreKernelInterfaceState};
+    }
 
     // See View.h. Each throws OperationError if the VRF has no table.
     std::vector<Row> rows(L3::VrfName const& vrf) const;

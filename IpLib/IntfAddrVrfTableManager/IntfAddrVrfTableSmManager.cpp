@@ -42,12 +42,14 @@ void IntfAddrVrfTableSmManager::handleDestruction() {
         vrfs.push_back(member.key);
     }
     for (L3::VrfName const& vrf : vrfs) {
+        Zin::FaultDomain const domain(vrf.bytes());
         turn.run([&] { intfAddrVrfTableSmDel(vrf); });
         turn.run([&] { smFactory_->unmake(vrf); });
     }
 }
 
 void IntfAddrVrfTableSmManager::handleIntfAddrVrfTable(L3::VrfName const& vrf) {
+    Zin::FaultDomain const domain(vrf.bytes());
     auto const table = allIntfAddrVrfTable_->intfAddrVrfTable(vrf);
     trace8("vrf {} isTablePresent {}", vrf, static_cast<bool>(table));
     if (!table) {

@@ -23,6 +23,7 @@ void DeferredIntfAddSm::handleTaskRun() {
     if (!task() || !task()->taskCurrentlyRunning()) {
         return;
     }
+    Zin::FaultDomain const domain(vrfName_.bytes());
     auto const& backlog = backlog_->backlog();
     trace8("starting work with {} backlog entries to be processed", backlog.size());
     trace9("bookmark hasValue {} value {}", bookmark_.has_value(),

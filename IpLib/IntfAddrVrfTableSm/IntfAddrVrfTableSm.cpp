@@ -413,6 +413,7 @@ void IntfAddrVrfTableSm::change(IntfAddrEntryContent const& scope, Change&& chan
     if (intfAddrVrfTable_) {
         intfAddrVrfTable_->changes().submit(*this, scope,
                                             [this, change = std::forward<Change>(change)] {
+                                                Zin::FaultDomain const domain(vrfName_.bytes());
                                                 if (isWhole()) {
                                                     change();
                                                 }

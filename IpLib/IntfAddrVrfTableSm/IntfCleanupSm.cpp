@@ -18,6 +18,7 @@ void IntfCleanupSm::handleTaskRun() {
     if (!task() || !task()->taskCurrentlyRunning()) {
         return;
     }
+    Zin::FaultDomain const domain(vrfName_.bytes());
     Zin::Seconds const now = scheduler_->now();
     trace8("starting backlog processing at {} with {} items in queue", now,
            backlog_->backlogQueue().size());

@@ -20,11 +20,18 @@ AssertionPrinter::~AssertionPrinter() {
 }
 
 void AssertionPrinter::handle(Pell::AssertionFailure const& failure) {
-    thePrinter->failed_ = true;
-    thePrinter->output_.print("assert",
-                              {{"line", thePrinter->line_}, {"message", failure.message}});
-    thePrinter->output_.close();
+    thePrinter->print(failure);
     throw Pell::AssertionError(failure);
+}
+
+void AssertionPrinter::print(Pell::AssertionFailure const& failure) {
+    output_.print("assert", {{"line", line_}, {"message", failure.message}});
+    if (supervisor_) {
+        supervisor_->handleFailure(failure);
+    } else {
+        failed_ = true;
+        output_.close();
+    }
 }
 
 }  // namespace Scenario

@@ -33,10 +33,7 @@ private:
 
     template <class Key>
     void print(std::string_view attribute, Key const& key, bool present) {
-        output_.print("event", {{"vrf", vrf_.bytes()},
-                                {"attribute", attribute},
-                                {"key", key.toStrep()},
-                                {"present", present}});
+        printEvent(output_, vrf_, attribute, key, present);
     }
 
     L3::VrfName const vrf_;

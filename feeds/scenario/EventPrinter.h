@@ -7,11 +7,22 @@
 
 #include <map>
 #include <memory>
+#include <string_view>
 
 #include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 #include "feeds/scenario/Output.h"
 
 namespace Scenario {
+
+// The line of one change: whether the key is in the table's collection of that name.
+template <class Key>
+void printEvent(Output& output, L3::VrfName const& vrf, std::string_view attribute, Key const& key,
+                bool present) {
+    output.print("event", {{"vrf", vrf.bytes()},
+                           {"attribute", attribute},
+                           {"key", key.toStrep()},
+                           {"present", present}});
+}
 
 class EventPrinter final : public IpLib::AllIntfAddrVrfTable::Notifiee {
 public:

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "Velk/Advance.h"
@@ -16,20 +18,33 @@ Run::Run(std::ostream& out, Config const& config, Options const& options)
       output_(out, clock_),
       assertionPrinter_(output_, line_),
       router_(std::make_unique<Routing::Router>(
-          config.machines, clock_, std::make_unique<Velk::EveryNth>(config.yieldEvery))) {
+          config.machines, clock_, std::make_unique<Velk::EveryNth>(config.yieldEvery))),
+      repairPrinter_(output_) {
     if (options.traceLevel > 0) {
         tracePrinter_.emplace(output_, options.traceLevel, options.traceClasses);
     }
-    if (options.events) {
+    if (options.heal) {
+        supervisor_ = std::make_unique<Routing::Supervisor>(*router_, &repairPrinter_);
+        assertionPrinter_.supervisorIs(supervisor_.get());
+    }
+    if (options.events && supervisor_) {
+        followedEventPrinter_ =
+            std::make_unique<FollowedEventPrinter>(supervisor_->follower(), output_);
+    } else if (options.events) {
         eventPrinter_ = std::make_unique<EventPrinter>(router_->tables(), output_);
     }
-    router_->managerStart().apply();
+    apply(router_->managerStart());
 }
 
 Run::~Run() {
     output_.close();
+    assertionPrinter_.supervisorIs(nullptr);
     try {
         Zin::Turn turn;
+        turn.run([this] {
+            followedEventPrinter_ = nullptr;
+            supervisor_ = nullptr;
+        });
         turn.run([this] { router_ = nullptr; });
         turn.run([this] { eventPrinter_ = nullptr; });
     } catch (...) {
@@ -46,9 +61,18 @@ void Run::carryOut(std::uint64_t line, std::optional<Zin::Seconds> at,
             advanceTo(*at);
         }
         if (!outcome()) {
-            effect.apply();
+            apply(effect);
         }
     });
+}
+
+void Run::apply(Routing::Effect const& effect) {
+    if (!supervisor_) {
+        effect.apply();
+        return;
+    }
+    guarded([&] { supervisor_->apply(effect); });
+    supervisor_->repair();
 }
 
 void Run::advanceTo(Zin::Seconds time) {
@@ -59,8 +83,38 @@ void Run::advanceTo(Zin::Seconds time) {
             throw LineError(
                 fmt::format("tasks ran more than {} times on the way to {}", maxTaskRuns_, time));
         }
-        guarded([&] { goesOn = Velk::advanceToNextRun(*clock_, *router_->scheduler(), time); });
+        guarded([&] { goesOn = advanceToNextStep(time); });
     }
+}
+
+bool Run::advanceToNextStep(Zin::Seconds time) {
+    auto& scheduler = *router_->scheduler();
+    if (!supervisor_) {
+        return Velk::advanceToNextRun(*clock_, scheduler, time);
+    }
+    Zin::Seconds const repair = supervisor_->nextRepair();
+    Zin::Seconds const audit = nextAudit();
+    clock_->nowIs(std::min({scheduler.nextExpiry(), repair, audit, time}));
+    if (supervisor_->runNextTask()) {
+        return true;
+    }
+    if (repair <= now()) {
+        supervisor_->repair();
+        return true;
+    }
+    if (audit <= now()) {
+        auditedUntil_ = audit;
+        supervisor_->audit();
+        return true;
+    }
+    auditedUntil_ = std::max(auditedUntil_, std::floor(now()));
+    return false;
+}
+
+Zin::Seconds Run::nextAudit() const {
+    Zin::Seconds const after = std::max(auditedUntil_, supervisor_->auditIdleUntil());
+    Zin::Seconds const next = std::max(std::floor(after) + 1.0, std::ceil(now()));
+    return next > after ? next : std::nextafter(after, Velk::never);
 }
 
 void Run::guarded(std::function<void()> const& step) {

@@ -5,6 +5,10 @@
 //   out    lines of JSON
 //   time   moves with the lines alone
 //
+// With `heal` a supervisor contains what fails: the run goes on to its end. As the clock moves,
+// there come at one time first the tasks, then the rebuilds that are due, and then, at each full
+// second, an audit of all tables.
+//
 // The router's manager runs from the start. Whatever fails when the run is over, and the router
 // torn down, is nobody's concern any more. Outside of it nothing has changed then: trace levels,
 // trace sink and assertion handler are what they were.
@@ -22,9 +26,12 @@
 
 #include "feeds/scenario/AssertionPrinter.h"
 #include "feeds/scenario/EventPrinter.h"
+#include "feeds/scenario/FollowedEventPrinter.h"
 #include "feeds/scenario/Output.h"
+#include "feeds/scenario/RepairPrinter.h"
 #include "feeds/scenario/TracePrinter.h"
 #include "router/Router.h"
+#include "router/repair/Supervisor.h"
 
 namespace Scenario {
 
@@ -43,6 +50,8 @@ struct Options {
     // How often tasks may run while the clock is moved for one line. Tasks that make work for each
     // other without end would keep the clock from getting anywhere.
     std::uint64_t maxTaskRuns = 1'000'000'000;
+    // Contain failed invariants, and repair the tables.
+    bool heal = false;
 };
 
 enum class Outcome { completed, expectationFailed, invariantFailed };
@@ -55,6 +64,8 @@ public:
     Run& operator=(Run const&) = delete;
 
     Routing::Router& router() { return *router_; }
+    // Null where nothing is healed.
+    Routing::Supervisor* supervisor() { return supervisor_.get(); }
     Zin::Seconds now() const { return clock_->now(); }
     void print(std::string_view member, OrderedJson content) {
         output_.print(member, std::move(content));
@@ -79,6 +90,12 @@ public:
 private:
     // What `step` throws is printed.
     void guarded(std::function<void()> const& step);
+    void apply(Routing::Effect const& effect);
+    // Does the next thing on the way to `time`, and moves the clock to it; to `time` where there is
+    // none. Returns whether there was one.
+    bool advanceToNextStep(Zin::Seconds time);
+    // The first full second that has not been audited, and at which an audit may find something.
+    Zin::Seconds nextAudit() const;
 
     std::uint64_t const maxTaskRuns_;
     std::uint64_t line_ = 0;
@@ -90,6 +107,10 @@ private:
     std::optional<TracePrinter> tracePrinter_;
     std::unique_ptr<Routing::Router> router_;
     std::unique_ptr<EventPrinter> eventPrinter_;
+    RepairPrinter repairPrinter_;
+    std::unique_ptr<Routing::Supervisor> supervisor_;
+    std::unique_ptr<FollowedEventPrinter> followedEventPrinter_;
+    Zin::Seconds auditedUntil_ = 0.0;
 };
 
 }  // namespace Scenario

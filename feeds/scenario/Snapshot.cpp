@@ -38,7 +38,7 @@ OrderedJson json(IntfAddrEntryKey const& key, Nimb::IntfId const& intfId,
 OrderedJson rows(IntfAddrVrfTable const& table) {
     OrderedJson list = OrderedJson::array();
     for (auto const& content : sortedKeys(table.intfAddrEntry())) {
-        list.push_back(json(content.key, content.intfId, content.subnet));
+        list.push_back(rowJson(content));
     }
     return list;
 }
@@ -120,6 +120,10 @@ OrderedJson snapshot(Routing::Router const& router) {
         vrfs.emplace_back(vrf.bytes(), std::move(content));
     }
     return vrfs;
+}
+
+OrderedJson rowJson(IpLib::IntfAddrEntryContent const& content) {
+    return json(content.key, content.intfId, content.subnet);
 }
 
 OrderedJson rowTexts(IntfAddrVrfTable const& table) {

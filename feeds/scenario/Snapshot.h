@@ -10,6 +10,9 @@ namespace Scenario {
 // {VRF: {"rows", "byAddr", "subnets", "linkLocal", "deferred", "cleanup"}}
 OrderedJson snapshot(Routing::Router const& router);
 
+// One of "rows".
+OrderedJson rowJson(IpLib::IntfAddrEntryContent const& content);
+
 // The short text forms of all rows of the table, sorted.
 OrderedJson rowTexts(IpLib::IntfAddrVrfTable const& table);
 

@@ -15,6 +15,14 @@ std::uint32_t KniIntfStatusHelper::uses(L3::VrfName const& vrf, std::string_view
     return use == uses_.end() ? 0 : use->second;
 }
 
+std::vector<L3::VrfName> KniIntfStatusHelper::vrfs() const {
+    std::vector<L3::VrfName> names;
+    for (auto const& member : dirs_) {
+        names.push_back(member.key);
+    }
+    return names;
+}
+
 Zin::Ptr<DeviceIntfStatusDir> KniIntfStatusHelper::deviceIntfStatusDir(L3::VrfName const& vrf) {
     if (!dirs_.contains(vrf)) {
         dirs_.emplace(vrf, deviceIntfStatusDirFactory());

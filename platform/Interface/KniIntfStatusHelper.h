@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Interface/DeviceIntfStatusDir.h"
 #include "L3/VrfName.h"
@@ -20,6 +21,9 @@ class KniIntfStatusHelper final : public Zin::Entity {
 public:
     // How often `requester` has acquired the VRF's directory and not released it.
     std::uint32_t uses(L3::VrfName const& vrf, std::string_view requester) const;
+
+    // The VRFs that have been mentioned.
+    std::vector<L3::VrfName> vrfs() const;
 
     // For the writer.
     Zin::Ptr<DeviceIntfStatusDir> deviceIntfStatusDir(L3::VrfName const& vrf);

@@ -29,7 +29,8 @@ AssertionError::AssertionError(AssertionFailure const& failure)
       function_(failure.function),
       message_(failure.message) {}
 
-void fail(AssertionFailure const& failure) {
+void fail(AssertionFailure failure) {
+    failure.domain = FaultDomain::innermost();
     if (theHandler != nullptr) {
         theHandler(failure);
     } else {

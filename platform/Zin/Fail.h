@@ -8,6 +8,9 @@
 // process; where a handler returns, the process aborts. What is thrown goes before any other
 // failure of its turn (Zin/Turn.h).
 //
+// Whoever contains failures has to know whose they are: a FaultDomain names whose work is being
+// done.
+//
 // Classes assert through Pell (Pell/Assertion.h), which formats the message.
 #pragma once
 
@@ -15,6 +18,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Zin {
 
@@ -24,6 +28,26 @@ struct AssertionFailure {
     std::string_view condition;
     std::string_view function;
     std::string_view message;
+    // Of the innermost domain; empty outside of any.
+    std::string_view domain{};
+};
+
+// While it lives, what fails on its thread is told to be of the domain of that name, unless there
+// is one within. It lives on the stack; the name is borrowed.
+class FaultDomain {
+public:
+    explicit FaultDomain(std::string_view name) noexcept
+        : outer_(std::exchange(innermost_, name)) {}
+    ~FaultDomain() { innermost_ = outer_; }
+    FaultDomain(FaultDomain const&) = delete;
+    FaultDomain& operator=(FaultDomain const&) = delete;
+
+    static std::string_view innermost() noexcept { return innermost_; }
+
+private:
+    static inline constinit thread_local std::string_view innermost_{};
+
+    std::string_view const outer_;
 };
 
 // "class::function: assertion 'condition' failed: message"
@@ -50,7 +74,8 @@ private:
     std::string message_;
 };
 
-[[noreturn]] void fail(AssertionFailure const& failure);
+// Of the innermost domain.
+[[noreturn]] void fail(AssertionFailure failure);
 
 // For a failure of which nobody is left to be told, such as that of a teardown outside of any turn:
 // tells the handler, and ends the process also where the handler throws.

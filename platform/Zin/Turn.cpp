@@ -1,6 +1,7 @@
 #include "Zin/Turn.h"
 
 #include <utility>
+#include <vector>
 
 namespace Zin {
 namespace {
@@ -12,10 +13,12 @@ struct State {
     std::uint32_t depth = 0;
     bool failed = false;
     bool brokeInvariant = false;  // what is kept is an AssertionError
+    bool hasLastSteps = false;
 };
 
 constinit thread_local State state;
 thread_local std::exception_ptr keptFailure;  // touched only when something has failed
+thread_local std::vector<std::function<void()>> lastSteps;  // touched only when there are some
 
 SuppressedFailureHandler suppressedFailureHandler = nullptr;
 
@@ -49,6 +52,9 @@ Turn::Turn() noexcept {
 }
 
 Turn::~Turn() noexcept(false) {
+    if (state.hasLastSteps && state.depth == 1) {
+        runLastSteps();
+    }
     if (--state.depth > 0 || !state.failed) {
         return;
     }
@@ -63,6 +69,21 @@ Turn::~Turn() noexcept(false) {
         return;
     }
     std::rethrow_exception(failure);
+}
+
+void Turn::atEnd(std::function<void()> step) {
+    Turn const turn;
+    lastSteps.push_back(std::move(step));
+    state.hasLastSteps = true;
+}
+
+void Turn::runLastSteps() noexcept {
+    while (!lastSteps.empty()) {
+        for (auto const& step : std::exchange(lastSteps, {})) {
+            run(step);
+        }
+    }
+    state.hasLastSteps = false;
 }
 
 bool Turn::inProgress() noexcept { return state.depth > 0; }

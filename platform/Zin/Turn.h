@@ -14,6 +14,8 @@
 //     already; a failed invariant that cannot be thrown then ends the process (failUnthrown).
 //   - Framework time stands still: a clock reads the world once a turn (see id()).
 //
+// Whoever has to see what all of that comes to leaves a step for the end of the turn (atEnd).
+//
 // Every mutator of an attribute is a turn (Attribute, Collection, Child, Children). What it
 // replaces or removes goes at the end of that turn, save for what it returns, which goes where its
 // caller lets it go. Containers open no turns.
@@ -23,6 +25,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <string_view>
 #include <utility>
 
@@ -60,6 +63,11 @@ public:
         }
     }
 
+    // Has `step` run as the last thing of the turn in progress, when all that was set off is over;
+    // at once, as a turn of its own, outside of any. Steps run in the order in which they were
+    // left, those that a step leaves after it.
+    static void atEnd(std::function<void()> step);
+
     // Whether a turn is on this thread's stack.
     static bool inProgress() noexcept;
     // Whether the end of the innermost turn on the stack is to throw.
@@ -71,6 +79,7 @@ public:
     static std::uint64_t suppressedFailures() noexcept;
 
 private:
+    void runLastSteps() noexcept;
     static void keep(std::exception_ptr failure) noexcept;
 };
 

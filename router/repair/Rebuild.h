@@ -1,0 +1,52 @@
+// One rebuild of a VRF: a fresh table, filled from what is published, in place of the one that is
+// there, and a new machine with it.
+//
+//     prepare    the old machine is silenced; the fresh table is filled by succession
+//     takeAway   the old table leaves the directory, and its machine goes
+//     put        the fresh table joins the directory; its new machine finds what it would admit
+//     there
+//                already, has all others wait in their order, and goes on from there
+//
+// The VRF is removed and added, so that what its machines acquire and release balances. Whoever is
+// called is in a turn; each step does what it can, and leaves what fails to the turn.
+#pragma once
+
+#include <vector>
+
+#include "router/Router.h"
+
+namespace Routing {
+
+// A silenced machine writes nothing any more, nor does its teardown. Null is none.
+void silence(Zin::Ptr<IpLib::IntfAddrVrfTableSm> const& machine);
+
+class Rebuild {
+public:
+    // The VRF has a table, and the manager runs. Borrows the router.
+    Rebuild(Router& router, L3::VrfName vrf);
+
+    void prepare();
+    void takeAway();
+    void put();
+
+    // What it has brought and taken, sorted.
+    std::vector<IpLib::IntfAddrEntryContent> added() const { return lacking(*fresh_, *old_); }
+    std::vector<IpLib::IntfAddrEntryContent> removed() const { return lacking(*old_, *fresh_); }
+
+private:
+    void keepRefused(IpLib::IntfAddrVrfTableSm& machine) const;
+    void keepQueue(IpLib::IntfAddrVrfTableSm& machine) const;
+
+    // The rows of `table` that `other` has not.
+    static std::vector<IpLib::IntfAddrEntryContent> lacking(IpLib::IntfAddrVrfTable const& table,
+                                                            IpLib::IntfAddrVrfTable const& other);
+
+    Router& router_;
+    L3::VrfName const vrf_;
+    Published const published_;
+    Zin::Ptr<IpLib::IntfAddrVrfTable> const old_;
+    Zin::Ptr<IpLib::IntfAddrVrfTable> const fresh_;
+    std::vector<IpLib::IntfAddrWithMaskKey> waiting_;  // first come, first
+};
+
+}  // namespace Routing

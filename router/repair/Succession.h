@@ -1,0 +1,29 @@
+// Who comes after whom when a table is filled anew: whoever had an address or a subnet, and still
+// publishes it, keeps it, and what waited keeps its place in the queue.
+//
+//   1. the rows that stand in their own interface's subnets, and the link-local ones that are their
+//      interface's; in the order of the rows
+//   2. whatever else a subnet's interface publishes in it
+//   3. the other rows: of deprecated addresses that have outlived their subnet, and of those that
+//      look-ups do not find
+//   4. what waited, in its order
+//
+// Where the way of one is taken by then, it waits. What else is published comes in the order in
+// which a machine starts.
+#pragma once
+
+#include <vector>
+
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMask.h"
+#include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
+#include "router/Published.h"
+
+namespace Routing {
+
+// Of what is published and has its device alone; an address may be named twice. A refused
+// link-local address is named, as not deprecated, where its row stands.
+std::vector<IpLib::IntfAddrWithMask> succession(
+    Published const& published, IpLib::IntfAddrVrfTable const& old,
+    std::vector<IpLib::IntfAddrWithMaskKey> const& waiting);
+
+}  // namespace Routing

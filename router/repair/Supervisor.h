@@ -1,0 +1,162 @@
+// Keeps the tables of a router right: contains what fails in one VRF, audits all of them, and
+// rebuilds the one that went wrong.
+//
+//   in     what is done to the router, done through contain(); each failed invariant, from the
+//          assertion handler of the router's owner, which throws (Pell/Assertion.h)
+//   out    the repairs, told to the observer, traced at level 1, counted by reason; what followers
+//          are told of the tables (TableFollower.h); what led to each repair (OperationHistory.h)
+//   time   whoever runs the router asks when the next repair is due, and gives audits their slices
+//
+// A VRF in which an invariant failed is degraded until it has been rebuilt (VrfHealth.h): what is
+// published is kept, its table stands as it is, and its machine is silent. All other VRFs go on.
+// What an audit finds and what stays is rebuilt too (FaultBook.h).
+//
+// While the manager does not run nothing is audited or rebuilt; what is owed is done when it
+// starts.
+//
+// Made before the router has tables and runs, and goes before it; borrows it.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Pell/Assertion.h"
+#include "Pell/Traced.h"
+#include "router/Router.h"
+#include "router/repair/Audit.h"
+#include "router/repair/OperationHistory.h"
+#include "router/repair/TableFollower.h"
+#include "router/repair/VrfHealth.h"
+
+namespace Routing {
+
+// One rebuild.
+struct Repair {
+    L3::VrfName vrf{};
+    // The invariant's message, or what the audit found.
+    std::string why{};
+    Zin::Seconds at = 0.0;
+    Zin::Seconds took = 0.0;
+    // What led there.
+    Recording recording{};
+};
+
+class RepairObserver {
+public:
+    virtual ~RepairObserver() = default;
+    // The rows that the repair has brought, and those that it has taken, sorted.
+    virtual void handleRepair(Repair const& repair,
+                              std::vector<IpLib::IntfAddrEntryContent> const& added,
+                              std::vector<IpLib::IntfAddrEntryContent> const& removed) = 0;
+};
+
+class Supervisor final : private OperationObserver, private Pell::Traced<"Supervisor"> {
+public:
+    struct Options {
+        // How many operations are kept, at least, of those that led to a repair.
+        std::size_t recordedOperations = 1000;
+    };
+
+    explicit Supervisor(Router& router, RepairObserver* observer = nullptr)
+        : Supervisor(router, observer, Options()) {}
+    Supervisor(Router& router, RepairObserver* observer, Options const& options);
+    ~Supervisor() override;
+    Supervisor(Supervisor const&) = delete;
+    Supervisor& operator=(Supervisor const&) = delete;
+
+    Zin::Ptr<TableFollower> const& follower() const { return follower_; }
+
+    // The assertion handler of the router's owner passes each failure on before it throws.
+    void handleFailure(Pell::AssertionFailure const& failure);
+
+    // Does what may change the router: applies an effect, or runs tasks, which `step` says. A
+    // failed invariant ends `step`, and here; another error passes.
+    void contain(std::function<void()> const& step);
+    void apply(Effect const& effect) {
+        contain([&] { effect.apply(); });
+    }
+    // Runs the first task that is due, if there is one. Returns whether there was.
+    bool runNextTask();
+
+    // When the next rebuild is due, on the scheduler's clock; never where none is owed.
+    Zin::Seconds nextRepair() const;
+    // Rebuilds what is due: "default" first, the others in order of their names. Called after each
+    // operation, and when the next repair is due.
+    void repair();
+
+    // Audits every VRF, and repairs what has stayed wrong for too long.
+    void audit();
+    // An audit up to this time finds what the last one found, and repairs nothing: -infinity where
+    // anything has changed, never where nothing is wrong.
+    Zin::Seconds auditIdleUntil() const;
+
+    // Goes on with an audit that is done in slices: for about this long, outside of turns. Returns
+    // false where there is nothing to do at present.
+    bool auditSlice(std::chrono::nanoseconds duration = std::chrono::microseconds(500));
+    // When the next slice is to be given, also under load; never while the manager is stopped.
+    Zin::Seconds nextAuditSlice() const;
+
+    // Whether a rebuild of the VRF is owed.
+    bool degraded(L3::VrfName const& vrf) const;
+    // How many rebuilds there were, by reason: the function whose invariant failed, or what the
+    // audit found first. What repairs have been tried for in vain counts as "not repaired: ...".
+    std::map<std::string, std::uint64_t> const& repairsByReason() const { return byReason_; }
+    // The last few repairs, the latest last.
+    std::deque<Repair> const& lastRepairs() const { return lastRepairs_; }
+
+private:
+    struct Vrf {
+        explicit Vrf(Zin::Seconds patience) : faults(patience) {}
+
+        VrfHealth health{};
+        FaultBook faults;
+        std::string reason{};
+        Zin::Seconds nextOverdue = Velk::never;
+    };
+    struct Failure {
+        L3::VrfName vrf;
+        std::string message;
+        std::string reason;
+    };
+    class FaultForgetter;
+
+    void handleOperation(Operation const& operation) override;
+
+    Vrf& vrf(L3::VrfName const& name);
+    // What has failed since the last time owes rebuilds, and silences machines.
+    void noteFailures();
+    void auditEnds(L3::VrfName const& name, Audit const& audit);
+    void repairFaults(L3::VrfName const& name);
+    void rebuild(L3::VrfName const& name, std::string const& why, std::string const& reason);
+    std::optional<std::string> tryRebuild(L3::VrfName const& name,
+                                          std::vector<IpLib::IntfAddrEntryContent>& added,
+                                          std::vector<IpLib::IntfAddrEntryContent>& removed);
+
+    Router& router_;
+    RepairObserver* const observer_;
+    Zin::Seconds const patience_;
+    Zin::Ptr<TableFollower> const follower_;
+    OperationHistory history_;
+    std::vector<Failure> failures_;  // not noted yet
+    std::map<L3::VrfName, Vrf, VrfOrder> vrfs_;
+    std::unique_ptr<FaultForgetter> forgetter_;
+    std::map<std::string, std::uint64_t> byReason_;
+    std::deque<Repair> lastRepairs_;
+
+    bool changed_ = true;  // since the last audit of all
+    // The audit that is done in slices.
+    std::vector<L3::VrfName> toAudit_;  // the next one last
+    std::unique_ptr<Audit> slicedAudit_;
+    Zin::Seconds passBegan_ = 0.0;
+    Zin::Seconds nextPass_ = 0.0;
+    Zin::Seconds nextSlice_ = 0.0;
+};
+
+}  // namespace Routing
