@@ -186,7 +186,7 @@ void OperationHistory::record(Operation const& operation) {
         }
     }
     RecordedOperation recorded{.operation = operation};
-    if (std::exchange(tasksRan_, false)) {
+    if (std::exchange(tasksRan_, false) | (std::exchange(lastAt_, now) != now)) {
         recorded.at = now;
     }
     newer_->operations.push_back(std::move(recorded));

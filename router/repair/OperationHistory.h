@@ -52,7 +52,7 @@ public:
     // Borrows the router, which is empty yet.
     OperationHistory(Router const& router, std::size_t bound);
 
-    // Tasks may have run, or time may have passed.
+    // Tasks have run since the last operation; also where no time has passed.
     void tasksRan() { tasksRan_ = true; }
     void record(Operation const& operation);
 
@@ -62,6 +62,7 @@ private:
     Router const& router_;
     std::size_t const bound_;
     bool tasksRan_ = false;
+    Zin::Seconds lastAt_ = 0.0;
     std::shared_ptr<Recording::Generation> older_;
     std::shared_ptr<Recording::Generation> newer_;
 };

@@ -111,6 +111,7 @@ bool Supervisor::runNextTask() {
     if (scheduler.nextExpiry() > scheduler.now()) {
         return false;
     }
+    history_.tasksRan();
     contain([&] { scheduler.runNext(scheduler.now()); });
     return true;
 }

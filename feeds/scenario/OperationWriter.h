@@ -1,0 +1,19 @@
+// Writes operations as lines of a scenario file: what a run is recorded as. Reading them makes the
+// same operations again.
+#pragma once
+
+#include <ostream>
+
+#include "feeds/scenario/Json.h"
+#include "feeds/scenario/Run.h"
+#include "router/repair/OperationHistory.h"
+
+namespace Scenario {
+
+// {"op", its fields}
+OrderedJson lineOf(Routing::Operation const& operation);
+
+// The configuration, and what has been recorded under it, line by line.
+void writeScenario(std::ostream& out, Config const& config, Routing::Recording const& recording);
+
+}  // namespace Scenario
