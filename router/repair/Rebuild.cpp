@@ -1,6 +1,5 @@
 #include "router/repair/Rebuild.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/AddressPlacement.h"
@@ -16,8 +15,9 @@ using IpLib::IntfAddrVrfTableImpl::Place;
 using IpLib::IntfAddrVrfTableImpl::Standing;
 
 void silence(Zin::Ptr<IntfAddrVrfTableSm> const& machine) {
-    if (machine) {
-        machine->allIntfAddrWithMaskDel();
+    if (machine && machine->allIntfAddrWithMask()) {
+        // Emptied, so that its teardown has nothing left to withdraw.
+        machine->allIntfAddrWithMaskDel()->allDelAll();
     }
 }
 
@@ -89,18 +89,6 @@ void Rebuild::keepQueue(IntfAddrVrfTableSm& machine) const {
     for (auto const& key : queue) {
         backlog->backlogIs(key);
     }
-}
-
-std::vector<IpLib::IntfAddrEntryContent> Rebuild::lacking(IntfAddrVrfTable const& table,
-                                                          IntfAddrVrfTable const& other) {
-    std::vector<IpLib::IntfAddrEntryContent> rows;
-    for (auto const& member : table.intfAddrEntry()) {
-        if (!other.intfAddrEntryHas(member.key)) {
-            rows.push_back(member.key);
-        }
-    }
-    std::ranges::sort(rows);
-    return rows;
 }
 
 }  // namespace Routing

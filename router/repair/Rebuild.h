@@ -29,17 +29,9 @@ public:
     void takeAway();
     void put();
 
-    // What it has brought and taken, sorted.
-    std::vector<IpLib::IntfAddrEntryContent> added() const { return lacking(*fresh_, *old_); }
-    std::vector<IpLib::IntfAddrEntryContent> removed() const { return lacking(*old_, *fresh_); }
-
 private:
     void keepRefused(IpLib::IntfAddrVrfTableSm& machine) const;
     void keepQueue(IpLib::IntfAddrVrfTableSm& machine) const;
-
-    // The rows of `table` that `other` has not.
-    static std::vector<IpLib::IntfAddrEntryContent> lacking(IpLib::IntfAddrVrfTable const& table,
-                                                            IpLib::IntfAddrVrfTable const& other);
 
     Router& router_;
     L3::VrfName const vrf_;

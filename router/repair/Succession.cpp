@@ -1,9 +1,14 @@
 #include "router/repair/Succession.h"
 
+#include "IpLib/IntfAddrVrfTableSm/Place.h"
+#include "Zin/HashKey.h"
+#include "Zin/HashMap2018.h"
+
 namespace Routing {
 
 using IpLib::IntfAddrWithMask;
 using IpLib::IntfAddrWithMaskKey;
+using IpLib::IntfAddrVrfTableImpl::Place;
 
 namespace {
 
@@ -21,6 +26,32 @@ bool isOwn(IpLib::IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& row
     return set && set->intfId() == row.intfId();
 }
 
+// The places that somebody wants who does not stand there.
+class Contest {
+public:
+    void enter(IntfAddrWithMaskKey const& key) {
+        any_ = true;
+        if (key.isV6LinkLocal()) {
+            linkLocals_.insert(key.intfId);
+        } else {
+            addrs_.insert(key.addrWithMask.address());
+            subnets_.insert(key.addrWithMask.prefix());
+        }
+    }
+
+    bool concerns(IntfAddrWithMaskKey const& key) const {
+        return any_ && (key.isV6LinkLocal() ? linkLocals_.contains(key.intfId)
+                                            : addrs_.contains(key.addrWithMask.address()) ||
+                                                  subnets_.contains(key.addrWithMask.prefix()));
+    }
+
+private:
+    bool any_ = false;
+    Zin::HashSet2018<Nimb::IntfId> linkLocals_{Zin::hashSeed() ^ 0x3d5b02e1};
+    Zin::HashSet2018<Nimb::IpGenAddr> addrs_{Zin::hashSeed() ^ 0x88f0a46c};
+    Zin::HashSet2018<Nimb::IpGenPrefix> subnets_{Zin::hashSeed() ^ 0xe61c79b3};
+};
+
 }  // namespace
 
 std::vector<IntfAddrWithMask> succession(Published const& published,
@@ -28,32 +59,47 @@ std::vector<IntfAddrWithMask> succession(Published const& published,
                                          std::vector<IntfAddrWithMaskKey> const& waiting) {
     std::vector<IntfAddrWithMask> order;
     std::vector<IntfAddrWithMask> others;
+    std::vector<IntfAddrWithMask> inOwnSubnet;
+    Contest contest;
     auto const take = [&](std::vector<IntfAddrWithMask>& into, IntfAddrWithMaskKey const& key,
                           bool deprecated) {
-        if (published.hasDevice(key.intfId)) {
-            into.emplace_back(key, deprecated && !key.isV6LinkLocal());
-        }
+        into.emplace_back(key, deprecated && !key.isV6LinkLocal());
     };
+    published.forEach([&](IntfAddrWithMaskKey const& key, bool deprecated) {
+        if (!published.hasDevice(key.intfId)) {
+            return;
+        }
+        Place const place(key);
+        auto const row = old.intfAddrEntry(place.content);
+        if (row && isOwn(old, *row)) {
+            return;
+        }
+        contest.enter(key);
+        auto const set = old.intfAddrEntrySetFromSubnet(place.subnet());
+        if (row) {
+            take(others, key, deprecated);
+        } else if (set && set->intfId() == key.intfId && !key.isV6LinkLocal()) {
+            take(inOwnSubnet, key, deprecated);
+        }
+    });
     for (auto const& member : old.intfAddrEntry()) {
         auto const& row = *member.value;
         IntfAddrWithMaskKey const key{row.intfId(), {row.key().addr, row.subnet().prefixLength()}};
-        if (row.key().virtualIp) {
-            continue;
-        }
-        if (auto const deprecated = published.deprecated(key)) {
-            take(isOwn(old, row) ? order : others, key, *deprecated);
+        // A refused address comes to nobody's mind but here.
+        auto const deprecated =
+            row.key().virtualIp || !(contest.concerns(key) || key.isV6LinkLocal())
+                ? std::nullopt
+                : published.deprecated(key);
+        if (deprecated && published.hasDevice(key.intfId) && isOwn(old, row)) {
+            take(order, key, *deprecated);
         }
     }
-    published.forEach([&](IntfAddrWithMaskKey const& key, bool deprecated) {
-        auto const set = old.intfAddrEntrySetFromSubnet(key.addrWithMask.prefix());
-        if (set && set->intfId() == key.intfId && !key.isV6LinkLocal()) {
-            take(order, key, deprecated);
-        }
-    });
+    order.insert(order.end(), inOwnSubnet.begin(), inOwnSubnet.end());
     order.insert(order.end(), others.begin(), others.end());
     for (auto const& key : waiting) {
         auto const deprecated = published.deprecated(key);
-        if (deprecated && !Published::isRefused(key, *deprecated)) {
+        if (deprecated && published.hasDevice(key.intfId) &&
+            !Published::isRefused(key, *deprecated)) {
             take(order, key, *deprecated);
         }
     }

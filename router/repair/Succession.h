@@ -1,4 +1,4 @@
-// Who comes after whom when a table is filled anew: whoever had an address or a subnet, and still
+// Who comes before whom when a table is filled anew: whoever had an address or a subnet, and still
 // publishes it, keeps it, and what waited keeps its place in the queue.
 //
 //   1. the rows that stand in their own interface's subnets, and the link-local ones that are their
@@ -8,8 +8,9 @@
 //      look-ups do not find
 //   4. what waited, in its order
 //
-// Where the way of one is taken by then, it waits. What else is published comes in the order in
-// which a machine starts.
+// Where the way of one is taken by then, it waits. Rows of the first kind are in nobody's way but
+// that of an address that does not stand so itself: all others may come in whatever order they are
+// published, and are left out here.
 #pragma once
 
 #include <vector>

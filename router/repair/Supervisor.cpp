@@ -26,14 +26,24 @@ std::string textOf(std::vector<Fault> const& faults) {
 
 }  // namespace
 
-// What comes into a table, and what leaves it, starts the ages of its faults anew.
-class Supervisor::FaultForgetter final : public TableFollower::Notifiee {
+// What comes into a table, and what leaves it, starts the ages of its faults anew; and a rebuild
+// has done what the replacement comes to.
+class Supervisor::TableWatcher final : public TableFollower::Notifiee {
 public:
-    explicit FaultForgetter(Supervisor& supervisor) : supervisor_(supervisor) {
+    explicit TableWatcher(Supervisor& supervisor) : supervisor_(supervisor) {
         notifierIs(supervisor.follower_);
     }
 
+    // What replacing the table of this VRF has come to.
+    L3::VrfName rebuilt{};
+    Difference<IpLib::IntfAddrEntryContent> replaced{};
+
 private:
+    void handleReplacement(L3::VrfName const& name, TableDifference const& difference) override {
+        if (name == rebuilt) {
+            replaced = difference.rows;
+        }
+    }
     void handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row,
                    bool /*present*/) override {
         supervisor_.vrf(vrf).faults.handleRow(row.key.addr);
@@ -52,7 +62,7 @@ Supervisor::Supervisor(Router& router, RepairObserver* observer, Options const& 
       patience_(std::max(router.config().deferredIntfAddDelay, 0.0) + 1.0),
       follower_(tableFollowerFactory(router.tables())),
       history_(router, options.recordedOperations),
-      forgetter_(std::make_unique<FaultForgetter>(*this)) {
+      watcher_(std::make_unique<TableWatcher>(*this)) {
     router_.inputs().effects().observerIs(this);
 }
 
@@ -166,11 +176,10 @@ void Supervisor::repair() {
 void Supervisor::rebuild(L3::VrfName const& name, std::string const& why,
                          std::string const& reason) {
     std::string const itsWhy = why;  // which may change meanwhile
-    std::vector<IpLib::IntfAddrEntryContent> added;
-    std::vector<IpLib::IntfAddrEntryContent> removed;
     Recording const recording = history_.recording();
     Zin::Seconds const began = router_.scheduler()->now();
-    auto const failure = tryRebuild(name, added, removed);
+    Difference<IpLib::IntfAddrEntryContent> changed;
+    auto const failure = tryRebuild(name, changed);
     Zin::Seconds const ended = router_.scheduler()->now();
     changed_ = true;
     vrf(name).health.rebuilt(ended, ended - began, failure);
@@ -185,15 +194,17 @@ void Supervisor::rebuild(L3::VrfName const& name, std::string const& why,
         lastRepairs_.pop_front();
     }
     if (observer_) {
-        observer_->handleRepair(lastRepairs_.back(), added, removed);
+        std::ranges::sort(changed.come);
+        std::ranges::sort(changed.gone);
+        observer_->handleRepair(lastRepairs_.back(), changed.come, changed.gone);
     }
 }
 
 // Returns the failure of an invariant, of this VRF's new machine. Those of others are noted.
 std::optional<std::string> Supervisor::tryRebuild(
-    L3::VrfName const& name, std::vector<IpLib::IntfAddrEntryContent>& added,
-    std::vector<IpLib::IntfAddrEntryContent>& removed) {
+    L3::VrfName const& name, Difference<IpLib::IntfAddrEntryContent>& changed) {
     Rebuild rebuild(router_, name);
+    watcher_->rebuilt = name;
     auto const ofThis = [&](Failure const& failure) { return failure.vrf == name; };
     try {
         Zin::Turn turn;
@@ -202,14 +213,11 @@ std::optional<std::string> Supervisor::tryRebuild(
         // The old machine has gone, whatever failed in its teardown.
         std::erase_if(failures_, ofThis);
         turn.run([&] { rebuild.put(); });
-        turn.run([&] {
-            added = rebuild.added();
-            removed = rebuild.removed();
-        });
     } catch (Pell::AssertionError const&) {
     } catch (std::exception const& error) {
         trace<1>({"vrf {}: {}, while it was rebuilt", "rebuild"}, name, error.what());
     }
+    changed = std::exchange(watcher_->replaced, {});
     std::optional<std::string> failure;
     if (auto const found = std::ranges::find_if(failures_, ofThis); found != failures_.end()) {
         failure = found->message;

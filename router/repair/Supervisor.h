@@ -125,7 +125,7 @@ private:
         std::string message;
         std::string reason;
     };
-    class FaultForgetter;
+    class TableWatcher;
 
     void handleOperation(Operation const& operation) override;
 
@@ -136,8 +136,7 @@ private:
     void repairFaults(L3::VrfName const& name);
     void rebuild(L3::VrfName const& name, std::string const& why, std::string const& reason);
     std::optional<std::string> tryRebuild(L3::VrfName const& name,
-                                          std::vector<IpLib::IntfAddrEntryContent>& added,
-                                          std::vector<IpLib::IntfAddrEntryContent>& removed);
+                                          Difference<IpLib::IntfAddrEntryContent>& changed);
 
     Router& router_;
     RepairObserver* const observer_;
@@ -146,7 +145,7 @@ private:
     OperationHistory history_;
     std::vector<Failure> failures_;  // not noted yet
     std::map<L3::VrfName, Vrf, VrfOrder> vrfs_;
-    std::unique_ptr<FaultForgetter> forgetter_;
+    std::unique_ptr<TableWatcher> watcher_;
     std::map<std::string, std::uint64_t> byReason_;
     std::deque<Repair> lastRepairs_;
 

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "Zin/Turn.h"
-#include "router/repair/TableImage.h"
 
 namespace Routing {
 
@@ -22,8 +21,7 @@ public:
         if (told_) {
             return false;
         }
-        told_ = std::make_unique<TableImage>();
-        told_->update(notifier().get());
+        told_ = std::make_unique<TableImage>(notifier().get());
         notifierIs(nullptr);
         return true;
     }
@@ -31,7 +29,7 @@ public:
     void catchUp(Zin::Ptr<IntfAddrVrfTable const> table) {
         auto const told = std::exchange(told_, nullptr);
         notifierIs(std::move(table));
-        leaveToTell(told->update(notifier().get()));
+        leaveToTell(told->differenceTo(notifier().get()));
     }
 
     bool hasTable() const { return bool(notifier()); }
@@ -62,6 +60,9 @@ private:
     // In the order in which a machine takes things away, and in which it puts them there.
     void leaveToTell(TableDifference const& difference) {
         using Observer = TableFollower::Notifiee;
+        follower_.toTell_.emplace_back([&follower = follower_, vrf = vrf_, difference] {
+            follower.notifieeList_.notify(follower, &Observer::handleReplacement, vrf, difference);
+        });
         leaveAllToTell<&Observer::handleRowFromAddr>(difference.rowsFromAddr.gone, false);
         leaveAllToTell<&Observer::handleRow>(difference.rows.gone, false);
         leaveAllToTell<&Observer::handleSetFromSubnet>(difference.setsFromSubnet.gone, false);

@@ -25,6 +25,7 @@
 #include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 #include "Zin/Entity.h"
 #include "Zin/Notifiee.h"
+#include "router/repair/TableImage.h"
 
 namespace Routing {
 
@@ -32,6 +33,9 @@ class TableFollower final : public Zin::Entity, private IpLib::AllIntfAddrVrfTab
 public:
     class Notifiee : public Zin::NotifieeOf<TableFollower> {
     public:
+        // Another table, or none, is in the place of the one that was followed: all that this
+        // changes, each of which is told by itself afterwards.
+        virtual void handleReplacement(L3::VrfName const&, TableDifference const&) {}
         virtual void handleRow(L3::VrfName const&, IpLib::IntfAddrEntryContent const&,
                                bool /*present*/) {}
         virtual void handleRowFromAddr(L3::VrfName const&, IpLib::IntfAddrEntryKey const&,

@@ -1,23 +1,52 @@
 #include "router/repair/TableImage.h"
 
+#include <algorithm>
+#include <functional>
+
 namespace Routing {
 
-template <class Key, class Mark>
-template <class Map, class MarkOf>
-Difference<Key> TableImage::Members<Key, Mark>::update(Map const* map, MarkOf const& markOf) {
+using IpLib::IntfAddrEntry;
+using IpLib::IntfAddrEntrySet;
+
+namespace {
+
+IpLib::IntfAddrEntryContent contentOf(IntfAddrEntry const& row) { return row.content(); }
+IpLib::IntfAddrEntryKey rowKeyOf(IntfAddrEntry const& row) { return row.key(); }
+Nimb::IntfId intfOf(IntfAddrEntry const& row) { return row.intfId(); }
+Nimb::IpGenPrefix subnetOf(IntfAddrEntrySet const& set) { return set.subnet(); }
+
+bool isSame(IntfAddrEntry const& a, IntfAddrEntry const& b) { return a.content() == b.content(); }
+bool isSame(IntfAddrEntrySet const& a, IntfAddrEntrySet const& b) {
+    return a.intfId() == b.intfId();
+}
+
+template <class Members, class Map>
+void copy(Members& members, Map const& map) {
+    members.reserve(map.size());
+    for (auto const& member : map) {
+        members.push_back(member.value);
+    }
+}
+
+// `map` is null where there is no table. The key of a member is what `keyOf` says of its value.
+template <class Key, class Members, class Map, class KeyOf>
+Difference<Key> difference(Members const& old, Map const* map, KeyOf const& keyOf) {
     Difference<Key> difference;
-    for (auto const& [key, mark] : marks_) {
+    std::vector<void const*> same;
+    same.reserve(old.size());
+    for (auto const& member : old) {
+        Key const key = keyOf(*member);
         auto const* const present = map ? map->find(key) : nullptr;
-        if (!present || markOf(**present) != mark) {
+        if (present && isSame(*member, **present)) {
+            same.push_back(present->get());
+        } else {
             difference.gone.push_back(key);
         }
     }
-    for (Key const& key : difference.gone) {
-        marks_.erase(key);
-    }
-    if (map) {
+    if (map && map->size() > same.size()) {
+        std::ranges::sort(same, std::less<>());
         for (auto const& member : *map) {
-            if (marks_.emplace(member.key, markOf(*member.value)).inserted) {
+            if (!std::ranges::binary_search(same, member.value.get(), std::less<>())) {
                 difference.come.push_back(member.key);
             }
         }
@@ -25,17 +54,26 @@ Difference<Key> TableImage::Members<Key, Mark>::update(Map const* map, MarkOf co
     return difference;
 }
 
-TableDifference TableImage::update(IpLib::IntfAddrVrfTable const* table) {
-    auto const none = [](IpLib::IntfAddrEntry const&) { return None(); };
-    auto const content = [](IpLib::IntfAddrEntry const& row) { return row.content(); };
-    auto const intfId = [](IpLib::IntfAddrEntrySet const& set) { return set.intfId(); };
-    return {.rows = rows_.update(table ? &table->intfAddrEntry() : nullptr, none),
-            .rowsFromAddr =
-                rowsFromAddr_.update(table ? &table->intfAddrEntryFromAddr() : nullptr, content),
-            .setsFromSubnet = setsFromSubnet_.update(
-                table ? &table->intfAddrEntrySetFromSubnet() : nullptr, intfId),
-            .linkLocalFromIntf = linkLocalFromIntf_.update(
-                table ? &table->llIntfAddrEntryFromIntfId() : nullptr, content)};
+}  // namespace
+
+TableImage::TableImage(IpLib::IntfAddrVrfTable const* table) {
+    if (table) {
+        copy(rows_, table->intfAddrEntry());
+        copy(rowsFromAddr_, table->intfAddrEntryFromAddr());
+        copy(setsFromSubnet_, table->intfAddrEntrySetFromSubnet());
+        copy(linkLocalFromIntf_, table->llIntfAddrEntryFromIntfId());
+    }
+}
+
+TableDifference TableImage::differenceTo(IpLib::IntfAddrVrfTable const* table) const {
+    return {.rows = difference<IpLib::IntfAddrEntryContent>(
+                rows_, table ? &table->intfAddrEntry() : nullptr, contentOf),
+            .rowsFromAddr = difference<IpLib::IntfAddrEntryKey>(
+                rowsFromAddr_, table ? &table->intfAddrEntryFromAddr() : nullptr, rowKeyOf),
+            .setsFromSubnet = difference<Nimb::IpGenPrefix>(
+                setsFromSubnet_, table ? &table->intfAddrEntrySetFromSubnet() : nullptr, subnetOf),
+            .linkLocalFromIntf = difference<Nimb::IntfId>(
+                linkLocalFromIntf_, table ? &table->llIntfAddrEntryFromIntfId() : nullptr, intfOf)};
 }
 
 }  // namespace Routing

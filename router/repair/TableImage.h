@@ -1,12 +1,11 @@
-// What a table held when it was last looked at: its four collections, and what tells two of their
-// members apart. A copy, so that it outlives what is done to the table.
+// What a table held when it was last looked at, so that the one in its place can be compared with
+// it: its rows, index entries and sets, which never change themselves. It outlives what is done to
+// the table.
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
-#include "Zin/HashKey.h"
 
 namespace Routing {
 
@@ -15,10 +14,9 @@ template <class Key>
 struct Difference {
     std::vector<Key> gone{};
     std::vector<Key> come{};
-
-    bool empty() const { return gone.empty() && come.empty(); }
 };
 
+// A row is the same if its content is; an index entry if its row is; a set if its interface is.
 struct TableDifference {
     Difference<IpLib::IntfAddrEntryContent> rows{};
     Difference<IpLib::IntfAddrEntryKey> rowsFromAddr{};
@@ -28,32 +26,19 @@ struct TableDifference {
 
 class TableImage {
 public:
-    // Of no table.
-    TableImage() = default;
+    // Of no table, where it is null.
+    explicit TableImage(IpLib::IntfAddrVrfTable const* table);
 
-    // Looks at the table again (null: none), and says what has changed.
-    TableDifference update(IpLib::IntfAddrVrfTable const* table);
+    // What is different in this table, or null.
+    TableDifference differenceTo(IpLib::IntfAddrVrfTable const* table) const;
 
 private:
-    // One collection: what is the same of a member as long as the member is.
-    template <class Key, class Mark>
-    class Members {
-    public:
-        template <class Map, class MarkOf>
-        Difference<Key> update(Map const* map, MarkOf const& markOf);
+    using Rows = std::vector<Zin::Ptr<IpLib::IntfAddrEntry const>>;
 
-    private:
-        Zin::HashMap2018<Key, Mark> marks_{Zin::hashSeed() ^ 0x1c93e57a};
-    };
-
-    struct None {
-        friend bool operator==(None, None) = default;
-    };
-
-    Members<IpLib::IntfAddrEntryContent, None> rows_;
-    Members<IpLib::IntfAddrEntryKey, IpLib::IntfAddrEntryContent> rowsFromAddr_;
-    Members<Nimb::IpGenPrefix, Nimb::IntfId> setsFromSubnet_;
-    Members<Nimb::IntfId, IpLib::IntfAddrEntryContent> linkLocalFromIntf_;
+    Rows rows_;
+    Rows rowsFromAddr_;
+    std::vector<Zin::Ptr<IpLib::IntfAddrEntrySet const>> setsFromSubnet_;
+    Rows linkLocalFromIntf_;
 };
 
 }  // namespace Routing
