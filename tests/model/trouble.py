@@ -61,7 +61,7 @@ def index_troubles(machine: IntfAddrVrfTableSm):
         if is_v6_link_local(content.key.addr):
             if table.link_local.get(content.intf) is not row:
                 yield "index: a link-local row is not the one of its interface"
-        elif not content.key.virtual:
+        elif not content.key.virtual and not outlives_its_subnet(machine, content):
             yield from subnet_troubles(table, content, row)
     for key, row in table.by_addr.items():
         if table.rows.get(row.content) is not row:
@@ -75,6 +75,18 @@ def index_troubles(machine: IntfAddrVrfTableSm):
         for row in [*subnet_set.rows.values(), *subnet_set.deprecated.values()]:
             if table.rows.get(row.content) is not row:
                 yield "index: a subnet set leads to what is no row"
+
+
+def outlives_its_subnet(machine: IntfAddrVrfTableSm, content: Content) -> bool:
+    """Deprecated rows do not hold a subnet: such a row may be in no set."""
+    subnet_set = machine.table.by_subnet.get(content.subnet)
+    if subnet_set and (content.key in subnet_set.rows or content.key in subnet_set.deprecated):
+        return False
+    ip6 = machine.inputs.ip6.members.get(machine.vrf)
+    status = ip6.members.get(content.intf) if ip6 else None
+    return status is not None and any(
+        deprecated and content_of(content.intf, addr) == content
+        for addr, deprecated in status.deprecated.items())
 
 
 def subnet_troubles(table: Table, content: Content, row):
@@ -123,10 +135,14 @@ def lost_addresses(machine: IntfAddrVrfTableSm):
         for addr in addrs:
             content = content_of(intf, addr)
             waits = any(key == (intf, addr) for key in machine.deferred)
-            if (content in table.rows or waits or is_held(table, content)
-                    or is_refused(machine, intf, addr)):
+            held = is_held(table, content)
+            if (content in table.rows or waits or is_refused(machine, intf, addr)
+                    or held and is_v6_link_local(addr)
+                    and table.link_local[intf].content.key == content.key):
                 continue
-            if (intf, addr) in machine.working_rows:
+            if held:
+                yield "lost: an address that another one holds back does not wait for it"
+            elif (intf, addr) in machine.working_rows:
                 yield "lost: an address is published, but neither in the table nor waiting"
             else:
                 yield "lost: an address is published, but has no working row"
