@@ -1,6 +1,7 @@
 #include "router/repair/Audit.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/Standing.h"
@@ -93,13 +94,19 @@ bool Audit::step() {
 
 template <class Alive, class Map, class Check>
 void Audit::walk(Alive alive, Map const& map, Check check) {
-    work_.push_back([alive = std::move(alive), at = map.begin(), end = map.end(),
+    // Between steps it stands on what was looked at last, which may leave meanwhile.
+    work_.push_back([alive = std::move(alive), &map,
+                     at = std::optional<typename Map::ConstIterator>(),
                      check = std::move(check)]() mutable {
-        if (at == end) {
+        if (at) {
+            ++*at;
+        } else {
+            at = map.begin();
+        }
+        if (*at == map.end()) {
             return false;
         }
-        check(*at);
-        ++at;
+        check(**at);
         return true;
     });
 }
@@ -168,7 +175,8 @@ void Audit::checkSet(Nimb::IpGenPrefix const& subnet, IpLib::IntfAddrVrfTable::S
     }
     auto const checkMember = [this, set, subnet](auto const& member) {
         IntfAddrEntry const& row = *member.value;
-        if (!isRow(row) || row.subnet() != subnet || row.intfId() != set->intfId()) {
+        bool const isInTable = table_->intfAddrEntrySetFromSubnet(subnet) == set;  // still
+        if (isInTable && (!isRow(row) || row.subnet() != subnet || row.intfId() != set->intfId())) {
             found(Kind::wrongSet, row);
         }
     };

@@ -10,9 +10,9 @@
 // included; an index entry if its row is, a set if its interface is. What has changed is told as
 // gone, then as there again.
 //
-// What is told adds up for each observer: what is said to be gone was there before, and the other
-// way round. Observers may change whatever they like meanwhile: that is told after what they are
-// told of.
+// What is told adds up for each observer: what has gone was there before, and what comes was not,
+// unless its table was given it once more. Observers may change whatever they like meanwhile: that
+// is told after what they are told of.
 //
 // Made before there are tables.
 #pragma once

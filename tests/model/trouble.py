@@ -165,7 +165,8 @@ def waiting_troubles(machine: IntfAddrVrfTableSm):
         elif key.addr not in wanted.get(key.intf, []):
             yield "waiting: an address that no status publishes"
         elif content in machine.table.rows:
-            yield "waiting: an address whose row stands"
+            if not outlives_its_subnet(machine, content):
+                yield "waiting: an address whose row stands"
         elif not is_held(machine.table, content):
             yield "waiting: an address whose way is free, with no task armed"
     if machine.cleanup_backlog and machine.cleanup_backlog.pending:
