@@ -3,7 +3,7 @@
 
     heal.py PROGRAM [--scenarios N] [--operations N] [--seed S] [--profile NAME] [--jobs N]
 
-Each scenario is replayed with --heal, and then left alone until all is over. What must hold:
+Each scenario, and first each of scenarios/known, is replayed with --heal, and then left alone until all is over. What must hold:
 
 - It ends well, and nothing is wrong with any table of a manager that runs.
 - No table is repaired that would have got well by itself: where an audit was the first to have one
@@ -32,6 +32,7 @@ from trouble import troubles
 from values import (IPV4, IPV6, Content, EntryKey, Masked, Prefix, WorkKey, parse_any_address,
                     parse_masked)
 
+KNOWN = Path(__file__).resolve().parents[2] / "scenarios" / "known"
 SETTLED = {"op": "advance", "seconds": 60}
 
 
@@ -173,11 +174,23 @@ def heal_one(program: str, directory: str, operations: int, profile: str | None,
     return seed, complaint(program, file, scenario(seed, operations, profile))
 
 
+def known_ones_end_well(program: str, directory: str) -> bool:
+    files = sorted(KNOWN.glob("*.jsonl"))
+    for file in files:
+        lines = [line for line in file.read_text(encoding="utf-8").splitlines() if line.strip()]
+        if wrong := complaint(program, Path(directory, "known.jsonl"), lines):
+            print(f"{file}: {wrong}")
+            return False
+    return bool(files)
+
+
 def main() -> int:
     wanted = arguments()
     program = os.path.abspath(wanted.program)
     total = 0
     with tempfile.TemporaryDirectory() as directory, Pool(wanted.jobs) as pool:
+        if not known_ones_end_well(program, directory):
+            return 1
         work = partial(heal_one, program, directory, wanted.operations, wanted.profile)
         seeds = range(wanted.seed, wanted.seed + wanted.scenarios)
         for seed, wrong in pool.imap_unordered(work, seeds, chunksize=4):
