@@ -113,9 +113,9 @@ struct Writer {
 
 }  // namespace
 
-OrderedJson lineOf(Operation const& operation) { return std::visit(Writer(), operation); }
+OrderedJson lineOf(Routing::Operation const& operation) { return std::visit(Writer(), operation); }
 
-void writeScenario(std::ostream& out, Config const& config, Recording const& recording) {
+void writeScenario(std::ostream& out, Config const& config, Routing::Recording const& recording) {
     OrderedJson const configured = {
         {"op", configOp},
         {"intfCleanupDelay", config.machines.intfCleanupDelay},
