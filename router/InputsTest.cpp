@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "router/OperationError.h"
+#include "router/TestOperations.h"
 
 namespace Routing {
 namespace {
@@ -335,6 +336,121 @@ TEST(Inputs, AStatusThatIsPublishedNoMoreIsWrittenUnseen) {
     applyAll(late);
 
     EXPECT_THAT(published(inputs), ElementsAre("IPv6 red"));
+}
+
+TEST(Inputs, EachOperationIsToldWithItsFieldsAsItTakesEffect) {
+    Fixture fixture;
+    auto& inputs = fixture.inputs;
+    OperationRecorder recorder(inputs.effects());
+    auto const added = additions(inputs);
+    EXPECT_THAT(recorder.texts, IsEmpty());
+
+    applyAll(added);
+    EXPECT_THAT(recorder.texts, ElementsAre("IpVrfAdd blue", "IpPrimaryIs red eth0 10.0.0.1/24",
+                                            "IpUnnumberedIs red eth0 from 'lo'",
+                                            "IpSecondaryAdd red eth0 10.0.1.1/24",
+                                            "IpIntfAdd red eth1 10.1.0.1/24 from ''",
+                                            "Ip6VrfAdd blue", "Ip6AddrSet red eth0 2001:db8::1/64",
+                                            "Ip6IntfAdd red eth1", "KernelAdd red eth0  0 up true",
+                                            "VipAdd red 10.0.0.9/24", "Vip6Add red 2001:db8::9"));
+
+    recorder.texts.clear();
+    applyAll(removals(inputs));
+    EXPECT_THAT(
+        recorder.texts,
+        ElementsAre("IpVrfDel blue", "IpSecondaryDel red eth0 10.0.1.1/24", "IpIntfDel red eth1",
+                    "Ip6VrfDel blue", "Ip6AddrDel red eth0 2001:db8::1/64", "Ip6IntfDel red eth1",
+                    "KernelDel red eth0", "VipDel red 10.0.0.9/24", "Vip6Del red 2001:db8::9"));
+}
+
+TEST(Inputs, AnOperationIsToldWithAllThatItPublishesAtOnce) {
+    Fixture fixture;
+    OperationRecorder const recorder(fixture.inputs.effects());
+    fixture.inputs
+        .ipIntfAdd("red", "eth1",
+                   {.primary = ip("10.0.0.1/24"),
+                    .unnumberedSource = "lo",
+                    .secondary = {ip("10.0.1.1/24"), ip("10.0.0.2/24")}})
+        .apply();
+    fixture.inputs
+        .ip6IntfAdd(
+            "red", "eth1",
+            {{.addr = ip6("2001:db8::1/64"), .deprecated = true}, {.addr = ip6("fe80::1/64")}})
+        .apply();
+    fixture.inputs
+        .kernelAdd("red", "eth1",
+                   {.deviceName = "et1",
+                    .ifIndex = 7,
+                    .operStatus = Interface::OperStatus::down,
+                    .active = false})
+        .apply();
+
+    EXPECT_THAT(recorder.texts,
+                ElementsAre("IpIntfAdd red eth1 10.0.0.1/24 from 'lo' 10.0.1.1/24 10.0.0.2/24",
+                            "Ip6IntfAdd red eth1 2001:db8::1/64 deprecated fe80::1/64",
+                            "KernelAdd red eth1 et1 7 down false"));
+}
+
+TEST(Inputs, AnOperationIsToldRightBeforeAnythingHasChanged) {
+    Fixture fixture;
+    auto& inputs = fixture.inputs;
+    OperationRecorder recorder(inputs.effects());
+    std::vector<std::string> before;
+    recorder.look = [&] { before = published(inputs); };
+
+    for (auto const make : {additions, removals}) {
+        for (Effect const& effect : make(inputs)) {
+            auto const expected = published(inputs);
+            effect.apply();
+            EXPECT_EQ(before, expected) << recorder.texts.back();
+            EXPECT_NE(published(inputs), expected) << recorder.texts.back();
+        }
+    }
+}
+
+// Publishes an address of eth0 when it is told of a device.
+class Publisher final : public Interface::DeviceIntfStatusDir::Notifiee {
+public:
+    explicit Publisher(Inputs& inputs) : inputs_(inputs) {
+        notifierIs(inputs.kniIntfStatusHelper()->deviceIntfStatusDir("red"));
+    }
+
+private:
+    void handleDeviceIntfStatus(Nimb::IntfId const&) override {
+        inputs_.ipPrimaryIs("red", "eth0", ip("10.0.0.1/24")).apply();
+    }
+
+    Inputs& inputs_;
+};
+
+TEST(Inputs, AnOperationThatComesFromWithinAnotherIsToldAfterIt) {
+    Fixture fixture;
+    Publisher const publisher(fixture.inputs);
+    OperationRecorder const recorder(fixture.inputs.effects());
+    fixture.inputs.kernelAdd("red", "eth0", {}).apply();
+
+    EXPECT_THAT(recorder.texts,
+                ElementsAre("KernelAdd red eth0  0 up true", "IpPrimaryIs red eth0 10.0.0.1/24"));
+}
+
+TEST(Inputs, AnOperationThatIsRefusedIsNotTold) {
+    Fixture fixture;
+    OperationRecorder const recorder(fixture.inputs.effects());
+    expectRefusal([&] { return fixture.inputs.ipVrfAdd(""); }, "empty");
+    expectRefusal([&] { return fixture.inputs.ipIntfDel("red", "eth7"); }, "no IPv4 status");
+    expectRefusal([&] { return fixture.inputs.vipDel("red", ip("10.0.0.9/24")); }, "no virtual");
+
+    EXPECT_THAT(recorder.texts, IsEmpty());
+}
+
+TEST(Inputs, AnEffectOutlivesTheObserverOfOperations) {
+    Fixture fixture;
+    std::vector<Effect> const late = additions(fixture.inputs);
+    { OperationRecorder const recorder(fixture.inputs.effects()); }
+
+    applyAll(late);
+
+    EXPECT_EQ(fixture.eth0()->activeAddrWithMask(), ip("10.0.0.1/24"));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "router/OperationError.h"
+#include "router/TestOperations.h"
 
 namespace Routing {
 namespace {
@@ -216,6 +217,59 @@ TEST(Router, ARouterGoesWithWorkPending) {
     fixture.router.inputs().ipIntfDel("red", "eth0").apply();
 
     EXPECT_LT(fixture.router.scheduler()->nextExpiry(), Velk::never);
+}
+
+TEST(Router, TheOperationsOfItsAgentAreToldRightBeforeTheyTakeEffect) {
+    Fixture fixture;
+    auto& router = fixture.router;
+    OperationRecorder recorder(router.inputs().effects());
+    std::vector<std::string> before;
+    recorder.look = [&] {
+        before.push_back(
+            fmt::format("{} tables, runs {}", router.vrfs().size(), router.managerRuns()));
+    };
+
+    router.tableAdd("blue").apply();
+    router.managerStop().apply();
+    router.tableDel("red").apply();
+    router.managerStart().apply();
+
+    EXPECT_THAT(recorder.texts,
+                ElementsAre("TableAdd blue", "ManagerStop", "TableDel red", "ManagerStart"));
+    EXPECT_THAT(before, ElementsAre("1 tables, runs true", "2 tables, runs true",
+                                    "2 tables, runs false", "1 tables, runs false"));
+}
+
+// Takes the address of eth1 away when it is told of a row.
+class Withdrawer final : public IpLib::IntfAddrVrfTable::Notifiee {
+public:
+    explicit Withdrawer(Router& router) : router_(router) { notifierIs(router.table("red")); }
+
+private:
+    void handleIntfAddrEntry(IpLib::IntfAddrEntryContent const& row) override {
+        if (row.intfId != Nimb::IntfId("eth1")) {
+            router_.inputs().ipPrimaryIs("red", "eth1", {}).apply();
+        }
+    }
+
+    Router& router_;
+};
+
+TEST(Router, OperationsOfAnObserverOfItsTablesAreToldAsTheyTakeEffect) {
+    Fixture fixture;
+    fixture.ip("eth1", "10.1.0.1/24");
+    Withdrawer const withdrawer(fixture.router);
+    OperationRecorder recorder(fixture.router.inputs().effects());
+    std::vector<std::string> before;
+    recorder.look = [&] { before = fixture.rows(); };
+
+    fixture.ip("eth0", "10.0.0.1/24");
+
+    EXPECT_THAT(recorder.texts, ElementsAre("KernelAdd red eth0  0 up true",
+                                            "IpIntfAdd red eth0 10.0.0.1/24 from ''",
+                                            "IpPrimaryIs red eth1 0.0.0.0/0"));
+    EXPECT_EQ(before.size(), 2U);
+    EXPECT_THAT(fixture.rows(), ElementsAre("10.0.0.1/24 eth0"));
 }
 
 }  // namespace

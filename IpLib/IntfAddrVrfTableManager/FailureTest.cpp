@@ -181,5 +181,65 @@ TEST(Failure, AtTheStartKeepsTheManagerOnlyInATurn) {
     EXPECT_THAT(fixture.rows("blue"), ElementsAre("2001:db8::1/64 Ethernet1"));
 }
 
+// Whose each failure of `action` is told to be; the first one reaches the caller.
+template <class Action>
+TestKit::Texts domainsOf(Action&& action) {
+    static TestKit::Texts domains;
+    domains.clear();
+    auto const before = Pell::assertionHandlerIs([](Pell::AssertionFailure const& failure) {
+        domains.emplace_back(failure.domain);
+        throw Pell::AssertionError(failure);
+    });
+    EXPECT_THROW(action(), Pell::AssertionError);
+    Pell::assertionHandlerIs(before);
+    return domains;
+}
+
+TEST(Failure, OfAChangeIsToldToBeOfItsVrf) {
+    Spoilt fixture;
+    EXPECT_THAT(domainsOf([&] { fixture.ip("red", "Ethernet1", "0.0.0.0/0"); }),
+                ElementsAre("red"));
+}
+
+// Withdraws what VRF red has on Ethernet1 when it is told of a row.
+class Withdrawer final : public IntfAddrVrfTable::Notifiee {
+public:
+    Withdrawer(ManagerFixture& fixture, L3::VrfName const& vrf) : fixture_(fixture) {
+        notifierIs(fixture.table(vrf));
+    }
+
+private:
+    void handleIntfAddrEntry(IntfAddrEntryContent const&) override {
+        fixture_.ip("red", "Ethernet1", "0.0.0.0/0");
+    }
+
+    ManagerFixture& fixture_;
+};
+
+TEST(Failure, OfAChangeThatComesFromWithinOneOfAnotherVrfIsToldToBeOfItsOwn) {
+    Spoilt fixture;
+    Withdrawer const withdrawer(fixture, "blue");
+    EXPECT_THAT(domainsOf([&] { fixture.ip("blue", "Ethernet2", "10.0.2.1/24"); }),
+                ElementsAre("red"));
+}
+
+TEST(Failure, OfTheTaskThatAddsLaterIsToldToBeOfItsVrf) {
+    Spoilt fixture;
+    fixture.sm("red")->deferredIntfAddBacklog()->backlogIs(
+        {"Ethernet7", Nimb::IpGenAddrWithMask("10.0.7.1/24")});
+    EXPECT_THAT(domainsOf([&] {
+                    fixture.sm("red")->deferredIntfAddSm()->maybeScheduleTask();
+                    fixture.time.advance(2.0);
+                }),
+                ElementsAre("red"));
+}
+
+TEST(Failure, OfTheTaskThatCleansUpIsToldToBeOfItsVrf) {
+    Spoilt fixture;
+    fixture.ipDel("red", "Ethernet1");
+    fixture.sm("red")->intfCleanupBacklog()->removeBacklog("Ethernet1", Nimb::AddressFamily::ipv4);
+    EXPECT_THAT(domainsOf([&] { fixture.time.advance(1.5); }), ElementsAre("red"));
+}
+
 }  // namespace
 }  // namespace IpLib

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "Pell/Assertion.h"
 #include "TestKit/TraceRecorder.h"
 #include "TestKit/VirtualTime.h"
 
@@ -289,6 +290,34 @@ TEST(IntfAddrVrfTableSmManager, AManagerThatGoesWhileItMakesAMachineGivesItBack)
     };
     fixture.tableIs("red");
     EXPECT_THAT(fixture.calls(), ElementsAre("make red", "unmake blue", "unmake red"));
+}
+
+TEST(IntfAddrVrfTableSmManager, WhatFailsInMakingAndUnmakingIsToldToBeOfTheVrf) {
+    static Texts domains;
+    domains.clear();
+    auto const before = Pell::assertionHandlerIs([](Pell::AssertionFailure const& failure) {
+        domains.emplace_back(failure.domain);
+        throw Pell::AssertionError(failure);
+    });
+    {
+        Fixture fixture;
+        fixture.factory->beforeMake = [](auto const&) {
+            Zin::fail({"Factory", "can make", "make", "it cannot"});
+        };
+        fixture.factory->beforeUnmake = [](auto const&) {
+            Zin::fail({"Factory", "can unmake", "unmake", "it cannot"});
+        };
+        fixture.managerIs();
+        EXPECT_THROW(fixture.tableIs("red"), Pell::AssertionError);
+        EXPECT_THROW(fixture.tableIs("blue"), Pell::AssertionError);
+        EXPECT_THAT(domains, ElementsAre("red", "blue"));
+
+        domains.clear();
+        EXPECT_THROW(fixture.tables->intfAddrVrfTableDel("red"), Pell::AssertionError);
+        EXPECT_THROW(fixture.manager->retire(), Pell::AssertionError);
+        EXPECT_THAT(domains, ElementsAre("red", "blue"));
+    }
+    Pell::assertionHandlerIs(before);
 }
 
 }  // namespace

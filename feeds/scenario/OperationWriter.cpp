@@ -111,6 +111,11 @@ struct Writer {
     }
 };
 
+// A device may have a name that is no UTF-8, which a scenario file is.
+void writeLine(std::ostream& out, OrderedJson const& line) {
+    out << line.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) << '\n';
+}
+
 }  // namespace
 
 OrderedJson lineOf(Routing::Operation const& operation) { return std::visit(Writer(), operation); }
@@ -123,13 +128,13 @@ void writeScenario(std::ostream& out, Config const& config, Routing::Recording c
         {"ignoreKernelInterfaceState", config.machines.ignoreKernelInterfaceState},
         {"taskPriority", static_cast<std::uint32_t>(config.machines.taskPriority)},
         {"yieldEvery", config.yieldEvery}};
-    out << configured.dump() << '\n';
+    writeLine(out, configured);
     for (auto const& [at, operation] : recording.operations()) {
         OrderedJson made = lineOf(operation);
         if (at) {
             made["at"] = *at;
         }
-        out << made.dump() << '\n';
+        writeLine(out, made);
     }
 }
 

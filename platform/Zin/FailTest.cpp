@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <string>
+#include <thread>
 
 #include "Zin/HashMap2018.h"
 #include "Zin/TestNumber.h"
@@ -41,6 +43,61 @@ TEST_F(Failing, EndsTheProcessWhereNoHandlerIsOrItReturns) {
 TEST_F(Failing, SaysWhatAnyExceptionSaysOfItself) {
     EXPECT_EQ(textOf(std::make_exception_ptr(std::runtime_error("wet feet"))), "wet feet");
     EXPECT_EQ(textOf(std::make_exception_ptr(3)), "an exception of unknown type");
+}
+
+// The domain that the handler is told as `step` fails.
+template <class Step>
+std::string toldDomain(Step&& step) {
+    static std::string domain;
+    domain = "nothing failed";
+    AssertionHandler const before = assertionHandlerIs([](AssertionFailure const& what) {
+        domain = what.domain;
+        throwIt(what);
+    });
+    EXPECT_THROW(step(), AssertionError);
+    assertionHandlerIs(before);
+    return domain;
+}
+
+TEST_F(Failing, IsToldToBeOfTheInnermostDomain) {
+    FaultDomain const heath("heath");
+    EXPECT_EQ(toldDomain([] { fail(failure); }), "heath");
+    EXPECT_EQ(toldDomain([] {
+                  FaultDomain const marsh("marsh");
+                  fail(failure);
+              }),
+              "marsh");
+}
+
+TEST_F(Failing, IsOfTheOuterDomainAgainOnceTheInnerOneHasGone) {
+    FaultDomain const heath("heath");
+    { FaultDomain const marsh("marsh"); }
+    EXPECT_EQ(FaultDomain::innermost(), "heath");
+
+    auto const failInMarsh = [] {
+        FaultDomain const marsh("marsh");
+        fail(failure);
+    };
+    EXPECT_THROW(failInMarsh(), AssertionError);
+    EXPECT_EQ(FaultDomain::innermost(), "heath");
+}
+
+TEST_F(Failing, OutsideOfDomainsIsOfNoneWhateverItSays) {
+    { FaultDomain const marsh("marsh"); }
+    EXPECT_EQ(FaultDomain::innermost(), "");
+    EXPECT_EQ(toldDomain([] {
+                  AssertionFailure claiming = failure;
+                  claiming.domain = "marsh";
+                  fail(claiming);
+              }),
+              "");
+}
+
+TEST_F(Failing, IsOfTheDomainsOfItsThread) {
+    FaultDomain const heath("heath");
+    std::string ofTheOther = "not asked";
+    std::thread([&] { ofTheOther = FaultDomain::innermost(); }).join();
+    EXPECT_EQ(ofTheOther, "");
 }
 
 TEST_F(Failing, OfAWalkIsToldToTheHandlerAndLeavesTheCollectionAsItIs) {

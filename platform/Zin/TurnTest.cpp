@@ -231,5 +231,112 @@ TEST(Turn, HasOneIdFromTheOutermostInAndAnotherNextTime) {
     EXPECT_NE(Turn::id(), first);
 }
 
+TEST(Turn, RunsItsLastStepsWhenEverythingElseThatItSetOffIsOver) {
+    std::string ran;
+    {
+        Turn outer;
+        outer.run([&] {
+            Turn inner;
+            inner.run([&] {
+                Turn::atEnd([&] { ran += " at the end"; });
+                ran += "a step";
+            });
+        });
+        ran += ", the rest";
+        outer.run([&] { ran += ", another step"; });
+        EXPECT_EQ(ran, "a step, the rest, another step");
+    }
+    EXPECT_EQ(ran, "a step, the rest, another step at the end");
+}
+
+TEST(Turn, RunsItsLastStepsOnceInTheOrderInWhichTheyWereLeft) {
+    std::string ran;
+    {
+        Turn const turn;
+        Turn::atEnd([&] {
+            Turn::atEnd([&] { ran += "c"; });
+            ran += "a";
+        });
+        Turn::atEnd([&] { ran += "b"; });
+    }
+    EXPECT_EQ(ran, "abc");
+
+    { Turn const next; }
+    EXPECT_EQ(ran, "abc");
+}
+
+TEST(Turn, IsStillInProgressWhileItsLastStepsRun) {
+    std::uint64_t ofTheStep = 0;
+    std::uint64_t ofTheTurn = 0;
+    {
+        Turn const turn;
+        ofTheTurn = Turn::id();
+        Turn::atEnd([&] { ofTheStep = Turn::id(); });
+    }
+    EXPECT_EQ(ofTheStep, ofTheTurn);
+}
+
+TEST(Turn, IsOfALastStepItselfWhereNoneIsInProgress) {
+    std::string ran;
+    std::string const failure = failureOf([&] {
+        Turn::atEnd([&] {
+            ran += Turn::inProgress() ? "in a turn" : "in none";
+            Turn::atEnd([&] { ran += ", and then"; });
+            ran += ", whole";
+            fail("in the last step");
+        });
+        ran += ", and went on";
+    });
+
+    EXPECT_EQ(ran, "in a turn, whole, and then");
+    EXPECT_EQ(failure, "in the last step");
+}
+
+TEST(Turn, ThrowsWhatALastStepThrowsAfterTheOthersHaveRun) {
+    std::string ran;
+    std::string const failure = failureOf([&] {
+        Turn const turn;
+        Turn::atEnd([] { fail("in the first"); });
+        Turn::atEnd([&] { ran = "the second"; });
+    });
+
+    EXPECT_EQ(ran, "the second");
+    EXPECT_EQ(failure, "in the first");
+}
+
+TEST(Turn, RunsItsLastStepsAlsoWhereItFailed) {
+    std::uint64_t const before = Turn::suppressedFailures();
+    std::string ran;
+    std::string const failure = failureOf([&] {
+        Turn turn;
+        Turn::atEnd([&] {
+            ran = "at the end";
+            fail("at the end");
+        });
+        turn.run([] { fail("a step"); });
+    });
+
+    EXPECT_EQ(ran, "at the end");
+    EXPECT_EQ(failure, "a step");
+    EXPECT_EQ(Turn::suppressedFailures(), before + 1);
+}
+
+TEST(Turn, RunsItsLastStepsAlsoWhileAnExceptionIsOnItsWay) {
+    std::uint64_t const before = Turn::suppressedFailures();
+    std::string ran;
+    std::string const failure = failureOf([&] {
+        Turn const turn;
+        Turn::atEnd([&] {
+            ran = "at the end";
+            fail("at the end");
+        });
+        fail("on its way");
+    });
+
+    EXPECT_EQ(ran, "at the end");
+    EXPECT_EQ(failure, "on its way");
+    EXPECT_EQ(Turn::suppressedFailures(), before + 1);
+}
+
 }  // namespace
 }  // namespace Zin

@@ -181,7 +181,9 @@ void OperationHistory::record(Operation const& operation) {
         for (auto& made : operationsOf(router_)) {
             newer_->state.push_back({.operation = std::move(made)});
         }
-        if (!newer_->state.empty()) {
+        if (newer_->state.empty()) {
+            tasksRan_ = true;  // the operation itself says when that was
+        } else {
             newer_->state.front().at = now;
         }
     }
