@@ -232,13 +232,26 @@ bool Supervisor::degraded(L3::VrfName const& name) const {
     return found != vrfs_.end() && found->second.health.degraded();
 }
 
+bool Supervisor::isAudited(L3::VrfName const& name) const {
+    return router_.tables()->intfAddrVrfTable(name) && !degraded(name);
+}
+
 void Supervisor::audit() {
     if (!router_.managerRuns()) {
         return;
     }
     changed_ = false;
+    std::erase_if(vrfs_, [this](auto const& member) {
+        return !router_.tables()->intfAddrVrfTable(member.first);
+    });
+    for (auto& [name, state] : vrfs_) {
+        state.nextOverdue = Velk::never;
+        if (!isAudited(name)) {
+            state.faults.clear();
+        }
+    }
     for (auto const& name : router_.vrfs()) {
-        if (!degraded(name)) {
+        if (isAudited(name)) {
             Audit audit(router_, name, vrf(name).faults);
             while (audit.step()) {
             }
@@ -312,7 +325,7 @@ bool Supervisor::auditSlice(std::chrono::nanoseconds duration) {
                 break;
             }
             L3::VrfName const name = toAudit_.back();
-            if (!router_.tables()->intfAddrVrfTable(name) || degraded(name)) {
+            if (!isAudited(name)) {
                 toAudit_.pop_back();
                 continue;
             }

@@ -132,6 +132,8 @@ private:
     Vrf& vrf(L3::VrfName const& name);
     // What has failed since the last time owes rebuilds, and silences machines.
     void noteFailures();
+    // One that is owed a rebuild is known to be wrong.
+    bool isAudited(L3::VrfName const& name) const;
     void auditEnds(L3::VrfName const& name, Audit const& audit);
     void repairFaults(L3::VrfName const& name);
     void rebuild(L3::VrfName const& name, std::string const& why, std::string const& reason);
