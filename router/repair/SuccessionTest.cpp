@@ -138,6 +138,17 @@ TEST(Succession, RowsThatDoNotStandInTheirOwnPlacesComeAfterThat) {
     at("10.0.2.1/24 eth2");
 }
 
+TEST(Succession, OfTwoRowsOfOneAddressTheOneThatLookUpsFindComesFirst) {
+    Fixture fixture;
+    fixture.ip("eth2", "10.0.0.1/25");
+    fixture.ip("eth1", "10.0.0.1/24");
+    fixture.row("10.0.0.1/25", "eth2");
+    fixture.set("10.0.0.0/25", "eth2");
+    fixture.ownRow("10.0.0.1/24", "eth1");
+
+    EXPECT_THAT(fixture.order(), ElementsAre("10.0.0.1/24 eth1", "10.0.0.1/25 eth2"));
+}
+
 TEST(Succession, WhatWaitedComesLastInItsOrder) {
     Fixture fixture;
     for (char const* intf : {"eth1", "eth2", "eth3"}) {
