@@ -49,8 +49,11 @@ struct Profile {
     std::uint32_t deprecatedLinkLocal = 0;
     std::uint32_t ignoresKernel = 25;
     std::uint32_t missing = 0;  // of what is there in the beginning otherwise
+    std::uint32_t both = 12;    // an address that is the primary one is a secondary one, too
 
-    std::uint32_t linkLocals = 1;  // different ones
+    // How many different addresses: of an interface, and link-local ones.
+    std::uint32_t hosts = 3;
+    std::uint32_t linkLocals = 1;
 };
 
 // The first one alone causes no trouble.

@@ -20,7 +20,8 @@ using Kind = Operation::Kind;
 using RandomStatus::Random;
 
 constexpr Zin::Seconds grain = 0.125;
-constexpr std::size_t wantedOperations = 60;
+constexpr std::uint32_t usualLength = 60;  // operations, without those that set up
+constexpr std::uint32_t greatLength = 200;
 constexpr std::uint32_t maxIntfs = 4;
 constexpr std::uint32_t hosts = 3;
 constexpr std::uint32_t lengths = 3;
@@ -71,8 +72,9 @@ public:
         scenario_.profile = profile_.name;
         configure();
         setUp();
-        for (auto const end = scenario_.operations.size() + wantedOperations;
-             scenario_.operations.size() < end;) {
+        auto const end =
+            scenario_.operations.size() + (random_.isOneIn(20) ? greatLength : usualLength);
+        while (scenario_.operations.size() < end) {
             act();
         }
         if (!book_.managerRuns()) {
@@ -185,14 +187,15 @@ private:
         return addrs[chance(profile_.otherLength) ? 1 + random_.below(lengths - 1) : 0];
     }
     Address ip(Nimb::IntfId const& intfId) {
-        return {ofAnyLength(random_.oneOf(pool().ip[owner(intfId)]))};
+        return {ofAnyLength(pool().ip[owner(intfId)][random_.below(profile_.hosts)])};
     }
     Address ip6(Nimb::IntfId const& intfId) {
         if (profile_.linkLocals > 0 && random_.isOneIn(3)) {
             return {ofAnyLength(pool().linkLocal[random_.below(profile_.linkLocals)]),
                     chance(profile_.deprecatedLinkLocal)};
         }
-        return {ofAnyLength(random_.oneOf(pool().ip6[owner(intfId)])), chance(profile_.deprecated)};
+        return {ofAnyLength(pool().ip6[owner(intfId)][random_.below(profile_.hosts)]),
+                chance(profile_.deprecated)};
     }
 
     void act() {
@@ -273,7 +276,7 @@ private:
                 return say({.kind = Kind::ipPrimary,
                             .vrf = vrf,
                             .intf = intfId,
-                            .addrs = {anyPrimary(intfId, status)}});
+                            .addrs = {{anyPrimary(intfId, status.secondary)}}});
             case Act::unnumbered:
                 return say({.kind = Kind::ipUnnumbered,
                             .vrf = vrf,
@@ -285,9 +288,12 @@ private:
     }
 
     void addIp(L3::VrfName const& vrf, Nimb::IntfId const& intfId) {
-        std::vector<Address> addrs{chance(75) && !isGentle_ ? ip(intfId) : Address()};
+        std::vector<Address> addrs{chance(75) ? ip(intfId) : Address()};
         for (auto n = random_.below(3); n > 0; --n) {
-            addrs.push_back(random_.isOneIn(8) && addrs[0].addr != Addr() ? addrs[0] : ip(intfId));
+            auto const addr = anySecondary(intfId, addrs[0].addr);
+            if (addr != Addr()) {
+                addrs.push_back({addr});
+            }
         }
         say({.kind = Kind::ipIntfAdd,
              .vrf = vrf,
@@ -296,29 +302,35 @@ private:
              .source = random_.isOneIn(10) ? anyIntf() : Nimb::IntfId()});
     }
 
-    // None now and then, or one of the secondary addresses.
-    Address anyPrimary(Nimb::IntfId const& intfId, Book::IpIntf const& status) {
+    // None now and then.
+    Addr anyPrimary(Nimb::IntfId const& intfId, std::set<Addr> const& secondary) {
         if (random_.isOneIn(5)) {
             return {};
         }
-        return !status.secondary.empty() && random_.isOneIn(4)
-                   ? Address{oneOfSorted(status.secondary)}
-                   : ip(intfId);
+        bool const isBoth = !secondary.empty() && chance(profile_.both);
+        return isBoth ? oneOfSorted(secondary) : ip(intfId).addr;
+    }
+
+    // None where it would be the primary one by chance, and the profile has none that are both.
+    Addr anySecondary(Nimb::IntfId const& intfId, Addr const& primary) {
+        if (primary != Addr() && chance(profile_.both)) {
+            return primary;
+        }
+        auto const addr = ip(intfId).addr;
+        return addr == primary && profile_.both == 0 ? Addr() : addr;
     }
 
     void actOnSecondary(L3::VrfName const& vrf, Nimb::IntfId const& intfId,
                         Book::IpIntf const& status) {
-        if (!status.secondary.empty() && chance(45)) {
-            return say({.kind = Kind::ipSecondaryDel,
-                        .vrf = vrf,
-                        .intf = intfId,
-                        .addrs = {{oneOfSorted(status.secondary)}}});
+        bool const comes = status.secondary.empty() || chance(55);
+        auto const addr =
+            comes ? anySecondary(intfId, status.primary) : oneOfSorted(status.secondary);
+        if (addr != Addr()) {
+            say({.kind = comes ? Kind::ipSecondaryAdd : Kind::ipSecondaryDel,
+                 .vrf = vrf,
+                 .intf = intfId,
+                 .addrs = {{addr}}});
         }
-        bool const asPrimary = status.primary != Addr() && random_.isOneIn(6);
-        say({.kind = Kind::ipSecondaryAdd,
-             .vrf = vrf,
-             .intf = intfId,
-             .addrs = {asPrimary ? Address{status.primary} : ip(intfId)}});
     }
 
     void actOnIp6(Act kind, L3::VrfName const& vrf, Nimb::IntfId const& intfId) {

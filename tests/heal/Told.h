@@ -39,8 +39,8 @@ private:
         bool const isNew =
             present ? keys.emplace(vrf, key).second : keys.erase(std::pair(vrf, key)) > 0;
         if (!isNew) {
-            faults_.add("told twice", "{}: {} {} {}", vrf, what, key,
-                        present ? "is there" : "is gone");
+            faults_.add(present ? "told there twice" : "told gone twice", "{}: {} {}", vrf, what,
+                        key);
         }
     }
 

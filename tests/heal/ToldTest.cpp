@@ -81,10 +81,11 @@ TEST(Told, IsToldOfNothingTwice) {
     Tables const tables;
     Told told;
     told.rowIs("red", row, false);
-    EXPECT_THAT(tables.faults(told), ElementsAre("told twice"));
+    EXPECT_THAT(tables.faults(told), ElementsAre("told gone twice"));
     told.setFromSubnetIs("blue", row.subnet, true);
     told.setFromSubnetIs("blue", row.subnet, true);
-    EXPECT_THAT(tables.faults(told), ElementsAre("told twice", "told twice", "told wrongly"));
+    EXPECT_THAT(tables.faults(told),
+                ElementsAre("told gone twice", "told there twice", "told wrongly"));
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 // long.
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Book.h"
@@ -19,10 +21,15 @@ void carryOut(std::vector<Operation> const& operations, Scenario::Run& run, Book
 
 enum class Repair { on, off };
 
-// What is wrong in the end.
-std::vector<Fault> tried(RandomScenario const& scenario, Repair repair = Repair::on);
+struct Trial {
+    std::vector<Fault> faults{};  // in the end
+    std::uint64_t repairs = 0;
+};
 
-// The scenario with as few operations as still leave something of that kind wrong.
+Trial tried(RandomScenario const& scenario, Repair repair = Repair::on);
+
+// The scenario with as few operations, and as few times of theirs, as still leave something of that
+// kind wrong.
 RandomScenario shrunk(RandomScenario scenario, std::string_view kind);
 
 // The lines of a scenario file, those alone that make sense, with the time to settle and a look at
