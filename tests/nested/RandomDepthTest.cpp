@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "Numbers.h"
 #include "Stage.h"
+#include "random/Numbers.h"
 
 namespace Nested {
 namespace {
@@ -159,8 +159,8 @@ std::string report(Run const& within, Stage::Options const& options) {
 }
 
 TEST(RandomNestedChange, WithinOthersThatAreNestedAreAsGoodAsOneAfterTheOther) {
-    auto const seed = number("NESTED_SEED", 20112);
-    auto const runs = number("NESTED_LISTS", 2000);
+    auto const seed = RandomStatus::number("NESTED_SEED", 20112);
+    auto const runs = RandomStatus::number("NESTED_LISTS", 2000);
     std::uint64_t ofDepth[depthMost + 1] = {};
     std::uint64_t leftOut = 0;
     std::uint64_t different = 0;

@@ -9,15 +9,15 @@
 #include <iostream>
 #include <string>
 
-#include "Numbers.h"
 #include "Trial.h"
+#include "random/Numbers.h"
 
 namespace Nested {
 namespace {
 
 void expectTheSame(Outer outer, Promise const& promise, Manager manager = Manager::stays) {
-    auto const seed = number("NESTED_SEED", 20112);
-    auto const lists = number("NESTED_LISTS", 2000);
+    auto const seed = RandomStatus::number("NESTED_SEED", 20112);
+    auto const lists = RandomStatus::number("NESTED_LISTS", 2000);
     std::uint64_t outcomes[4] = {};
     std::uint64_t between = 0;
     auto const count = [&](Outcome outcome) { return outcomes[static_cast<int>(outcome)]; };

@@ -5,11 +5,11 @@
 #include <cstdlib>
 #include <string>
 
-namespace Nested {
+namespace RandomStatus {
 
 inline std::uint64_t number(char const* name, std::uint64_t otherwise) {
     char const* const text = std::getenv(name);
     return text ? std::stoull(text) : otherwise;
 }
 
-}  // namespace Nested
+}  // namespace RandomStatus
