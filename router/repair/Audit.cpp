@@ -82,7 +82,7 @@ Audit::Audit(Router const& router, L3::VrfName vrf, FaultBook& faults)
 }
 
 bool Audit::step() {
-    if (work_.empty() || !isStanding()) {
+    if (work_.empty()) {
         return false;
     }
     auto const at = work_.size() - 1;

@@ -7,8 +7,8 @@
 // take.
 //
 // A step is one row, one index entry or one published address, and none takes long. Between steps
-// anything may change: an audit whose table or machine has been replaced ends without a verdict.
-// Outside of turns.
+// anything may change; where the table or its machine has been replaced, the audit is void. Outside
+// of turns.
 #pragma once
 
 #include <deque>
@@ -29,8 +29,8 @@ public:
 
     // Returns whether there is more to do.
     bool step();
-    // Whether all has been looked at; not before the last step.
-    bool isWhole() const { return work_.empty(); }
+    // Whether the audit is not void; to be asked before it goes on where anything may have changed.
+    bool isStanding() const;
 
     // When a clean-up that is pending will be overdue; never where none is.
     Zin::Seconds nextOverdue() const { return nextOverdue_; }
@@ -54,7 +54,6 @@ private:
     void checkCleanup(IpLib::IntfAddrVrfTableImpl::IntfCleanupEntry const& cleanup);
     void checkVirtual(Nimb::IpGenAddr const& addr);
 
-    bool isStanding() const;
     bool isRow(IpLib::IntfAddrEntry const& row) const;
     bool isCleanupPending(IpLib::IntfAddrEntry const& row) const;
     bool isCleanupPending(Nimb::IntfId const& intf, Nimb::AddressFamily af) const;

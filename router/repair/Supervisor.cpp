@@ -261,9 +261,6 @@ void Supervisor::audit() {
 }
 
 void Supervisor::auditEnds(L3::VrfName const& name, Audit const& audit) {
-    if (!audit.isWhole()) {
-        return;  // the next one begins with another table
-    }
     Vrf& audited = vrf(name);
     audited.nextOverdue = audit.nextOverdue();
     for (Fault const& fault : audited.faults.auditEnds()) {
@@ -317,6 +314,9 @@ bool Supervisor::auditSlice(std::chrono::nanoseconds duration) {
         passBegan_ = now;
         toAudit_ = router_.vrfs();
         std::ranges::reverse(toAudit_);
+    }
+    if (slicedAudit_ && !slicedAudit_->isStanding()) {
+        slicedAudit_ = nullptr;  // begins anew, with another table
     }
     auto const end = std::chrono::steady_clock::now() + duration;
     do {
