@@ -343,6 +343,10 @@ TEST(OperationHistory, TheOperationsOfARouterMakeOneThatIsEqual) {
 
     Replay const replay = replayOf(operationsOf(test.router));
     EXPECT_EQ(stateOf(replay.router), stateOf(test.router));
+    std::set<std::string> once;
+    for (Operation const& operation : operationsOf(test.router)) {
+        EXPECT_TRUE(once.insert(text(operation)).second) << text(operation) << " comes twice";
+    }
     EXPECT_THAT(test.queue(), ElementsAre("10.0.0.4/24 eth2", "10.0.0.5/24 eth3",
                                           "2001:db8::3/64 eth0", "fe80::1/64 eth2"));
 
