@@ -14,7 +14,8 @@
 // unless its table was given it once more. Observers may change whatever they like meanwhile: that
 // is told after what they are told of.
 //
-// Made before there are tables.
+// Made before there are tables, and before the manager that fills them: what an old table's machine
+// says on its way out is then nobody's news.
 #pragma once
 
 #include <deque>
