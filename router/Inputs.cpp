@@ -31,6 +31,52 @@ Zin::Ptr<Ip6::VrfIp6IntfStatus> ip6Vrf(Ip6::Status const& status, L3::VrfName co
 
 }  // namespace
 
+namespace {
+
+// What sets one value; what replaces something whole tells of it also where it is alike.
+struct SetAlready {
+    Inputs const& inputs;
+
+    Zin::Ptr<Ip::IpIntfStatus> ipIntf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const {
+        auto const status = inputs.ipStatus()->vrfIpIntfStatus(vrf);
+        return status ? status->ipIntfStatus(intf) : nullptr;
+    }
+    bool operator()(IpPrimaryIs const& op) const {
+        auto const status = ipIntf(op.vrf, op.intf);
+        return status && status->activeAddrWithMask() == op.addr;
+    }
+    bool operator()(IpUnnumberedIs const& op) const {
+        auto const status = ipIntf(op.vrf, op.intf);
+        return status && status->unnumberedIntfId() == op.source;
+    }
+    bool operator()(IpSecondaryAdd const& op) const {
+        auto const status = ipIntf(op.vrf, op.intf);
+        return status && status->secondaryActiveAddrWithMaskHas(op.addr);
+    }
+    bool operator()(Ip6AddrSet const& op) const {
+        auto const vrfStatus = inputs.ip6Status()->vrfIp6IntfStatus(op.vrf);
+        auto const status = vrfStatus ? vrfStatus->intfStatus(op.intf) : nullptr;
+        auto const* const info = status ? status->addr().find(op.addr.addr) : nullptr;
+        return info && info->deprecated == op.addr.deprecated;
+    }
+    bool operator()(VipAdd const& op) const {
+        return inputs.virtualIpStatus()->virtualIpHas({op.vrf, op.addr});
+    }
+    bool operator()(Vip6Add const& op) const {
+        return inputs.virtualIp6Status()->virtualIp6Has({op.vrf, op.addr});
+    }
+    template <class Op>
+    bool operator()(Op const&) const {
+        return false;
+    }
+};
+
+}  // namespace
+
+bool Inputs::isSet(Operation const& operation) const {
+    return std::visit(SetAlready{*this}, operation);
+}
+
 void checkName(L3::VrfName const& vrf) { require(!vrf.empty(), "the VRF name is empty"); }
 void checkName(Nimb::IntfId const& intf) { require(!intf.empty(), "the interface name is empty"); }
 

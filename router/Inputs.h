@@ -78,6 +78,9 @@ public:
     Effect vip6Add(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr);
     Effect vip6Del(L3::VrfName const& vrf, Nimb::Ip6Addr const& addr);
 
+    // Whether all that the operation sets is set already, so that it tells nobody.
+    bool isSet(Operation const& operation) const;
+
 private:
     Zin::Ptr<Ip::IpIntfStatus> ipIntf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
     Zin::Ptr<Ip6::IntfStatus> ip6Intf(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;

@@ -1,7 +1,5 @@
 #include "router/Published.h"
 
-#include <algorithm>
-
 namespace Routing {
 
 Published::Published(Inputs const& inputs, L3::VrfName const& vrf, bool ignoresDevices)
@@ -40,12 +38,17 @@ std::optional<bool> Published::deprecated(IpLib::IntfAddrWithMaskKey const& key)
     return info ? std::optional(info->deprecated) : std::nullopt;
 }
 
-bool Published::hasLinkLocal(Nimb::IntfId const& intf, Nimb::IpGenAddr const& addr) const {
+std::optional<IpLib::IntfAddrWithMaskKey> Published::linkLocal(Nimb::IntfId const& intf,
+                                                               Nimb::IpGenAddr const& addr) const {
     auto const vrfStatus = ip6Status();
-    auto const status = vrfStatus ? vrfStatus->intfStatus(intf) : nullptr;
-    return status && std::ranges::any_of(status->addr(), [&](auto const& member) {
-               return Nimb::IpGenAddr(member.key.address()) == addr;
-           });
+    if (auto const status = vrfStatus ? vrfStatus->intfStatus(intf) : nullptr) {
+        for (auto const& member : status->addr()) {
+            if (Nimb::IpGenAddr(member.key.address()) == addr) {
+                return IpLib::IntfAddrWithMaskKey{intf, member.key};
+            }
+        }
+    }
+    return std::nullopt;
 }
 
 bool Published::hasVirtual(Nimb::IpGenAddr const& addr) const {

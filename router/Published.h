@@ -26,8 +26,10 @@ public:
     bool hasDevice(Nimb::IntfId const& intf) const;
     // Whether the address is deprecated; nothing where it is not published with that length.
     std::optional<bool> deprecated(IpLib::IntfAddrWithMaskKey const& key) const;
-    // Whether the link-local address is published, with whatever length.
-    bool hasLinkLocal(Nimb::IntfId const& intf, Nimb::IpGenAddr const& addr) const;
+    // As what the link-local address is published first, with whatever length; nothing where it is
+    // not.
+    std::optional<IpLib::IntfAddrWithMaskKey> linkLocal(Nimb::IntfId const& intf,
+                                                        Nimb::IpGenAddr const& addr) const;
     bool hasVirtual(Nimb::IpGenAddr const& addr) const;
 
     static bool isRefused(IpLib::IntfAddrWithMaskKey const& key, bool deprecated) {

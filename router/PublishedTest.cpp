@@ -110,10 +110,10 @@ TEST(Published, ALinkLocalAddressIsLookedForWithWhateverLength) {
         .apply();
     Published const published = fixture.published();
 
-    EXPECT_TRUE(published.hasLinkLocal("eth0", addr("fe80::1")));
-    EXPECT_FALSE(published.hasLinkLocal("eth0", addr("fe80::2")));
-    EXPECT_FALSE(published.hasLinkLocal("eth1", addr("fe80::1")));
-    EXPECT_FALSE(fixture.published("grey").hasLinkLocal("eth0", addr("fe80::1")));
+    EXPECT_TRUE(published.linkLocal("eth0", addr("fe80::1")).has_value());
+    EXPECT_FALSE(published.linkLocal("eth0", addr("fe80::2")));
+    EXPECT_FALSE(published.linkLocal("eth1", addr("fe80::1")));
+    EXPECT_FALSE(fixture.published("grey").linkLocal("eth0", addr("fe80::1")));
 }
 
 TEST(Published, OnlyADeprecatedLinkLocalAddressIsRefused) {

@@ -2,8 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <regex>
+#include <sstream>
+#include <utility>
 
+#include "feeds/scenario/OperationWriter.h"
+#include "feeds/scenario/Operations.h"
 #include "feeds/scenario/TestReplay.h"
 
 namespace Scenario {
@@ -268,6 +273,100 @@ TEST(Heal, AnErrorIsPrintedAsEver) {
          R"({"op":"advance","seconds":100})"}));
 
     EXPECT_THAT(brief(run.printed), ElementsAre("0 error"));
+}
+
+TEST(Heal, WhatLedToARepairIsAScenarioThatLeadsThere) {
+    Lines const lines = prepared(
+        owner + Lines{R"({"op":"ip.primary","vrf":"red","intf":"eth1","addr":"10.0.0.1/24"})",
+                      R"({"op":"ip.intf.del","vrf":"red","intf":"eth1","at":1})"});
+    std::ostringstream out;
+    Config const config;
+    Scenario::Run run(out, config, {.heal = true});
+    std::uint64_t number = 0;
+    for (auto const& line : lines) {
+        Json object = Json::parse(line);
+        auto const& operation = operationOf(object.at("op").get<std::string>());
+        std::optional<Zin::Seconds> at;
+        if (object.contains("at")) {
+            at = object.at("at").get<double>();
+        }
+        object.erase("op");
+        object.erase("at");
+        Fields const fields(std::move(object), operation.fields);
+        run.carryOut(++number, at, [&] { return operation.check(run, fields); });
+    }
+    run.advanceTo(10.0);
+    ASSERT_EQ(run.supervisor()->lastRepairs().size(), 1U);
+    auto const& repair = run.supervisor()->lastRepairs().back();
+
+    std::ostringstream scenario;
+    writeScenario(scenario, config, repair.recording);
+    auto const again = replayedText(scenario.str() + "{\"op\":\"advance\",\"seconds\":10}\n");
+    EXPECT_EQ(again.error, "");
+    EXPECT_EQ(again.outcome, Outcome::invariantFailed);
+    EXPECT_THAT(again.printed.back(), HasSubstr(repair.why));
+}
+
+TEST(Heal, WhatIsKeptForAnotherLengthOfALinkLocalAddressStaysWithIt) {
+    auto const run = healed(prepared(
+        Lines{R"({"op":"ip6.intf.add","vrf":"red","intf":"eth0","addrs":[{"addr":"fe80::1/64"}]})",
+              R"({"op":"manager.stop"})",
+              R"({"op":"ip6.addr.del","vrf":"red","intf":"eth0","addr":"fe80::1/64"})",
+              R"({"op":"ip6.addr.set","vrf":"red","intf":"eth0","addr":"fe80::1/63"})",
+              R"({"op":"ip6.addr.set","vrf":"red","intf":"eth0","addr":"fe80::2/64"})",
+              R"({"op":"manager.start"})"} +
+        owner + failure() + Lines{R"({"op":"snapshot","at":60})"}));
+
+    EXPECT_THAT(owners(run.printed.back()), ElementsAre("10.0.0.1 eth0", "fe80::1 eth0"));
+}
+
+// For as long as a minute, every other second.
+Lines often(std::string const& one, std::string const& other) {
+    Lines lines;
+    for (int time = 2; time < 60; ++time) {
+        Json object = Json::parse(time % 2 ? one : other);
+        object["at"] = time + 0.5;
+        lines.push_back(object.dump());
+    }
+    return lines;
+}
+
+TEST(Heal, NothingThatGoesOnElsewhereKeepsAFaultFromItsRepair) {
+    Lines const lost =
+        owner +
+        Lines{R"({"op":"ip.secondary.add","vrf":"red","intf":"eth0","addr":"10.0.0.1/24"})",
+              R"({"op":"ip.secondary.del","vrf":"red","intf":"eth0","addr":"10.0.0.1/24"})"};
+    Lines const repeated =
+        often(R"({"op":"ip.primary","vrf":"red","intf":"eth0","addr":"10.0.0.1/24"})",
+              R"({"op":"ip.primary","vrf":"red","intf":"eth0","addr":"10.0.0.1/24"})");
+    Lines const virtualOne = often(R"({"op":"vip.add","vrf":"red","addr":"10.0.0.1/32"})",
+                                   R"({"op":"vip.add","vrf":"red","addr":"10.0.0.1/24"})");
+    Lines const widerSubnet =
+        often(R"({"op":"ip.primary","vrf":"red","intf":"eth1","addr":"10.9.0.1/8"})",
+              R"({"op":"ip.primary","vrf":"red","intf":"eth1","addr":"0.0.0.0/0"})");
+    for (auto const& what : {repeated, virtualOne, widerSubnet}) {
+        auto const run = healed(prepared(lost + what));
+        EXPECT_THAT(brief(run.printed), ElementsAre(StartsWith("5 healed red +1 -0: "))) << what[0];
+    }
+}
+
+TEST(Heal, AnAddressThatWaitsForAnotherReasonEachTimeIsLeftAlone) {
+    // Each second fe80::1 is gone for a quarter of one, around the audit.
+    Lines lines{R"({"op":"ip6.addr.set","vrf":"red","intf":"eth0","addr":"fe80::1/64"})",
+                R"({"op":"ip6.addr.set","vrf":"red","intf":"eth0","addr":"fe80::2/64"})"};
+    for (int second = 1; second < 20; ++second) {
+        for (auto const& [time, line] :
+             {std::pair(second - 0.125,
+                        R"({"op":"ip6.addr.del","vrf":"red","intf":"eth0","addr":"fe80::1/64"})"),
+              std::pair(
+                  second + 0.125,
+                  R"({"op":"ip6.addr.set","vrf":"red","intf":"eth0","addr":"fe80::1/64"})")}) {
+            Json object = Json::parse(line);
+            object["at"] = time;
+            lines.push_back(object.dump());
+        }
+    }
+    EXPECT_THAT(healed(prepared(lines)).printed, IsEmpty());
 }
 
 }  // namespace

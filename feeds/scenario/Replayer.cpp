@@ -84,23 +84,25 @@ private:
 Outcome replay(std::istream& in, std::ostream& out, Options const& options,
                Progress const& progress) {
     LineReader reader(in);
-    Replayer replayer(out, options);
+    std::optional<Replayer> replayer(std::in_place, out, options);
     try {
         while (out && reader.next()) {
             if (!isSkipped(reader.line())) {
-                replayer.handleLine(reader.number(), reader.line());
+                replayer->handleLine(reader.number(), reader.line());
             }
-            if (auto const outcome = replayer.outcome()) {
+            if (auto const outcome = replayer->outcome()) {
                 return *outcome;
             }
             if (progress) {
-                progress(reader.number(), replayer.now());
+                progress(reader.number(), replayer->now());
             }
         }
     } catch (LineError const& error) {
+        replayer
+            .reset();  // what fails in its teardown could not be told while an error is on its way
         throw FileError(reader.number(), error.what());
     }
-    replayer.run();
+    replayer->run();
     return Outcome::completed;
 }
 

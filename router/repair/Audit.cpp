@@ -1,7 +1,6 @@
 #include "router/repair/Audit.h"
 
 #include <algorithm>
-#include <optional>
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/Standing.h"
@@ -27,88 +26,47 @@ Audit::Audit(Router const& router, L3::VrfName vrf, FaultBook& faults)
     : router_(router),
       vrf_(std::move(vrf)),
       faults_(faults),
-      now_(router.scheduler()->now()),
       published_(router.published(vrf_)),
       table_(router.table(vrf_)),
       machine_(router.tableSm(vrf_)) {
-    walk(table_, table_->intfAddrEntry(), [this](auto const& member) { checkRow(*member.value); });
-    walk(table_, table_->intfAddrEntryFromAddr(),
-         [this](auto const& member) { checkAddressEntry(member.key, *member.value); });
-    walk(table_, table_->intfAddrEntrySetFromSubnet(),
-         [this](auto const& member) { checkSet(member.key, member.value); });
-    walk(table_, table_->llIntfAddrEntryFromIntfId(),
-         [this](auto const& member) { checkLinkLocalEntry(member.key, *member.value); });
+    steps_.walk(table_, table_->intfAddrEntry(),
+                [this](auto const& member) { checkRow(*member.value); });
+    steps_.walk(table_, table_->intfAddrEntryFromAddr(),
+                [this](auto const& member) { checkAddressEntry(member.key, *member.value); });
+    steps_.walk(table_, table_->intfAddrEntrySetFromSubnet(),
+                [this](auto const& member) { checkSet(member.key, member.value); });
+    steps_.walk(table_, table_->llIntfAddrEntryFromIntfId(),
+                [this](auto const& member) { checkLinkLocalEntry(member.key, *member.value); });
     if (auto const status = published_.ipStatus()) {
-        walk(status, status->ipIntfStatus(), [this](auto const& intf) {
+        steps_.walk(status, status->ipIntfStatus(), [this](auto const& intf) {
             Zin::Ptr<Ip::IpIntfStatus> const alive = intf.value;
             if (Published::hasPrimary(*alive)) {
                 checkPublished({alive->intfId(), alive->activeAddrWithMask()}, false);
             }
-            walk(alive, alive->secondaryActiveAddrWithMask(),
-                 [this, intfId = alive->intfId()](auto const& addr) {
-                     checkPublished({intfId, addr.key}, false);
-                 });
+            steps_.walk(alive, alive->secondaryActiveAddrWithMask(),
+                        [this, intfId = alive->intfId()](auto const& addr) {
+                            checkPublished({intfId, addr.key}, false);
+                        });
         });
     }
     if (auto const status = published_.ip6Status()) {
-        walk(status, status->intfStatus(), [this](auto const& intf) {
+        steps_.walk(status, status->intfStatus(), [this](auto const& intf) {
             Zin::Ptr<Ip6::IntfStatus> const alive = intf.value;
-            walk(alive, alive->addr(), [this, intfId = alive->intfId()](auto const& addr) {
+            steps_.walk(alive, alive->addr(), [this, intfId = alive->intfId()](auto const& addr) {
                 checkPublished({intfId, addr.key}, addr.value.deprecated);
             });
         });
     }
-    auto const& virtualIp = router.inputs().virtualIpStatus();
-    walk(virtualIp, virtualIp->virtualIp(), [this](auto const& member) {
-        if (member.key.vrfName() == vrf_) {
-            checkVirtual(member.key.addrWithMask().address());
-        }
-    });
-    auto const& virtualIp6 = router.inputs().virtualIp6Status();
-    walk(virtualIp6, virtualIp6->virtualIp6(), [this](auto const& member) {
-        if (member.key.vrfName() == vrf_) {
-            checkVirtual(member.key.addr());
-        }
-    });
     if (machine_ && machine_->deferredIntfAddBacklog()) {
         auto const& backlog = machine_->deferredIntfAddBacklog();
-        walk(backlog, backlog->backlog(), [this](auto const& member) { checkWaiting(member.key); });
+        steps_.walk(backlog, backlog->backlog(),
+                    [this](auto const& member) { checkWaiting(member.key); });
     }
     if (machine_ && machine_->intfCleanupBacklog()) {
         auto const& backlog = machine_->intfCleanupBacklog();
-        walk(backlog, backlog->backlog(),
-             [this](auto const& member) { checkCleanup(*member.value); });
+        steps_.walk(backlog, backlog->backlog(),
+                    [this](auto const& member) { checkCleanup(*member.value); });
     }
-}
-
-bool Audit::step() {
-    if (work_.empty()) {
-        return false;
-    }
-    auto const at = work_.size() - 1;
-    if (!work_[at]()) {
-        work_.pop_back();  // it has left nothing else to do
-    }
-    return !work_.empty();
-}
-
-template <class Alive, class Map, class Check>
-void Audit::walk(Alive alive, Map const& map, Check check) {
-    // Between steps it stands on what was looked at last, which may leave meanwhile.
-    work_.push_back([alive = std::move(alive), &map,
-                     at = std::optional<typename Map::ConstIterator>(),
-                     check = std::move(check)]() mutable {
-        if (at) {
-            ++*at;
-        } else {
-            at = map.begin();
-        }
-        if (*at == map.end()) {
-            return false;
-        }
-        check(**at);
-        return true;
-    });
 }
 
 bool Audit::isStanding() const {
@@ -140,7 +98,7 @@ void Audit::checkRow(IntfAddrEntry const& row) {
 void Audit::checkJustified(IntfAddrEntry const& row) {
     bool const isPublished =
         published_.deprecated(keyOf(row)).has_value() ||
-        (row.key().addr.isV6LinkLocal() && published_.hasLinkLocal(row.intfId(), row.key().addr));
+        (row.key().addr.isV6LinkLocal() && published_.linkLocal(row.intfId(), row.key().addr));
     if ((!isPublished || !published_.hasDevice(row.intfId())) && !isCleanupPending(row)) {
         found(isPublished ? Kind::rowWithoutDevice : Kind::unjustifiedRow, row);
     }
@@ -167,10 +125,9 @@ void Audit::checkAddressEntry(IntfAddrEntryKey const& key, IntfAddrEntry const& 
 
 void Audit::checkSet(Nimb::IpGenPrefix const& subnet, IpLib::IntfAddrVrfTable::SetPtr const& set) {
     if (set->intfAddrEntry().empty() && set->deprecatedIntfAddrEntry().empty()) {
-        faults_.found({.addr = {subnet.address(), subnet.prefixLength()},
-                       .intf = set->intfId(),
-                       .kind = Kind::emptySet},
-                      now_);
+        found({.addr = {subnet.address(), subnet.prefixLength()},
+               .intf = set->intfId(),
+               .kind = Kind::emptySet});
         return;
     }
     auto const checkMember = [this, set, subnet](auto const& member) {
@@ -180,8 +137,8 @@ void Audit::checkSet(Nimb::IpGenPrefix const& subnet, IpLib::IntfAddrVrfTable::S
             found(Kind::wrongSet, row);
         }
     };
-    walk(set, set->intfAddrEntry(), checkMember);
-    walk(set, set->deprecatedIntfAddrEntry(), checkMember);
+    steps_.walk(set, set->intfAddrEntry(), checkMember);
+    steps_.walk(set, set->deprecatedIntfAddrEntry(), checkMember);
 }
 
 void Audit::checkLinkLocalEntry(Nimb::IntfId const& intf, IntfAddrEntry const& row) {
@@ -205,29 +162,26 @@ void Audit::checkPublished(IpLib::IntfAddrWithMaskKey const& key, bool deprecate
     }
     // Its interface may have been replaced since the walk over its addresses began.
     if (published_.deprecated(key)) {
-        faults_.found({.addr = key.addrWithMask,
-                       .intf = key.intfId,
-                       .kind = waits(key) ? Kind::freeAddressWaits : Kind::lostAddress},
-                      now_);
+        found({.addr = key.addrWithMask,
+               .intf = key.intfId,
+               .kind = waits(key) ? Kind::freeAddressWaits : Kind::lostAddress});
     }
 }
 
 void Audit::checkWaiting(IpLib::IntfAddrWithMaskKey const& key) {
     if (!published_.deprecated(key) && !isCleanupPending(key.intfId, key.addrWithMask.family())) {
-        faults_.found(
-            {.addr = key.addrWithMask, .intf = key.intfId, .kind = Kind::unpublishedWaits}, now_);
+        found({.addr = key.addrWithMask, .intf = key.intfId, .kind = Kind::unpublishedWaits});
     }
 }
 
 void Audit::checkCleanup(IpLib::IntfAddrVrfTableImpl::IntfCleanupEntry const& cleanup) {
     Zin::Seconds const overdue =
         cleanup.emplacementTime() + std::max(machine_->smConfig().intfCleanupDelay, 0.0) + 1.0;
-    if (now_ > overdue) {
+    if (now() > overdue) {
         Nimb::IpGenAddr const any = cleanup.af() == Nimb::AddressFamily::ipv4
                                         ? Nimb::IpGenAddr(Nimb::Ip4Addr())
                                         : Nimb::IpGenAddr(Nimb::Ip6Addr());
-        faults_.found({.addr = {any, 0}, .intf = cleanup.intfId(), .kind = Kind::overdueCleanup},
-                      now_);
+        found({.addr = {any, 0}, .intf = cleanup.intfId(), .kind = Kind::overdueCleanup});
     } else {
         nextOverdue_ = std::min(nextOverdue_, overdue);
     }
@@ -236,10 +190,9 @@ void Audit::checkCleanup(IpLib::IntfAddrVrfTableImpl::IntfCleanupEntry const& cl
 void Audit::checkVirtual(Nimb::IpGenAddr const& addr) {
     auto const row = AddressPlacement::virtualRow(addr);
     if (!table_->intfAddrEntryHas(row) || !table_->intfAddrEntryFromAddrHas(row.key)) {
-        faults_.found({.addr = {addr, Nimb::maxPrefixLength(addr.family())},
-                       .intf = {},
-                       .kind = Kind::lostVirtual},
-                      now_);
+        found({.addr = {addr, Nimb::maxPrefixLength(addr.family())},
+               .intf = {},
+               .kind = Kind::lostVirtual});
     }
 }
 
@@ -261,13 +214,16 @@ bool Audit::waits(IpLib::IntfAddrWithMaskKey const& key) const {
            machine_->deferredIntfAddBacklog()->backlogHas(key);
 }
 
+Zin::Seconds Audit::now() const { return router_.scheduler()->now(); }
+
+void Audit::found(Fault const& fault) { faults_.found(fault, now()); }
+
 void Audit::found(Kind kind, IntfAddrEntry const& row) {
-    faults_.found({.addr = {row.key().addr, row.key().virtualIp
-                                                ? Nimb::maxPrefixLength(row.key().addr.family())
-                                                : row.subnet().prefixLength()},
-                   .intf = row.intfId(),
-                   .kind = kind},
-                  now_);
+    found({.addr = {row.key().addr, row.key().virtualIp
+                                        ? Nimb::maxPrefixLength(row.key().addr.family())
+                                        : row.subnet().prefixLength()},
+           .intf = row.intfId(),
+           .kind = kind});
 }
 
 }  // namespace Routing

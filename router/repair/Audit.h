@@ -6,16 +6,15 @@
 // deprecated link-local address, which is refused; and whatever a pending clean-up is about to
 // take.
 //
-// A step is one row, one index entry or one published address, and none takes long. Between steps
-// anything may change; where the table or its machine has been replaced, the audit is void. Outside
-// of turns.
+// A step is one row, one index entry or one published address, and none takes long; virtual
+// addresses are published for all VRFs together, and looked at by whoever audits all of them
+// (AuditPass.h). Between steps anything may change; where the table or its machine has been
+// replaced, the audit is void. Outside of turns.
 #pragma once
-
-#include <deque>
-#include <functional>
 
 #include "router/Published.h"
 #include "router/Router.h"
+#include "router/repair/AuditSteps.h"
 #include "router/repair/FaultBook.h"
 
 namespace Routing {
@@ -28,21 +27,18 @@ public:
     Audit& operator=(Audit const&) = delete;
 
     // Returns whether there is more to do.
-    bool step();
+    bool step() { return steps_.step(); }
     // Whether the audit is not void; to be asked before it goes on where anything may have changed.
     bool isStanding() const;
+
+    // Looks at a virtual address that is published; not one of the steps, since those of all VRFs
+    // are published together.
+    void checkVirtual(Nimb::IpGenAddr const& addr);
 
     // When a clean-up that is pending will be overdue; never where none is.
     Zin::Seconds nextOverdue() const { return nextOverdue_; }
 
 private:
-    // The latest is done first. Returns whether it has more to do.
-    using Work = std::function<bool()>;
-
-    // Leaves a walk over the map to do, in which each member is a step; `alive` keeps the map.
-    template <class Alive, class Map, class Check>
-    void walk(Alive alive, Map const& map, Check check);
-
     void checkRow(IpLib::IntfAddrEntry const& row);
     void checkJustified(IpLib::IntfAddrEntry const& row);
     void checkSetOf(IpLib::IntfAddrEntry const& row);
@@ -52,24 +48,24 @@ private:
     void checkPublished(IpLib::IntfAddrWithMaskKey const& key, bool deprecated);
     void checkWaiting(IpLib::IntfAddrWithMaskKey const& key);
     void checkCleanup(IpLib::IntfAddrVrfTableImpl::IntfCleanupEntry const& cleanup);
-    void checkVirtual(Nimb::IpGenAddr const& addr);
 
     bool isRow(IpLib::IntfAddrEntry const& row) const;
     bool isCleanupPending(IpLib::IntfAddrEntry const& row) const;
     bool isCleanupPending(Nimb::IntfId const& intf, Nimb::AddressFamily af) const;
     bool waits(IpLib::IntfAddrWithMaskKey const& key) const;
+    void found(Fault const& fault);
     void found(Fault::Kind kind, IpLib::IntfAddrEntry const& row);
+    Zin::Seconds now() const;
 
     Router const& router_;
     L3::VrfName const vrf_;
     FaultBook& faults_;
-    Zin::Seconds const now_;
     Published const published_;
     // What is audited; there is no machine where it was refused.
     Zin::Ptr<IpLib::IntfAddrVrfTable> const table_;
     Zin::Ptr<IpLib::IntfAddrVrfTableSm> const machine_;
     Zin::Seconds nextOverdue_ = Velk::never;
-    std::deque<Work> work_;
+    AuditSteps steps_;
 };
 
 }  // namespace Routing

@@ -7,35 +7,20 @@
 
 namespace Routing {
 
-namespace {
-
-Nimb::IpGenAddr addressOf(Nimb::IpAddrWithMask const& addr) { return addr.address(); }
-Nimb::IpGenAddr addressOf(Nimb::Ip6AddrWithMask const& addr) { return addr.address(); }
-Nimb::IpGenAddr addressOf(Nimb::Ip6Addr const& addr) { return addr; }
-Nimb::IpGenAddr addressOf(Ip6IntfAddr const& addr) { return addr.addr.address(); }
-
-}  // namespace
-
 void FaultBook::found(Fault const& fault, Zin::Seconds now) {
-    auto const [at, isNew] = faults_.try_emplace(fault, Age{now, audit_});
-    at->second.audit = audit_;
+    faults_.try_emplace(fault, Age{now, audit_, audit_}).first->second.lastAudit = audit_;
 }
 
 std::vector<Fault> FaultBook::auditEnds() {
+    std::erase_if(faults_,
+                  [this](auto const& member) { return member.second.lastAudit != audit_; });
     std::vector<Fault> inVain;
-    for (auto at = faults_.begin(); at != faults_.end();) {
-        auto& [fault, age] = *at;
-        if (age.audit != audit_) {
-            at = faults_.erase(at);
-            continue;
-        }
-        if (age.stage == Age::Stage::tried) {
-            age.stage = Age::Stage::told;
+    for (auto& [fault, age] : faults_) {
+        if (age.stage == Stage::tried) {
+            age.stage = Stage::told;
             inVain.push_back(fault);
         }
-        ++at;
     }
-    ++audit_;
     return inVain;
 }
 
@@ -52,7 +37,7 @@ std::vector<Fault> FaultBook::due(Zin::Seconds now) const {
 Zin::Seconds FaultBook::nextDue() const {
     Zin::Seconds next = Velk::never;
     for (auto const& [fault, age] : faults_) {
-        if (age.stage == Age::Stage::found) {
+        if (age.stage == Stage::found) {
             next = std::min(next, age.since + patience_);
         }
     }
@@ -62,58 +47,59 @@ Zin::Seconds FaultBook::nextDue() const {
 void FaultBook::repaired(Zin::Seconds now) {
     for (auto& [fault, age] : faults_) {
         if (isDue(age, now)) {
-            age.stage = Age::Stage::tried;
+            age.stage = Stage::tried;
         }
     }
 }
 
 template <class Concerns>
-void FaultBook::forget(Concerns const& concerns) {
-    std::erase_if(faults_,
-                  [&](auto const& member) { return concerns(member.first, member.second); });
+void FaultBook::forgetTried(Concerns const& concerns) {
+    std::erase_if(faults_, [&](auto const& member) {
+        return member.second.stage != Stage::found && concerns(member.first);
+    });
 }
 
 void FaultBook::handleOperation(Operation const& operation) {
-    if (faults_.empty()) {
-        return;
-    }
     std::visit(
         [this](auto const& op) {
-            if constexpr (requires {
-                              op.intf;
-                              op.addr;
-                          }) {
-                // What was tried in vain for the interface is tried again.
-                forget([&, addr = addressOf(op.addr)](Fault const& fault, Age const& age) {
-                    return fault.intf == op.intf &&
-                           (age.stage != Age::Stage::found || fault.addr.address() == addr);
-                });
-            } else if constexpr (requires { op.intf; }) {
-                forget([&](Fault const& fault, Age const&) { return fault.intf == op.intf; });
+            if constexpr (requires { op.intf; }) {
+                forgetTried([&](Fault const& fault) { return fault.intf == op.intf; });
             } else if constexpr (requires { op.addr; }) {
-                forget([&, addr = addressOf(op.addr)](Fault const& fault, Age const&) {
-                    return fault.intf.empty() && fault.addr.address() == addr;
-                });
+                forgetTried([](Fault const& fault) { return fault.intf.empty(); });
             } else {
-                clear();
+                forgetTried([](Fault const&) { return true; });
             }
         },
         operation);
 }
 
-void FaultBook::handleRow(Nimb::IpGenAddr const& addr) {
-    auto at = faults_.lower_bound({.addr = {addr, 0}});
-    while (at != faults_.end() && at->first.addr.address() == addr) {
-        at = at->second.stage == Age::Stage::found ? faults_.erase(at) : std::next(at);
+template <class Concerns>
+void FaultBook::forgetWaiting(Nimb::IpGenPrefix const& subnet, Concerns const& concerns) {
+    auto at = faults_.lower_bound({.addr = {subnet.address(), 0}});
+    while (at != faults_.end() &&
+           at->first.addr.address().masked(subnet.prefixLength()) == subnet.address()) {
+        auto const& [fault, age] = *at;
+        bool const goes = fault.kind == Fault::Kind::freeAddressWaits &&
+                          age.stage == Stage::found && concerns(fault);
+        at = goes ? faults_.erase(at) : std::next(at);
+    }
+}
+
+void FaultBook::handleRow(IpLib::IntfAddrEntryContent const& row) {
+    auto const& addr = row.key.addr;
+    if (!row.key.virtualIp && !addr.isV6LinkLocal()) {
+        forgetWaiting({addr, Nimb::maxPrefixLength(addr.family())},
+                      [](Fault const&) { return true; });
     }
 }
 
 void FaultBook::handleSet(Nimb::IpGenPrefix const& subnet) {
-    auto at = faults_.lower_bound({.addr = {subnet.address(), 0}});
-    while (at != faults_.end() &&
-           at->first.addr.address().masked(subnet.prefixLength()) == subnet.address()) {
-        at = at->second.stage == Age::Stage::found ? faults_.erase(at) : std::next(at);
-    }
+    forgetWaiting(subnet, [&](Fault const& fault) { return fault.addr.prefix() == subnet; });
+}
+
+void FaultBook::handleLinkLocal(Nimb::IntfId const& intf) {
+    static Nimb::IpGenPrefix const linkLocals("fe80::/10");  // RFC 4291
+    forgetWaiting(linkLocals, [&](Fault const& fault) { return fault.intf == intf; });
 }
 
 }  // namespace Routing

@@ -170,7 +170,15 @@ std::vector<Operation> operationsOf(Router const& router) {
 }
 
 OperationHistory::OperationHistory(Router const& router, std::size_t bound)
-    : router_(router), bound_(bound), newer_(std::make_shared<Recording::Generation>()) {}
+    : router_(router), bound_(bound), newer_(std::make_shared<Recording::Generation>()) {
+    writeState();
+}
+
+void OperationHistory::writeState() {
+    for (auto& made : operationsOf(router_)) {
+        newer_->state.push_back({.operation = std::move(made)});
+    }
+}
 
 void OperationHistory::record(Operation const& operation) {
     Zin::Seconds const now = router_.scheduler()->now();
@@ -178,9 +186,7 @@ void OperationHistory::record(Operation const& operation) {
     if (newer_->operations.size() >= std::max(bound_, newer_->state.size()) &&
         !Zin::Turn::inProgress()) {
         older_ = std::exchange(newer_, std::make_shared<Recording::Generation>());
-        for (auto& made : operationsOf(router_)) {
-            newer_->state.push_back({.operation = std::move(made)});
-        }
+        writeState();
         if (newer_->state.empty()) {
             tasksRan_ = true;  // the operation itself says when that was
         } else {
@@ -188,9 +194,11 @@ void OperationHistory::record(Operation const& operation) {
         }
     }
     RecordedOperation recorded{.operation = operation};
-    if (std::exchange(tasksRan_, false) | (std::exchange(lastAt_, now) != now)) {
+    if (tasksRan_ || now != lastAt_) {
         recorded.at = now;
     }
+    tasksRan_ = false;
+    lastAt_ = now;
     newer_->operations.push_back(std::move(recorded));
 }
 

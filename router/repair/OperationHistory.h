@@ -59,6 +59,8 @@ public:
     Recording recording() const;
 
 private:
+    void writeState();
+
     Router const& router_;
     std::size_t const bound_;
     bool tasksRan_ = false;

@@ -25,13 +25,16 @@ using testing::IsEmpty;
 struct Fixture final : OperationObserver {
     explicit Fixture(std::size_t bound = 1000)
         : router({}, clock, std::make_unique<Velk::EveryNth>(0)),
-          history(router, bound),
+          history(started(router), bound),
           inputs(router.inputs()) {
-        router.managerStart().apply();
         inputs.effects().observerIs(this);
     }
     ~Fixture() override { inputs.effects().observerIs(nullptr); }
 
+    static Router const& started(Router& router) {
+        router.managerStart().apply();
+        return router;
+    }
     void handleOperation(Operation const& operation) override { history.record(operation); }
 
     void at(Zin::Seconds time) {
@@ -161,6 +164,15 @@ Replay replayOf(std::vector<Operation> const& operations) {
         recorded.push_back({.operation = operation});
     }
     return Replay(recorded);
+}
+
+TEST(OperationHistory, ARecordingThatBeginsWithoutAManagerSaysSo) {
+    Router router({}, Zin::make<Zin::VirtualClock>(), std::make_unique<Velk::EveryNth>(0));
+    OperationHistory history(router, 1000);
+    history.record(ManagerStart{});
+
+    EXPECT_THAT(texts(history.recording().operations()),
+                ElementsAre("ManagerStop", "ManagerStart"));
 }
 
 TEST(OperationHistory, WhatFollowsWithoutAnythingBetweenHasNoTime) {

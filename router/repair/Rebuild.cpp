@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/AddressPlacement.h"
+#include "Zin/Turn.h"
 #include "router/repair/Succession.h"
 
 namespace Routing {
@@ -28,7 +29,7 @@ Rebuild::Rebuild(Router& router, L3::VrfName vrf)
       old_(router.table(vrf_)),
       fresh_(IpLib::intfAddrVrfTableFactory()) {}
 
-void Rebuild::prepare() {
+void Rebuild::takeAway() {
     auto const machine = router_.tableSm(vrf_);
     silence(machine);
     if (machine && machine->deferredIntfAddBacklog()) {
@@ -36,6 +37,28 @@ void Rebuild::prepare() {
             waiting_.push_back(member.key);
         }
     }
+    router_.tables()->intfAddrVrfTableDel(vrf_);
+}
+
+bool Rebuild::put() {
+    if (router_.tables()->intfAddrVrfTable(vrf_)) {
+        return false;
+    }
+    if (!router_.managerRuns()) {
+        router_.tables()->intfAddrVrfTableIs(vrf_, old_);
+        return false;
+    }
+    Zin::Turn turn;
+    turn.run([this] { fill(); });
+    turn.run([this] { router_.tables()->intfAddrVrfTableIs(vrf_, fresh_); });
+    if (auto const machine = router_.tableSm(vrf_)) {
+        keepRefused(*machine);
+        keepQueue(*machine);
+    }
+    return true;
+}
+
+void Rebuild::fill() {
     IpLib::IntfAddrVrfTableImpl::DeferredAdds deferred(*fresh_, fresh_.get());
     deferred.backlog().make();
     IpLib::IntfAddrVrfTableImpl::AddressPlacement placement(fresh_.get(), deferred);
@@ -46,16 +69,6 @@ void Rebuild::prepare() {
         if (standing.conflict == Standing::Conflict::none && !standing.row) {
             placement.admit(place, addr.deprecated());
         }
-    }
-}
-
-void Rebuild::takeAway() { router_.tables()->intfAddrVrfTableDel(vrf_); }
-
-void Rebuild::put() {
-    router_.tables()->intfAddrVrfTableIs(vrf_, fresh_);
-    if (auto const machine = router_.tableSm(vrf_)) {
-        keepRefused(*machine);
-        keepQueue(*machine);
     }
 }
 

@@ -1,14 +1,17 @@
 // One rebuild of a VRF: a fresh table, filled from what is published, in place of the one that is
 // there, and a new machine with it.
 //
-//     prepare    the old machine is silenced; the fresh table is filled by succession
-//     takeAway   the old table leaves the directory, and its machine goes
-//     put        the fresh table joins the directory; its new machine finds what it would admit
-//     there
-//                already, has all others wait in their order, and goes on from there
+//     takeAway   the old machine is silenced; its table leaves the directory, and it goes
+//     put        a fresh table is filled by succession, and joins the directory; its new machine
+//     finds
+//                what it would admit there already, has all others wait in their order, and goes on
+//                from there
 //
-// The VRF is removed and added, so that what its machines acquire and release balances. Whoever is
-// called is in a turn; each step does what it can, and leaves what fails to the turn.
+// The VRF is removed and added, so that what its machines acquire and release balances. What
+// observers of that do meanwhile stands: a table that the agent has put there is left alone, and
+// where the manager was stopped the old table comes back.
+//
+// Whoever is called is in a turn; each step does what it can, and leaves what fails to the turn.
 #pragma once
 
 #include <vector>
@@ -25,11 +28,12 @@ public:
     // The VRF has a table, and the manager runs. Borrows the router.
     Rebuild(Router& router, L3::VrfName vrf);
 
-    void prepare();
     void takeAway();
-    void put();
+    // Whether the fresh table is there by now.
+    bool put();
 
 private:
+    void fill();
     void keepRefused(IpLib::IntfAddrVrfTableSm& machine) const;
     void keepQueue(IpLib::IntfAddrVrfTableSm& machine) const;
 

@@ -24,7 +24,6 @@ struct Fixture : TestRouter {
     void rebuild() {
         Rebuild rebuild(router, "red");
         Zin::Turn turn;
-        turn.run([&] { rebuild.prepare(); });
         turn.run([&] { rebuild.takeAway(); });
         turn.run([&] { rebuild.put(); });
     }

@@ -58,11 +58,12 @@ std::vector<IntfAddrWithMask> succession(Published const& published,
                                          IpLib::IntfAddrVrfTable const& old,
                                          std::vector<IntfAddrWithMaskKey> const& waiting) {
     std::vector<IntfAddrWithMask> order;
-    std::vector<IntfAddrWithMask> others;
     std::vector<IntfAddrWithMask> inOwnSubnet;
+    std::vector<IntfAddrWithMask> others;
     Contest contest;
-    auto const take = [&](std::vector<IntfAddrWithMask>& into, IntfAddrWithMaskKey const& key,
-                          bool deprecated) {
+    Zin::HashSet2018<Nimb::IpGenPrefix> subnetsOfOthers(Zin::hashSeed() ^ 0x5a0c94d7);
+    auto const take = [](std::vector<IntfAddrWithMask>& into, IntfAddrWithMaskKey const& key,
+                         bool deprecated) {
         into.emplace_back(key, deprecated && !key.isV6LinkLocal());
     };
     published.forEach([&](IntfAddrWithMaskKey const& key, bool deprecated) {
@@ -78,19 +79,38 @@ std::vector<IntfAddrWithMask> succession(Published const& published,
         auto const set = old.intfAddrEntrySetFromSubnet(place.subnet());
         if (row) {
             take(others, key, deprecated);
+            subnetsOfOthers.insert(place.subnet());
         } else if (set && set->intfId() == key.intfId && !key.isV6LinkLocal()) {
             take(inOwnSubnet, key, deprecated);
         }
     });
+    // What waits in its own subnet comes before the rest of the queue only where the subnet itself
+    // would be lost.
+    Zin::HashSet2018<IntfAddrWithMaskKey> waits(Zin::hashSeed() ^ 0x71be20f3);
+    for (auto const& key : waiting) {
+        waits.insert(key);
+    }
+    std::erase_if(inOwnSubnet, [&](IntfAddrWithMask const& addr) {
+        return waits.contains(addr.key()) &&
+               !subnetsOfOthers.contains(addr.key().addrWithMask.prefix());
+    });
     for (auto const& member : old.intfAddrEntry()) {
         auto const& row = *member.value;
-        IntfAddrWithMaskKey const key{row.intfId(), {row.key().addr, row.subnet().prefixLength()}};
+        IntfAddrWithMaskKey key{row.intfId(), {row.key().addr, row.subnet().prefixLength()}};
+        bool const isLinkLocal = key.isV6LinkLocal();
         // A refused address comes to nobody's mind but here.
-        auto const deprecated =
-            row.key().virtualIp || !(contest.concerns(key) || key.isV6LinkLocal())
-                ? std::nullopt
-                : published.deprecated(key);
-        if (deprecated && published.hasDevice(key.intfId) && isOwn(old, row)) {
+        if (row.key().virtualIp || !(contest.concerns(key) || isLinkLocal) ||
+            !published.hasDevice(key.intfId) || !isOwn(old, row)) {
+            continue;
+        }
+        auto deprecated = published.deprecated(key);
+        if (auto const other = isLinkLocal && !deprecated
+                                   ? published.linkLocal(key.intfId, row.key().addr)
+                                   : std::nullopt) {
+            key = *other;  // with another length it is the same address
+            deprecated = false;
+        }
+        if (deprecated) {
             take(order, key, *deprecated);
         }
     }

@@ -3,7 +3,9 @@
 //
 //   1. the rows that stand in their own interface's subnets, and the link-local ones that are their
 //      interface's; in the order of the rows
-//   2. whatever else a subnet's interface publishes in it
+//   2. whatever else a subnet's interface publishes in it; where it waits, only if a row of the
+//   next
+//      kind would take the subnet away
 //   3. the other rows: of deprecated addresses that have outlived their subnet, and of those that
 //      look-ups do not find
 //   4. what waited, in its order

@@ -218,5 +218,37 @@ TEST(Succession, VirtualRowsAreNotNamed) {
     EXPECT_THAT(fixture.order(), IsEmpty());
 }
 
+TEST(Succession, WhatWaitsInItsOwnSubnetKeepsItsPlaceInTheQueue) {
+    Fixture fixture;
+    fixture.ip("eth0", "10.0.0.2/24");
+    fixture.secondary("eth0", "10.0.0.1/24");
+    fixture.ip("eth2", "10.0.0.1/26");
+    fixture.ownRow("10.0.0.2/24", "eth0");
+
+    EXPECT_THAT(fixture.order({key("eth2", "10.0.0.1/26"), key("eth0", "10.0.0.1/24")}),
+                ElementsAre("10.0.0.2/24 eth0", "10.0.0.1/26 eth2", "10.0.0.1/24 eth0"));
+}
+
+TEST(Succession, WhatWaitsInItsOwnSubnetComesBeforeARowThatWouldTakeIt) {
+    Fixture fixture;
+    fixture.ip6("eth0", "2001:db8::1/64");
+    fixture.ip6("eth1", "2001:db8::2/64", true);
+    fixture.row("2001:db8::2/64", "eth1");
+    fixture.set("2001:db8::/64", "eth0");
+
+    EXPECT_THAT(fixture.order({key("eth0", "2001:db8::1/64")}),
+                ElementsAre("2001:db8::1/64 eth0", "2001:db8::2/64 eth1 deprecated"));
+}
+
+TEST(Succession, ALinkLocalRowStandsForItsAddressWithWhateverLength) {
+    Fixture fixture;
+    fixture.ip6("eth0", "fe80::2/64");
+    fixture.ip6("eth0", "fe80::1/63");
+    fixture.ownRow("fe80::1/64", "eth0");
+
+    EXPECT_THAT(fixture.order({key("eth0", "fe80::2/64")}),
+                ElementsAre("fe80::1/63 eth0", "fe80::2/64 eth0"));
+}
+
 }  // namespace
 }  // namespace Routing

@@ -34,19 +34,26 @@ public:
         notifierIs(supervisor.follower_);
     }
 
-    // What replacing the table of this VRF has come to.
-    L3::VrfName rebuilt{};
-    Difference<IpLib::IntfAddrEntryContent> replaced{};
+    // Until it is stopped, notes what replacing the table of this VRF comes to.
+    void watchReplacement(L3::VrfName const& vrf) { watched_ = vrf; }
+    Difference<IpLib::IntfAddrEntryContent> stopWatching() {
+        watched_ = {};
+        return std::exchange(replaced_, {});
+    }
 
 private:
-    void handleReplacement(L3::VrfName const& name, TableDifference const& difference) override {
-        if (name == rebuilt) {
-            replaced = difference.rows;
+    void handleReplacement(L3::VrfName const& vrf, TableDifference const& difference) override {
+        if (vrf == watched_) {
+            replaced_ = difference.rows;
         }
     }
     void handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row,
                    bool /*present*/) override {
-        supervisor_.vrf(vrf).faults.handleRow(row.key.addr);
+        supervisor_.vrf(vrf).faults.handleRow(row);
+    }
+    void handleLinkLocalFromIntf(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                                 bool /*present*/) override {
+        supervisor_.vrf(vrf).faults.handleLinkLocal(intf);
     }
     void handleSetFromSubnet(L3::VrfName const& vrf, Nimb::IpGenPrefix const& subnet,
                              bool /*present*/) override {
@@ -54,6 +61,8 @@ private:
     }
 
     Supervisor& supervisor_;
+    L3::VrfName watched_{};
+    Difference<IpLib::IntfAddrEntryContent> replaced_{};
 };
 
 Supervisor::Supervisor(Router& router, RepairObserver* observer, Options const& options)
@@ -74,6 +83,9 @@ Supervisor::Vrf& Supervisor::vrf(L3::VrfName const& name) {
 
 void Supervisor::handleOperation(Operation const& operation) {
     history_.record(operation);
+    if (router_.inputs().isSet(operation)) {
+        return;
+    }
     Zin::Seconds const now = router_.scheduler()->now();
     std::visit(
         [&](auto const& op) {
@@ -83,6 +95,7 @@ void Supervisor::handleOperation(Operation const& operation) {
                 changed.faults.handleOperation(operation);
                 changed.health.inputChanges(now);
                 if constexpr (std::is_same_v<Op, TableAdd> || std::is_same_v<Op, TableDel>) {
+                    changed.faults.clear();
                     changed.health.forgiven();
                 }
             } else {
@@ -165,66 +178,76 @@ void Supervisor::repair() {
         }
     }
     for (auto const& name : due) {
-        if (router_.tables()->intfAddrVrfTable(name)) {
-            rebuild(name, vrf(name).health.why(), vrf(name).reason);
-        } else {
-            vrf(name).health.forgiven();
+        // Those who are told of one repair may have changed what there is to do for the next.
+        Vrf& owed = vrf(name);
+        if (!router_.tables()->intfAddrVrfTable(name)) {
+            owed.health.forgiven();
+        } else if (router_.managerRuns() && owed.health.degraded()) {
+            rebuild(name, owed.health.why(), owed.reason);
         }
     }
 }
 
-void Supervisor::rebuild(L3::VrfName const& name, std::string const& why,
-                         std::string const& reason) {
-    std::string const itsWhy = why;  // which may change meanwhile
+void Supervisor::rebuild(L3::VrfName const& name, std::string why, std::string reason) {
     Recording const recording = history_.recording();
     Zin::Seconds const began = router_.scheduler()->now();
-    Difference<IpLib::IntfAddrEntryContent> changed;
-    auto const failure = tryRebuild(name, changed);
+    auto rebuilt = tryRebuild(name);
     Zin::Seconds const ended = router_.scheduler()->now();
     changed_ = true;
-    vrf(name).health.rebuilt(ended, ended - began, failure);
-    if (failure) {
+    Vrf& itsVrf = vrf(name);
+    if (!rebuilt.isDone) {
+        if (router_.managerRuns()) {
+            itsVrf.health.forgiven();  // somebody has put another table there
+        }
+        return;
+    }
+    itsVrf.health.rebuilt(ended, ended - began,
+                          rebuilt.failure ? std::optional(rebuilt.failure->message) : std::nullopt);
+    if (rebuilt.failure) {
+        itsVrf.reason = rebuilt.failure->reason;
         silence(router_.tableSm(name));
     }
     ++byReason_[reason];
-    trace<1>("vrf {} was rebuilt in {} s: {}", name, ended - began, itsWhy);
-    lastRepairs_.push_back(
-        {.vrf = name, .why = itsWhy, .at = ended, .took = ended - began, .recording = recording});
+    trace<1>("vrf {} was rebuilt in {} s: {}", name, ended - began, why);
+    lastRepairs_.push_back({.vrf = name,
+                            .why = std::move(why),
+                            .at = ended,
+                            .took = ended - began,
+                            .recording = recording});
     if (lastRepairs_.size() > keptRepairs) {
         lastRepairs_.pop_front();
     }
     if (observer_) {
-        std::ranges::sort(changed.come);
-        std::ranges::sort(changed.gone);
-        observer_->handleRepair(lastRepairs_.back(), changed.come, changed.gone);
+        std::ranges::sort(rebuilt.rows.come);
+        std::ranges::sort(rebuilt.rows.gone);
+        observer_->handleRepair(lastRepairs_.back(), rebuilt.rows.come, rebuilt.rows.gone);
     }
 }
 
-// Returns the failure of an invariant, of this VRF's new machine. Those of others are noted.
-std::optional<std::string> Supervisor::tryRebuild(
-    L3::VrfName const& name, Difference<IpLib::IntfAddrEntryContent>& changed) {
+Supervisor::Rebuilt Supervisor::tryRebuild(L3::VrfName const& name) {
     Rebuild rebuild(router_, name);
-    watcher_->rebuilt = name;
+    Rebuilt rebuilt;
     auto const ofThis = [&](Failure const& failure) { return failure.vrf == name; };
+    watcher_->watchReplacement(name);
     try {
+        Zin::FaultDomain const domain(name.bytes());
         Zin::Turn turn;
-        turn.run([&] { rebuild.prepare(); });
         turn.run([&] { rebuild.takeAway(); });
         // The old machine has gone, whatever failed in its teardown.
         std::erase_if(failures_, ofThis);
-        turn.run([&] { rebuild.put(); });
+        turn.run([&] { rebuilt.isDone = rebuild.put(); });
     } catch (Pell::AssertionError const&) {
-    } catch (std::exception const& error) {
-        trace<1>({"vrf {}: {}, while it was rebuilt", "rebuild"}, name, error.what());
+    } catch (...) {
+        trace<1>({"vrf {}: {}, while it was rebuilt", "rebuild"}, name,
+                 Zin::textOf(std::current_exception()));
     }
-    changed = std::exchange(watcher_->replaced, {});
-    std::optional<std::string> failure;
+    rebuilt.rows = watcher_->stopWatching();
     if (auto const found = std::ranges::find_if(failures_, ofThis); found != failures_.end()) {
-        failure = found->message;
+        rebuilt.failure = *found;
     }
     std::erase_if(failures_, ofThis);
     noteFailures();
-    return failure;
+    return rebuilt;
 }
 
 bool Supervisor::degraded(L3::VrfName const& name) const {
@@ -236,11 +259,23 @@ bool Supervisor::isAudited(L3::VrfName const& name) const {
     return router_.tables()->intfAddrVrfTable(name) && !degraded(name);
 }
 
+AuditPass::BookOf Supervisor::booksOfAudited() {
+    return
+        [this](L3::VrfName const& name) { return isAudited(name) ? &vrf(name).faults : nullptr; };
+}
+
 void Supervisor::audit() {
     if (!router_.managerRuns()) {
         return;
     }
     changed_ = false;
+    AuditPass pass(router_, booksOfAudited());
+    while (pass.step()) {
+    }
+    passEnds(pass);
+}
+
+void Supervisor::passEnds(AuditPass& pass) {
     std::erase_if(vrfs_, [this](auto const& member) {
         return !router_.tables()->intfAddrVrfTable(member.first);
     });
@@ -250,24 +285,21 @@ void Supervisor::audit() {
             state.faults.clear();
         }
     }
-    for (auto const& name : router_.vrfs()) {
-        if (isAudited(name)) {
-            Audit audit(router_, name, vrf(name).faults);
-            while (audit.step()) {
-            }
-            auditEnds(name, audit);
+    auto const whole = pass.whole();
+    for (auto const& [name, nextOverdue] : whole) {
+        Vrf& audited = vrf(name);
+        audited.nextOverdue = nextOverdue;
+        for (Fault const& fault : audited.faults.auditEnds()) {
+            trace<1>({"vrf {}: a rebuild has not changed this: {}", "audit"}, name, fault.toText());
+            ++byReason_[fmt::format("not repaired: {}", Fault::nameOf(fault.kind))];
         }
     }
-}
-
-void Supervisor::auditEnds(L3::VrfName const& name, Audit const& audit) {
-    Vrf& audited = vrf(name);
-    audited.nextOverdue = audit.nextOverdue();
-    for (Fault const& fault : audited.faults.auditEnds()) {
-        trace<1>({"vrf {}: a rebuild has not changed this: {}", "audit"}, name, fault.toText());
-        ++byReason_[fmt::format("not repaired: {}", Fault::nameOf(fault.kind))];
+    for (auto const& [name, nextOverdue] : whole) {
+        // Those who are told of one repair may have changed what there is to do for the next.
+        if (router_.managerRuns() && isAudited(name)) {
+            repairFaults(name);
+        }
     }
-    repairFaults(name);
 }
 
 void Supervisor::repairFaults(L3::VrfName const& name) {
@@ -303,46 +335,33 @@ bool Supervisor::auditSlice(std::chrono::nanoseconds duration) {
     Zin::Seconds const now = router_.scheduler()->now();
     nextSlice_ = now + sliceUnderLoad;
     if (!router_.managerRuns()) {
-        slicedAudit_ = nullptr;
-        toAudit_.clear();
+        slicedPass_ = nullptr;
         return false;
     }
-    if (!slicedAudit_ && toAudit_.empty()) {
+    auto const began = std::chrono::steady_clock::now();
+    if (!slicedPass_) {
         if (now < nextPass_) {
             return false;
         }
+        slicedPass_ = std::make_unique<AuditPass>(router_, booksOfAudited());
         passBegan_ = now;
-        toAudit_ = router_.vrfs();
-        std::ranges::reverse(toAudit_);
+        passTook_ = {};
     }
-    if (slicedAudit_ && !slicedAudit_->isStanding()) {
-        slicedAudit_ = nullptr;  // begins anew, with another table
-    }
-    auto const end = std::chrono::steady_clock::now() + duration;
+    slicedPass_->dropVoid();
+    bool isOver = false;
+    std::chrono::nanoseconds took{};
     do {
-        if (!slicedAudit_) {
-            if (toAudit_.empty()) {
-                break;
-            }
-            L3::VrfName const name = toAudit_.back();
-            if (!isAudited(name)) {
-                toAudit_.pop_back();
-                continue;
-            }
-            slicedAudit_ = std::make_unique<Audit>(router_, name, vrf(name).faults);
+        for (int step = 0; step < stepsBetweenLooks && !isOver; ++step) {
+            isOver = !slicedPass_->step();
         }
-        for (int step = 0; step < stepsBetweenLooks && slicedAudit_; ++step) {
-            if (!slicedAudit_->step()) {
-                L3::VrfName const name = toAudit_.back();
-                toAudit_.pop_back();
-                auto const ended = std::move(slicedAudit_);
-                auditEnds(name, *ended);
-            }
-        }
-    } while (std::chrono::steady_clock::now() < end);
-    if (!slicedAudit_ && toAudit_.empty()) {
-        Zin::Seconds const took = router_.scheduler()->now() - passBegan_;
-        nextPass_ = passBegan_ + std::max(auditPeriod, took / auditShare);
+        took = std::chrono::steady_clock::now() - began;
+    } while (!isOver && took < duration);
+    passTook_ += took;
+    if (isOver) {
+        std::chrono::duration<double> const spent = passTook_;
+        nextPass_ = passBegan_ + std::max(auditPeriod, spent.count() / auditShare);
+        auto const pass = std::move(slicedPass_);
+        passEnds(*pass);
     }
     return true;
 }
@@ -351,7 +370,7 @@ Zin::Seconds Supervisor::nextAuditSlice() const {
     if (!router_.managerRuns()) {
         return Velk::never;
     }
-    return slicedAudit_ || !toAudit_.empty() ? nextSlice_ : std::max(nextSlice_, nextPass_);
+    return slicedPass_ ? nextSlice_ : std::max(nextSlice_, nextPass_);
 }
 
 }  // namespace Routing

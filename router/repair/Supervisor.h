@@ -30,7 +30,7 @@
 #include "Pell/Assertion.h"
 #include "Pell/Traced.h"
 #include "router/Router.h"
-#include "router/repair/Audit.h"
+#include "router/repair/AuditPass.h"
 #include "router/repair/OperationHistory.h"
 #include "router/repair/TableFollower.h"
 #include "router/repair/VrfHealth.h"
@@ -97,9 +97,10 @@ public:
     // anything has changed, never where nothing is wrong.
     Zin::Seconds auditIdleUntil() const;
 
-    // Goes on with an audit that is done in slices: for about this long, outside of turns. Returns
+    // Goes on with an audit that is done in slices: for about this long, and a millisecond at most
+    // by default, outside of turns; what is to be repaired at its end takes its own time. Returns
     // false where there is nothing to do at present.
-    bool auditSlice(std::chrono::nanoseconds duration = std::chrono::microseconds(500));
+    bool auditSlice(std::chrono::nanoseconds duration = std::chrono::microseconds(900));
     // When the next slice is to be given, also under load; never while the manager is stopped.
     Zin::Seconds nextAuditSlice() const;
 
@@ -117,7 +118,7 @@ private:
 
         VrfHealth health{};
         FaultBook faults;
-        std::string reason{};
+        std::string reason{};  // of what is owed
         Zin::Seconds nextOverdue = Velk::never;
     };
     struct Failure {
@@ -134,11 +135,16 @@ private:
     void noteFailures();
     // One that is owed a rebuild is known to be wrong.
     bool isAudited(L3::VrfName const& name) const;
-    void auditEnds(L3::VrfName const& name, Audit const& audit);
+    AuditPass::BookOf booksOfAudited();
+    void passEnds(AuditPass& pass);
     void repairFaults(L3::VrfName const& name);
-    void rebuild(L3::VrfName const& name, std::string const& why, std::string const& reason);
-    std::optional<std::string> tryRebuild(L3::VrfName const& name,
-                                          Difference<IpLib::IntfAddrEntryContent>& changed);
+    void rebuild(L3::VrfName const& name, std::string why, std::string reason);
+    struct Rebuilt {
+        bool isDone = false;
+        std::optional<Failure> failure{};  // of the new machine
+        Difference<IpLib::IntfAddrEntryContent> rows{};
+    };
+    Rebuilt tryRebuild(L3::VrfName const& name);
 
     Router& router_;
     RepairObserver* const observer_;
@@ -152,10 +158,10 @@ private:
     std::deque<Repair> lastRepairs_;
 
     bool changed_ = true;  // since the last audit of all
-    // The audit that is done in slices.
-    std::vector<L3::VrfName> toAudit_;  // the next one last
-    std::unique_ptr<Audit> slicedAudit_;
+    // The audit that is done in slices; null between two of them.
+    std::unique_ptr<AuditPass> slicedPass_;
     Zin::Seconds passBegan_ = 0.0;
+    std::chrono::nanoseconds passTook_{};  // in its slices
     Zin::Seconds nextPass_ = 0.0;
     Zin::Seconds nextSlice_ = 0.0;
 };

@@ -100,10 +100,14 @@ struct Fixture : RepairObserver {
                       std::vector<IpLib::IntfAddrEntryContent> const& removed) override {
         repairs.push_back(fmt::format("{} {} +{} -{}: {}", repair.at, repair.vrf, added.size(),
                                       removed.size(), repair.why));
+        if (onRepair) {
+            onRepair();
+        }
     }
 
     Zin::Ptr<Zin::VirtualClock> clock = Zin::make<Zin::VirtualClock>();
     Texts repairs;
+    std::function<void()> onRepair;
     Router router;
     Supervisor supervisor;
     Pell::AssertionHandler handlerBefore = nullptr;
@@ -206,8 +210,8 @@ TEST(Supervisor, CountsAndTracesAndKeepsWhatLedToARepair) {
                     "1 Supervisor::rebuild vrf red was rebuilt in 0 s: row and by-address entry "
                     "that disagree: 10.0.0.1/24 on eth0"));
     ASSERT_EQ(fixture.supervisor.lastRepairs().size(), 2U);
-    // The manager's start, the VRF's making, and the two of the failure.
-    EXPECT_EQ(fixture.supervisor.lastRepairs().front().recording.operations().size(), 10U);
+    // That no manager runs, its start, the VRF's making, and the two of the failure.
+    EXPECT_EQ(fixture.supervisor.lastRepairs().front().recording.operations().size(), 11U);
 }
 
 TEST(Supervisor, KeepsTheLastFewRepairs) {
@@ -480,6 +484,246 @@ TEST(Supervisor, UnderLoadASliceIsDueATenthOfASecondAfterTheLast) {
     ASSERT_TRUE(fixture.supervisor.auditSlice(std::chrono::nanoseconds(0)));
 
     EXPECT_DOUBLE_EQ(fixture.supervisor.nextAuditSlice(), 5.1);
+}
+
+// Told of each change of the directory: whether the VRF has a table.
+class DirectoryMeddler final : public IpLib::AllIntfAddrVrfTable::Notifiee {
+public:
+    DirectoryMeddler(Router& router, std::function<void(L3::VrfName const&, bool)> meddle)
+        : meddle_(std::move(meddle)) {
+        notifierIs(router.tables());
+    }
+
+private:
+    void handleIntfAddrVrfTable(L3::VrfName const& vrf) override {
+        meddle_(vrf, bool(notifier()->intfAddrVrfTable(vrf)));
+    }
+
+    std::function<void(L3::VrfName const&, bool)> const meddle_;
+};
+
+// Slices of a few steps, one each tenth of a second, of a router with so many virtual addresses
+// that an audit takes longer than a fault may stay.
+struct Slow : Fixture {
+    Slow() {
+        vrf("red");
+        for (int n = 0; n < 2000; ++n) {
+            apply(inputs().vipAdd(
+                "elsewhere", Nimb::IpAddrWithMask(fmt::format("10.{}.{}.1/32", n / 200, n % 200))));
+        }
+    }
+    void slice() {
+        clock->nowIs(clock->now() + 0.1);
+        while (supervisor.runNextTask()) {
+        }
+        supervisor.repair();
+        supervisor.auditSlice(std::chrono::nanoseconds(0));
+    }
+    // So that the next rebuild has to wait.
+    void failOften() {
+        for (int n = 0; n < 6; ++n) {
+            fail("red");
+            if (supervisor.degraded("red")) {
+                clock->nowIs(supervisor.nextRepair());
+                supervisor.repair();
+            }
+        }
+        repairs.clear();
+        clock->nowIs(clock->now() + 1.0);
+    }
+};
+
+TEST(Supervisor, ASlowAuditRepairsNothingThatIsYoungerThanItself) {
+    Slow slow;
+    bool isAtEth0 = true;
+    slow.primary("red", "eth1", "10.0.0.1/24");
+    // The address changes hands again and again, and each time that takes 2 s.
+    for (int tick = 0; tick < 1000; ++tick) {
+        if (tick % 25 == 0) {
+            slow.primary("red", isAtEth0 ? "eth0" : "eth1", "0.0.0.0/0");
+            isAtEth0 = !isAtEth0;
+        } else if (tick % 25 == 22) {
+            slow.primary("red", isAtEth0 ? "eth1" : "eth0", "10.0.0.1/24");
+        }
+        slow.slice();
+    }
+    EXPECT_THAT(slow.repairs, IsEmpty());
+}
+
+TEST(Supervisor, ASlowAuditDoesNotRepairWhatIsOwedARebuild) {
+    Slow slow;
+    slow.failOften();
+    for (int n = 0; n < 100; ++n) {
+        slow.slice();
+    }
+    slow.fail("red");
+    slow.primary("red", "eth0", "0.0.0.0/0");
+    ASSERT_TRUE(slow.supervisor.degraded("red"));
+    Zin::Seconds const due = slow.supervisor.nextRepair();
+    while (slow.clock->now() < due - 0.2) {
+        slow.slice();
+    }
+    EXPECT_THAT(slow.repairs, IsEmpty());
+}
+
+TEST(Supervisor, ASlowAuditThatIsGivenUpLeavesNothingToTheNextOne) {
+    Slow slow;
+    for (int n = 0; n < 500; ++n) {
+        slow.apply(slow.inputs().ipSecondaryAdd(
+            "red", "eth0", Nimb::IpAddrWithMask(fmt::format("20.{}.{}.1/24", n / 200, n % 200))));
+    }
+    slow.failOften();
+    for (int n = 0; n < 80; ++n) {
+        slow.slice();
+    }
+    slow.fail("red");
+    ASSERT_TRUE(slow.supervisor.degraded("red"));
+    slow.primary("red", "eth1", "10.0.0.1/24");  // is to wait behind eth0
+    for (int n = 0; n < 3000; ++n) {
+        slow.slice();
+    }
+    EXPECT_EQ(slow.repairs.size(), 1U);
+}
+
+TEST(Supervisor, AuditsGoOnUnderLoad) {
+    Slow slow;
+    slow.router.table("red")->intfAddrEntryFromAddrDel(
+        IpLib::IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("10.0.0.1")));
+    for (int n = 0; n < 1000; ++n) {
+        slow.slice();
+    }
+    EXPECT_EQ(slow.repairs.size(), 1U);
+}
+
+TEST(Supervisor, ARepairThatStopsTheManagerIsTheLast) {
+    for (bool const byAudit : {false, true}) {
+        Fixture fixture;
+        for (char const* const name : {"blue", "red"}) {
+            fixture.vrf(name);
+            fixture.prepareFailure(name);
+        }
+        fixture.onRepair = [&] { fixture.router.managerStop().apply(); };
+        if (byAudit) {
+            for (char const* const name : {"blue", "red"}) {
+                fixture.router.table(name)->intfAddrEntryFromAddrDel(
+                    IpLib::IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("10.0.0.1")));
+            }
+            fixture.advance(20);
+        } else {
+            fixture.apply([&] {
+                Zin::Turn turn;
+                turn.run([&] { fixture.failure("blue").apply(); });
+                turn.run([&] { fixture.failure("red").apply(); });
+            });
+        }
+        EXPECT_EQ(fixture.repairs.size(), 1U);
+        EXPECT_THAT(fixture.rows("red"), ElementsAre("10.0.0.1/24 eth0"));
+    }
+}
+
+TEST(Supervisor, AManagerThatIsStoppedInTheMiddleOfARebuildLeavesTheTable) {
+    Fixture fixture;
+    fixture.vrf("red");
+    bool meddled = false;
+    DirectoryMeddler const meddler(fixture.router, [&](L3::VrfName const&, bool isThere) {
+        if (!isThere && !std::exchange(meddled, true)) {
+            fixture.router.managerStop().apply();
+        }
+    });
+    fixture.fail("red");
+
+    EXPECT_TRUE(meddled);
+    EXPECT_THAT(fixture.repairs, IsEmpty());
+    EXPECT_THAT(fixture.rows("red"), ElementsAre("10.0.0.1/24 eth0"));
+    fixture.apply(fixture.router.managerStart());
+    EXPECT_EQ(fixture.repairs.size(), 1U);
+}
+
+TEST(Supervisor, ATableThatAnObserverPutsThereInARebuildStays) {
+    Fixture fixture;
+    fixture.vrf("red");
+    auto const own = IpLib::intfAddrVrfTableFactory();
+    DirectoryMeddler const meddler(fixture.router, [&](L3::VrfName const& vrf, bool isThere) {
+        if (!isThere) {
+            fixture.router.tables()->intfAddrVrfTableIs(vrf, own);
+        }
+    });
+    fixture.fail("red");
+
+    EXPECT_EQ(fixture.router.table("red"), own);
+    EXPECT_THAT(fixture.rows("red"), ElementsAre("10.0.0.1/24 eth0"));
+    EXPECT_FALSE(fixture.supervisor.degraded("red"));
+    EXPECT_EQ(
+        fixture.inputs().kniIntfStatusHelper()->uses("red", "IpLib::IntfAddrVrfTableSmFactory"),
+        1U);
+}
+
+TEST(Supervisor, WhatChangesInTheMiddleOfARebuildIsHeeded) {
+    Fixture fixture;
+    fixture.vrf("red");
+    fixture.primary("red", "eth1", "10.0.0.1/24");
+    DirectoryMeddler const meddler(fixture.router, [&](L3::VrfName const&, bool isThere) {
+        if (!isThere) {
+            fixture.inputs().ipPrimaryIs("red", "eth0", Nimb::IpAddrWithMask("0.0.0.0/0")).apply();
+        }
+    });
+    fixture.fail("red");
+
+    EXPECT_THAT(fixture.rows("red"), ElementsAre("10.0.0.1/24 eth1"));
+}
+
+TEST(Supervisor, AReadersOwnMistakeIsNotItsVrfs) {
+    Fixture fixture;
+    fixture.vrf("red");
+    Meddler const meddler(fixture.supervisor, [](L3::VrfName const&, bool) {
+        Zin::fail({.className = "Reader", .condition = "", .function = "read", .message = "mine"});
+    });
+    fixture.primary("red", "eth1", "10.1.0.1/24");
+
+    EXPECT_THAT(fixture.repairs, IsEmpty());
+    EXPECT_FALSE(fixture.supervisor.degraded("red"));
+    EXPECT_THAT(fixture.supervisor.repairsByReason(), ElementsAre(Pair("Reader::read", 1U)));
+}
+
+TEST(Supervisor, ARebuildThatFailsIsTheReasonOfTheNext) {
+    Fixture fixture;
+    fixture.vrf("red");
+    Spoiler spoiler(fixture.router);
+    spoiler.spoils = true;
+    fixture.router.table("red")->intfAddrEntryFromAddrDel(
+        IpLib::IntfAddrEntryKey::makeIpKey(Nimb::IpGenAddr("10.0.0.1")));
+    fixture.advance(5);
+    spoiler.spoils = false;
+    fixture.advance(301);
+
+    EXPECT_THAT(fixture.supervisor.repairsByReason(),
+                ElementsAre(Pair("Spoiler::handle", 1U),
+                            Pair("row and by-address entry that disagree", 1U)));
+}
+
+TEST(Supervisor, SettingWhatIsSetIsNoChange) {
+    Fixture fixture;
+    std::string const name(148, 'x');
+    EXPECT_THROW(fixture.apply(fixture.router.tableAdd(name)), Zin::RangeError);
+    fixture.apply(fixture.inputs().ipVrfAdd(name));
+    fixture.apply(fixture.inputs().kernelAdd(name, "eth0", {}));
+    fixture.apply(fixture.inputs().ipIntfAdd(name, "eth0", {}));
+    for (int n = 0; n < 20; ++n) {
+        fixture.primary(name, "eth0", "10.0.0.1/24");
+        fixture.advance(2);
+    }
+
+    EXPECT_EQ(fixture.repairs.size(), 1U);
+}
+
+TEST(Supervisor, WhateverAnObserverThrowsEndsNoRebuild) {
+    Fixture fixture;
+    fixture.vrf("red");
+    DirectoryMeddler const meddler(fixture.router, [](L3::VrfName const&, bool) { throw 42; });
+
+    EXPECT_NO_THROW(fixture.fail("red"));
+    EXPECT_EQ(fixture.repairs.size(), 1U);
+    EXPECT_THAT(fixture.rows("red"), ElementsAre("10.0.0.1/24 eth0"));
 }
 
 }  // namespace

@@ -83,11 +83,9 @@ private:
 
     template <auto handler, class Key>
     void leaveToTell(Key const& key, bool present) {
-        if (!follower_.notifieeList_.empty()) {
-            follower_.toTell_.emplace_back([&follower = follower_, vrf = vrf_, key, present] {
-                follower.notifieeList_.notify(follower, handler, vrf, key, present);
-            });
-        }
+        follower_.toTell_.emplace_back([&follower = follower_, vrf = vrf_, key, present] {
+            follower.notifieeList_.notify(follower, handler, vrf, key, present);
+        });
     }
 
     TableFollower& follower_;
@@ -124,6 +122,8 @@ void TableFollower::tell() {
     if (std::exchange(telling_, true)) {
         return;
     }
+    // Whoever fails in being told, it is not the machine that is at work.
+    Zin::FaultDomain const outside("");
     Zin::Turn turn;
     while (!toTell_.empty()) {
         auto const next = std::move(toTell_.front());

@@ -280,7 +280,6 @@ TEST(TableFollower, AVrfThatIsRebuiltTellsTheDifferencesAlone) {
         {
             Rebuild rebuild(fixture.router, "red");
             Zin::Turn turn;
-            turn.run([&] { rebuild.prepare(); });
             turn.run([&] { rebuild.takeAway(); });
             turn.run([&] { rebuild.put(); });
             EXPECT_THAT(fixture.observer->take(), IsEmpty());
