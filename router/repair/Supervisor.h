@@ -14,6 +14,14 @@
 // While the manager does not run nothing is audited or rebuilt; what is owed is done when it
 // starts.
 //
+//     void handleFailure(Pell::AssertionFailure const& failure) {  // the owner's assertion handler
+//         supervisor->handleFailure(failure);
+//         throw Pell::AssertionError(failure);
+//     }
+//     ...
+//     supervisor->apply(router.inputs().ipIntfDel(vrf, intf));
+//     supervisor->repair();
+//
 // Made before the router has tables and runs, and goes before it; borrows it.
 #pragma once
 
