@@ -14,16 +14,16 @@ namespace {
 
 // Whether the row is what look-ups find, and stands in its interface's own place.
 bool isOwn(IpLib::IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& row) {
-    auto const indexed = table.intfAddrEntryFromAddr(row.key());
-    if (!indexed || indexed->content() != row.content()) {
+    auto const* const indexed = table.intfAddrEntryFromAddr().find(row.key());
+    if (!indexed || (*indexed)->content() != row.content()) {
         return false;
     }
     if (row.key().addr.isV6LinkLocal()) {
-        auto const entry = table.llIntfAddrEntryFromIntfId(row.intfId());
-        return entry && entry->content() == row.content();
+        auto const* const entry = table.llIntfAddrEntryFromIntfId().find(row.intfId());
+        return entry && (*entry)->content() == row.content();
     }
-    auto const set = table.intfAddrEntrySetFromSubnet(row.subnet());
-    return set && set->intfId() == row.intfId();
+    auto const* const set = table.intfAddrEntrySetFromSubnet().find(row.subnet());
+    return set && (*set)->intfId() == row.intfId();
 }
 
 // The places that somebody wants who does not stand there.
@@ -71,8 +71,8 @@ std::vector<IntfAddrWithMask> succession(Published const& published,
             return;
         }
         Place const place(key);
-        auto const row = old.intfAddrEntry(place.content);
-        if (row && isOwn(old, *row)) {
+        auto const* const row = old.intfAddrEntry().find(place.content);
+        if (row && isOwn(old, **row)) {
             return;
         }
         contest.enter(key);

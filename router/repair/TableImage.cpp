@@ -15,7 +15,9 @@ IpLib::IntfAddrEntryKey rowKeyOf(IntfAddrEntry const& row) { return row.key(); }
 Nimb::IntfId intfOf(IntfAddrEntry const& row) { return row.intfId(); }
 Nimb::IpGenPrefix subnetOf(IntfAddrEntrySet const& set) { return set.subnet(); }
 
-bool isSame(IntfAddrEntry const& a, IntfAddrEntry const& b) { return a.content() == b.content(); }
+bool isSame(IntfAddrEntry const& a, IntfAddrEntry const& b) {
+    return &a == &b || a.content() == b.content();
+}
 bool isSame(IntfAddrEntrySet const& a, IntfAddrEntrySet const& b) {
     return a.intfId() == b.intfId();
 }
@@ -32,18 +34,33 @@ void copy(Members& members, Map const& map) {
 template <class Key, class Members, class Map, class KeyOf>
 Difference<Key> difference(Members const& old, Map const* map, KeyOf const& keyOf) {
     Difference<Key> difference;
+    if (!map) {
+        for (auto const& member : old) {
+            difference.gone.push_back(keyOf(*member));
+        }
+        return difference;
+    }
     std::vector<void const*> same;
     same.reserve(old.size());
+    // Both are in much the same order: what follows the last one that was found is looked at first.
+    auto at = map->begin();
     for (auto const& member : old) {
         Key const key = keyOf(*member);
-        auto const* const present = map ? map->find(key) : nullptr;
-        if (present && isSame(*member, **present)) {
-            same.push_back(present->get());
+        if (at == map->end() || at->key != key) {
+            at = map->from(key);
+        }
+        if (at == map->end()) {
+            difference.gone.push_back(key);
+            continue;
+        }
+        if (isSame(*member, *at->value)) {
+            same.push_back(at->value.get());
         } else {
             difference.gone.push_back(key);
         }
+        ++at;
     }
-    if (map && map->size() > same.size()) {
+    if (map->size() > same.size()) {
         std::ranges::sort(same, std::less<>());
         for (auto const& member : *map) {
             if (!std::ranges::binary_search(same, member.value.get(), std::less<>())) {
