@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <string_view>
+#include <optional>
+
+#include "feeds/scenario/OperationWriter.h"
+#include "router/TestOperations.h"
 
 namespace Healing {
 namespace {
@@ -34,183 +37,81 @@ std::vector<Routing::Ip6IntfAddr> ip6Intf(Operation const& operation) {
     return addrs;
 }
 
-std::string_view name(Kind kind) {
+// Nothing where time passes.
+std::optional<Routing::Operation> routingOf(Operation const& operation) {
+    auto const& [kind, at, vrf, intf, addrs, source, seconds] = operation;
     switch (kind) {
         case Kind::managerStop:
-            return "manager.stop";
+            return Routing::ManagerStop{};
         case Kind::managerStart:
-            return "manager.start";
+            return Routing::ManagerStart{};
         case Kind::tableAdd:
-            return "table.add";
+            return Routing::TableAdd{vrf};
         case Kind::tableDel:
-            return "table.del";
+            return Routing::TableDel{vrf};
         case Kind::ipVrfAdd:
-            return "ip.vrf.add";
+            return Routing::IpVrfAdd{vrf};
         case Kind::ipVrfDel:
-            return "ip.vrf.del";
+            return Routing::IpVrfDel{vrf};
         case Kind::ip6VrfAdd:
-            return "ip6.vrf.add";
+            return Routing::Ip6VrfAdd{vrf};
         case Kind::ip6VrfDel:
-            return "ip6.vrf.del";
+            return Routing::Ip6VrfDel{vrf};
         case Kind::ipIntfAdd:
-            return "ip.intf.add";
+            return Routing::IpIntfAdd{vrf, intf, ipIntf(operation)};
         case Kind::ipIntfDel:
-            return "ip.intf.del";
+            return Routing::IpIntfDel{vrf, intf};
         case Kind::ipPrimary:
-            return "ip.primary";
+            return Routing::IpPrimaryIs{vrf, intf, ip(addrs.at(0))};
         case Kind::ipUnnumbered:
-            return "ip.unnumbered";
+            return Routing::IpUnnumberedIs{vrf, intf, source};
         case Kind::ipSecondaryAdd:
-            return "ip.secondary.add";
+            return Routing::IpSecondaryAdd{vrf, intf, ip(addrs.at(0))};
         case Kind::ipSecondaryDel:
-            return "ip.secondary.del";
+            return Routing::IpSecondaryDel{vrf, intf, ip(addrs.at(0))};
         case Kind::ip6IntfAdd:
-            return "ip6.intf.add";
+            return Routing::Ip6IntfAdd{vrf, intf, ip6Intf(operation)};
         case Kind::ip6IntfDel:
-            return "ip6.intf.del";
+            return Routing::Ip6IntfDel{vrf, intf};
         case Kind::ip6AddrSet:
-            return "ip6.addr.set";
+            return Routing::Ip6AddrSet{vrf, intf, {ip6(addrs.at(0)), addrs.at(0).deprecated}};
         case Kind::ip6AddrDel:
-            return "ip6.addr.del";
+            return Routing::Ip6AddrDel{vrf, intf, ip6(addrs.at(0))};
         case Kind::kernelAdd:
-            return "kernel.add";
+            return Routing::KernelAdd{vrf, intf, {}};
         case Kind::kernelDel:
-            return "kernel.del";
+            return Routing::KernelDel{vrf, intf};
         case Kind::vipAdd:
-            return "vip.add";
+            return Routing::VipAdd{vrf, ip(addrs.at(0))};
         case Kind::vipDel:
-            return "vip.del";
+            return Routing::VipDel{vrf, ip(addrs.at(0))};
         case Kind::vip6Add:
-            return "vip6.add";
+            return Routing::Vip6Add{vrf, addrs.at(0).addr.address().ip6()};
         case Kind::vip6Del:
-            return "vip6.del";
+            return Routing::Vip6Del{vrf, addrs.at(0).addr.address().ip6()};
         case Kind::advance:
-            return "advance";
+            break;
     }
-    return "";
-}
-
-std::string member(std::string_view name, std::string_view value) {
-    return fmt::format(R"(, "{}": "{}")", name, value);
-}
-
-std::string ipIntfMembers(Operation const& operation) {
-    std::string secondary;
-    for (std::size_t i = 1; i < operation.addrs.size(); ++i) {
-        secondary += fmt::format(R"({}"{}")", i > 1 ? ", " : "", operation.addrs[i].addr);
-    }
-    return member("primary", ip(operation.addrs.at(0)).toStrep()) +
-           (operation.source.empty() ? "" : member("unnumbered", operation.source.name())) +
-           fmt::format(R"(, "secondary": [{}])", secondary);
-}
-
-std::string ip6IntfMembers(Operation const& operation) {
-    std::string addrs;
-    for (auto const& address : operation.addrs) {
-        addrs += fmt::format(R"({}{{"addr": "{}", "deprecated": {}}})", addrs.empty() ? "" : ", ",
-                             address.addr, address.deprecated);
-    }
-    return fmt::format(R"(, "addrs": [{}])", addrs);
-}
-
-// The members behind the operation's VRF and interface.
-std::string details(Operation const& operation) {
-    auto const& addrs = operation.addrs;
-    switch (operation.kind) {
-        case Kind::ipIntfAdd:
-            return ipIntfMembers(operation);
-        case Kind::ip6IntfAdd:
-            return ip6IntfMembers(operation);
-        case Kind::ipPrimary:
-            return member("addr", ip(addrs.at(0)).toStrep());
-        case Kind::ipUnnumbered:
-            return member("source", operation.source.name());
-        case Kind::ip6AddrSet:
-            return member("addr", addrs.at(0).addr.toStrep()) +
-                   fmt::format(R"(, "deprecated": {})", addrs.at(0).deprecated);
-        case Kind::ipSecondaryAdd:
-        case Kind::ipSecondaryDel:
-        case Kind::ip6AddrDel:
-        case Kind::vipAdd:
-        case Kind::vipDel:
-            return member("addr", addrs.at(0).addr.toStrep());
-        case Kind::vip6Add:
-        case Kind::vip6Del:
-            return member("addr", addrs.at(0).addr.address().toStrep());
-        case Kind::advance:
-            return fmt::format(R"(, "seconds": {})", operation.seconds);
-        default:
-            return "";
-    }
+    return std::nullopt;
 }
 
 }  // namespace
 
 Routing::Effect check(Operation const& operation, Scenario::Run& run) {
-    auto& router = run.router();
-    auto& inputs = router.inputs();
-    auto const& [kind, at, vrf, intf, addrs, source, seconds] = operation;
-    switch (kind) {
-        case Kind::managerStop:
-            return router.managerStop();
-        case Kind::managerStart:
-            return router.managerStart();
-        case Kind::tableAdd:
-            return router.tableAdd(vrf);
-        case Kind::tableDel:
-            return router.tableDel(vrf);
-        case Kind::ipVrfAdd:
-            return inputs.ipVrfAdd(vrf);
-        case Kind::ipVrfDel:
-            return inputs.ipVrfDel(vrf);
-        case Kind::ip6VrfAdd:
-            return inputs.ip6VrfAdd(vrf);
-        case Kind::ip6VrfDel:
-            return inputs.ip6VrfDel(vrf);
-        case Kind::ipIntfAdd:
-            return inputs.ipIntfAdd(vrf, intf, ipIntf(operation));
-        case Kind::ipIntfDel:
-            return inputs.ipIntfDel(vrf, intf);
-        case Kind::ipPrimary:
-            return inputs.ipPrimaryIs(vrf, intf, ip(addrs.at(0)));
-        case Kind::ipUnnumbered:
-            return inputs.ipUnnumberedIs(vrf, intf, source);
-        case Kind::ipSecondaryAdd:
-            return inputs.ipSecondaryAdd(vrf, intf, ip(addrs.at(0)));
-        case Kind::ipSecondaryDel:
-            return inputs.ipSecondaryDel(vrf, intf, ip(addrs.at(0)));
-        case Kind::ip6IntfAdd:
-            return inputs.ip6IntfAdd(vrf, intf, ip6Intf(operation));
-        case Kind::ip6IntfDel:
-            return inputs.ip6IntfDel(vrf, intf);
-        case Kind::ip6AddrSet:
-            return inputs.ip6AddrSet(vrf, intf, {ip6(addrs.at(0)), addrs.at(0).deprecated});
-        case Kind::ip6AddrDel:
-            return inputs.ip6AddrDel(vrf, intf, ip6(addrs.at(0)));
-        case Kind::kernelAdd:
-            return inputs.kernelAdd(vrf, intf, {});
-        case Kind::kernelDel:
-            return inputs.kernelDel(vrf, intf);
-        case Kind::vipAdd:
-            return inputs.vipAdd(vrf, ip(addrs.at(0)));
-        case Kind::vipDel:
-            return inputs.vipDel(vrf, ip(addrs.at(0)));
-        case Kind::vip6Add:
-            return inputs.vip6Add(vrf, addrs.at(0).addr.address().ip6());
-        case Kind::vip6Del:
-            return inputs.vip6Del(vrf, addrs.at(0).addr.address().ip6());
-        case Kind::advance:
-            break;
+    if (auto const value = routingOf(operation)) {
+        return effectOf(run.router(), *value);
     }
-    return [&run, span = seconds] { run.advanceTo(run.now() + span); };
+    return [&run, span = operation.seconds] { run.advanceTo(run.now() + span); };
 }
 
 std::string toLine(Operation const& operation) {
-    return fmt::format(R"({{"op": "{}"{}{}{}{}}})", name(operation.kind),
-                       operation.at ? fmt::format(R"(, "at": {})", *operation.at) : "",
-                       operation.vrf.empty() ? "" : member("vrf", operation.vrf.bytes()),
-                       operation.intf.empty() ? "" : member("intf", operation.intf.name()),
-                       details(operation));
+    auto const value = routingOf(operation);
+    auto line = value ? Scenario::lineOf(*value)
+                      : Scenario::OrderedJson{{"op", "advance"}, {"seconds", operation.seconds}};
+    if (operation.at) {
+        line["at"] = *operation.at;
+    }
+    return line.dump();
 }
 
 std::string toLine(Scenario::Config const& config) {
