@@ -1,4 +1,4 @@
-// For tests: operations as texts, what is told of them, and how to do them again.
+// For tests: operations as texts, what is told of them, and one of each.
 //
 //     OperationRecorder const recorder(inputs.effects());
 //     inputs.ipVrfAdd("red").apply();
@@ -95,57 +95,52 @@ private:
     OperationEffects& effects_;
 };
 
-// Does an operation to a router.
-class Doing {
-public:
-    explicit Doing(Router& router) : router_(router) {}
-
-    Effect operator()(ManagerStart const&) { return router_.managerStart(); }
-    Effect operator()(ManagerStop const&) { return router_.managerStop(); }
-    Effect operator()(TableAdd const& op) { return router_.tableAdd(op.vrf); }
-    Effect operator()(TableDel const& op) { return router_.tableDel(op.vrf); }
-    Effect operator()(IpVrfAdd const& op) { return inputs_.ipVrfAdd(op.vrf); }
-    Effect operator()(IpVrfDel const& op) { return inputs_.ipVrfDel(op.vrf); }
-    Effect operator()(Ip6VrfAdd const& op) { return inputs_.ip6VrfAdd(op.vrf); }
-    Effect operator()(Ip6VrfDel const& op) { return inputs_.ip6VrfDel(op.vrf); }
-    Effect operator()(IpIntfAdd const& op) {
-        return inputs_.ipIntfAdd(op.vrf, op.intf, op.addressing);
-    }
-    Effect operator()(IpIntfDel const& op) { return inputs_.ipIntfDel(op.vrf, op.intf); }
-    Effect operator()(Ip6IntfAdd const& op) {
-        return inputs_.ip6IntfAdd(op.vrf, op.intf, op.addrs);
-    }
-    Effect operator()(Ip6IntfDel const& op) { return inputs_.ip6IntfDel(op.vrf, op.intf); }
-    Effect operator()(IpPrimaryIs const& op) {
-        return inputs_.ipPrimaryIs(op.vrf, op.intf, op.addr);
-    }
-    Effect operator()(IpUnnumberedIs const& op) {
-        return inputs_.ipUnnumberedIs(op.vrf, op.intf, op.source);
-    }
-    Effect operator()(IpSecondaryAdd const& op) {
-        return inputs_.ipSecondaryAdd(op.vrf, op.intf, op.addr);
-    }
-    Effect operator()(IpSecondaryDel const& op) {
-        return inputs_.ipSecondaryDel(op.vrf, op.intf, op.addr);
-    }
-    Effect operator()(Ip6AddrSet const& op) { return inputs_.ip6AddrSet(op.vrf, op.intf, op.addr); }
-    Effect operator()(Ip6AddrDel const& op) { return inputs_.ip6AddrDel(op.vrf, op.intf, op.addr); }
-    Effect operator()(KernelAdd const& op) {
-        return inputs_.kernelAdd(op.vrf, op.intf, op.kernelIntf);
-    }
-    Effect operator()(KernelDel const& op) { return inputs_.kernelDel(op.vrf, op.intf); }
-    Effect operator()(VipAdd const& op) { return inputs_.vipAdd(op.vrf, op.addr); }
-    Effect operator()(VipDel const& op) { return inputs_.vipDel(op.vrf, op.addr); }
-    Effect operator()(Vip6Add const& op) { return inputs_.vip6Add(op.vrf, op.addr); }
-    Effect operator()(Vip6Del const& op) { return inputs_.vip6Del(op.vrf, op.addr); }
-
-private:
-    Router& router_;
-    Inputs& inputs_ = router_.inputs();
-};
-
-inline Effect effectOf(Router& router, Operation const& operation) {
-    return std::visit(Doing(router), operation);
+// Each operation, in an order in which they make sense, with all its fields.
+inline std::vector<Operation> everyOperation() {
+    auto const ip = [](char const* text) { return Nimb::IpAddrWithMask(text); };
+    auto const ip6 = [](char const* text) { return Nimb::Ip6AddrWithMask(text); };
+    return {TableAdd{"red"},
+            IpVrfAdd{"red"},
+            Ip6VrfAdd{"red"},
+            KernelAdd{"red",
+                      "eth0",
+                      {.deviceName = "et0",
+                       .ifIndex = 4294967295,
+                       .operStatus = Interface::OperStatus::down,
+                       .active = false}},
+            KernelAdd{"red", "eth1", {}},
+            IpIntfAdd{"red",
+                      "eth0",
+                      {.primary = ip("10.0.0.1/24"),
+                       .unnumberedSource = "lo",
+                       .secondary = {ip("10.0.1.1/32"), ip("10.0.0.2/8")}}},
+            IpIntfAdd{"red", "eth1", {}},
+            IpPrimaryIs{"red", "eth1", ip("10.1.0.1/24")},
+            IpPrimaryIs{"red", "eth1", {}},
+            IpUnnumberedIs{"red", "eth1", "lo"},
+            IpUnnumberedIs{"red", "eth1", {}},
+            IpSecondaryAdd{"red", "eth1", ip("10.1.1.1/24")},
+            IpSecondaryDel{"red", "eth1", ip("10.1.1.1/24")},
+            Ip6IntfAdd{
+                "red",
+                "eth0",
+                {{.addr = ip6("2001:db8::1/64"), .deprecated = true}, {.addr = ip6("fe80::1/64")}}},
+            Ip6IntfAdd{"red", "eth1", {}},
+            Ip6AddrSet{"red", "eth1", {.addr = ip6("2001:db8:1::1/128"), .deprecated = true}},
+            Ip6AddrSet{"red", "eth1", {.addr = ip6("2001:db8:1::1/128")}},
+            Ip6AddrDel{"red", "eth1", ip6("2001:db8:1::1/128")},
+            VipAdd{"a VRF \"with\" signs \\ \n", ip("10.0.0.9/24")},
+            VipDel{"a VRF \"with\" signs \\ \n", ip("10.0.0.9/24")},
+            Vip6Add{"blue", Nimb::Ip6Addr("2001:db8::9")},
+            Vip6Del{"blue", Nimb::Ip6Addr("2001:db8::9")},
+            Ip6IntfDel{"red", "eth0"},
+            IpIntfDel{"red", "eth0"},
+            KernelDel{"red", "eth0"},
+            ManagerStop{},
+            ManagerStart{},
+            Ip6VrfDel{"red"},
+            IpVrfDel{"red"},
+            TableDel{"red"}};
 }
 
 }  // namespace Routing

@@ -23,61 +23,12 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 
-// Each operation, in an order in which they make sense, with all its fields.
-std::vector<Routing::Operation> everyOperation() {
-    using namespace Routing;
-    auto const ip = [](char const* text) { return Nimb::IpAddrWithMask(text); };
-    auto const ip6 = [](char const* text) { return Nimb::Ip6AddrWithMask(text); };
-    return {TableAdd{"red"},
-            IpVrfAdd{"red"},
-            Ip6VrfAdd{"red"},
-            KernelAdd{"red",
-                      "eth0",
-                      {.deviceName = "et0",
-                       .ifIndex = 4294967295,
-                       .operStatus = Interface::OperStatus::down,
-                       .active = false}},
-            KernelAdd{"red", "eth1", {}},
-            IpIntfAdd{"red",
-                      "eth0",
-                      {.primary = ip("10.0.0.1/24"),
-                       .unnumberedSource = "lo",
-                       .secondary = {ip("10.0.1.1/32"), ip("10.0.0.2/8")}}},
-            IpIntfAdd{"red", "eth1", {}},
-            IpPrimaryIs{"red", "eth1", ip("10.1.0.1/24")},
-            IpPrimaryIs{"red", "eth1", {}},
-            IpUnnumberedIs{"red", "eth1", "lo"},
-            IpUnnumberedIs{"red", "eth1", {}},
-            IpSecondaryAdd{"red", "eth1", ip("10.1.1.1/24")},
-            IpSecondaryDel{"red", "eth1", ip("10.1.1.1/24")},
-            Ip6IntfAdd{
-                "red",
-                "eth0",
-                {{.addr = ip6("2001:db8::1/64"), .deprecated = true}, {.addr = ip6("fe80::1/64")}}},
-            Ip6IntfAdd{"red", "eth1", {}},
-            Ip6AddrSet{"red", "eth1", {.addr = ip6("2001:db8:1::1/128"), .deprecated = true}},
-            Ip6AddrSet{"red", "eth1", {.addr = ip6("2001:db8:1::1/128")}},
-            Ip6AddrDel{"red", "eth1", ip6("2001:db8:1::1/128")},
-            VipAdd{"a VRF \"with\" signs \\ \n", ip("10.0.0.9/24")},
-            VipDel{"a VRF \"with\" signs \\ \n", ip("10.0.0.9/24")},
-            Vip6Add{"blue", Nimb::Ip6Addr("2001:db8::9")},
-            Vip6Del{"blue", Nimb::Ip6Addr("2001:db8::9")},
-            Ip6IntfDel{"red", "eth0"},
-            IpIntfDel{"red", "eth0"},
-            KernelDel{"red", "eth0"},
-            ManagerStop{},
-            ManagerStart{},
-            Ip6VrfDel{"red"},
-            IpVrfDel{"red"},
-            TableDel{"red"}};
-}
-
 TEST(OperationWriter, EachOperationIsReadBackAsItWas) {
     std::ostringstream out;
     Scenario::Run run(out, {}, {});
     Routing::OperationRecorder recorder(run.router().inputs().effects());
     std::set<std::size_t> kinds;
-    for (auto const& operation : everyOperation()) {
+    for (auto const& operation : Routing::everyOperation()) {
         recorder.operations.clear();
         kinds.insert(operation.index());
         std::string const line = lineOf(operation).dump();

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Zin/Turn.h"
+#include "router/EffectOf.h"
 #include "router/TestOperations.h"
 #include "router/repair/TestRouter.h"
 

@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "feeds/scenario/OperationWriter.h"
-#include "router/TestOperations.h"
+#include "router/EffectOf.h"
 
 namespace Healing {
 namespace {
