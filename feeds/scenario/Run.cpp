@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "Velk/Advance.h"
@@ -26,6 +24,9 @@ Run::Run(std::ostream& out, Config const& config, Options const& options)
     if (options.heal) {
         supervisor_ = std::make_unique<Routing::Supervisor>(*router_, &repairPrinter_);
         assertionPrinter_.supervisorIs(supervisor_.get());
+        timeline_ = std::make_unique<Routing::Timeline>(
+            *router_, *supervisor_, clock_, Routing::Audits::atFullSeconds,
+            [this](Zin::Error const& error) { printError(error); });
     }
     if (options.events && supervisor_) {
         followedEventPrinter_ =
@@ -43,6 +44,7 @@ Run::~Run() {
         Zin::Turn turn;
         turn.run([this] {
             followedEventPrinter_ = nullptr;
+            timeline_ = nullptr;
             supervisor_ = nullptr;
         });
         turn.run([this] { router_ = nullptr; });
@@ -67,12 +69,11 @@ void Run::carryOut(std::uint64_t line, std::optional<Zin::Seconds> at,
 }
 
 void Run::apply(Routing::Effect const& effect) {
-    if (!supervisor_) {
+    if (timeline_) {
+        timeline_->apply(effect);
+    } else {
         effect.apply();
-        return;
     }
-    guarded([&] { supervisor_->apply(effect); });
-    supervisor_->repair();
 }
 
 void Run::advanceTo(Zin::Seconds time) {
@@ -88,33 +89,8 @@ void Run::advanceTo(Zin::Seconds time) {
 }
 
 bool Run::advanceToNextStep(Zin::Seconds time) {
-    auto& scheduler = *router_->scheduler();
-    if (!supervisor_) {
-        return Velk::advanceToNextRun(*clock_, scheduler, time);
-    }
-    Zin::Seconds const repair = supervisor_->nextRepair();
-    Zin::Seconds const audit = nextAudit();
-    clock_->nowIs(std::min({scheduler.nextExpiry(), repair, audit, time}));
-    if (supervisor_->runNextTask()) {
-        return true;
-    }
-    if (repair <= now()) {
-        supervisor_->repair();
-        return true;
-    }
-    if (audit <= now()) {
-        auditedUntil_ = audit;
-        supervisor_->audit();
-        return true;
-    }
-    auditedUntil_ = std::max(auditedUntil_, std::floor(now()));
-    return false;
-}
-
-Zin::Seconds Run::nextAudit() const {
-    Zin::Seconds const after = std::max(auditedUntil_, supervisor_->auditIdleUntil());
-    Zin::Seconds const next = std::max(std::floor(after) + 1.0, std::ceil(now()));
-    return next > after ? next : std::nextafter(after, Velk::never);
+    return timeline_ ? timeline_->advanceToNextStep(time)
+                     : Velk::advanceToNextRun(*clock_, *router_->scheduler(), time);
 }
 
 void Run::guarded(std::function<void()> const& step) {
@@ -125,8 +101,12 @@ void Run::guarded(std::function<void()> const& step) {
         // Names may be long.
         throw LineError(shortened(error.what(), 400));
     } catch (Zin::Error const& error) {
-        output_.print("error", {{"line", line_}, {"message", error.what()}});
+        printError(error);
     }
+}
+
+void Run::printError(Zin::Error const& error) {
+    output_.print("error", {{"line", line_}, {"message", error.what()}});
 }
 
 std::optional<Outcome> Run::outcome() const {

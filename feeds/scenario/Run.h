@@ -5,9 +5,8 @@
 //   out    lines of JSON
 //   time   moves with the lines alone
 //
-// With `heal` a supervisor contains what fails: the run goes on to its end. As the clock moves,
-// there come at one time first the tasks, then the rebuilds that are due, and then, at each full
-// second, an audit of all tables.
+// With `heal` a supervisor contains what fails, and the run goes on to its end; what then comes at
+// one time says router/repair/Timeline.h, with audits at full seconds.
 //
 // The router's manager runs from the start. Whatever fails when the run is over, and the router
 // torn down, is nobody's concern any more. Outside of it nothing has changed then: trace levels,
@@ -32,6 +31,7 @@
 #include "feeds/scenario/TracePrinter.h"
 #include "router/Router.h"
 #include "router/repair/Supervisor.h"
+#include "router/repair/Timeline.h"
 
 namespace Scenario {
 
@@ -94,8 +94,7 @@ private:
     // Does the next thing on the way to `time`, and moves the clock to it; to `time` where there is
     // none. Returns whether there was one.
     bool advanceToNextStep(Zin::Seconds time);
-    // The first full second that has not been audited, and at which an audit may find something.
-    Zin::Seconds nextAudit() const;
+    void printError(Zin::Error const& error);
 
     std::uint64_t const maxTaskRuns_;
     std::uint64_t line_ = 0;
@@ -109,8 +108,8 @@ private:
     std::unique_ptr<EventPrinter> eventPrinter_;
     RepairPrinter repairPrinter_;
     std::unique_ptr<Routing::Supervisor> supervisor_;
+    std::unique_ptr<Routing::Timeline> timeline_;  // null where nothing is healed
     std::unique_ptr<FollowedEventPrinter> followedEventPrinter_;
-    Zin::Seconds auditedUntil_ = 0.0;
 };
 
 }  // namespace Scenario
