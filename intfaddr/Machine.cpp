@@ -2,81 +2,85 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <exception>
-#include <functional>
+#include <set>
 #include <stdexcept>
+#include <variant>
 
-#include "feeds/netlink/Namespaces.h"
-#include "feeds/netlink/Publisher.h"
-#include "feeds/netlink/SnapshotTaker.h"
+#include "feeds/netlink/LiveKernel.h"
+#include "intfaddr/loop/EventLoop.h"
+#include "router/EffectOf.h"
 
 namespace IntfAddr {
 
 namespace {
 
-void publish(Routing::Router& router, L3::VrfName const& vrf, Netlink::Snapshot const& snapshot,
-             Warn const& warn) {
-    if (auto const damaged = snapshot.skipped.damaged(); damaged > 0) {
-        warn(fmt::format("VRF '{}': {} unreadable kernel messages were left out", vrf, damaged));
-    }
-    router.tableAdd(vrf).apply();
-    Netlink::publish(snapshot, vrf, router.inputs());
-}
-
 // Whatever is wrong with one VRF, a failed assertion included, the others are shown.
-template <class Step>
-void warnIfItFails(L3::VrfName const& vrf, Warn const& warn, Step&& step) {
-    try {
-        step();
-    } catch (std::exception const& error) {
-        warn(fmt::format("VRF '{}' is left out: {}", vrf, error.what()));
-    }
-}
+class Publisher {
+public:
+    Publisher(Routing::Router& router, Netlink::Notice const& warn)
+        : router_(router), warn_(warn) {}
 
-void publishOrLeaveOut(Routing::Router& router, L3::VrfName const& vrf,
-                       std::function<Netlink::Snapshot()> const& take, Warn const& warn) {
-    bool published = false;
-    warnIfItFails(vrf, warn, [&] {
-        publish(router, vrf, take(), warn);
-        published = true;
-    });
-    if (!published && router.tables()->intfAddrVrfTableHas(vrf)) {
-        warnIfItFails(vrf, warn, [&] { router.tableDel(vrf).apply(); });
+    void publish(std::vector<Routing::Operation> const& operations) {
+        for (auto const& operation : operations) {
+            std::visit(
+                [&](auto const& one) {
+                    if constexpr (requires { one.vrf; }) {
+                        publish(operation, one.vrf);
+                    }
+                },
+                operation);
+        }
     }
-}
+
+private:
+    void publish(Routing::Operation const& operation, L3::VrfName const& vrf) {
+        if (!failed_.contains(vrf)) {
+            tryTo(vrf, [&] { effectOf(router_, operation).apply(); });
+        }
+    }
+
+    template <class Step>
+    void tryTo(L3::VrfName const& vrf, Step const& step) {
+        try {
+            step();
+        } catch (std::exception const& error) {
+            warn_(fmt::format("VRF '{}' is left out: {}", vrf, error.what()));
+            if (failed_.insert(vrf).second && router_.tables()->intfAddrVrfTableHas(vrf)) {
+                tryTo(vrf, [&] { router_.tableDel(vrf).apply(); });
+            }
+        }
+    }
+
+    Routing::Router& router_;
+    Netlink::Notice const& warn_;
+    std::set<L3::VrfName> failed_;
+};
 
 }  // namespace
 
-void publishMachine(Routing::Router& router, Warn const& warn) {
-    // Without its own namespace the program has nothing to say.
-    auto const own = Netlink::takeSnapshot();
-    publishOrLeaveOut(
-        router, "default", [&own] { return own; }, warn);
-    for (auto const& [vrf, file] : Netlink::namedNamespaces()) {
-        if (vrf.isDefault()) {
-            warn(fmt::format("namespace {} is left out: VRF '{}' is the program's own namespace",
-                             file.filename().string(), vrf));
-        } else {
-            publishOrLeaveOut(
-                router, vrf, [&path = file] { return Netlink::takeSnapshotIn(path); }, warn);
-        }
+void publishMachine(Routing::Router& router, std::optional<L3::VrfName> const& only,
+                    Netlink::Policy const& policy, Netlink::Notice const& warn) {
+    EventLoop loop;
+    Netlink::LiveKernel kernel(loop);
+    Publisher publisher(router, warn);
+    Netlink::Feed feed(
+        kernel, {.policy = policy, .only = only},
+        [&publisher](auto const& operations) { publisher.publish(operations); },
+        [&](std::string const& line) {
+            if (!only) {
+                warn(line);
+            }
+        });
+    for (feed.run(loop.now()); !feed.isStarted(); feed.run(loop.now())) {
+        loop.wait(feed.nextExpiry());
     }
-}
-
-void publishMachineVrf(Routing::Router& router, L3::VrfName const& vrf, Warn const& warn) {
-    try {
-        if (vrf.isDefault()) {
-            publish(router, vrf, Netlink::takeSnapshot(), warn);
-            return;
+    auto const leftOut = feed.leftOut();
+    for (L3::VrfName const& needed : {L3::VrfName("default"), only.value_or("default")}) {
+        if (auto const why = leftOut.find(fmt::format("VRF '{}'", needed)); why != leftOut.end()) {
+            throw std::runtime_error(
+                fmt::format("VRF '{}' cannot be read: {}", needed, why->second));
         }
-        auto const namespaces = Netlink::namedNamespaces();
-        auto const found = std::ranges::find(namespaces, vrf, &Netlink::NamedNamespace::vrf);
-        if (found != namespaces.end()) {
-            publish(router, vrf, Netlink::takeSnapshotIn(found->file), warn);
-        }
-    } catch (std::exception const& error) {
-        throw std::runtime_error(fmt::format("VRF '{}' cannot be read: {}", vrf, error.what()));
     }
 }
 

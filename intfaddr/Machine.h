@@ -1,22 +1,17 @@
-// Fills a router with what the kernel of this machine knows: the VRF "default" from the process's
-// own network namespace, and a VRF from each namespace that is named ns-NAME.
+// Fills a router with what the kernel of this machine has at this moment.
 #pragma once
 
-#include <functional>
-#include <string>
+#include <optional>
 
+#include "feeds/netlink/Feed.h"
 #include "router/Router.h"
 
 namespace IntfAddr {
 
-using Warn = std::function<void(std::string const& message)>;
-
-// A VRF that cannot be read or that the library refuses is left out with a warning that names it.
-// Throws if the process's own namespace cannot be read.
-void publishMachine(Routing::Router& router, Warn const& warn);
-
-// The same for one VRF alone, nothing of which is left out: throws an error that names it if it
-// cannot be read. A VRF that does not exist is not published.
-void publishMachineVrf(Routing::Router& router, L3::VrfName const& vrf, Warn const& warn);
+// A VRF that cannot be read, or that the library refuses, is left out with a warning that names it;
+// where it is the only one asked for, or the program's own namespace, that is an error. A VRF that
+// does not exist is not published.
+void publishMachine(Routing::Router& router, std::optional<L3::VrfName> const& only,
+                    Netlink::Policy const& policy, Netlink::Notice const& warn);
 
 }  // namespace IntfAddr

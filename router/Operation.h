@@ -23,11 +23,15 @@ struct IpIntf {
     Nimb::IpAddrWithMask primary{};   // 0.0.0.0/0: none
     Nimb::IntfId unnumberedSource{};  // empty: numbered
     std::vector<Nimb::IpAddrWithMask> secondary{};
+
+    friend bool operator==(IpIntf const&, IpIntf const&) = default;
 };
 
 struct Ip6IntfAddr {
     Nimb::Ip6AddrWithMask addr;
     bool deprecated = false;
+
+    friend bool operator==(Ip6IntfAddr const&, Ip6IntfAddr const&) = default;
 };
 
 // What the kernel says of one interface.
@@ -36,6 +40,8 @@ struct KernelIntf {
     std::uint32_t ifIndex = 0;
     Interface::OperStatus operStatus = Interface::OperStatus::up;
     bool active = true;
+
+    friend bool operator==(KernelIntf const&, KernelIntf const&) = default;
 };
 
 struct ManagerStart {};

@@ -1,0 +1,306 @@
+#include "feeds/netlink/Feed.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "Zin/Errors.h"
+
+namespace Netlink {
+
+namespace {
+
+constexpr std::string_view namespacePrefix = "ns-";
+// How long namespaces that cannot be read whole hold up the others at the start.
+constexpr Zin::Seconds startPatience = 10.0;
+// When to look again where the names of namespaces could not be read.
+constexpr Zin::Seconds scanPause = 1.0;
+
+// Of what has been told, so that it is told once; whoever makes more of it hears some of it again.
+constexpr std::size_t maxTold = 1000;
+
+std::string vrfText(L3::VrfName const& vrf) { return fmt::format("VRF '{}'", vrf); }
+
+void ignore(std::string const&, std::string const&) {}
+
+// Why no VRF can have that name.
+std::optional<std::string> badVrfName(L3::VrfName const& vrf) {
+    try {
+        static_cast<void>(vrf.nsName());
+        return std::nullopt;
+    } catch (Zin::Error const& error) {
+        return error.what();
+    }
+}
+
+}  // namespace
+
+Feed::Feed(Kernel& kernel, Options options, Publish publish, Notice notice)
+    : kernel_(kernel),
+      options_(std::move(options)),
+      publish_(std::move(publish)),
+      notice_(std::move(notice)),
+      own_(kernel.ownNamespace()) {
+    follow(0, std::nullopt, "default");
+    kernel_.watchNamespaces([this] { mustScan_ = true; });
+}
+
+Feed::~Feed() { kernel_.watchNamespaces(nullptr); }
+
+void Feed::follow(std::uint64_t number, std::optional<NamedNamespace> named,
+                  L3::VrfName const& vrf) {
+    std::string const label = vrfText(vrf);
+    spaces_.emplace(number, Space{.named = named,
+                                  .vrf = vrf,
+                                  .follower = std::make_unique<Follower>(
+                                      kernel_, named, label, options_.follower, notice_)});
+}
+
+Zin::Seconds Feed::nextExpiry() const {
+    Zin::Seconds next = isStarted_ ? nextScan_ : std::min(nextScan_, latestStart_.value_or(0.0));
+    for (auto const& [number, space] : spaces_) {
+        next = std::min(next, space.follower->nextExpiry());
+    }
+    return next;
+}
+
+void Feed::run(Zin::Seconds now) {
+    if (!latestStart_) {
+        latestStart_ = now + startPatience;
+    }
+    if (mustScan_ || nextScan_ <= now) {
+        scan(now);
+    }
+    for (auto const& [number, space] : spaces_) {
+        space.follower->run(now);
+    }
+    isStarted_ = isStarted_ || canStart(now);
+    if (isStarted_) {
+        publish();
+    }
+}
+
+void Feed::scan(Zin::Seconds now) {
+    mustScan_ = false;
+    nextScan_ = Velk::never;
+    try {
+        auto const there = kernel_.namedNamespaces();
+        forgetGone(there);
+        followNew(there);
+    } catch (std::system_error const& error) {
+        tellLeftOut("what has changed of namespaces", error.what());
+        nextScan_ = now + scanPause;
+    }
+}
+
+void Feed::forgetGone(std::vector<NamedNamespace> const& there) {
+    for (auto one = spaces_.begin(); one != spaces_.end();) {
+        auto const& [number, space] = *one;
+        if (isOwn(number) || std::ranges::find(there, *space.named) != there.end()) {
+            ++one;
+            continue;
+        }
+        publication_.setGone(number);
+        if (space.isVrf) {
+            publication_.vrfDel(space.vrf);
+        }
+        namespaceVrfs_.erase(space.vrf);
+        touchDevices(space.vrf);
+        one = spaces_.erase(one);
+    }
+}
+
+void Feed::followNew(std::vector<NamedNamespace> const& there) {
+    leftOutNamespaces_.clear();
+    for (NamedNamespace const& named : there) {
+        if (!named.name.starts_with(namespacePrefix) ||
+            named.name.size() == namespacePrefix.size()) {
+            continue;
+        }
+        L3::VrfName const vrf(named.name.substr(namespacePrefix.size()));
+        bool const isFollowed = std::ranges::any_of(
+            spaces_, [&named](auto const& space) { return space.second.named == named; });
+        if (isFollowed || !isWanted(vrf)) {
+            continue;
+        }
+        if (auto const why = refusal(named)) {
+            leftOutNamespaces_.emplace(vrfText(vrf), *why);
+            tellLeftOut(vrfText(vrf), *why);
+            continue;
+        }
+        namespaceVrfs_.insert(vrf);
+        touchDevices(vrf);
+        follow(nextNumber_++, named, vrf);
+    }
+}
+
+std::optional<std::string> Feed::refusal(NamedNamespace const& named) const {
+    L3::VrfName const vrf(named.name.substr(namespacePrefix.size()));
+    if (vrf.isDefault()) {
+        return "VRF 'default' is the program's own namespace";
+    }
+    if (named.id == own_) {
+        return "it is the program's own namespace";
+    }
+    for (auto const& [number, space] : spaces_) {
+        if (space.named && space.named->id == named.id) {
+            return fmt::format("it is {} under another name", space.named->name);
+        }
+    }
+    return badVrfName(vrf);
+}
+
+// What is in the own namespace may be the VRF too, as a device.
+bool Feed::isWanted(L3::VrfName const& vrf) const {
+    return !options_.only || *options_.only == vrf ||
+           options_.only->bytes().starts_with(vrf.bytes() + "/");
+}
+
+// Whether devices of that name make a VRF depends on whether a namespace does.
+void Feed::touchDevices(L3::VrfName const& vrf) {
+    Mirror& mirror = spaces_.at(0).follower->mirror();
+    for (auto const& [ifIndex, one] : mirror.links()) {
+        if (one.link && one.link->kind == Link::Kind::vrf && one.link->name.name() == vrf.bytes()) {
+            mirror.touch(ifIndex);
+        }
+    }
+}
+
+bool Feed::canStart(Zin::Seconds now) const {
+    return latestStart_ <= now || std::ranges::all_of(spaces_, [](auto const& space) {
+               return space.second.follower->isReady() || space.second.follower->isClosed();
+           });
+}
+
+void Feed::publish() {
+    for (auto& [number, space] : spaces_) {
+        if (space.follower->isReady() && !space.follower->isCatchingUp()) {
+            paint(number, space);
+        }
+    }
+    auto const operations = publication_.take();
+    if (!operations.empty()) {
+        publish_(operations);
+    }
+}
+
+void Feed::paint(std::uint64_t number, Space& space) {
+    if (!std::exchange(space.isVrf, true)) {
+        publication_.vrfIs(space.vrf);
+    }
+    Mirror& mirror = space.follower->mirror();
+    for (std::uint32_t const ifIndex : mirror.takeTouched()) {
+        LinkRef const ref{.space = number, .ifIndex = ifIndex};
+        auto const vrf = vrfOf(number, space, ifIndex, [this](auto const& name, auto const& why) {
+            tellLeftOut(name, why);
+        });
+        auto const* const before = publication_.published(ref);
+        auto picture = pictureOf(mirror, ifIndex, options_.policy,
+                                 before ? before->status.ip.primary : Nimb::IpAddrWithMask());
+        if (vrf && picture.status) {
+            publication_.set(ref, PublishedLink{.vrf = *vrf, .status = *std::move(picture.status)});
+        } else {
+            publication_.set(ref, std::nullopt);
+        }
+    }
+}
+
+std::optional<L3::VrfName> Feed::vrfOf(std::uint64_t number, Space const& space,
+                                       std::uint32_t ifIndex, Refuse const& refuse) const {
+    auto const device = space.follower->mirror().vrfDevice(ifIndex);
+    if (!device) {
+        refuse(fmt::format("interface {} of {}", ifIndex, vrfText(space.vrf)),
+               "its masters go in a circle");
+        return std::nullopt;
+    }
+    if (!*device) {
+        return space.vrf;
+    }
+    auto const name = (*device)->name.name();
+    L3::VrfName const vrf(isOwn(number) ? std::string(name)
+                                        : fmt::format("{}/{}", space.vrf.bytes(), name));
+    std::string const what = "device of " + vrfText(vrf);
+    if (isOwn(number) && (vrf.isDefault() || namespaceVrfs_.contains(vrf))) {
+        refuse(what, "a namespace has that name as a VRF");
+        return std::nullopt;
+    }
+    if (auto const why = badVrfName(vrf)) {
+        refuse(what, *why);
+        return std::nullopt;
+    }
+    return vrf;
+}
+
+void Feed::tellLeftOut(std::string const& name, std::string const& why) {
+    auto line = fmt::format("{} is left out: {}", name, why);
+    if (told_.size() >= maxTold) {
+        told_.clear();
+    }
+    if (told_.insert(line).second) {
+        notice_(line);
+    }
+}
+
+void Feed::forEachVrfDevice(EachDevice const& each) const {
+    for (auto const& [number, space] : spaces_) {
+        for (auto const& [ifIndex, one] : space.follower->mirror().links()) {
+            if (one.link && one.link->kind == Link::Kind::vrf) {
+                each(number, space, *one.link);
+            }
+        }
+    }
+}
+
+std::map<std::string, std::string> Feed::leftOut() const {
+    auto found = leftOutNamespaces_;
+    for (auto const& [number, space] : spaces_) {
+        if (!space.follower->isReady() && space.follower->distrust()) {
+            found.emplace(vrfText(space.vrf), *space.follower->distrust());
+        }
+    }
+    forEachVrfDevice([&](std::uint64_t number, Space const& space, Link const& device) {
+        vrfOf(number, space, device.ifIndex,
+              [&found](auto const& name, auto const& why) { found.emplace(name, why); });
+    });
+    return found;
+}
+
+std::map<L3::VrfName, std::string> Feed::stale() const {
+    std::map<L3::VrfName, std::string> found;
+    for (auto const& [number, space] : spaces_) {
+        if (space.isVrf && space.follower->distrust()) {
+            found.emplace(space.vrf, *space.follower->distrust());
+        }
+    }
+    forEachVrfDevice([&](std::uint64_t number, Space const& space, Link const& device) {
+        auto const vrf = vrfOf(number, space, device.ifIndex, ignore);
+        if (vrf && space.isVrf && space.follower->distrust()) {
+            found.emplace(*vrf, *space.follower->distrust());
+        }
+    });
+    return found;
+}
+
+void Feed::forEachAddress(EachAddress const& each) const {
+    for (auto const& [number, space] : spaces_) {
+        Mirror const& mirror = space.follower->mirror();
+        for (auto const& [ifIndex, one] : mirror.links()) {
+            auto const vrf = vrfOf(number, space, ifIndex, ignore);
+            if (!vrf || !one.link) {
+                continue;
+            }
+            auto const* const before = publication_.published({number, ifIndex});
+            auto const picture =
+                pictureOf(mirror, ifIndex, options_.policy,
+                          before ? before->status.ip.primary : Nimb::IpAddrWithMask());
+            for (AddressPicture const& address : picture.addresses) {
+                each(*vrf, one.link->name, address);
+            }
+        }
+    }
+}
+
+}  // namespace Netlink

@@ -1,0 +1,115 @@
+// Keeps the mirror of one network namespace right, whatever the kernel does.
+//
+//   in     notifications and dumps, over sockets that it opens itself
+//   out    the mirror; whether it may be published; whether it can be trusted, and why not
+//   timers when to open, to read, to dump, and for how long to wait for an answer
+//
+//     closed --open--> dumping --whole--> following --lost something--> dumping
+//        ^                 ^--flawed, after a pause--'
+//        '---------- the sockets fail, or nobody answers ----------'
+//
+// What is notified during a dump is done to the mirror at once, and once more on top of what the
+// dump has shown, which may be older. A dump that is flawed only adds; what it does not show goes
+// when a whole one does not show it either. There is one dump at a time, and a pause between two,
+// which grows while they keep being needed.
+//
+// Owned by the feed, which calls run() after each event and each time that nextExpiry() has come.
+// Nothing it waits for blocks. Destroying it closes its sockets, so that it keeps no namespace.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Velk/TaskScheduler.h"
+#include "feeds/netlink/Dump.h"
+#include "feeds/netlink/Kernel.h"
+#include "feeds/netlink/Mirror.h"
+
+namespace Netlink {
+
+// A line for the operator.
+using Notice = std::function<void(std::string const& line)>;
+
+struct FollowerOptions {
+    std::size_t receiveBuffer = std::size_t{16} * 1024 * 1024;  // bytes
+    // How long to wait for more after the first notification: one publication serves them all.
+    Zin::Seconds coalesce = 0.001;
+};
+
+class Follower {
+public:
+    // Nothing for `named` is the program's own namespace. `label` names it in notices.
+    Follower(Kernel& kernel, std::optional<NamedNamespace> named, std::string label,
+             FollowerOptions const& options, Notice notice);
+    Follower(Follower const&) = delete;
+    Follower& operator=(Follower const&) = delete;
+
+    Mirror& mirror() { return mirror_; }
+    Mirror const& mirror() const { return mirror_; }
+    // A whole dump has been seen, and all that was notified meanwhile.
+    bool isReady() const { return isReady_; }
+    // What the mirror has is between two states that may be published.
+    bool isCatchingUp() const { return dump_ && dump_->isDone(); }
+    // It could not be opened, or had to be closed; it will be tried again.
+    bool isClosed() const { return distrust_ && !sockets_; }
+    // Why the mirror cannot be trusted; nothing while it can be.
+    std::optional<std::string> const& distrust() const { return distrust_; }
+    Skipped const& skipped() const { return skipped_; }
+
+    Zin::Seconds nextExpiry() const;
+    void run(Zin::Seconds now);
+
+private:
+    void open(Zin::Seconds now);
+    void close(Zin::Seconds now, std::string why);
+    void readAll(Zin::Seconds now);
+    // Reads a bounded number of datagrams. Returns whether the socket has been read empty.
+    template <class Read, class Lost>
+    bool readSome(Socket& socket, Read const& read, Lost const& lost);
+    void readDump(Zin::Seconds now);
+    bool readNotifications(Zin::Seconds now);
+    void handle(Message const& message, Zin::Seconds now);
+    void lose(std::string why, Zin::Seconds now);
+    void noticeLosses(Zin::Seconds now);
+
+    void startDump(Zin::Seconds now);
+    void wantDump(Zin::Seconds now);
+    void endDump(Zin::Seconds now);
+
+    Kernel& kernel_;
+    std::optional<NamedNamespace> const named_;
+    std::string const label_;
+    FollowerOptions const options_;
+    Notice const notice_;
+
+    Mirror mirror_;
+    bool isReady_ = false;
+    std::optional<std::string> distrust_;
+    Skipped skipped_;
+    std::vector<std::byte> buffer_;
+
+    bool isReadable_ = false;
+    Zin::Seconds nextRead_ = Velk::never;
+    Zin::Seconds nextOpen_;
+    Zin::Seconds openPause_;
+
+    std::uint32_t sequence_ = 1;
+    Zin::Seconds nextDump_ = Velk::never;
+    Zin::Seconds lastDump_;  // when it ended
+    Zin::Seconds dumpPause_;
+    Zin::Seconds dumpDeadline_ = Velk::never;
+    // What has been notified since the dump began.
+    std::vector<Change> since_;
+
+    std::uint64_t losses_ = 0;  // not told yet
+    Zin::Seconds nextLossNotice_;
+
+    // Closed first: what is readable is nobody's concern then.
+    std::optional<Dump> dump_;
+    std::optional<NamespaceSockets> sockets_;
+};
+
+}  // namespace Netlink

@@ -1,0 +1,185 @@
+#include "feeds/netlink/Publication.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace Netlink {
+
+namespace {
+
+using namespace Routing;
+
+// Makes the operations for one link.
+class Steps {
+public:
+    explicit Steps(std::vector<Operation>& operations) : operations_(operations) {}
+
+    // All that stands and will not.
+    void withdraw(PublishedLink const& was, PublishedLink const* is) {
+        vrf_ = was.vrf;
+        intf_ = was.status.intf;
+        bool const stays = is && is->vrf == vrf_ && is->status.intf == intf_;
+        static LinkStatus const nothing;
+        LinkStatus const& now = stays ? is->status : nothing;
+        withdrawIp4(was.status.ip, now.ip);
+        withdrawIp6(was.status.ip6, now.ip6);
+        if (!stays) {
+            put(IpIntfDel{vrf_, intf_});
+            put(Ip6IntfDel{vrf_, intf_});
+            put(KernelDel{vrf_, intf_});
+        }
+    }
+
+    // All that is to stand and does not yet.
+    void add(PublishedLink const* was, PublishedLink const& is) {
+        vrf_ = is.vrf;
+        intf_ = is.status.intf;
+        bool const stays = was && was->vrf == vrf_ && was->status.intf == intf_;
+        if (!stays || was->status.device != is.status.device) {
+            put(KernelAdd{vrf_, intf_, is.status.device});
+        }
+        if (!stays) {
+            put(IpIntfAdd{vrf_, intf_, is.status.ip});
+            put(Ip6IntfAdd{vrf_, intf_, is.status.ip6});
+            return;
+        }
+        addIp4(was->status.ip, is.status.ip);
+        addIp6(was->status.ip6, is.status.ip6);
+    }
+
+private:
+    void put(Operation operation) { operations_.push_back(std::move(operation)); }
+
+    void withdrawIp4(IpIntf const& was, IpIntf const& is) {
+        if (was.primary != is.primary && was.primary != Nimb::IpAddrWithMask()) {
+            put(IpPrimaryIs{vrf_, intf_, {}});
+        } else if (was.unnumberedSource.empty() && !is.unnumberedSource.empty()) {
+            put(IpUnnumberedIs{vrf_, intf_, is.unnumberedSource});
+        }
+        forEachMissing(was.secondary, is.secondary, [this](Nimb::IpAddrWithMask const& addr) {
+            put(IpSecondaryDel{vrf_, intf_, addr});
+        });
+    }
+
+    void addIp4(IpIntf const& was, IpIntf const& is) {
+        bool const isWithdrawn = was.primary == is.primary && was.unnumberedSource.empty();
+        if (was.unnumberedSource != is.unnumberedSource && !isWithdrawn) {
+            put(IpUnnumberedIs{vrf_, intf_, is.unnumberedSource});
+        }
+        if (was.primary != is.primary && is.primary != Nimb::IpAddrWithMask()) {
+            put(IpPrimaryIs{vrf_, intf_, is.primary});
+        }
+        forEachMissing(is.secondary, was.secondary, [this](Nimb::IpAddrWithMask const& addr) {
+            put(IpSecondaryAdd{vrf_, intf_, addr});
+        });
+    }
+
+    void withdrawIp6(std::vector<Ip6IntfAddr> const& was, std::vector<Ip6IntfAddr> const& is) {
+        for (Ip6IntfAddr const& one : was) {
+            if (!std::ranges::binary_search(is, one.addr, {}, &Ip6IntfAddr::addr)) {
+                put(Ip6AddrDel{vrf_, intf_, one.addr});
+            }
+        }
+    }
+
+    void addIp6(std::vector<Ip6IntfAddr> const& was, std::vector<Ip6IntfAddr> const& is) {
+        for (Ip6IntfAddr const& one : is) {
+            auto const before = std::ranges::lower_bound(was, one.addr, {}, &Ip6IntfAddr::addr);
+            if (before == was.end() || *before != one) {
+                put(Ip6AddrSet{vrf_, intf_, one});
+            }
+        }
+    }
+
+    // Both sorted.
+    template <class F>
+    static void forEachMissing(std::vector<Nimb::IpAddrWithMask> const& some,
+                               std::vector<Nimb::IpAddrWithMask> const& others, F each) {
+        for (auto const& one : some) {
+            if (!std::ranges::binary_search(others, one)) {
+                each(one);
+            }
+        }
+    }
+
+    std::vector<Operation>& operations_;
+    L3::VrfName vrf_;
+    Nimb::IntfId intf_;
+};
+
+}  // namespace
+
+void Publication::vrfIs(L3::VrfName const& vrf) { count(vrf, 1); }
+
+void Publication::vrfDel(L3::VrfName const& vrf) { count(vrf, -1); }
+
+void Publication::count(L3::VrfName const& vrf, int difference) {
+    vrfs_[vrf].holders += difference;
+    counted_.insert(vrf);
+}
+
+void Publication::set(LinkRef ref, std::optional<PublishedLink> link) {
+    changed_.insert_or_assign(ref, std::move(link));
+}
+
+void Publication::setGone(std::uint64_t space) {
+    LinkRef const first{.space = space, .ifIndex = 0};
+    LinkRef const last{.space = space, .ifIndex = std::numeric_limits<std::uint32_t>::max()};
+    changed_.erase(changed_.lower_bound(first), changed_.upper_bound(last));
+    for (auto one = published_.lower_bound(first); one != published_.upper_bound(last); ++one) {
+        changed_.emplace(one->first, std::nullopt);
+    }
+}
+
+PublishedLink const* Publication::published(LinkRef ref) const {
+    auto const found = published_.find(ref);
+    return found == published_.end() ? nullptr : &found->second;
+}
+
+void Publication::takeVrfs(std::vector<Operation>& operations) {
+    for (auto const& vrf : counted_) {
+        if (auto const& state = vrfs_.at(vrf); state.holders == 0) {
+            if (state.isPublished) {
+                operations.insert(operations.end(), {Ip6VrfDel{vrf}, IpVrfDel{vrf}, TableDel{vrf}});
+            }
+            vrfs_.erase(vrf);
+        }
+    }
+    for (auto const& vrf : std::exchange(counted_, {})) {
+        auto const found = vrfs_.find(vrf);
+        if (found != vrfs_.end() && !std::exchange(found->second.isPublished, true)) {
+            operations.insert(operations.end(), {TableAdd{vrf}, IpVrfAdd{vrf}, Ip6VrfAdd{vrf}});
+        }
+    }
+}
+
+std::vector<Operation> Publication::take() {
+    std::erase_if(changed_, [this](auto const& change) {
+        auto const* const was = published(change.first);
+        return was ? change.second == *was : !change.second;
+    });
+    std::vector<Operation> operations;
+    Steps steps(operations);
+    for (auto const& [ref, is] : changed_) {
+        if (auto const* const was = published(ref)) {
+            steps.withdraw(*was, is ? &*is : nullptr);
+            count(was->vrf, -1);
+        }
+        if (is) {
+            count(is->vrf, 1);
+        }
+    }
+    takeVrfs(operations);
+    for (auto& [ref, is] : changed_) {
+        if (is) {
+            steps.add(published(ref), *is);
+            published_.insert_or_assign(ref, *std::move(is));
+        } else {
+            published_.erase(ref);
+        }
+    }
+    changed_.clear();
+    return operations;
+}
+
+}  // namespace Netlink

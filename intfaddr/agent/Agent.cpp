@@ -1,0 +1,69 @@
+#include "intfaddr/agent/Agent.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "router/EffectOf.h"
+
+namespace IntfAddr {
+
+namespace {
+
+// The handler of assertions is a plain function.
+Agent* theAgent = nullptr;
+
+}  // namespace
+
+Agent::Agent(Netlink::Kernel& kernel, Options const& options, Netlink::Notice notice,
+             Routing::RepairObserver* repairs)
+    : notice_(std::move(notice)),
+      clock_(Zin::make<Zin::VirtualClock>()),
+      router_(options.config.machines, clock_,
+              std::make_unique<Velk::EveryNth>(options.config.yieldEvery)),
+      supervisor_(router_, repairs),
+      handlerBefore_(Pell::assertionHandlerIs(handleFailure)),
+      timeline_(router_, supervisor_, clock_, Routing::Audits::fromOutside,
+                [this](Zin::Error const& error) { notice_(error.what()); }),
+      feed_(
+          kernel, options.feed, [this](auto const& operations) { publish(operations); }, notice_) {
+    theAgent = this;
+    timeline_.apply(router_.managerStart());
+}
+
+Agent::~Agent() {
+    // What fails in that is contained, which it is not where the router goes.
+    supervisor_.apply(router_.managerStop());
+    theAgent = nullptr;
+    Pell::assertionHandlerIs(handlerBefore_);
+}
+
+void Agent::handleFailure(Pell::AssertionFailure const& failure) {
+    theAgent->notice_(toText(failure));
+    theAgent->supervisor_.handleFailure(failure);
+    throw Pell::AssertionError(failure);
+}
+
+Zin::Seconds Agent::nextExpiry() const {
+    return std::min({feed_.nextExpiry(), timeline_.nextStep(), supervisor_.nextAuditSlice()});
+}
+
+void Agent::run(Zin::Seconds now) {
+    now_ = now;
+    feed_.run(now);
+    timeline_.advanceTo(now);
+    if (supervisor_.nextAuditSlice() <= now) {
+        supervisor_.auditSlice();
+    }
+}
+
+void Agent::publish(std::vector<Routing::Operation> const& operations) {
+    timeline_.advanceTo(now_);
+    batchBegins_();
+    for (auto const& operation : operations) {
+        timeline_.apply(effectOf(router_, operation));
+    }
+}
+
+}  // namespace IntfAddr

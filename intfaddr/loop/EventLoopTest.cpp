@@ -1,0 +1,110 @@
+#include "intfaddr/loop/EventLoop.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <system_error>
+
+#include "feeds/netlink/Descriptor.h"
+
+namespace IntfAddr {
+namespace {
+
+using Event = Netlink::Loop::Event;
+
+struct Pipe {
+    Pipe() {
+        std::array<int, 2> ends{};
+        EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK), 0);
+        out = Netlink::Descriptor(ends[0]);
+        in = Netlink::Descriptor(ends[1]);
+    }
+    void put() const { EXPECT_EQ(::write(in.number(), "x", 1), 1); }
+    void take() const {
+        char byte = 0;
+        EXPECT_EQ(::read(out.number(), &byte, 1), 1);
+    }
+
+    Netlink::Descriptor out{-1};
+    Netlink::Descriptor in{-1};
+};
+
+TEST(EventLoop, TellsOnceOfWhatIsThereAndAgainWhenAsked) {
+    EventLoop loop;
+    Pipe const pipe;
+    int told = 0;
+    auto const watch = loop.watch(pipe.out.number(), Event::readable, [&told] { ++told; });
+    loop.wait(0.0);
+    EXPECT_EQ(told, 0);
+
+    pipe.put();
+    loop.wait(loop.now() + 10.0);
+    EXPECT_EQ(told, 1);
+    pipe.put();
+    loop.wait(0.0);
+    EXPECT_EQ(told, 1);  // nobody has asked
+
+    watch->again();
+    loop.wait(loop.now() + 10.0);
+    EXPECT_EQ(told, 2);  // what is there still
+
+    pipe.take();
+    pipe.take();
+    watch->again();
+    watch->again();
+    loop.wait(0.0);
+    EXPECT_EQ(told, 2);
+    pipe.put();
+    loop.wait(loop.now() + 10.0);
+    EXPECT_EQ(told, 3);
+}
+
+TEST(EventLoop, AWatchMayEndWithinItsOwnCall) {
+    EventLoop loop;
+    Pipe const pipe;
+    std::unique_ptr<Netlink::Watch> watch;
+    int told = 0;
+    watch = loop.watch(pipe.out.number(), Event::readable, [&] {
+        ++told;
+        watch->again();
+        watch.reset();
+    });
+    pipe.put();
+    loop.wait(loop.now() + 10.0);
+    loop.wait(0.0);
+
+    EXPECT_EQ(told, 1);
+    pipe.take();  // the descriptor is open still
+}
+
+TEST(EventLoop, WhatCannotBeWatchedIsAnError) {
+    EventLoop loop;
+    EXPECT_THROW(loop.watch(-1, Event::readable, [] {}), std::system_error);
+}
+
+TEST(EventLoop, WaitsNoShorterThanItIsTold) {
+    EventLoop loop;
+    Zin::Seconds const time = loop.now() + 0.005;
+    loop.wait(time);
+
+    EXPECT_GE(loop.now(), time);
+}
+
+TEST(EventLoop, HandlesSignals) {
+    EventLoop loop;
+    std::vector<int> came;
+    loop.onSignals({SIGUSR1, SIGUSR2}, [&came](int signal) { came.push_back(signal); });
+
+    ::raise(SIGUSR1);
+    loop.wait(loop.now() + 10.0);
+    ::raise(SIGUSR2);
+    loop.wait(loop.now() + 10.0);
+
+    EXPECT_EQ(came, (std::vector{SIGUSR1, SIGUSR2}));
+}
+
+}  // namespace
+}  // namespace IntfAddr
