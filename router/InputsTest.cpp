@@ -443,6 +443,23 @@ TEST(Inputs, AnOperationThatIsRefusedIsNotTold) {
     EXPECT_THAT(recorder.texts, IsEmpty());
 }
 
+TEST(Inputs, ObserversOfOperationsAreToldInTheOrderInWhichTheyCame) {
+    Fixture fixture;
+    std::string told;
+    OperationRecorder first(fixture.inputs.effects());
+    first.look = [&] { told += "1"; };
+    {
+        OperationRecorder second(fixture.inputs.effects());
+        second.look = [&] { told += "2"; };
+        OperationRecorder third(fixture.inputs.effects());
+        third.look = [&] { told += "3"; };
+        fixture.inputs.ipVrfAdd("blue").apply();
+    }
+    fixture.inputs.ipVrfDel("blue").apply();
+
+    EXPECT_EQ(told, "1231");
+}
+
 TEST(Inputs, AnEffectOutlivesTheObserverOfOperations) {
     Fixture fixture;
     std::vector<Effect> const late = additions(fixture.inputs);

@@ -157,28 +157,30 @@ public:
     virtual void handleOperation(Operation const& operation) = 0;
 };
 
-// Makes the effects of operations, which tell the observer, if there is one. Outlives them.
+// Makes the effects of operations, which tell the observers. Outlives them.
 class OperationEffects {
 public:
     OperationEffects() = default;
     OperationEffects(OperationEffects const&) = delete;
     OperationEffects& operator=(OperationEffects const&) = delete;
 
-    // Borrowed; null for none.
-    void observerIs(OperationObserver* observer) { observer_ = observer; }
+    // Borrowed, and told in the order in which they were added. They neither come nor go while one
+    // of them is being told.
+    void observerAdd(OperationObserver& observer) { observers_.push_back(&observer); }
+    void observerDel(OperationObserver& observer) { std::erase(observers_, &observer); }
 
     template <class F>
     Effect effect(Operation operation, F apply) const {
         return [this, operation = std::move(operation), apply = std::move(apply)] {
-            if (observer_) {
-                observer_->handleOperation(operation);
+            for (OperationObserver* const observer : observers_) {
+                observer->handleOperation(operation);
             }
             apply();
         };
     }
 
 private:
-    OperationObserver* observer_ = nullptr;
+    std::vector<OperationObserver*> observers_;
 };
 
 }  // namespace Routing

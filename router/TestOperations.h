@@ -74,9 +74,9 @@ class OperationRecorder final : public OperationObserver {
 public:
     // Borrows the effects.
     explicit OperationRecorder(OperationEffects& effects) : effects_(effects) {
-        effects_.observerIs(this);
+        effects_.observerAdd(*this);
     }
-    ~OperationRecorder() override { effects_.observerIs(nullptr); }
+    ~OperationRecorder() override { effects_.observerDel(*this); }
     OperationRecorder(OperationRecorder const&) = delete;
     OperationRecorder& operator=(OperationRecorder const&) = delete;
 

@@ -111,30 +111,31 @@ struct Writer {
     }
 };
 
-// A device may have a name that is no UTF-8, which a scenario file is.
-void writeLine(std::ostream& out, OrderedJson const& line) {
-    out << line.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) << '\n';
-}
-
 }  // namespace
 
 OrderedJson lineOf(Routing::Operation const& operation) { return std::visit(Writer(), operation); }
 
+OrderedJson configLine(Config const& config) {
+    return {{"op", configOp},
+            {"intfCleanupDelay", config.machines.intfCleanupDelay},
+            {"deferredIntfAddDelay", config.machines.deferredIntfAddDelay},
+            {"ignoreKernelInterfaceState", config.machines.ignoreKernelInterfaceState},
+            {"taskPriority", static_cast<std::uint32_t>(config.machines.taskPriority)},
+            {"yieldEvery", config.yieldEvery}};
+}
+
+std::string textOf(OrderedJson const& line) {
+    return line.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
+}
+
 void writeScenario(std::ostream& out, Config const& config, Routing::Recording const& recording) {
-    OrderedJson const configured = {
-        {"op", configOp},
-        {"intfCleanupDelay", config.machines.intfCleanupDelay},
-        {"deferredIntfAddDelay", config.machines.deferredIntfAddDelay},
-        {"ignoreKernelInterfaceState", config.machines.ignoreKernelInterfaceState},
-        {"taskPriority", static_cast<std::uint32_t>(config.machines.taskPriority)},
-        {"yieldEvery", config.yieldEvery}};
-    writeLine(out, configured);
+    out << textOf(configLine(config));
     for (auto const& [at, operation] : recording.operations()) {
-        OrderedJson made = lineOf(operation);
+        OrderedJson line = lineOf(operation);
         if (at) {
-            made["at"] = *at;
+            line["at"] = *at;
         }
-        writeLine(out, made);
+        out << textOf(line);
     }
 }
 

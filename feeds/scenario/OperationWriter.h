@@ -3,6 +3,7 @@
 #pragma once
 
 #include <ostream>
+#include <string>
 
 #include "feeds/scenario/Json.h"
 #include "feeds/scenario/Run.h"
@@ -12,6 +13,11 @@ namespace Scenario {
 
 // {"op", its fields}
 OrderedJson lineOf(Routing::Operation const& operation);
+OrderedJson configLine(Config const& config);
+
+// With its end. A device may have a name that is no UTF-8, which a scenario file is: such bytes are
+// replaced.
+std::string textOf(OrderedJson const& line);
 
 // The configuration, and what has been recorded under it, line by line.
 void writeScenario(std::ostream& out, Config const& config, Routing::Recording const& recording);

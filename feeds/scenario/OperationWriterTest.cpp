@@ -58,9 +58,9 @@ TEST(OperationWriter, NoFieldIsLeftToItsDefault) {
 // Records the operations of a run; tasks may run before each line that has a time.
 struct Recorder final : Routing::OperationObserver {
     explicit Recorder(Run& of) : run(of), history(run.router(), 1000) {
-        run.router().inputs().effects().observerIs(this);
+        run.router().inputs().effects().observerAdd(*this);
     }
-    ~Recorder() override { run.router().inputs().effects().observerIs(nullptr); }
+    ~Recorder() override { run.router().inputs().effects().observerDel(*this); }
 
     void handleOperation(Routing::Operation const& operation) override {
         history.record(operation);

@@ -28,9 +28,9 @@ struct Fixture final : OperationObserver {
         : router({}, clock, std::make_unique<Velk::EveryNth>(0)),
           history(started(router), bound),
           inputs(router.inputs()) {
-        inputs.effects().observerIs(this);
+        inputs.effects().observerAdd(*this);
     }
-    ~Fixture() override { inputs.effects().observerIs(nullptr); }
+    ~Fixture() override { inputs.effects().observerDel(*this); }
 
     static Router const& started(Router& router) {
         router.managerStart().apply();

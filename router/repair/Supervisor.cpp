@@ -72,10 +72,10 @@ Supervisor::Supervisor(Router& router, RepairObserver* observer, Options const& 
       follower_(tableFollowerFactory(router.tables())),
       history_(router, options.recordedOperations),
       watcher_(std::make_unique<TableWatcher>(*this)) {
-    router_.inputs().effects().observerIs(this);
+    router_.inputs().effects().observerAdd(*this);
 }
 
-Supervisor::~Supervisor() { router_.inputs().effects().observerIs(nullptr); }
+Supervisor::~Supervisor() { router_.inputs().effects().observerDel(*this); }
 
 Supervisor::Vrf& Supervisor::vrf(L3::VrfName const& name) {
     return vrfs_.try_emplace(name, patience_).first->second;
