@@ -37,6 +37,7 @@ struct ShowOptions {
     std::optional<std::string> address{};
     std::optional<std::string> vrf{};
     bool json = false;
+    Netlink::Policy policy{};
 };
 
 Question questionOf(ShowOptions const& options) {
@@ -62,14 +63,10 @@ ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err
     Routing::Router router({}, Zin::make<Zin::SteadyClock>(),
                            std::make_unique<Velk::TimeSlice>(taskSlice));
     router.managerStart().apply();
-    Warn const warn = [&err](std::string const& message) {
+    Netlink::Notice const warn = [&err](std::string const& message) {
         err << "intfaddr: warning: " << printable(message) << '\n';
     };
-    if (question.vrf) {
-        publishMachineVrf(router, *question.vrf, warn);
-    } else {
-        publishMachine(router, warn);
-    }
+    publishMachine(router, question.vrf, options.policy, warn);
 
     Report report;
     try {

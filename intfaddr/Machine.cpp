@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <exception>
+#include <functional>
 #include <set>
 #include <stdexcept>
 #include <variant>
@@ -40,8 +41,7 @@ private:
         }
     }
 
-    template <class Step>
-    void tryTo(L3::VrfName const& vrf, Step const& step) {
+    void tryTo(L3::VrfName const& vrf, std::function<void()> const& step) {
         try {
             step();
         } catch (std::exception const& error) {
