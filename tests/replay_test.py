@@ -139,6 +139,21 @@ class Replay(unittest.TestCase):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(len(objects(result)), 2)
 
+    def test_a_last_line_that_is_torn_is_told_behind_all_that_comes_before_it(self):
+        whole = b'{"op":"table.add","vrf":"red"}\n{"op":"snapshot"}\n'
+        last = b'{"op":"table.add","vrf":"blue"}'
+        printed = replay(whole).stdout
+        for size in range(1, len(last)):
+            with self.subTest(size=size):
+                result = replay(whole + last[:size])
+                self.assertEqual(result.returncode, 2)
+                self.assertIn(b"-:3: the last line is torn: not a JSON text: ", result.stderr)
+                self.assertEqual(result.stdout, printed)
+        for end in (last, last + b"\n", b"# a remark that is tor", b" "):
+            self.assertEqual(replay(whole + end).returncode, 0)
+        for wrong in (b'{"op":"tab"}', b'{"op":"tab\n'):
+            self.assertNotIn(b"torn", replay(whole + wrong).stderr)
+
     def test_a_line_without_an_end_is_given_up(self):
         with open("/dev/zero", "rb") as zeros:
             result = subprocess.run([PROGRAM, "replay", "-"], stdin=zeros, capture_output=True,

@@ -12,6 +12,7 @@ namespace Scenario {
 bool LineReader::next() {
     using Traits = std::istream::traits_type;
     line_.clear();
+    hasEnd_ = false;
     ++number_;
     // Tells the output that goes with an interactive input to show itself.
     std::istream::sentry const ready(in_, true);
@@ -27,6 +28,7 @@ bool LineReader::next() {
             }
             char const c = Traits::to_char_type(next);
             if (c == '\n') {
+                hasEnd_ = true;
                 return true;
             }
             if (line_.size() == maxLength) {

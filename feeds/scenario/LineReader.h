@@ -20,12 +20,15 @@ public:
     bool next();
     // Without its end.
     std::string const& line() const { return line_; }
+    // False of a last line that lacks its end: whoever wrote it may have been stopped.
+    bool hasEnd() const { return hasEnd_; }
     // Counted from 1; 0 before the first.
     std::uint64_t number() const { return number_; }
 
 private:
     std::istream& in_;
     std::string line_;
+    bool hasEnd_ = false;
     std::uint64_t number_ = 0;
 };
 

@@ -43,7 +43,16 @@ TEST(LineReader, LinesEndWithANewline) {
     EXPECT_THAT(linesOf(""), IsEmpty());
 }
 
-TEST(LineReader, TheLastLineMayLackItsEnd) { EXPECT_THAT(linesOf("a\nb"), ElementsAre("a", "b")); }
+TEST(LineReader, TheLastLineMayLackItsEnd) {
+    EXPECT_THAT(linesOf("a\nb"), ElementsAre("a", "b"));
+
+    std::istringstream in("a\nb");
+    LineReader reader(in);
+    ASSERT_TRUE(reader.next());
+    EXPECT_TRUE(reader.hasEnd());
+    ASSERT_TRUE(reader.next());
+    EXPECT_FALSE(reader.hasEnd());
+}
 
 TEST(LineReader, LinesAreCountedFromOne) {
     std::istringstream in("a\n\nb\n");

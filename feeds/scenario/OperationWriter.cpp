@@ -1,9 +1,13 @@
 #include "feeds/scenario/OperationWriter.h"
 
+#include <fmt/format.h>
+
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "feeds/scenario/FileError.h"
 #include "feeds/scenario/Operations.h"
 
 namespace Scenario {
@@ -126,6 +130,14 @@ OrderedJson configLine(Config const& config) {
 
 std::string textOf(OrderedJson const& line) {
     return line.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
+}
+
+std::string commentLine(std::string_view text) {
+    constexpr std::size_t longest = 1000;
+    // What JSON escapes, the quotes apart, is all that could harm.
+    std::string const quoted = OrderedJson(shortened(text, longest))
+                                   .dump(-1, ' ', true, OrderedJson::error_handler_t::replace);
+    return fmt::format("# {}\n", std::string_view(quoted).substr(1, quoted.size() - 2));
 }
 
 void writeScenario(std::ostream& out, Config const& config, Routing::Recording const& recording) {

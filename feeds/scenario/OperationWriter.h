@@ -4,6 +4,7 @@
 
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "feeds/scenario/Json.h"
 #include "feeds/scenario/Run.h"
@@ -18,6 +19,8 @@ OrderedJson configLine(Config const& config);
 // With its end. A device may have a name that is no UTF-8, which a scenario file is: such bytes are
 // replaced.
 std::string textOf(OrderedJson const& line);
+// One line, with its end, of what may be shown on a terminal, whatever the text holds.
+std::string commentLine(std::string_view text);
 
 // The configuration, and what has been recorded under it, line by line.
 void writeScenario(std::ostream& out, Config const& config, Routing::Recording const& recording);

@@ -18,14 +18,6 @@ constexpr std::size_t handedOverAtOnce = std::size_t{1} << 16;
 // What the last comment takes at most.
 constexpr std::size_t lastLine = 100;
 
-// What a JSON text escapes, quotes apart, is all that could harm.
-std::string commentOf(std::string_view text) {
-    constexpr std::size_t longest = 1000;
-    std::string const quoted = OrderedJson(shortened(text, longest))
-                                   .dump(-1, ' ', true, OrderedJson::error_handler_t::replace);
-    return fmt::format("# {}\n", std::string_view(quoted).substr(1, quoted.size() - 2));
-}
-
 }  // namespace
 
 Recorder::Recorder(std::ostream& sink, Config const& config, Zin::Ptr<Zin::Clock const> clock,
@@ -36,7 +28,7 @@ Recorder::Recorder(std::ostream& sink, Config const& config, Zin::Ptr<Zin::Clock
 
 Recorder::~Recorder() { flush(); }
 
-void Recorder::comment(std::string_view text) { put(commentOf(text)); }
+void Recorder::comment(std::string_view text) { put(commentLine(text)); }
 
 bool Recorder::flush() {
     write();
@@ -74,7 +66,7 @@ void Recorder::put(std::string const& line) {
 }
 
 void Recorder::close(std::string_view why) {
-    lines_ += commentOf(fmt::format("the recording ends here: {}", why));
+    lines_ += commentLine(fmt::format("the recording ends here: {}", why));
     isClosed_ = true;
     write();
 }

@@ -18,6 +18,17 @@ bool isSkipped(std::string const& line) {
     return line.starts_with('#') || line.find_first_not_of(" \t\r") == std::string::npos;
 }
 
+Json objectOf(LineReader const& reader) {
+    try {
+        return readObject(reader.line());
+    } catch (LineError const& error) {
+        if (reader.hasEnd()) {
+            throw;
+        }
+        throw LineError(fmt::format("the last line is torn: {}", error.what()));
+    }
+}
+
 class Replayer {
 public:
     Replayer(std::ostream& out, Options const& options) : out_(out), options_(options) {}
@@ -32,14 +43,14 @@ public:
     std::optional<Outcome> outcome() const { return run_ ? run_->outcome() : std::nullopt; }
     Zin::Seconds now() const { return run_ ? run_->now() : 0.0; }
 
-    void handleLine(std::uint64_t number, std::string const& line) {
-        Json object = readObject(line);
+    void handleLine(LineReader const& reader) {
+        Json object = objectOf(reader);
         Operation const& operation = operationOf(takeOp(object));
         auto const at = takeAt(object);
         Fields const fields(std::move(object), operation.fields);
         bool const configures = operation.name == configOp && !run_;
         run(configures ? readConfig(fields) : Config())
-            .carryOut(number, at, [this, configures, &operation, &fields] {
+            .carryOut(reader.number(), at, [this, configures, &operation, &fields] {
                 return configures ? Routing::Effect([] {}) : operation.check(*run_, fields);
             });
     }
@@ -88,7 +99,7 @@ Outcome replay(std::istream& in, std::ostream& out, Options const& options,
     try {
         while (out && reader.next()) {
             if (!isSkipped(reader.line())) {
-                replayer->handleLine(reader.number(), reader.line());
+                replayer->handleLine(reader);
             }
             if (auto const outcome = replayer->outcome()) {
                 return *outcome;

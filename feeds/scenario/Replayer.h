@@ -18,7 +18,8 @@ namespace Scenario {
 // Told after each line how far the replay is.
 using Progress = std::function<void(std::uint64_t line, Zin::Seconds time)>;
 
-// Throws FileError at the first line that makes no sense, with nothing of that line applied.
+// Throws FileError at the first line that makes no sense, with nothing of that line applied: a last
+// line too that is torn, as of a recording whose writer was stopped.
 // Stops at once where `out` cannot be written any more.
 Outcome replay(std::istream& in, std::ostream& out, Options const& options,
                Progress const& progress = {});

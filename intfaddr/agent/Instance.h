@@ -1,0 +1,40 @@
+// Sees to it that one agent runs: whoever holds an Instance is the one.
+//
+// It is a lock of the kernel's on a file in the run directory. It goes with the process, however
+// that ends, so nothing stale is ever in the way of a restart; the file stays. A child that is
+// forked does not hold it, and no process may make two for one directory.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "intfaddr/agent/Descriptor.h"
+
+namespace IntfAddr {
+
+// Names the file and the reason.
+class InstanceError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Another agent runs; names its process.
+class RunsAlready : public InstanceError {
+public:
+    using InstanceError::InstanceError;
+};
+
+// Where agents of this user leave their traces: /run/intfaddr, or for others than root the same
+// below their $XDG_RUNTIME_DIR, if that is an absolute path.
+std::string runDirectory();
+
+class Instance {
+public:
+    // Makes the directory if it is not there, but none above it. Throws InstanceError.
+    explicit Instance(std::string const& directory = runDirectory());
+
+private:
+    Descriptor const file_;
+};
+
+}  // namespace IntfAddr
