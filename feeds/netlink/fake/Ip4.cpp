@@ -49,27 +49,8 @@ std::string relabelled(std::string const& oldLabel, std::string const& linkName,
 
 }  // namespace
 
-int Ip4::add(Network& network, Link& link, Address address) {
-    if (int const error = checkLifetimes(address)) {
-        return error;
-    }
-    // What only IPv6 knows, and what is ours to say.
-    address.flags &=
-        ~(IFA_F_SECONDARY | IFA_F_NODAD | IFA_F_OPTIMISTIC | IFA_F_DADFAILED | IFA_F_HOMEADDRESS |
-          IFA_F_TENTATIVE | IFA_F_MANAGETEMPADDR | IFA_F_STABLE_PRIVACY);
-    if (std::ranges::any_of(link.ip4, [&](auto const& there) { return isSame(there, address); })) {
-        return EEXIST;
-    }
-    for (auto const& there : link.ip4) {
-        if (isOfSubnet(there, address)) {
-            if (there.scope != address.scope) {
-                return EINVAL;
-            }
-            address.flags |= IFA_F_SECONDARY;
-        }
-    }
-    insert(network, link, std::move(address), announcer_.asker);
-    return 0;
+int Ip4::add(Network& network, Link& link, Address const& address) {
+    return insert(network, link, address, announcer_.asker);
 }
 
 int Ip4::replace(Network& network, Link& link, Address const& address) {
@@ -88,8 +69,9 @@ int Ip4::replace(Network& network, Link& link, Address const& address) {
     return 0;
 }
 
-int Ip4::remove(Network& network, Link& link, Nimb::IpGenAddrWithMask const& own) {
-    auto const there = std::ranges::find(link.ip4, own, &Address::own);
+int Ip4::remove(Network& network, Link& link, Address const& address) {
+    auto const there =
+        std::ranges::find_if(link.ip4, [&](auto const& one) { return isSame(one, address); });
     if (there == link.ip4.end()) {
         return EADDRNOTAVAIL;
     }
@@ -98,7 +80,7 @@ int Ip4::remove(Network& network, Link& link, Nimb::IpGenAddrWithMask const& own
 }
 
 void Ip4::linkWentUp(Network& network, Link& link) {
-    if (link.kind == LinkKind::loopback && link.ip4.empty()) {
+    if (link.kind == LinkKind::loopback) {
         insert(network, link,
                {.own = Nimb::IpGenAddrWithMask("127.0.0.1/8"), .scope = RT_SCOPE_HOST}, {});
     }
@@ -144,7 +126,25 @@ void Ip4::expire(Network& network, Link& link) {
     }
 }
 
-void Ip4::insert(Network& network, Link& link, Address address, Requester const& requester) {
+int Ip4::insert(Network& network, Link& link, Address address, Requester const& requester) {
+    if (int const error = checkLifetimes(address)) {
+        return error;
+    }
+    // What only IPv6 knows, and what is ours to say.
+    address.flags &=
+        ~(IFA_F_SECONDARY | IFA_F_NODAD | IFA_F_OPTIMISTIC | IFA_F_DADFAILED | IFA_F_HOMEADDRESS |
+          IFA_F_TENTATIVE | IFA_F_MANAGETEMPADDR | IFA_F_STABLE_PRIVACY);
+    if (std::ranges::any_of(link.ip4, [&](auto const& there) { return isSame(there, address); })) {
+        return EEXIST;
+    }
+    for (auto const& there : link.ip4) {
+        if (isOfSubnet(there, address)) {
+            if (there.scope != address.scope) {
+                return EINVAL;
+            }
+            address.flags |= IFA_F_SECONDARY;
+        }
+    }
     startLifetimes(address, announcer_.now);
     if (address.label.empty()) {
         address.label = link.name;
@@ -154,6 +154,7 @@ void Ip4::insert(Network& network, Link& link, Address address, Requester const&
                         : link.ip4.begin() + primaryPosition(link.ip4, address.scope);
     announcer_.address(network, RTM_NEWADDR, link, *link.ip4.insert(at, std::move(address)),
                        requester);
+    return 0;
 }
 
 void Ip4::removeAt(Network& network, Link& link, std::size_t position, Requester const& requester) {

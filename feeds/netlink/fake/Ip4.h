@@ -13,12 +13,11 @@ public:
 
     // A second address of a subnet is a secondary one and stands last; primary ones stand in order
     // of their scopes, the narrowest first.
-    int add(Network& network, Link& link, Address address);
+    int add(Network& network, Link& link, Address const& address);
     // Adds it, or gives it other lifetimes where it is there.
     int replace(Network& network, Link& link, Address const& address);
-    // The secondaries of a primary address go with it, or the first of them takes its place. It
-    // stands on the link with that prefix length; its peer is not asked for.
-    int remove(Network& network, Link& link, Nimb::IpGenAddrWithMask const& own);
+    // The secondaries of a primary address go with it, or the first of them takes its place.
+    int remove(Network& network, Link& link, Address const& address);
 
     void linkWentUp(Network& network, Link& link);
     // The labels follow, and all addresses are told again.
@@ -30,7 +29,7 @@ public:
     void expire(Network& network, Link& link);
 
 private:
-    void insert(Network& network, Link& link, Address address, Requester const& requester);
+    int insert(Network& network, Link& link, Address address, Requester const& requester);
     void removeAt(Network& network, Link& link, std::size_t position, Requester const& requester);
     void promote(Network& network, Link& link, std::size_t position, std::uint8_t scope,
                  Requester const& requester);

@@ -106,8 +106,8 @@ int Ip6::replace(Network& network, Link& link, Address const& address) {
     return 0;
 }
 
-int Ip6::remove(Network& network, Link& link, Nimb::IpGenAddrWithMask const& own) {
-    auto const there = std::ranges::find(link.ip6, own, &Address::own);
+int Ip6::remove(Network& network, Link& link, Address const& address) {
+    auto const there = std::ranges::find(link.ip6, address.own, &Address::own);
     if (there == link.ip6.end()) {
         return EADDRNOTAVAIL;
     }
@@ -124,7 +124,7 @@ int Ip6::detectDuplicate(Network& network, Link& link, Nimb::IpGenAddrWithMask c
     }
     there->dadEnds = never;
     if (!there->has(IFA_F_PERMANENT)) {
-        return remove(network, link, own);
+        return remove(network, link, *there);
     }
     there->flags |= IFA_F_TENTATIVE | IFA_F_DADFAILED;
     there->flags &= ~IFA_F_OPTIMISTIC;
@@ -147,7 +147,15 @@ void Ip6::linkIsReady(Network& network, Link& link) {
         addLinkLocal(network, link);
     }
     for (auto& address : link.ip6) {
-        if (address.has(IFA_F_TENTATIVE) && address.dadEnds == never) {
+        if (address.has(IFA_F_TENTATIVE) && !address.outlivedDown) {
+            startDetection(network, link, address);
+        }
+    }
+}
+
+void Ip6::linkWentUp(Network& network, Link& link) {
+    for (auto& address : link.ip6) {
+        if (std::exchange(address.outlivedDown, false)) {
             startDetection(network, link, address);
         }
     }
@@ -159,6 +167,7 @@ void Ip6::linkWentDown(Network& network, Link& link) {
         Address& address = link.ip6[i];
         address.dadEnds = never;
         if (outlivesDown(network, address)) {
+            address.outlivedDown = true;
             address.flags |= address.has(IFA_F_NODAD) ? 0 : IFA_F_TENTATIVE;
             ++i;
             continue;

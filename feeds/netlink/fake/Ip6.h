@@ -24,12 +24,14 @@ public:
     int add(Network& network, Link& link, Address address);
     // Adds it, or gives it other lifetimes where it is there.
     int replace(Network& network, Link& link, Address const& address);
-    int remove(Network& network, Link& link, Nimb::IpGenAddrWithMask const& own);
+    int remove(Network& network, Link& link, Address const& address);
     // Somebody else on the link has it: EADDRNOTAVAIL where nobody was asked.
     int detectDuplicate(Network& network, Link& link, Nimb::IpGenAddrWithMask const& own);
 
     // The link is up and has carrier, which it may have had before.
     void linkIsReady(Network& network, Link& link);
+    // Whether it has carrier or not. Comes behind linkIsReady() where it has.
+    void linkWentUp(Network& network, Link& link);
     // Permanent addresses stay with keep_addr_on_down.
     void linkWentDown(Network& network, Link& link);
     void linkGoes(Network& network, Link& link);

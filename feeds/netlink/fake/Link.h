@@ -29,8 +29,9 @@ struct Address {
     double preferred = forever;
     double valid = forever;
     double since = 0;
-    std::string label{};     // IPv4 alone; that of the link where the requester says none
-    double dadEnds = never;  // when duplicate address detection is over, while it runs
+    std::string label{};        // IPv4 alone; that of the link where the requester says none
+    double dadEnds = never;     // when duplicate address detection is over, while it runs
+    bool outlivedDown = false;  // so that it begins anew when the link comes up
 
     unsigned family() const {
         return own.family() == Nimb::AddressFamily::ipv4 ? AF_INET : AF_INET6;

@@ -46,6 +46,10 @@ void Links::removeNetwork(NamespaceId id) {
 }
 
 int Links::add(LinkKind kind, NewLink const& wanted) {
+    return isIndexTaken(wanted) ? EEXIST : make(kind, wanted);
+}
+
+int Links::make(LinkKind kind, NewLink const& wanted) {
     if (int const error = check(wanted)) {
         return error;
     }
@@ -58,27 +62,27 @@ int Links::add(LinkKind kind, NewLink const& wanted) {
 }
 
 int Links::addVeth(NewLink const& wanted, NewLink const& peer) {
-    int error = check(wanted);
-    error = error != 0 ? error : check(peer);
-    bool const atHome = wanted.network == peer.network;
-    if (error == 0 && atHome &&
-        (wanted.name == peer.name || (wanted.ifIndex != 0 && wanted.ifIndex == peer.ifIndex))) {
-        error = EEXIST;
+    if (isIndexTaken(wanted)) {
+        return EEXIST;
     }
-    if (error != 0) {
+    // The peer is made first, when it has no peer yet, and goes again where that one cannot be
+    // made.
+    if (int const error = make(LinkKind::veth, peer)) {
         return error;
     }
-    // The peer is made first, when it has no peer yet.
-    add(LinkKind::veth, peer);
-    Network& network = *this->network(wanted.network);
-    Link& far = *this->network(peer.network)->find(peer.name);
-    Link& near = list(network, {.place = {wanted.network, wanted.ifIndex},
-                                .name = wanted.name,
-                                .kind = LinkKind::veth,
-                                .peer = far.place,
-                                .operState = initialOperState(LinkKind::veth)});
+    Link& far = *network(peer.network)->find(peer.name);
+    if (int const error = check(wanted)) {
+        remove(far.place);
+        return error;
+    }
+    Network& home = *network(wanted.network);
+    Link& near = list(home, {.place = {wanted.network, wanted.ifIndex},
+                             .name = wanted.name,
+                             .kind = LinkKind::veth,
+                             .peer = far.place,
+                             .operState = initialOperState(LinkKind::veth)});
     far.peer = near.place;
-    announcer_.newLink(network, near);
+    announcer_.newLink(home, near);
     return 0;
 }
 
@@ -158,13 +162,13 @@ int Links::move(Place place, NamespaceId target, std::string const& name) {
         return ENODEV;
     }
     if (place.network == target) {
-        return 0;
+        return name.empty() ? 0 : rename(place, name);
     }
     if (link->kind == LinkKind::loopback || link->isMaster()) {
         return EINVAL;
     }
-    std::string const& newName = name.empty() ? link->name : name;
-    if (there->find(newName) != nullptr) {
+    bool const keepsName = there->find(link->name) == nullptr;
+    if (!keepsName && (name.empty() || there->find(name) != nullptr)) {
         return EEXIST;
     }
     Network& home = *network(place.network);
@@ -176,7 +180,7 @@ int Links::move(Place place, NamespaceId target, std::string const& name) {
     Link moved = node.mapped();
     strip(home, moved);
     announcer_.link(home, RTM_DELLINK, moved);
-    moved.name = newName;
+    moved.name = keepsName ? moved.name : name;
     moved.place = {target, there->find(place.ifIndex) == nullptr ? place.ifIndex : 0};
     Link& arrived = list(*there, std::move(moved));
     if (Link* const peer = find(arrived.peer)) {
@@ -184,7 +188,7 @@ int Links::move(Place place, NamespaceId target, std::string const& name) {
     }
     announcer_.newLink(*there, arrived);
     updateCarriers();
-    return 0;
+    return name.empty() ? 0 : rename(arrived.place, name);
 }
 
 int Links::setMaster(Place place, std::uint32_t master) {
@@ -224,11 +228,11 @@ int Links::replaceAddress(Place place, Address const& address) {
     return onAddress(place, address.own.family(), replace, replace);
 }
 
-int Links::removeAddress(Place place, Nimb::IpGenAddrWithMask const& own) {
+int Links::removeAddress(Place place, Address const& address) {
     auto const removeFrom = [&](auto& protocol, Network& home, Link& link) {
-        return protocol.remove(home, link, own);
+        return protocol.remove(home, link, address);
     };
-    return onAddress(place, own.family(), removeFrom, removeFrom);
+    return onAddress(place, address.own.family(), removeFrom, removeFrom);
 }
 
 int Links::detectDuplicate(Place place, Nimb::IpGenAddrWithMask const& own) {
@@ -285,9 +289,15 @@ int Links::check(NewLink const& wanted) {
     if (home == nullptr || wanted.name.empty() || wanted.name.size() >= IFNAMSIZ) {
         return EINVAL;
     }
-    bool const isTaken = home->find(wanted.name) != nullptr ||
-                         (wanted.ifIndex != 0 && home->find(wanted.ifIndex) != nullptr);
-    return isTaken ? EEXIST : 0;
+    if (home->find(wanted.name) != nullptr) {
+        return EEXIST;
+    }
+    return isIndexTaken(wanted) ? EBUSY : 0;
+}
+
+// Of a request Linux says EEXIST then, and EBUSY of the peer that it brings along.
+bool Links::isIndexTaken(NewLink const& wanted) {
+    return find({wanted.network, wanted.ifIndex}) != nullptr;
 }
 
 Link& Links::list(Network& network, Link link) {
@@ -317,6 +327,7 @@ void Links::open(Network& network, Link& link) {
     if (link.running()) {
         ip6_.linkIsReady(network, link);
     }
+    ip6_.linkWentUp(network, link);
 }
 
 void Links::close(Link& link) {

@@ -43,15 +43,15 @@ public:
     int remove(Place place);
     int setUp(Place place, bool up);
     int rename(Place place, std::string const& name);
-    // Keeps its index where that is free there, and its name where no other is given. It is down
-    // then, and has no address.
+    // Keeps its index where that is free there. It is down then, and has no address. Another name
+    // it gets once it is there, unless its own is taken there.
     int move(Place place, NamespaceId target, std::string const& name = {});
     // A bridge or a VRF device of the same namespace; 0: none.
     int setMaster(Place place, std::uint32_t master);
 
     int addAddress(Place place, Address const& address);
     int replaceAddress(Place place, Address const& address);
-    int removeAddress(Place place, Nimb::IpGenAddrWithMask const& own);
+    int removeAddress(Place place, Address const& address);
     int detectDuplicate(Place place, Nimb::IpGenAddrWithMask const& own);
 
     double nextEvent() const;
@@ -65,7 +65,9 @@ private:
                   std::function<int(Ip4&, Network&, Link&)> const& ip4,
                   std::function<int(Ip6&, Network&, Link&)> const& ip6);
 
+    int make(LinkKind kind, NewLink const& wanted);
     int check(NewLink const& wanted);
+    bool isIndexTaken(NewLink const& wanted);
     Link& list(Network& network, Link link);
     std::map<std::uint32_t, Link>::node_type unlist(Network& network, std::uint32_t ifIndex);
     void open(Network& network, Link& link);

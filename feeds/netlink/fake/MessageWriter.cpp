@@ -17,7 +17,7 @@ using Messages::operator+;
 
 constexpr std::uint32_t infiniteLifetime = 0xffffffff;
 
-Bytes text(std::string_view value) { return bytesOf(value) + Bytes(1); }
+Bytes zeroEnded(std::string_view value) { return bytesOf(value) + Bytes(1); }
 
 std::string_view kindName(LinkKind kind) {
     switch (kind) {
@@ -71,7 +71,7 @@ Bytes hardwareAddress(Link const& link) {
 Bytes common(Link const& link) {
     bool const loopback = link.kind == LinkKind::loopback;
     std::uint8_t const operState = link.up ? link.operState : std::uint8_t{IF_OPER_DOWN};
-    return attribute(IFLA_IFNAME, text(link.name)) +
+    return attribute(IFLA_IFNAME, zeroEnded(link.name)) +
            attribute(IFLA_MTU, bytesOf(std::uint32_t{loopback ? 65536U : 1500U})) +
            attribute(IFLA_OPERSTATE, bytesOf(operState)) +
            attribute(IFLA_ADDRESS, hardwareAddress(link));
@@ -105,8 +105,8 @@ Bytes linkMessage(unsigned type, Link const& link, Envelope const& envelope, Byt
         }
     }
     if (auto const kind = kindName(link.kind); !kind.empty()) {
-        payload = payload +
-                  attribute(IFLA_LINKINFO | NLA_F_NESTED, attribute(IFLA_INFO_KIND, text(kind)));
+        payload = payload + attribute(IFLA_LINKINFO | NLA_F_NESTED,
+                                      attribute(IFLA_INFO_KIND, zeroEnded(kind)));
     }
     return message(type, payload + extra, envelope);
 }
@@ -137,7 +137,7 @@ Bytes addressMessage(unsigned type, std::uint32_t ifIndex, Address const& addres
         payload = payload + attribute(IFA_ADDRESS, addressBytes(address.own.address()));
     }
     if (ip4 && !address.label.empty()) {
-        payload = payload + attribute(IFA_LABEL, text(address.label));
+        payload = payload + attribute(IFA_LABEL, zeroEnded(address.label));
     }
     ifa_cacheinfo const lifetimes{.ifa_prefered = remaining(address.preferred, address.since, now),
                                   .ifa_valid = remaining(address.valid, address.since, now),
