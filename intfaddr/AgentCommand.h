@@ -8,10 +8,10 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
-#include <vector>
+
+#include "feeds/netlink/Picture.h"
 
 namespace IntfAddr {
 
@@ -25,8 +25,7 @@ struct AgentOptions {
     std::optional<std::string> troubleDir{};
     // Where an agent that runs is known; the default where nothing is given.
     std::optional<std::string> runDir{};
-    std::vector<std::string> leaveOut{};
-    bool numbered = false;
+    Netlink::Policy policy{};
     double coalesceMilliseconds = 1.0;
     std::uint32_t yieldEvery = 1000;
     std::uint64_t receiveBuffer = std::uint64_t{16} * 1024 * 1024;  // bytes

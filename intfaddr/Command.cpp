@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -12,11 +13,14 @@
 #include "Pell/Assertion.h"
 #include "Pell/TraceHandle.h"
 #include "feeds/scenario/Operations.h"
+#include "intfaddr/AgentCommand.h"
+#include "intfaddr/CaptureCommand.h"
 #include "intfaddr/JsonReport.h"
 #include "intfaddr/Machine.h"
 #include "intfaddr/Printable.h"
 #include "intfaddr/ReplayCommand.h"
 #include "intfaddr/TextReport.h"
+#include "intfaddr/agent/Instance.h"
 #include "router/OperationError.h"
 
 namespace IntfAddr {
@@ -83,17 +87,84 @@ ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err
     return nothingOwnsIt;
 }
 
+void addLeaveOut(CLI::App& command, Netlink::Policy& policy) {
+    command
+        .add_option("--leave-out", policy.leftOut,
+                    "Leave out interfaces of this name, in which * and ? stand for any\n"
+                    "characters; may be given again")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    command.add_flag(
+        "!--no-unnumbered", policy.borrows,
+        "Also where an interface's only address is a /32 that a loopback, dummy or VRF\n"
+        "device of its VRF has too, take it for the interface's own");
+}
+
 void addShow(CLI::App& app, ShowOptions& options) {
     CLI::App* const command =
         app.add_subcommand("show", "Print the addresses, or who owns one of them.");
     command->add_option("ADDRESS", options.address, "Only who owns this address")->type_name("");
     command->add_option("--vrf", options.vrf, "Only this VRF")->type_name("NAME");
     command->add_flag("--json", options.json, "Print one JSON document");
+    addLeaveOut(*command, options.policy);
     command->footer(
         "VRF \"default\" is the network namespace that the program runs in; as root, each\n"
-        "namespace that is named ns-NAME is VRF NAME.\n"
+        "namespace that is named ns-NAME is VRF NAME. A VRF device is a VRF of its name, in\n"
+        "namespace ns-NAME it is VRF NAME/DEVICE.\n"
         "Exit status: 0; 1 if nothing owns ADDRESS; 2 for a bad argument; 70 if something else\n"
         "went wrong.");
+}
+
+void addAgent(CLI::App& app, AgentOptions& options) {
+    CLI::App* const command = app.add_subcommand(
+        "agent", "Follow the kernel, and keep the tables of every VRF right, until told to end.");
+    command->add_flag("--events", options.events, "Print each change of a table as it happens");
+    command->add_option("--record", options.record, "Record what is published, as a scenario")
+        ->type_name("FILE");
+    command->add_option("--limit", options.recordLimit, "End the recording at this size (1 GiB)")
+        ->type_name("BYTES")
+        ->check(CLI::Range(std::uint64_t{4096}, std::numeric_limits<std::uint64_t>::max()));
+    command
+        ->add_option("--trouble-dir", options.troubleDir,
+                     "Leave a scenario of what led to each repair there, the last 100")
+        ->type_name("DIR");
+    command
+        ->add_option("--run-dir", options.runDir,
+                     "Where the one agent that runs is known (" + runDirectory() + ")")
+        ->type_name("DIR");
+    command
+        ->add_option("--coalesce", options.coalesceMilliseconds,
+                     "Wait so long for more after a change, for one publication (1)")
+        ->type_name("MILLISECONDS")
+        ->check(CLI::Range(0.0, 1000.0));
+    command
+        ->add_option("--yield-every", options.yieldEvery,
+                     "How many items a task does before others have their turn (1000)")
+        ->type_name("N")
+        ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
+    command
+        ->add_option("--receive-buffer", options.receiveBuffer,
+                     "Of each namespace's notifications (16 MiB)")
+        ->type_name("BYTES")
+        ->check(CLI::Range(std::uint64_t{4096}, std::uint64_t{1} << 30));
+    addLeaveOut(*command, options.policy);
+    command->footer(
+        "What is a VRF is what `intfaddr show` shows. Needs root for other namespaces than its "
+        "own.\n"
+        "SIGUSR1 prints the JSON of `show --json`; SIGTERM and SIGINT end it.\n"
+        "Exit status: 0; 2 for a bad argument; 70 if it cannot begin, or another agent runs.");
+}
+
+void addCapture(CLI::App& app, CaptureOptions& options) {
+    CLI::App* const command = app.add_subcommand(
+        "capture", "Write this machine's addresses as they stand, as a scenario.");
+    command
+        ->add_option("FILE", options.file, "The scenario; the standard output where none is given")
+        ->type_name("");
+    addLeaveOut(*command, options.policy);
+    command->footer(
+        "Replay it with `intfaddr replay FILE`.\nExit status: 0; 2 for a bad argument; 70 if "
+        "something went wrong.");
 }
 
 std::string checkTraceClass(std::string const& name) {
@@ -163,6 +234,10 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     addShow(app, showOptions);
     ReplayOptions replayOptions;
     addReplay(app, replayOptions);
+    AgentOptions agentOptions;
+    addAgent(app, agentOptions);
+    CaptureOptions captureOptions;
+    addCapture(app, captureOptions);
 
     auto const& [in, out, err, errIsTerminal] = streams;
     try {
@@ -172,8 +247,10 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
         if (app.get_subcommands().empty()) {
             throw CLI::RequiredError("A command");
         }
-        int const status = app.got_subcommand("show") ? show(showOptions, out, err)
-                                                      : replay(replayOptions, streams);
+        int const status = app.got_subcommand("show")      ? show(showOptions, out, err)
+                           : app.got_subcommand("agent")   ? agent(agentOptions)
+                           : app.got_subcommand("capture") ? capture(captureOptions, out, err)
+                                                           : replay(replayOptions, streams);
         if (!out.flush()) {
             throw std::runtime_error("cannot write the output");
         }

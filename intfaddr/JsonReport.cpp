@@ -58,6 +58,9 @@ Json jsonOf(VrfReport const& one) {
     json["name"] = one.vrf.text();
     json["addresses"] = listOf(one.rows);
     json["deferred"] = listOf(one.deferred);
+    if (one.stale) {
+        json["stale"] = *one.stale;
+    }
     return json;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "router/Router.h"
@@ -13,6 +14,8 @@ struct VrfReport {
     L3::VrfName vrf;
     std::vector<Routing::Row> rows;
     std::vector<Routing::DeferredAddr> deferred;
+    // Why what is known of the VRF cannot be relied on for the time being.
+    std::optional<std::string> stale{};
 };
 
 using Report = std::vector<VrfReport>;

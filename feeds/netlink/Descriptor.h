@@ -10,7 +10,7 @@ namespace Netlink {
 class Descriptor {
 public:
     // Takes it over; below 0 for none.
-    explicit Descriptor(int number) : number_(number) {}
+    explicit Descriptor(int number = -1) : number_(number) {}
     Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
     Descriptor& operator=(Descriptor other) noexcept {
         std::swap(number_, other.number_);

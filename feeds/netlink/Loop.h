@@ -20,7 +20,7 @@ class Loop {
 public:
     virtual ~Loop() = default;
 
-    enum class Event { readable, exceptional };  // POLLIN, POLLPRI
+    enum class Event { readable, writable, exceptional };  // POLLIN, POLLOUT, POLLPRI
     // Calls `ready`, from the loop, as soon as the descriptor is ready; once, and once more after
     // each again(). Throws std::system_error. The watch goes before the descriptor is closed.
     virtual std::unique_ptr<Watch> watch(int descriptor, Event event,

@@ -16,12 +16,18 @@ namespace Scenario {
 
 // The line of one change: whether the key is in the table's collection of that name.
 template <class Key>
+OrderedJson eventJson(L3::VrfName const& vrf, std::string_view attribute, Key const& key,
+                      bool present) {
+    return {{"vrf", vrf.bytes()},
+            {"attribute", attribute},
+            {"key", key.toStrep()},
+            {"present", present}};
+}
+
+template <class Key>
 void printEvent(Output& output, L3::VrfName const& vrf, std::string_view attribute, Key const& key,
                 bool present) {
-    output.print("event", {{"vrf", vrf.bytes()},
-                           {"attribute", attribute},
-                           {"key", key.toStrep()},
-                           {"present", present}});
+    output.print("event", eventJson(vrf, attribute, key, present));
 }
 
 class EventPrinter final : public IpLib::AllIntfAddrVrfTable::Notifiee {

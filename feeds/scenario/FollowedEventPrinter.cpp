@@ -7,14 +7,19 @@
 namespace Scenario {
 
 FollowedEventPrinter::FollowedEventPrinter(Zin::Ptr<Routing::TableFollower const> follower,
-                                           Output& output)
-    : output_(output) {
+                                           Output& output, RowDetail detail)
+    : output_(output), detail_(detail) {
     notifierIs(std::move(follower));
 }
 
 void FollowedEventPrinter::handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row,
                                      bool present) {
-    printEvent(output_, vrf, "intfAddrEntry", row, present);
+    OrderedJson event = eventJson(vrf, "intfAddrEntry", row, present);
+    if (detail_ == RowDetail::owner) {
+        event["intf"] = row.intfId.name();
+        event["subnet"] = row.subnet.toStrep();
+    }
+    output_.print("event", std::move(event));
 }
 
 void FollowedEventPrinter::handleRowFromAddr(L3::VrfName const& vrf,

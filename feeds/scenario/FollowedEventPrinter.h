@@ -7,9 +7,13 @@
 
 namespace Scenario {
 
+// What is printed of a row: its key, or also the interface that owns it and its subnet.
+enum class RowDetail { key, owner };
+
 class FollowedEventPrinter final : public Routing::TableFollower::Notifiee {
 public:
-    FollowedEventPrinter(Zin::Ptr<Routing::TableFollower const> follower, Output& output);
+    FollowedEventPrinter(Zin::Ptr<Routing::TableFollower const> follower, Output& output,
+                         RowDetail detail = RowDetail::key);
 
 private:
     void handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row,
@@ -22,6 +26,7 @@ private:
                                  bool present) override;
 
     Output& output_;
+    RowDetail const detail_;
 };
 
 }  // namespace Scenario

@@ -58,13 +58,13 @@ void lock(int file, std::string const& path) {
     throw failure(path, "cannot be locked", EAGAIN);
 }
 
-Descriptor locked(std::string const& directory) {
+Netlink::Descriptor locked(std::string const& directory) {
     if (::mkdir(directory.c_str(), 0755) != 0 && errno != EEXIST) {
         throw failure(directory, "cannot be made", errno);
     }
     std::string const path = directory + "/agent.lock";
     // Nobody else may open it, or he could hold the lock.
-    Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+    Netlink::Descriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) {
         throw errno == ELOOP ? InstanceError(path + ": is a symbolic link, which is not followed")
                              : failure(path, "cannot be opened", errno);

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "intfaddr/agent/Descriptor.h"
+#include "feeds/netlink/Descriptor.h"
 
 namespace IntfAddr {
 
@@ -34,7 +34,7 @@ public:
     explicit Instance(std::string const& directory = runDirectory());
 
 private:
-    Descriptor const file_;
+    Netlink::Descriptor const file_;
 };
 
 }  // namespace IntfAddr

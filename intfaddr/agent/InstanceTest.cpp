@@ -40,18 +40,18 @@ public:
     explicit Other(std::function<std::string()> const& work) {
         int ends[2];
         EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-        Descriptor const read(ends[0]);
-        Descriptor write(ends[1]);
+        Netlink::Descriptor const read(ends[0]);
+        Netlink::Descriptor write(ends[1]);
         process_ = ::fork();
         if (process_ == 0) {
             ::prctl(PR_SET_NAME, "other (agent)");
             say(write.number(), work);
-            write = Descriptor();
+            write = Netlink::Descriptor();
             while (true) {
                 ::pause();
             }
         }
-        write = Descriptor();
+        write = Netlink::Descriptor();
         char text[1000];
         for (ssize_t size = 1; size > 0;) {
             size = ::read(read.number(), text, sizeof text);

@@ -19,8 +19,8 @@ OutputQueue::OutputQueue(int descriptor, std::size_t limit)
     ::fstat(descriptor, &status);
     isSocket_ = S_ISSOCK(status.st_mode);
     if (::isatty(descriptor)) {
-        own_ = Descriptor(::open(fmt::format("/proc/self/fd/{}", descriptor).c_str(),
-                                 O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+        own_ = Netlink::Descriptor(::open(fmt::format("/proc/self/fd/{}", descriptor).c_str(),
+                                          O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     }
     if (!S_ISREG(status.st_mode) && !isSocket_ && !own_) {
         piece_ = PIPE_BUF;

@@ -21,7 +21,7 @@
 #include <string>
 #include <string_view>
 
-#include "intfaddr/agent/Descriptor.h"
+#include "feeds/netlink/Descriptor.h"
 
 namespace IntfAddr {
 
@@ -55,7 +55,7 @@ private:
     int const descriptor_;
     std::size_t const limit_;
     bool isSocket_ = false;
-    Descriptor own_;  // of a terminal
+    Netlink::Descriptor own_;  // of a terminal
     std::size_t piece_;
     std::string queued_;
     std::size_t begin_ = 0;  // of what has not been written yet

@@ -21,32 +21,32 @@ namespace {
 
 // What the queue writes to, and what reads it.
 struct Ends {
-    Descriptor write;
-    Descriptor read;
+    Netlink::Descriptor write;
+    Netlink::Descriptor read;
 };
 
 Ends makePipe() {
     int ends[2];
     EXPECT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-    return {Descriptor(ends[1]), Descriptor(ends[0])};
+    return {Netlink::Descriptor(ends[1]), Netlink::Descriptor(ends[0])};
 }
 
 Ends makeSockets() {
     int ends[2];
     EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-    return {Descriptor(ends[1]), Descriptor(ends[0])};
+    return {Netlink::Descriptor(ends[1]), Netlink::Descriptor(ends[0])};
 }
 
 Ends makeTerminal() {
-    Descriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    Netlink::Descriptor master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     EXPECT_EQ(::grantpt(master.number()), 0);
     EXPECT_EQ(::unlockpt(master.number()), 0);
-    Descriptor slave(::open(::ptsname(master.number()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    Netlink::Descriptor slave(::open(::ptsname(master.number()), O_RDWR | O_NOCTTY | O_CLOEXEC));
     return {std::move(slave), std::move(master)};
 }
 
 // As much as is there.
-std::string readAll(Descriptor const& from) {
+std::string readAll(Netlink::Descriptor const& from) {
     std::string all;
     char bytes[5000];
     ::fcntl(from.number(), F_SETFL, O_NONBLOCK);
@@ -58,7 +58,7 @@ std::string readAll(Descriptor const& from) {
 }
 
 // Reads until all has been written and read.
-std::string drained(OutputQueue& queue, Descriptor const& from) {
+std::string drained(OutputQueue& queue, Netlink::Descriptor const& from) {
     std::string all = readAll(from);
     while (queue.writeSome()) {
         all += readAll(from);
@@ -161,7 +161,8 @@ TEST(OutputQueue, ALineThatFitsIsNotPutBeforeOneThatWasLost) {
 
 TEST(OutputQueue, AFileIsWrittenAtOnceWhereItsOffsetIs) {
     TestFolder const folder;
-    Descriptor const file(::open((folder / "out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    Netlink::Descriptor const file(
+        ::open((folder / "out").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     ASSERT_EQ(::write(file.number(), "> ", 2), 2);
     OutputQueue queue(file.number());
     std::string const line(100000, 'x');
@@ -185,7 +186,7 @@ TEST(OutputQueue, AfterAnErrorItIsSilent) {
         Ends ends = make();
         OutputQueue queue(ends.write.number());
         queue.put("one");
-        ends.read = Descriptor();
+        ends.read = Netlink::Descriptor();
         EXPECT_FALSE(queue.writeSome());
         EXPECT_EQ(queue.failed(), EPIPE);
 
@@ -193,7 +194,7 @@ TEST(OutputQueue, AfterAnErrorItIsSilent) {
         EXPECT_TRUE(queue.isEmpty());
         EXPECT_FALSE(queue.writeSome());
     }
-    Descriptor const full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+    Netlink::Descriptor const full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
     OutputQueue toFull(full.number());
     toFull.put("one");
     EXPECT_FALSE(toFull.writeSome());

@@ -17,8 +17,8 @@
 #include <system_error>
 #include <utility>
 
+#include "feeds/netlink/Descriptor.h"
 #include "feeds/scenario/OperationWriter.h"
-#include "intfaddr/agent/Descriptor.h"
 
 namespace IntfAddr {
 
@@ -143,7 +143,8 @@ std::vector<std::string> TroubleDir::ownNames() const {
 void TroubleDir::writeFile(std::string const& name, std::string const& content) const {
     std::string const path = pathOf(unfinished);
     ::unlink(path.c_str());
-    Descriptor const file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    Netlink::Descriptor const file(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
     int error = file ? 0 : errno;
     std::string_view rest = content;
     while (error == 0 && !rest.empty()) {

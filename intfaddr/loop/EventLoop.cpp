@@ -28,6 +28,18 @@ struct Watched : std::enable_shared_from_this<Watched> {
         descriptor.assign(number);
     }
 
+    static asio::posix::stream_descriptor::wait_type kindOf(Netlink::Loop::Event event) {
+        switch (event) {
+            case Netlink::Loop::Event::readable:
+                return asio::posix::stream_descriptor::wait_read;
+            case Netlink::Loop::Event::writable:
+                return asio::posix::stream_descriptor::wait_write;
+            case Netlink::Loop::Event::exceptional:
+                break;
+        }
+        return asio::posix::stream_descriptor::wait_error;
+    }
+
     void wait() {
         if (std::exchange(isWaiting, true)) {
             return;

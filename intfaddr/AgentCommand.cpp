@@ -1,0 +1,233 @@
+#include "intfaddr/AgentCommand.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <memory>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "feeds/netlink/LiveKernel.h"
+#include "feeds/scenario/FollowedEventPrinter.h"
+#include "feeds/scenario/Recorder.h"
+#include "feeds/scenario/RepairPrinter.h"
+#include "intfaddr/JsonReport.h"
+#include "intfaddr/Printable.h"
+#include "intfaddr/Report.h"
+#include "intfaddr/agent/Agent.h"
+#include "intfaddr/agent/Instance.h"
+#include "intfaddr/agent/OutputQueue.h"
+#include "intfaddr/agent/TroubleDir.h"
+#include "intfaddr/loop/EventLoop.h"
+
+namespace IntfAddr {
+
+namespace {
+
+constexpr Zin::Seconds flushPeriod = 1.0;
+// How long the end may wait for a reader that has not read yet.
+constexpr Zin::Seconds lastWords = 0.5;
+
+// A queue of output whose reader is waited for by the loop.
+class Outlet {
+public:
+    Outlet(EventLoop& loop, int descriptor) : loop_(loop), queue_(descriptor) {}
+
+    void put(std::string_view line) { queue_.put(line); }
+    // Each line of it.
+    void putLines(std::string_view text) {
+        while (!text.empty()) {
+            auto const end = std::min(text.find('\n'), text.size());
+            put(text.substr(0, end));
+            text.remove_prefix(std::min(end + 1, text.size()));
+        }
+    }
+    void write() {
+        if (!queue_.writeSome()) {
+            watch_.reset();
+        } else if (watch_) {
+            watch_->again();
+        } else {
+            watch_ = loop_.watch(queue_.descriptor(), Netlink::Loop::Event::writable, [] {});
+        }
+    }
+    bool isDone() const { return queue_.isEmpty() || queue_.failed() != 0; }
+
+private:
+    EventLoop& loop_;
+    OutputQueue queue_;
+    std::unique_ptr<Netlink::Watch> watch_;
+};
+
+// Who is told of repairs: the events, the recording, the directory of troubles and the operator.
+class Repairs final : public Routing::RepairObserver {
+public:
+    explicit Repairs(Netlink::Notice notice) : notice_(std::move(notice)) {}
+
+    std::unique_ptr<Scenario::RepairPrinter> printer;
+    std::unique_ptr<TroubleDir> troubles;
+    std::unique_ptr<Scenario::Recorder> recorder;
+
+private:
+    void handleRepair(Routing::Repair const& repair,
+                      std::vector<IpLib::IntfAddrEntryContent> const& added,
+                      std::vector<IpLib::IntfAddrEntryContent> const& removed) override {
+        auto const line = fmt::format("VRF '{}' was rebuilt: {}", repair.vrf, repair.why);
+        notice_(line);
+        if (recorder) {
+            recorder->comment(line);
+        }
+        if (printer) {
+            printer->handleRepair(repair, added, removed);
+        }
+        if (troubles) {
+            troubles->handleRepair(repair, added, removed);
+        }
+    }
+
+    Netlink::Notice const notice_;
+};
+
+Agent::Options agentOptions(AgentOptions const& options) {
+    Agent::Options made;
+    made.feed.follower = {.receiveBuffer = options.receiveBuffer,
+                          .coalesce = options.coalesceMilliseconds / 1000.0};
+    made.feed.policy = options.policy;
+    made.config.yieldEvery = options.yieldEvery;
+    return made;
+}
+
+class Running {
+public:
+    explicit Running(AgentOptions const& options)
+        : instance_(options.runDir.value_or(runDirectory())),
+          out_(loop_, STDOUT_FILENO),
+          err_(loop_, STDERR_FILENO),
+          kernel_(loop_),
+          repairs_([this](std::string const& line) { notice(line); }),
+          agent_(
+              kernel_, agentOptions(options), [this](std::string const& line) { notice(line); },
+              &repairs_),
+          output_(events_, agent_.clock()) {
+        auto const config = agentOptions(options).config;
+        if (options.record) {
+            recordTo(*options.record, config, options.recordLimit);
+        }
+        if (options.troubleDir) {
+            repairs_.troubles = std::make_unique<TroubleDir>(
+                *options.troubleDir, config, [this](std::string const& line) { notice(line); });
+        }
+        if (options.events) {
+            repairs_.printer = std::make_unique<Scenario::RepairPrinter>(output_);
+            printer_ = std::make_unique<Scenario::FollowedEventPrinter>(
+                agent_.supervisor().follower(), output_, Scenario::RowDetail::owner);
+        }
+        loop_.onSignals({SIGTERM, SIGINT, SIGUSR1}, [this](int signal) { handleSignal(signal); });
+    }
+
+    ~Running() {
+        printer_ = nullptr;
+        if (repairs_.recorder) {
+            agent_.router().inputs().effects().observerDel(*repairs_.recorder);
+        }
+    }
+
+    void run() {
+        while (!ends_) {
+            agent_.run(loop_.now());
+            tell();
+            loop_.wait(std::min(agent_.nextExpiry(), repairs_.recorder ? nextFlush_ : Velk::never));
+        }
+        flush();
+        Zin::Seconds const end = loop_.now() + lastWords;
+        for (tell(); !(out_.isDone() && err_.isDone()) && loop_.now() < end; tell()) {
+            loop_.wait(end);
+        }
+    }
+
+private:
+    void recordTo(std::string const& path, Scenario::Config const& config, std::uint64_t limit) {
+        errno = 0;
+        recording_.open(path, std::ios::binary | std::ios::trunc);
+        if (!recording_) {
+            throw std::runtime_error(fmt::format("{}: cannot be opened: {}", path,
+                                                 std::generic_category().message(errno)));
+        }
+        recordingPath_ = path;
+        repairs_.recorder =
+            std::make_unique<Scenario::Recorder>(recording_, config, agent_.clock(), limit);
+        agent_.router().inputs().effects().observerAdd(*repairs_.recorder);
+        agent_.batchBeginsIs([this] { repairs_.recorder->batchBegins(); });
+    }
+
+    void handleSignal(int signal) {
+        if (signal == SIGUSR1) {
+            Report report = makeReport(agent_.router(), {});
+            auto const stale = agent_.feed().stale();
+            for (VrfReport& one : report) {
+                if (auto const why = stale.find(one.vrf); why != stale.end()) {
+                    one.stale = why->second;
+                }
+            }
+            out_.putLines(toJson(report));
+        } else {
+            ends_ = true;
+        }
+    }
+
+    void notice(std::string const& line) { err_.put("intfaddr: " + printable(line)); }
+
+    void tell() {
+        if (events_.tellp() > 0) {
+            out_.putLines(events_.view());
+            events_.str({});
+        }
+        if (loop_.now() >= nextFlush_) {
+            flush();
+        }
+        out_.write();
+        err_.write();
+    }
+
+    void flush() {
+        nextFlush_ = loop_.now() + flushPeriod;
+        if (repairs_.recorder && !repairs_.recorder->flush()) {
+            notice(fmt::format("{}: cannot be written any more: {}", recordingPath_,
+                               std::generic_category().message(repairs_.recorder->error())));
+        }
+    }
+
+    Instance const instance_;
+    EventLoop loop_;
+    Outlet out_;
+    Outlet err_;
+    Netlink::LiveKernel kernel_;
+    std::string recordingPath_;
+    std::ofstream recording_;
+    Repairs repairs_;
+    Agent agent_;
+    std::ostringstream events_;
+    Scenario::Output output_;
+    std::unique_ptr<Scenario::FollowedEventPrinter> printer_;
+    Zin::Seconds nextFlush_ = 0.0;
+    bool ends_ = false;
+};
+
+}  // namespace
+
+int agent(AgentOptions const& options) {
+    // A reader that has gone is an error of writing to it.
+    std::signal(SIGPIPE, SIG_IGN);
+    Running running(options);
+    running.run();
+    return 0;
+}
+
+}  // namespace IntfAddr
