@@ -30,7 +30,7 @@ TEST(EffectOf, EachOperationIsTheOneThatIsDone) {
 
 TEST(EffectOf, OneThatMakesNoSenseIsRefusedBeforeAnythingIsDone) {
     Router router({}, Zin::make<Zin::VirtualClock>(), std::make_unique<Velk::EveryNth>(0));
-    EXPECT_THROW(effectOf(router, IpVrfDel{"red"}), OperationError);
+    EXPECT_THROW(effectOf(router, IpVrfDel{"red"}).apply(), OperationError);
 }
 
 }  // namespace
