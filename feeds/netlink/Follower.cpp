@@ -211,14 +211,15 @@ void Follower::lose(std::string why, Zin::Seconds now) {
     } else {
         wantDump(now);
     }
-    distrust_ = std::move(why);
+    lastLoss_ = std::move(why);
+    distrust_ = lastLoss_;
 }
 
 // The first at once, the others together.
 void Follower::noticeLosses(Zin::Seconds now) {
     if (losses_ > 0 && nextLossNotice_ <= now) {
-        notice_(fmt::format("{}: notifications lost {} {}: {}; reading it anew", label_, losses_,
-                            losses_ == 1 ? "time" : "times", distrust_.value_or("mended by now")));
+        notice_(fmt::format("{}: notifications lost {} {}: {}; it is read anew", label_, losses_,
+                            losses_ == 1 ? "time" : "times", lastLoss_));
         losses_ = 0;
         nextLossNotice_ = now + noticePeriod;
     }

@@ -105,6 +105,7 @@ private:
     std::vector<Change> since_;
 
     std::uint64_t losses_ = 0;  // not told yet
+    std::string lastLoss_;
     Zin::Seconds nextLossNotice_;
 
     // Closed first: what is readable is nobody's concern then.
