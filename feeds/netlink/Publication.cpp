@@ -9,6 +9,10 @@ namespace {
 
 using namespace Routing;
 
+// How many addresses of a family one operation brings, so that it fits on a line where it is
+// recorded. The others follow one by one.
+constexpr std::size_t maxTogether = 1000;
+
 // Makes the operations for one link.
 class Steps {
 public:
@@ -38,13 +42,18 @@ public:
         if (!stays || was->status.device != is.status.device) {
             put(KernelAdd{vrf_, intf_, is.status.device});
         }
-        if (!stays) {
-            put(IpIntfAdd{vrf_, intf_, is.status.ip});
-            put(Ip6IntfAdd{vrf_, intf_, is.status.ip6});
+        if (stays) {
+            addIp4(was->status.ip, is.status.ip);
+            addIp6(was->status.ip6, is.status.ip6);
             return;
         }
-        addIp4(was->status.ip, is.status.ip);
-        addIp6(was->status.ip6, is.status.ip6);
+        LinkStatus first = is.status;
+        first.ip.secondary.resize(std::min(first.ip.secondary.size(), maxTogether));
+        first.ip6.resize(std::min(first.ip6.size(), maxTogether));
+        put(IpIntfAdd{vrf_, intf_, first.ip});
+        put(Ip6IntfAdd{vrf_, intf_, first.ip6});
+        addIp4(first.ip, is.status.ip);
+        addIp6(first.ip6, is.status.ip6);
     }
 
 private:

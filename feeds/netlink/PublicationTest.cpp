@@ -62,6 +62,23 @@ TEST_F(PublicationTest, AVrfComesBeforeItsInterfaces) {
     EXPECT_THAT(taken(), IsEmpty());
 }
 
+TEST_F(PublicationTest, WhatComesWithVeryManyAddressesBringsThemLittleByLittle) {
+    PublishedLink many = link("eth0");
+    for (std::uint32_t i = 1; i <= 1002; ++i) {
+        many.status.ip.secondary.emplace_back(Nimb::Ip4Addr(0x0a000000 + i), 8);
+        many.status.ip6.push_back(
+            {Nimb::Ip6AddrWithMask(Nimb::Ip6Addr("2001:db8::" + fmt::format("{:x}", i)), 64),
+             false});
+    }
+    publication.set(a, many);
+    auto const operations = publication.take();
+
+    ASSERT_EQ(operations.size(), 3U + 3U + 4U);
+    EXPECT_EQ(std::get<Routing::IpIntfAdd>(operations[4]).addressing.secondary.size(), 1000U);
+    EXPECT_EQ(std::get<Routing::Ip6IntfAdd>(operations[5]).addrs.size(), 1000U);
+    EXPECT_EQ(Routing::text(operations[9]), "Ip6AddrSet red eth0 2001:db8::3ea/64");
+}
+
 TEST_F(PublicationTest, WhatIsTheSameIsNotToldAgain) {
     publication.set(a, link("eth0", {"10.0.0.1/24"}));
     taken();

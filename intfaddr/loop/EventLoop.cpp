@@ -5,6 +5,7 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 namespace IntfAddr {
@@ -25,7 +26,11 @@ struct Watched : std::enable_shared_from_this<Watched> {
                    ? asio::posix::stream_descriptor::wait_read
                    : asio::posix::stream_descriptor::wait_error),
           ready(std::move(callback)) {
-        descriptor.assign(number);
+        boost::system::error_code error;
+        descriptor.assign(number, error);
+        if (error) {
+            throw std::system_error(error, "cannot watch a descriptor");
+        }
     }
 
     static asio::posix::stream_descriptor::wait_type kindOf(Netlink::Loop::Event event) {

@@ -1,0 +1,200 @@
+#include "intfaddr/agent/Agent.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "feeds/netlink/fake/FakeKernel.h"
+#include "feeds/scenario/FollowedEventPrinter.h"
+#include "feeds/scenario/Recorder.h"
+#include "feeds/scenario/RepairPrinter.h"
+#include "feeds/scenario/Replayer.h"
+#include "feeds/scenario/Snapshot.h"
+
+namespace IntfAddr {
+namespace {
+
+using Netlink::Fake::FakeKernel;
+using Netlink::Fake::LinkKind;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+struct AgentTest : testing::Test {
+    AgentTest() {
+        for (auto const& [index, name] : {std::pair(7, "eth0"), std::pair(8, "eth1")}) {
+            kernel.links().add(LinkKind::dummy, {own, name, static_cast<std::uint32_t>(index)});
+        }
+    }
+
+    void start() {
+        Agent::Options options;
+        options.feed.follower.receiveBuffer = 100'000;
+        agent.emplace(
+            kernel, options, [this](std::string const& line) { notices.push_back(line); }, nullptr);
+        output.emplace(events, agent->clock());
+        printer.emplace(agent->supervisor().follower(), *output);
+    }
+    void runTo(Zin::Seconds time) {
+        for (int turn = 0; turn < 100'000; ++turn) {
+            while (kernel.deliver()) {
+            }
+            agent->run(kernel.now());
+            Zin::Seconds const next = std::min(kernel.nextEvent(), agent->nextExpiry());
+            if (next > time) {
+                kernel.advanceTo(time);
+                return;
+            }
+            kernel.advanceTo(std::max(next, kernel.now()));
+        }
+        FAIL() << "it never rests";
+    }
+    void add(std::uint32_t ifIndex, char const* addr) {
+        ASSERT_EQ(kernel.links().addAddress({own, ifIndex}, {.own = Nimb::IpGenAddrWithMask(addr)}),
+                  0);
+    }
+    void remove(std::uint32_t ifIndex, char const* addr) {
+        ASSERT_EQ(
+            kernel.links().removeAddress({own, ifIndex}, {.own = Nimb::IpGenAddrWithMask(addr)}),
+            0);
+    }
+    std::vector<std::string> rows() {
+        std::vector<std::string> texts;
+        for (auto const& row : agent->router().rows("default")) {
+            texts.push_back(fmt::format("{} {}", row.addr, row.intfId));
+        }
+        return texts;
+    }
+    int eventsTold() {
+        auto const text = events.str();
+        events.str({});
+        return static_cast<int>(std::ranges::count(text, '\n'));
+    }
+
+    FakeKernel kernel;
+    Netlink::NamespaceId const own = kernel.ownNamespace();
+    std::vector<std::string> notices;
+    std::optional<Agent> agent;
+    std::ostringstream events;
+    std::optional<Scenario::Output> output;
+    std::optional<Scenario::FollowedEventPrinter> printer;
+};
+
+TEST_F(AgentTest, AtTheStartTheTablesComeAtOnce) {
+    add(7, "10.0.0.1/24");
+    add(8, "10.1.0.1/24");
+    start();
+    EXPECT_EQ(eventsTold(), 0);
+    runTo(1.0);
+
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 eth0", "10.1.0.1 eth1"));
+    EXPECT_EQ(eventsTold(), 6);
+}
+
+TEST_F(AgentTest, AnAddressThatMovesIsThereAtOnce) {
+    add(7, "10.0.0.1/24");
+    start();
+    runTo(1.0);
+    remove(7, "10.0.0.1/24");
+    add(8, "10.0.0.1/24");
+    runTo(1.1);
+
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 eth1"));
+}
+
+TEST_F(AgentTest, TheAddressesOfAnInterfaceThatIsRenamedAreThereAtOnce) {
+    add(7, "10.0.0.1/24");
+    start();
+    runTo(1.0);
+    ASSERT_EQ(kernel.links().rename({own, 7}, "eth7"), 0);
+    runTo(1.1);
+
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 eth7"));
+}
+
+TEST_F(AgentTest, ASecondaryThatIsPromotedIsThereAtOnce) {
+    kernel.settings(own).promoteSecondaries = true;
+    add(7, "10.0.0.1/24");
+    add(7, "10.0.0.2/24");
+    start();
+    runTo(1.0);
+    remove(7, "10.0.0.1/24");
+    runTo(1.1);
+
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.2 eth0"));
+}
+
+TEST_F(AgentTest, ADumpThatShowsTheSameTellsNobody) {
+    add(7, "10.0.0.1/24");
+    start();
+    runTo(1.0);
+    eventsTold();
+    kernel.overrun(own);
+    add(8, "10.9.0.1/24");
+    remove(8, "10.9.0.1/24");
+    runTo(2.0);
+
+    EXPECT_EQ(eventsTold(), 0);
+    EXPECT_THAT(notices, ElementsAre(HasSubstr("notifications lost")));
+}
+
+TEST_F(AgentTest, WhatWaitsIsAdmittedAtItsTime) {
+    add(7, "10.0.0.1/24");
+    start();
+    runTo(1.0);
+    add(8, "10.0.0.2/24");
+    runTo(1.1);
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 eth0"));
+    remove(7, "10.0.0.1/24");
+    runTo(4.0);
+
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.2 eth1"));
+}
+
+TEST_F(AgentTest, WhatFailsIsContainedAndRepaired) {
+    add(7, "10.0.0.1/24");
+    start();
+    runTo(1.0);
+    // Somebody takes a row away, as no machine does.
+    auto const table = agent->router().table("default");
+    auto const content = table->intfAddrEntry().begin()->key;
+    table->intfAddrEntryDel(content);
+    remove(7, "10.0.0.1/24");
+    add(7, "10.0.0.1/24");
+    add(8, "10.0.0.7/24");
+    runTo(60.0);
+
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 eth0"));
+}
+
+TEST_F(AgentTest, ARecordingReplaysToTheSameEventsAndTables) {
+    add(7, "10.0.0.1/24");
+    start();
+    std::ostringstream recording;
+    {
+        Scenario::Recorder recorder(recording, Agent::Options().config, agent->clock(), 1'000'000);
+        agent->router().inputs().effects().observerAdd(recorder);
+        agent->batchBeginsIs([&recorder] { recorder.batchBegins(); });
+        runTo(1.0);
+        add(8, "10.0.0.2/24");
+        runTo(2.0);
+        remove(7, "10.0.0.1/24");
+        add(7, "2001:db8::1/64");
+        runTo(2.5);
+        ASSERT_EQ(kernel.links().remove({own, 7}), 0);
+        runTo(10.0);
+        agent->router().inputs().effects().observerDel(recorder);
+    }
+    std::istringstream in(recording.str() + R"({"at":10,"op":"advance","seconds":0})" + "\n");
+    std::ostringstream replayed;
+    EXPECT_EQ(Scenario::replay(in, replayed, {.events = true, .heal = true}),
+              Scenario::Outcome::completed);
+
+    EXPECT_EQ(replayed.str(), events.str());
+    EXPECT_THAT(events.str(), HasSubstr("10.0.0.2"));
+}
+
+}  // namespace
+}  // namespace IntfAddr
