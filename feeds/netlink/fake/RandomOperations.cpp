@@ -158,7 +158,7 @@ Operation RandomOperations::changeLinks(FakeKernel const& kernel, LinkKind kind)
 Operation RandomOperations::setMaster(FakeKernel const& kernel, LinkKind kind) {
     Link const& link = anyLink(kernel);
     auto const masters = placesOf(kernel, link.place.network, kind);
-    bool const joins = !masters.empty() && (link.master == 0 || oneIn(2));
+    bool const joins = !masters.empty() && !link.isMaster() && (link.master == 0 || oneIn(2));
     return {.kind = Kind::setMaster,
             .place = link.place,
             .otherPlace = joins ? oneOf(masters) : Place{}};
@@ -202,7 +202,7 @@ Operation RandomOperations::changeLifetime(FakeKernel const& kernel) {
     Address address = anyAddress();
     if (!oneIn(4)) {
         std::uint32_t const longest = weights_.longestLifetime;
-        address.valid = longest - below(longest / 2);
+        address.valid = longest - longest / 10 * below(6);
         address.preferred = oneIn(4) ? 0 : longest / 2;
     }
     return {.kind = Kind::replaceAddress, .place = link.place, .address = address};
