@@ -64,7 +64,7 @@ Operation RandomOperations::propose(FakeKernel const& kernel) {
         case 3:
             return changeLinks(kernel, LinkKind::dummy);
         case 4:
-            return {.kind = oneIn(3) ? Kind::setDown : Kind::setUp, .place = anyLink(kernel).place};
+            return setState(kernel);
         case 5:
             return rename(kernel);
         case 6:
@@ -95,8 +95,10 @@ std::uint32_t RandomOperations::below(std::uint32_t limit) {
     return static_cast<std::uint32_t>(random_() % limit);
 }
 
+// Often the program's own, so that enough happens in one.
 NamespaceId RandomOperations::anyNetwork(FakeKernel const& kernel) {
-    return oneOf(kernel.namespaces());
+    auto const all = kernel.namespaces();
+    return oneIn(2) ? all.front() : oneOf(all);
 }
 
 Link const& RandomOperations::anyLink(FakeKernel const& kernel) {
@@ -164,6 +166,18 @@ Operation RandomOperations::setMaster(FakeKernel const& kernel, LinkKind kind) {
             .otherPlace = joins ? oneOf(masters) : Place{}};
 }
 
+// A veth has no carrier, and does not check for duplicates, before its peer is up.
+Operation RandomOperations::setState(FakeKernel const& kernel) {
+    Link const& link = anyLink(kernel);
+    if (oneIn(3)) {
+        return {.kind = Kind::setDown, .place = link.place};
+    }
+    if (link.kind == LinkKind::veth) {
+        planned_ = {{.kind = Kind::setUp, .place = link.peer}};
+    }
+    return {.kind = Kind::setUp, .place = link.place};
+}
+
 Operation RandomOperations::rename(FakeKernel const& kernel) {
     Link const& first = anyLink(kernel);
     Link const* const second = kernel.link(first.place.network, anyLinkName());
@@ -209,9 +223,18 @@ Operation RandomOperations::changeLifetime(FakeKernel const& kernel) {
 }
 
 Operation RandomOperations::detectDuplicate(FakeKernel const& kernel) {
-    Link const& link = anyLink(kernel);
-    Address const address = link.ip6.empty() ? anyAddress() : oneOf(link.ip6);
-    return {.kind = Kind::detectDuplicate, .place = link.place, .address = address};
+    std::vector<Operation> possible;
+    for (auto const id : kernel.namespaces()) {
+        for (auto const& [ifIndex, link] : kernel.links(id)) {
+            for (auto const& one : link.ip6) {
+                if (one.dadEnds != never) {
+                    possible.push_back(
+                        {.kind = Kind::detectDuplicate, .place = link.place, .address = one});
+                }
+            }
+        }
+    }
+    return possible.empty() ? changeAddresses(kernel) : oneOf(possible);
 }
 
 Operation RandomOperations::changeSettings(FakeKernel const& kernel) {

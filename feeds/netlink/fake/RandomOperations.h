@@ -59,6 +59,7 @@ private:
     Operation addLink(FakeKernel const& kernel, LinkKind kind);
     Operation changeLinks(FakeKernel const& kernel, LinkKind kind);
     Operation setMaster(FakeKernel const& kernel, LinkKind kind);
+    Operation setState(FakeKernel const& kernel);
     Operation rename(FakeKernel const& kernel);
     Operation move(FakeKernel const& kernel);
     Operation changeAddresses(FakeKernel const& kernel);
