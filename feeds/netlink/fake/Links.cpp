@@ -463,6 +463,7 @@ void Links::look(Network& network, Link& link) {
     if (link.running()) {
         ip6_.linkIsReady(network, link);
     }
+    tellBridge(network, link);
 }
 
 }  // namespace Netlink::Fake

@@ -137,21 +137,36 @@ Address RandomOperations::anyAddress() {
     return address;
 }
 
+// Mostly with a name and an index that are free.
+NewLink RandomOperations::anyNewLink(FakeKernel const& kernel) {
+    NewLink wanted;
+    for (int attempt = 0; attempt < 4; ++attempt) {
+        wanted = {anyNetwork(kernel), anyLinkName(), 2 + below(linkNames + 2)};
+        if (kernel.link(wanted.network, wanted.name) == nullptr &&
+            !kernel.links(wanted.network).contains(wanted.ifIndex)) {
+            break;
+        }
+    }
+    return wanted;
+}
+
 Operation RandomOperations::addLink(FakeKernel const& kernel, LinkKind kind) {
+    NewLink const wanted = anyNewLink(kernel);
     Operation operation{.kind = Kind::addLink,
-                        .place = {anyNetwork(kernel), 2 + below(linkNames + 2)},
-                        .name = anyLinkName(),
+                        .place = {wanted.network, wanted.ifIndex},
+                        .name = wanted.name,
                         .linkKind = kind};
     if (kind == LinkKind::veth) {
-        operation.otherPlace = {anyNetwork(kernel), 2 + below(linkNames + 2)};
-        operation.otherName = anyLinkName();
+        NewLink const peer = anyNewLink(kernel);
+        operation.otherPlace = {peer.network, peer.ifIndex};
+        operation.otherName = peer.name;
     }
     return operation;
 }
 
 Operation RandomOperations::changeLinks(FakeKernel const& kernel, LinkKind kind) {
     if (auto const places = placesOf(kernel, anyNetwork(kernel), kind);
-        !places.empty() && oneIn(3)) {
+        !places.empty() && oneIn(6)) {
         return {.kind = Kind::removeLink, .place = oneOf(places)};
     }
     return addLink(kernel, kind);

@@ -67,7 +67,9 @@ public:
                 withoutState(line.substr(line.find_first_not_of("0123456789/ ")));
             std::string const key = told.substr(0, told.find(' ', told.find("LINK ") + 5));
             bool const isNew = key.find("NEW") != std::string::npos;
-            if (!isNew || last_[key] != told) {
+            // A bridge tells of its ports whenever it looks at them, so once is enough.
+            bool const isPort = told.starts_with("bridge") && last_.contains(key);
+            if (!isNew || (last_[key] != told && !isPort)) {
                 news.push_back(told);
             }
             if (isNew) {
