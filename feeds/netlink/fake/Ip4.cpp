@@ -131,9 +131,9 @@ int Ip4::insert(Network& network, Link& link, Address address, Requester const& 
         return error;
     }
     // What only IPv6 knows, and what is ours to say.
-    address.flags &=
-        ~(IFA_F_SECONDARY | IFA_F_NODAD | IFA_F_OPTIMISTIC | IFA_F_DADFAILED | IFA_F_HOMEADDRESS |
-          IFA_F_TENTATIVE | IFA_F_MANAGETEMPADDR | IFA_F_STABLE_PRIVACY);
+    address.clear(IFA_F_SECONDARY | IFA_F_NODAD | IFA_F_OPTIMISTIC | IFA_F_DADFAILED |
+                  IFA_F_HOMEADDRESS | IFA_F_TENTATIVE | IFA_F_MANAGETEMPADDR |
+                  IFA_F_STABLE_PRIVACY);
     if (std::ranges::any_of(link.ip4, [&](auto const& there) { return isSame(there, address); })) {
         return EEXIST;
     }
@@ -184,7 +184,7 @@ void Ip4::promote(Network& network, Link& link, std::size_t position, std::uint8
                   Requester const& requester) {
     Address promoted = link.ip4[position];
     link.ip4.erase(link.ip4.begin() + static_cast<std::ptrdiff_t>(position));
-    promoted.flags &= ~IFA_F_SECONDARY;
+    promoted.clear(IFA_F_SECONDARY);
     auto const at = link.ip4.insert(link.ip4.begin() + primaryPosition(link.ip4, scope), promoted);
     announcer_.address(network, RTM_NEWADDR, link, *at, requester);
 }

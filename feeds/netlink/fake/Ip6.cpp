@@ -127,7 +127,7 @@ int Ip6::detectDuplicate(Network& network, Link& link, Nimb::IpGenAddrWithMask c
         return remove(network, link, *there);
     }
     there->flags |= IFA_F_TENTATIVE | IFA_F_DADFAILED;
-    there->flags &= ~IFA_F_OPTIMISTIC;
+    there->clear(IFA_F_OPTIMISTIC);
     announcer_.address(network, RTM_NEWADDR, link, *there);
     return 0;
 }
@@ -140,7 +140,7 @@ void Ip6::linkIsReady(Network& network, Link& link) {
         if (findAddress(link, loopbackAddress) == link.ip6.end()) {
             Address& added = insert(
                 link, {.own = Nimb::IpGenAddrWithMask(loopbackAddress, 128), .flags = IFA_F_NODAD});
-            added.flags &= ~IFA_F_NODAD;
+            added.clear(IFA_F_NODAD);
             announcer_.address(network, RTM_NEWADDR, link, added);
         }
     } else if (link.kind != LinkKind::vrf && network.settings.linkLocal) {
@@ -242,7 +242,7 @@ void Ip6::startDetection(Network& network, Link& link, Address& address) {
 
 void Ip6::endDetection(Network& network, Link& link, Address& address) {
     address.dadEnds = never;
-    address.flags &= ~(IFA_F_TENTATIVE | IFA_F_OPTIMISTIC | IFA_F_DADFAILED);
+    address.clear(IFA_F_TENTATIVE | IFA_F_OPTIMISTIC | IFA_F_DADFAILED);
     announcer_.address(network, RTM_NEWADDR, link, address);
 }
 

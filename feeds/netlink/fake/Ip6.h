@@ -19,8 +19,7 @@ class Ip6 {
 public:
     explicit Ip6(Announcer& announcer) : announcer_(announcer) {}
 
-    // Of one scope the newest stands first; wider scopes stand behind narrower ones' places as
-    // Linux sorts them.
+    // The widest scope stands first, and of one scope the newest.
     int add(Network& network, Link& link, Address address);
     // Adds it, or gives it other lifetimes where it is there.
     int replace(Network& network, Link& link, Address const& address);

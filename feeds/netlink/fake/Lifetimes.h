@@ -17,7 +17,7 @@ inline int checkLifetimes(Address const& address) {
 // They begin now.
 inline void startLifetimes(Address& address, double now) {
     address.since = now;
-    address.flags &= ~(IFA_F_PERMANENT | IFA_F_DEPRECATED);
+    address.clear(IFA_F_PERMANENT | IFA_F_DEPRECATED);
     address.flags |= address.valid == forever ? IFA_F_PERMANENT : 0;
     address.flags |= address.preferred <= 0 ? IFA_F_DEPRECATED : 0;
 }

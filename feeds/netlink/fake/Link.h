@@ -37,6 +37,7 @@ struct Address {
         return own.family() == Nimb::AddressFamily::ipv4 ? AF_INET : AF_INET6;
     }
     bool has(std::uint32_t flag) const { return (flags & flag) != 0; }
+    void clear(std::uint32_t cleared) { flags &= ~cleared; }
     // What the kernel tells as IFA_ADDRESS.
     Nimb::IpGenAddr const& farEnd() const {
         return peer.family() == Nimb::AddressFamily::unset ? own.address() : peer;

@@ -111,7 +111,7 @@ int Links::remove(Place place) {
     for (Link const* const link : going) {
         Network& home = *network(link->place.network);
         auto node = unlist(home, link->place.ifIndex);
-        strip(home, node.mapped());
+        strip(home, node.mapped(), true);
         announcer_.link(home, RTM_DELLINK, node.mapped(), announcer_.asker);
     }
     updateCarriers();
@@ -178,7 +178,7 @@ int Links::move(Place place, NamespaceId target, std::string const& name) {
     }
     auto node = unlist(home, place.ifIndex);
     Link moved = node.mapped();
-    strip(home, moved);
+    strip(home, moved, false);
     announcer_.link(home, RTM_DELLINK, moved);
     moved.name = keepsName ? moved.name : name;
     moved.place = {target, there->find(place.ifIndex) == nullptr ? place.ifIndex : 0};
@@ -200,8 +200,14 @@ int Links::setMaster(Place place, std::uint32_t master) {
     if (device != nullptr && !device->isMaster()) {
         return EOPNOTSUPP;
     }
-    if (link->kind == LinkKind::loopback || link->isMaster()) {
+    if (link->master == master) {
+        return 0;
+    }
+    if (link->kind == LinkKind::loopback) {
         return EINVAL;
+    }
+    if (link->isMaster()) {
+        return ELOOP;
     }
     Network& home = *network(place.network);
     if (link->master != 0) {
@@ -328,6 +334,7 @@ void Links::open(Network& network, Link& link) {
         ip6_.linkIsReady(network, link);
     }
     ip6_.linkWentUp(network, link);
+    tellBridge(network, link);
 }
 
 void Links::close(Link& link) {
@@ -338,6 +345,14 @@ void Links::close(Link& link) {
 void Links::tellClosed(Network& network, Link& link, Requester const& requester) {
     announcer_.link(network, RTM_NEWLINK, link, requester);
     ip6_.linkWentDown(network, link);
+    tellBridge(network, link);
+}
+
+void Links::tellBridge(Network& network, Link const& port) {
+    if (Link const* const master = network.find(port.master);
+        master != nullptr && master->kind == LinkKind::bridge) {
+        announcer_.bridgePort(network, RTM_NEWLINK, port, port.master);
+    }
 }
 
 void Links::cycle(Network& network, Link& link) {
@@ -349,11 +364,11 @@ void Links::cycle(Network& network, Link& link) {
     }
 }
 
-void Links::strip(Network& network, Link& link) {
+void Links::strip(Network& network, Link& link, bool isGone) {
     ip4_.linkGoes(network, link);
     ip6_.linkGoes(network, link);
     if (link.master != 0) {
-        leave(network, link);
+        leave(network, link, isGone);
     }
 }
 
@@ -368,13 +383,15 @@ void Links::join(Network& network, Link& link, std::uint32_t master) {
     }
 }
 
-void Links::leave(Network& network, Link& link) {
+void Links::leave(Network& network, Link& link, bool isGone) {
     bool const vrf = network.find(link.master)->kind == LinkKind::vrf;
     if (!vrf) {
         announcer_.bridgePort(network, RTM_DELLINK, link, link.master);
     }
     link.master = 0;
-    announcer_.link(network, RTM_NEWLINK, link);
+    if (!isGone) {
+        announcer_.link(network, RTM_NEWLINK, link);
+    }
     if (vrf) {
         ip6_.linkWentDown(network, link);
         cycle(network, link);
@@ -446,6 +463,7 @@ void Links::look(Network& network, Link& link) {
     if (link.running()) {
         ip6_.linkIsReady(network, link);
     }
+    tellBridge(network, link);
 }
 
 }  // namespace Netlink::Fake

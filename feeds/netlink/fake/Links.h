@@ -73,12 +73,14 @@ private:
     void open(Network& network, Link& link);
     void close(Link& link);
     void tellClosed(Network& network, Link& link, Requester const& requester);
+    void tellBridge(Network& network, Link const& port);
     void cycle(Network& network, Link& link);
     // Its addresses go, and it leaves its master.
-    void strip(Network& network, Link& link);
+    void strip(Network& network, Link& link, bool isGone);
 
     void join(Network& network, Link& link, std::uint32_t master);
-    void leave(Network& network, Link& link);
+    // Of what is gone from this machine nothing more is told but that.
+    void leave(Network& network, Link& link, bool isGone = false);
     void releasePorts(Network& network, std::uint32_t master);
 
     bool hasCarrier(Network const& network, Link const& link) const;

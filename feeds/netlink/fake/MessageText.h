@@ -10,7 +10,7 @@
 
 namespace Netlink::Fake {
 
-// Links: "NEWLINK 3 eth0 up running state 6 master 2 kind veth", of bridge ports "bridge-NEWLINK".
+// Links: "NEWLINK 3 eth0 up running master 2 state 6 kind veth", of bridge ports "bridge-NEWLINK".
 // Addresses: "NEWADDR 3 10.0.0.1/24 peer 10.0.0.9 scope 0 flags 80 label eth0 preferred 5 valid 9";
 // what is usual (no peer, scope 0, lifetimes without end) is left out.
 // Others: "DONE", "DONE errno 4", "ERROR errno 16", "type 4000".

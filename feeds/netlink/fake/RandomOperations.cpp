@@ -64,7 +64,7 @@ Operation RandomOperations::propose(FakeKernel const& kernel) {
         case 3:
             return changeLinks(kernel, LinkKind::dummy);
         case 4:
-            return {.kind = oneIn(3) ? Kind::setDown : Kind::setUp, .place = anyLink(kernel).place};
+            return setState(kernel);
         case 5:
             return rename(kernel);
         case 6:
@@ -95,8 +95,10 @@ std::uint32_t RandomOperations::below(std::uint32_t limit) {
     return static_cast<std::uint32_t>(random_() % limit);
 }
 
+// Often the program's own, so that enough happens in one.
 NamespaceId RandomOperations::anyNetwork(FakeKernel const& kernel) {
-    return oneOf(kernel.namespaces());
+    auto const all = kernel.namespaces();
+    return oneIn(2) ? all.front() : oneOf(all);
 }
 
 Link const& RandomOperations::anyLink(FakeKernel const& kernel) {
@@ -135,21 +137,36 @@ Address RandomOperations::anyAddress() {
     return address;
 }
 
+// Mostly with a name and an index that are free.
+NewLink RandomOperations::anyNewLink(FakeKernel const& kernel) {
+    NewLink wanted;
+    for (int attempt = 0; attempt < 4; ++attempt) {
+        wanted = {anyNetwork(kernel), anyLinkName(), 2 + below(linkNames + 2)};
+        if (kernel.link(wanted.network, wanted.name) == nullptr &&
+            !kernel.links(wanted.network).contains(wanted.ifIndex)) {
+            break;
+        }
+    }
+    return wanted;
+}
+
 Operation RandomOperations::addLink(FakeKernel const& kernel, LinkKind kind) {
+    NewLink const wanted = anyNewLink(kernel);
     Operation operation{.kind = Kind::addLink,
-                        .place = {anyNetwork(kernel), 2 + below(linkNames + 2)},
-                        .name = anyLinkName(),
+                        .place = {wanted.network, wanted.ifIndex},
+                        .name = wanted.name,
                         .linkKind = kind};
     if (kind == LinkKind::veth) {
-        operation.otherPlace = {anyNetwork(kernel), 2 + below(linkNames + 2)};
-        operation.otherName = anyLinkName();
+        NewLink const peer = anyNewLink(kernel);
+        operation.otherPlace = {peer.network, peer.ifIndex};
+        operation.otherName = peer.name;
     }
     return operation;
 }
 
 Operation RandomOperations::changeLinks(FakeKernel const& kernel, LinkKind kind) {
     if (auto const places = placesOf(kernel, anyNetwork(kernel), kind);
-        !places.empty() && oneIn(3)) {
+        !places.empty() && oneIn(6)) {
         return {.kind = Kind::removeLink, .place = oneOf(places)};
     }
     return addLink(kernel, kind);
@@ -158,10 +175,22 @@ Operation RandomOperations::changeLinks(FakeKernel const& kernel, LinkKind kind)
 Operation RandomOperations::setMaster(FakeKernel const& kernel, LinkKind kind) {
     Link const& link = anyLink(kernel);
     auto const masters = placesOf(kernel, link.place.network, kind);
-    bool const joins = !masters.empty() && (link.master == 0 || oneIn(2));
+    bool const joins = !masters.empty() && !link.isMaster() && (link.master == 0 || oneIn(2));
     return {.kind = Kind::setMaster,
             .place = link.place,
             .otherPlace = joins ? oneOf(masters) : Place{}};
+}
+
+// A veth has no carrier, and does not check for duplicates, before its peer is up.
+Operation RandomOperations::setState(FakeKernel const& kernel) {
+    Link const& link = anyLink(kernel);
+    if (oneIn(3)) {
+        return {.kind = Kind::setDown, .place = link.place};
+    }
+    if (link.kind == LinkKind::veth) {
+        planned_ = {{.kind = Kind::setUp, .place = link.peer}};
+    }
+    return {.kind = Kind::setUp, .place = link.place};
 }
 
 Operation RandomOperations::rename(FakeKernel const& kernel) {
@@ -202,16 +231,25 @@ Operation RandomOperations::changeLifetime(FakeKernel const& kernel) {
     Address address = anyAddress();
     if (!oneIn(4)) {
         std::uint32_t const longest = weights_.longestLifetime;
-        address.valid = longest - below(longest / 2);
+        address.valid = longest - longest / 10 * below(6);
         address.preferred = oneIn(4) ? 0 : longest / 2;
     }
     return {.kind = Kind::replaceAddress, .place = link.place, .address = address};
 }
 
 Operation RandomOperations::detectDuplicate(FakeKernel const& kernel) {
-    Link const& link = anyLink(kernel);
-    Address const address = link.ip6.empty() ? anyAddress() : oneOf(link.ip6);
-    return {.kind = Kind::detectDuplicate, .place = link.place, .address = address};
+    std::vector<Operation> possible;
+    for (auto const id : kernel.namespaces()) {
+        for (auto const& [ifIndex, link] : kernel.links(id)) {
+            for (auto const& one : link.ip6) {
+                if (one.dadEnds != never) {
+                    possible.push_back(
+                        {.kind = Kind::detectDuplicate, .place = link.place, .address = one});
+                }
+            }
+        }
+    }
+    return possible.empty() ? changeAddresses(kernel) : oneOf(possible);
 }
 
 Operation RandomOperations::changeSettings(FakeKernel const& kernel) {

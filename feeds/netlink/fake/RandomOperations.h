@@ -16,7 +16,7 @@ namespace Netlink::Fake {
 
 // How often something is done, in comparison with the others. 0: never.
 struct OperationWeights {
-    std::uint32_t links = 6;    // that come and go
+    std::uint32_t links = 10;   // that come and go
     std::uint32_t bridges = 1;  // and their ports
     std::uint32_t vrfs = 1;     // and their members
     std::uint32_t dummies = 1;
@@ -56,9 +56,11 @@ private:
     Link const& anyLink(FakeKernel const& kernel);
     std::string anyLinkName();
     Address anyAddress();
+    NewLink anyNewLink(FakeKernel const& kernel);
     Operation addLink(FakeKernel const& kernel, LinkKind kind);
     Operation changeLinks(FakeKernel const& kernel, LinkKind kind);
     Operation setMaster(FakeKernel const& kernel, LinkKind kind);
+    Operation setState(FakeKernel const& kernel);
     Operation rename(FakeKernel const& kernel);
     Operation move(FakeKernel const& kernel);
     Operation changeAddresses(FakeKernel const& kernel);
