@@ -217,6 +217,11 @@ void Follower::lose(std::string why, Zin::Seconds now) {
 
 // The first at once, the others together.
 void Follower::noticeLosses(Zin::Seconds now) {
+    if (auto const before = std::exchange(toldDamaged_, skipped_.damaged());
+        before != toldDamaged_) {
+        notice_(fmt::format("{}: {} unreadable kernel messages were left out", label_,
+                            toldDamaged_ - before));
+    }
     if (losses_ > 0 && nextLossNotice_ <= now) {
         notice_(fmt::format("{}: notifications lost {} {}: {}; it is read anew", label_, losses_,
                             losses_ == 1 ? "time" : "times", lastLoss_));

@@ -106,6 +106,7 @@ private:
 
     std::uint64_t losses_ = 0;  // not told yet
     std::string lastLoss_;
+    std::uint64_t toldDamaged_ = 0;
     Zin::Seconds nextLossNotice_;
 
     // Closed first: what is readable is nobody's concern then.

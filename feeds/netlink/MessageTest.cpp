@@ -207,6 +207,13 @@ TEST_F(MessageTest, ABridgeSaysOfItsPortsOnlyThatTheyLeave) {
     EXPECT_EQ(skipped, Skipped{});
 }
 
+TEST_F(MessageTest, AnEventOfTheRadioSaysNothingOfItsLink) {
+    read(message(RTM_NEWLINK, linkInfo(3) + name("wlan0") + attribute(IFLA_WIRELESS, Bytes(8))));
+
+    EXPECT_THAT(messages, IsEmpty());
+    EXPECT_EQ(skipped, Skipped{});
+}
+
 TEST_F(MessageTest, EachMessageSaysWhoseAnswerItIsAndWhetherItWasInterrupted) {
     read(link(3, "eth0") + link(4, "eth1", {.flags = NLM_F_MULTI | NLM_F_DUMP_INTR}) + done());
 

@@ -96,8 +96,8 @@ private:
     // With two peers an address is there twice for the kernel, and once for everybody else.
     void leaveOutRepeated(Routing::IpIntf& ip) {
         auto const published = ip.secondary.size();
-        auto const again = std::ranges::unique(ip.secondary);
-        ip.secondary.erase(again.begin(), again.end());
+        ip.secondary.erase(std::unique(ip.secondary.begin(), ip.secondary.end()),
+                           ip.secondary.end());
         std::erase(ip.secondary, ip.primary);
         if (ip.secondary.size() == published) {
             return;
