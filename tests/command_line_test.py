@@ -7,6 +7,7 @@ import socket
 import struct
 import subprocess
 import sys
+import tempfile
 import unittest
 
 PROGRAM = sys.argv.pop(1)
@@ -55,6 +56,36 @@ class CommandLine(unittest.TestCase):
             self.assertEqual(result.returncode, 0, result.stderr)
             self.assertIn(word, result.stdout)
             self.assertEqual(result.stderr, "")
+
+    def test_each_subcommand_explains_itself(self):
+        for arguments, word in ((["agent", "--help"], "SIGUSR1"), (["capture", "--help"], "FILE"),
+                                (["replay", "--help"], "--heal")):
+            result = run(*arguments)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertIn(word, result.stdout)
+
+    def test_bad_options_of_the_agent_are_refused(self):
+        for arguments, word in ((["--coalesce", "-1"], "--coalesce"), (["--coalesce", "x"], "--coalesce"),
+                                (["--yield-every", "0"], "--yield-every"), (["--limit", "7"], "--limit"),
+                                (["--receive-buffer", "1"], "--receive-buffer"),
+                                (["--no-such"], "--no-such"), (["surplus"], "surplus")):
+            self.expect_bad_argument(["agent", *arguments], word)
+
+    def test_an_agent_that_cannot_record_does_not_begin(self):
+        with tempfile.TemporaryDirectory() as directory:
+            result = run("agent", "--run-dir", directory, "--record", f"{directory}/no/such")
+            self.assertEqual(result.returncode, 70)
+            self.assertIn("/no/such: cannot be opened: No such file", result.stderr)
+
+    def test_a_capture_that_cannot_be_written_says_so(self):
+        result = run("capture", "/no/such/file")
+        self.assertEqual(result.returncode, 70)
+        self.assertIn("/no/such/file: cannot be written: No such file", result.stderr)
+
+    def test_interfaces_may_be_left_out(self):
+        result = run("show", "--json", "--vrf", "default", "--leave-out", "l?", "--leave-out", "x*")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertNotIn('"interface": "lo"', result.stdout)
 
     def test_the_table_has_the_loopback_address(self):
         result = run("show", "--vrf", "default")

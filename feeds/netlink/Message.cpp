@@ -164,9 +164,16 @@ private:
             return tell(Change(LinkGone{ifIndex}));
         }
         Link link{.ifIndex = ifIndex, .up = (info->ifi_flags & IFF_UP) != 0};
-        bool const wellFormed = forEachAttribute(
-            after(payload, sizeof *info),
-            [&](unsigned type, Bytes value) { return readLinkAttribute(type, value, link); });
+        // Events of the radio come as messages that say nothing else of the link.
+        bool isOfRadio = false;
+        bool const wellFormed =
+            forEachAttribute(after(payload, sizeof *info), [&](unsigned type, Bytes value) {
+                isOfRadio = isOfRadio || type == IFLA_WIRELESS;
+                return readLinkAttribute(type, value, link);
+            });
+        if (isOfRadio) {
+            return;
+        }
         if ((info->ifi_flags & IFF_LOOPBACK) != 0) {
             link.kind = Link::Kind::loopback;
         }
