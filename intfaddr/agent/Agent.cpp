@@ -24,7 +24,7 @@ Agent::Agent(Netlink::Kernel& kernel, Options const& options, Netlink::Notice no
               std::make_unique<Velk::EveryNth>(options.config.yieldEvery)),
       supervisor_(router_, repairs),
       handlerBefore_(Pell::assertionHandlerIs(handleFailure)),
-      timeline_(router_, supervisor_, clock_, Routing::Audits::fromOutside,
+      timeline_(router_, supervisor_, clock_, Routing::Audits::inSlices,
                 [this](Zin::Error const& error) { notice_(error.what()); }),
       feed_(
           kernel, options.feed, [this](auto const& operations) { publish(operations); }, notice_) {
@@ -46,19 +46,21 @@ void Agent::handleFailure(Pell::AssertionFailure const& failure) {
 }
 
 Zin::Seconds Agent::nextExpiry() const {
-    return std::min({feed_.nextExpiry(), timeline_.nextStep(), supervisor_.nextAuditSlice()});
+    return supervisor_.isAuditing() ? now_ : std::min(feed_.nextExpiry(), timeline_.nextStep());
 }
 
 void Agent::run(Zin::Seconds now) {
     now_ = now;
+    isIdle_ = true;
     feed_.run(now);
     timeline_.advanceTo(now);
-    if (supervisor_.nextAuditSlice() <= now) {
+    if (isIdle_ && supervisor_.isAuditing()) {
         supervisor_.auditSlice();
     }
 }
 
 void Agent::publish(std::vector<Routing::Operation> const& operations) {
+    isIdle_ = false;
     timeline_.advanceTo(now_);
     batchBegins_();
     for (auto const& operation : operations) {

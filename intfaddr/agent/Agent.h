@@ -54,6 +54,7 @@ private:
     std::function<void()> batchBegins_ = [] {};
     Zin::Ptr<Zin::VirtualClock> const clock_;
     Zin::Seconds now_ = 0.0;
+    bool isIdle_ = true;  // nothing has been published in this run
     Routing::Router router_;
     Routing::Supervisor supervisor_;
     Pell::AssertionHandler const handlerBefore_;

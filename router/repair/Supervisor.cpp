@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -359,7 +360,7 @@ bool Supervisor::auditSlice(std::chrono::nanoseconds duration) {
     passTook_ += took;
     if (isOver) {
         std::chrono::duration<double> const spent = passTook_;
-        nextPass_ = passBegan_ + std::max(auditPeriod, spent.count() / auditShare);
+        nextPass_ = std::ceil(passBegan_ + std::max(auditPeriod, spent.count() / auditShare));
         auto const pass = std::move(slicedPass_);
         passEnds(*pass);
     }

@@ -109,8 +109,11 @@ public:
     // by default, outside of turns; what is to be repaired at its end takes its own time. Returns
     // false where there is nothing to do at present.
     bool auditSlice(std::chrono::nanoseconds duration = std::chrono::microseconds(900));
-    // When the next slice is to be given, also under load; never while the manager is stopped.
+    // When the next slice is to be given, also under load; never while the manager is stopped. An
+    // audit begins at a full second.
     Zin::Seconds nextAuditSlice() const;
+    // Whether one has begun and is not over: whoever is idle goes on with it at once.
+    bool isAuditing() const { return bool(slicedPass_); }
 
     // Whether a rebuild of the VRF is owed.
     bool degraded(L3::VrfName const& vrf) const;

@@ -19,8 +19,8 @@ Zin::Seconds Timeline::nextStep() const {
 }
 
 Zin::Seconds Timeline::nextAudit() const {
-    if (audits_ == Audits::fromOutside) {
-        return Velk::never;
+    if (audits_ == Audits::inSlices) {
+        return supervisor_.nextAuditSlice();
     }
     Zin::Seconds const after = std::max(auditedUntil_, supervisor_.auditIdleUntil());
     Zin::Seconds const next = std::max(std::floor(after) + 1.0, std::ceil(now()));
@@ -38,8 +38,8 @@ void Timeline::apply(Effect const& effect) {
 
 bool Timeline::advanceToNextStep(Zin::Seconds time) {
     Zin::Seconds const repair = supervisor_.nextRepair();
-    Zin::Seconds const audit = nextAudit();
-    clock_->nowIs(std::min({router_.scheduler()->nextExpiry(), repair, audit, time}));
+    Zin::Seconds const nextAudit = this->nextAudit();
+    clock_->nowIs(std::min({router_.scheduler()->nextExpiry(), repair, nextAudit, time}));
     if (runNextTask()) {
         return true;
     }
@@ -47,13 +47,21 @@ bool Timeline::advanceToNextStep(Zin::Seconds time) {
         supervisor_.repair();
         return true;
     }
-    if (audit <= now()) {
-        auditedUntil_ = audit;
-        supervisor_.audit();
+    if (nextAudit <= now()) {
+        audit(nextAudit);
         return true;
     }
     auditedUntil_ = std::max(auditedUntil_, std::floor(now()));
     return false;
+}
+
+void Timeline::audit(Zin::Seconds time) {
+    if (audits_ == Audits::inSlices) {
+        supervisor_.auditSlice();
+    } else {
+        auditedUntil_ = time;
+        supervisor_.audit();
+    }
 }
 
 bool Timeline::runNextTask() {

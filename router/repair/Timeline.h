@@ -5,7 +5,8 @@
 //   time   at one time come first the tasks, each at its own time, then the rebuilds that are due,
 //          then, at each full second, an audit of all tables
 //
-// Where audits are given from outside, in slices (Supervisor::auditSlice), they are no steps.
+// Audits may be made in slices instead, which begin at full seconds too: one that needs a single
+// slice is the same.
 //
 // Borrows the router and its supervisor, and goes before them; the clock is the router's.
 #pragma once
@@ -19,7 +20,7 @@
 
 namespace Routing {
 
-enum class Audits { atFullSeconds, fromOutside };
+enum class Audits { atFullSeconds, inSlices };
 
 class Timeline {
 public:
@@ -45,8 +46,10 @@ public:
     void advanceTo(Zin::Seconds time);
 
 private:
-    // The first full second that has not been audited, and at which an audit may find something.
+    // The first full second that has not been audited, and at which an audit may find something;
+    // in slices the next of these.
     Zin::Seconds nextAudit() const;
+    void audit(Zin::Seconds time);
     // Returns whether a task was due.
     bool runNextTask();
 

@@ -79,26 +79,30 @@ TEST(Timeline, AtOneTimeComeTasksThenRebuildsThenTheAudit) {
 }
 
 TEST(Timeline, MakesOneStepAtATimeAndStandsAtItsTime) {
-    Moved moved(Audits::fromOutside);
+    Moved moved;
+    moved.timeline.advanceTo(1.0);  // nothing is wrong, so that no audit is a step
     Task const first(moved, 1.0);
     Task const second(moved, 1.0);
     Task const third(moved, 2.0);
 
-    EXPECT_EQ(moved.timeline.nextStep(), 1.0);
-    EXPECT_TRUE(moved.timeline.advanceToNextStep(2.5));
-    EXPECT_EQ(moved.timeline.now(), 1.0);
-    EXPECT_EQ(moved.timeline.nextStep(), 1.0);
-    EXPECT_TRUE(moved.timeline.advanceToNextStep(2.5));
-    EXPECT_TRUE(moved.timeline.advanceToNextStep(2.5));
+    EXPECT_EQ(moved.timeline.nextStep(), 2.0);
+    EXPECT_TRUE(moved.timeline.advanceToNextStep(3.5));
     EXPECT_EQ(moved.timeline.now(), 2.0);
-    EXPECT_FALSE(moved.timeline.advanceToNextStep(2.5));
-    EXPECT_EQ(moved.timeline.now(), 2.5);
+    EXPECT_EQ(moved.timeline.nextStep(), 2.0);
+    EXPECT_TRUE(moved.timeline.advanceToNextStep(3.5));
+    EXPECT_TRUE(moved.timeline.advanceToNextStep(3.5));  // an audit, as tasks have run
+    EXPECT_EQ(moved.timeline.now(), 2.0);
+    EXPECT_TRUE(moved.timeline.advanceToNextStep(3.5));
+    EXPECT_EQ(moved.timeline.now(), 3.0);
+    EXPECT_TRUE(moved.timeline.advanceToNextStep(3.5));
+    EXPECT_FALSE(moved.timeline.advanceToNextStep(3.5));
+    EXPECT_EQ(moved.timeline.now(), 3.5);
     EXPECT_EQ(moved.timeline.nextStep(), Velk::never);
-    EXPECT_THAT(moved.texts, ElementsAre("1 task", "1 task", "2 task"));
+    EXPECT_THAT(moved.texts, ElementsAre("2 task", "2 task", "3 task"));
 }
 
 TEST(Timeline, WhatFailsInAnOperationIsRebuiltWithItOrIsTheNextStep) {
-    Moved moved(Audits::fromOutside);
+    Moved moved;
     moved.vrf("red");
     moved.prepareFailure("red");
     moved.timeline.apply(moved.failure("red"));
@@ -129,13 +133,20 @@ TEST(Timeline, AuditsAtFullSecondsAreStepsUnlessNothingIsWrong) {
     EXPECT_THAT(moved.texts, ElementsAre(StartsWith("7 red +0 -0: row and by-address entry")));
 }
 
-TEST(Timeline, AuditsFromOutsideAreNoSteps) {
-    Moved moved(Audits::fromOutside);
+// One that needs a single slice finds and repairs at the times of a whole one.
+TEST(Timeline, AuditsInSlicesBeginAtFullSeconds) {
+    Moved moved(Audits::inSlices);
     moved.vrf("red");
+    moved.timeline.advanceTo(2.25);
+    EXPECT_EQ(moved.timeline.nextStep(), 3.0);
+
     moved.breakTable("red");
-    EXPECT_EQ(moved.timeline.nextStep(), Velk::never);
-    moved.timeline.advanceTo(1000.0);
+    moved.prepareFailure("red");
+    moved.timeline.advanceTo(6.75);
     EXPECT_THAT(moved.texts, IsEmpty());
+    moved.timeline.advanceTo(7.0);
+    EXPECT_THAT(moved.texts, ElementsAre(StartsWith("7 red +0 -0: row and by-address entry")));
+    EXPECT_EQ(moved.timeline.nextStep(), 8.0);
 }
 
 TEST(Timeline, WhatIsRefusedIsToldBeforeTheRepairsAndTimeGoesOn) {
