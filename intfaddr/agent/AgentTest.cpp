@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/if_addr.h>
 
 #include <algorithm>
 #include <sstream>
@@ -33,8 +34,10 @@ struct AgentTest : testing::Test {
         Agent::Options options;
         options.feed.follower.receiveBuffer = 100'000;
         agent.emplace(
-            kernel, options, [this](std::string const& line) { notices.push_back(line); }, nullptr);
+            kernel, options, [this](std::string const& line) { notices.push_back(line); },
+            &repairs);
         output.emplace(events, agent->clock());
+        repairs.printer.emplace(*output);
         printer.emplace(agent->supervisor().follower(), *output);
     }
     void runTo(Zin::Seconds time) {
@@ -73,7 +76,17 @@ struct AgentTest : testing::Test {
         return static_cast<int>(std::ranges::count(text, '\n'));
     }
 
+    struct Repairs final : Routing::RepairObserver {
+        void handleRepair(Routing::Repair const& repair,
+                          std::vector<IpLib::IntfAddrEntryContent> const& added,
+                          std::vector<IpLib::IntfAddrEntryContent> const& removed) override {
+            printer->handleRepair(repair, added, removed);
+        }
+        std::optional<Scenario::RepairPrinter> printer;
+    };
+
     FakeKernel kernel;
+    Repairs repairs;
     Netlink::NamespaceId const own = kernel.ownNamespace();
     std::vector<std::string> notices;
     std::optional<Agent> agent;
@@ -169,14 +182,31 @@ TEST_F(AgentTest, WhatFailsIsContainedAndRepaired) {
     EXPECT_THAT(rows(), ElementsAre("10.0.0.1 eth0"));
 }
 
-TEST_F(AgentTest, ARecordingReplaysToTheSameEventsAndTables) {
-    add(7, "10.0.0.1/24");
-    start();
+// What happens until `time`, recorded; and what a replay of that prints.
+template <class Happen>
+std::string replayOf(AgentTest& test, Zin::Seconds time, Happen const& happen) {
     std::ostringstream recording;
     {
-        Scenario::Recorder recorder(recording, Agent::Options().config, agent->clock(), 1'000'000);
-        agent->router().inputs().effects().observerAdd(recorder);
-        agent->batchBeginsIs([&recorder] { recorder.batchBegins(); });
+        Scenario::Recorder recorder(recording, Agent::Options().config, test.agent->clock(),
+                                    1'000'000);
+        test.agent->router().inputs().effects().observerAdd(recorder);
+        test.agent->batchBeginsIs([&recorder] { recorder.batchBegins(); });
+        happen();
+        test.runTo(time);
+        test.agent->router().inputs().effects().observerDel(recorder);
+    }
+    std::istringstream in(recording.str() +
+                          fmt::format("{{\"at\":{},\"op\":\"advance\",\"seconds\":0}}\n", time));
+    std::ostringstream replayed;
+    EXPECT_EQ(Scenario::replay(in, replayed, {.events = true, .heal = true}),
+              Scenario::Outcome::completed);
+    return replayed.str();
+}
+
+TEST_F(AgentTest, ARecordingReplaysToTheSameEvents) {
+    add(7, "10.0.0.1/24");
+    start();
+    auto const replayed = replayOf(*this, 10.0, [this] {
         runTo(1.0);
         add(8, "10.0.0.2/24");
         runTo(2.0);
@@ -184,16 +214,39 @@ TEST_F(AgentTest, ARecordingReplaysToTheSameEventsAndTables) {
         add(7, "2001:db8::1/64");
         runTo(2.5);
         ASSERT_EQ(kernel.links().remove({own, 7}), 0);
-        runTo(10.0);
-        agent->router().inputs().effects().observerDel(recorder);
-    }
-    std::istringstream in(recording.str() + R"({"at":10,"op":"advance","seconds":0})" + "\n");
-    std::ostringstream replayed;
-    EXPECT_EQ(Scenario::replay(in, replayed, {.events = true, .heal = true}),
-              Scenario::Outcome::completed);
+    });
 
-    EXPECT_EQ(replayed.str(), events.str());
-    EXPECT_THAT(events.str(), HasSubstr("10.0.0.2"));
+    EXPECT_EQ(replayed, events.str());
+    EXPECT_THAT(replayed, HasSubstr("10.0.0.2"));
+}
+
+// It was deprecated when its subnet went to another interface, and stays as it is withdrawn.
+TEST_F(AgentTest, ARowThatTheRulesKeepAnAuditTakesAwayInTheAgentAsInAReplay) {
+    auto const address = [](char const* addr, double preferred) {
+        return Netlink::Fake::Address{
+            .own = Nimb::IpGenAddrWithMask(addr), .flags = IFA_F_NODAD, .preferred = preferred};
+    };
+    auto& links = kernel.links();
+    constexpr double forever = Netlink::Fake::forever;
+    links.addAddress({own, 7}, address("2001:db8::1/64", forever));
+    links.addAddress({own, 7}, address("2001:db8::2/64", 0));
+    start();
+    auto const replayed = replayOf(*this, 20.0, [&] {
+        runTo(1.0);
+        links.removeAddress({own, 7}, address("2001:db8::1/64", forever));
+        runTo(1.25);
+        links.addAddress({own, 8}, address("2001:db8::3/64", forever));
+        runTo(1.5);
+        links.replaceAddress({own, 7}, address("2001:db8::2/64", forever));
+        runTo(1.75);
+        links.removeAddress({own, 7}, address("2001:db8::2/64", forever));
+        runTo(2.5);
+        EXPECT_THAT(rows(), ElementsAre("2001:db8::2 eth0", "2001:db8::3 eth1"));
+    });
+
+    EXPECT_EQ(replayed, events.str());
+    EXPECT_THAT(replayed, HasSubstr("\"healed\""));
+    EXPECT_THAT(rows(), ElementsAre("2001:db8::3 eth1"));
 }
 
 }  // namespace
