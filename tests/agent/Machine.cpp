@@ -1,0 +1,272 @@
+#include "Machine.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "feeds/scenario/Output.h"
+#include "feeds/scenario/Replayer.h"
+#include "feeds/scenario/Snapshot.h"
+
+namespace Simulated {
+namespace {
+
+// For lifetimes and delays to be over, and for faults of the tables to have been found.
+constexpr double quiet = 60;
+// An agent that runs more often without time passing has nothing to do any more, and does not know.
+constexpr int maxRuns = 1000;
+// What it waits for more, and not quite nothing.
+constexpr double coalesce = 0.0011;
+
+std::string headOf(L3::VrfName const& vrf) { return vrf.bytes().substr(0, vrf.bytes().find('/')); }
+
+}  // namespace
+
+struct Machine::Running {
+    explicit Running(Netlink::Fake::FakeKernel& kernel)
+        : agent(
+              kernel, options(), [](std::string const&) {}, nullptr),
+          recorder(recording, options().config, agent.clock(),
+                   std::numeric_limits<std::size_t>::max()),
+          reader(agent.supervisor().follower(), agent.router().inputs()),
+          output(events, agent.clock()),
+          printer(agent.supervisor().follower(), output) {
+        agent.router().inputs().effects().observerAdd(recorder);
+        agent.batchBeginsIs([this] {
+            recorder.batchBegins();
+            reader.batchBegins();
+        });
+    }
+    ~Running() { agent.router().inputs().effects().observerDel(recorder); }
+
+    static IntfAddr::Agent::Options options() { return {}; }
+
+    IntfAddr::Agent agent;
+    std::ostringstream recording;
+    Scenario::Recorder recorder;
+    Reader reader;
+    std::ostringstream events;
+    Scenario::Output output;
+    Scenario::FollowedEventPrinter printer;
+    int runs = 0;
+    double lastRun = -1;
+};
+
+Machine::Machine(History const& history, Faults& faults)
+    : isPrompt_(history.isPrompt), faults_(faults) {
+    kernel_.datagramLimitIs(history.datagramLimit);
+}
+
+Machine::~Machine() = default;
+
+void Machine::carryOut(Step const& step) {
+    switch (step.kind) {
+        case Step::Kind::operate:
+            performed(kernel_, step.operation);
+            return follow(step.notice);
+        case Step::Kind::start:
+            start();
+            return follow(step.notice);
+        case Step::Kind::misfortune:
+            return kernel_.faults().next(step.fault);
+        case Step::Kind::plague:
+            return kernel_.faults().follow(step.plan);
+        case Step::Kind::overrun:
+            if (std::ranges::count(kernel_.namespaces(), step.network) != 0) {
+                kernel_.overrun(step.network);
+            }
+            return follow(step.notice);
+        case Step::Kind::delay:
+            if (std::ranges::count(kernel_.namespaces(), step.network) != 0) {
+                kernel_.delayNotifications(step.network, kernel_.now() + step.seconds);
+            }
+            return;
+        case Step::Kind::wait:
+            runTo(kernel_.now() + step.seconds);
+            return judgePromptly();
+        case Step::Kind::settle:
+            return settle();
+    }
+}
+
+void Machine::start() {
+    if (!running_) {
+        running_ = std::make_unique<Running>(kernel_);
+        runAgent();
+    }
+}
+
+void Machine::follow(Step::Notice notice) {
+    if (notice == Step::Notice::delivered) {
+        isDelivered_ = kernel_.deliver() || isDelivered_;
+    } else if (notice == Step::Notice::handled) {
+        serve();
+    }
+}
+
+void Machine::serve() {
+    while (kernel_.deliver() || std::exchange(isDelivered_, false)) {
+        runAgent();
+    }
+    if (running_ && running_->agent.nextExpiry() <= kernel_.now()) {
+        runAgent();
+    }
+}
+
+void Machine::runTo(double time) {
+    for (;;) {
+        serve();
+        double const next =
+            std::min(kernel_.nextEvent(), running_ ? running_->agent.nextExpiry() : Velk::never);
+        if (next > time || isDone_) {
+            break;
+        }
+        kernel_.advanceTo(std::max(next, kernel_.now()));
+    }
+    kernel_.advanceTo(std::max(time, kernel_.now()));
+    serve();
+}
+
+void Machine::runAgent() {
+    if (!running_ || isDone_) {
+        return;
+    }
+    double const now = kernel_.now();
+    running_->runs = std::exchange(running_->lastRun, now) == now ? running_->runs + 1 : 0;
+    if (running_->runs > maxRuns) {
+        faults_.add("never sleeps", "at {}: feed {}, all {}", now,
+                    running_->agent.feed().nextExpiry(), running_->agent.nextExpiry());
+        isDone_ = true;
+        return;
+    }
+    auto const before = tables();
+    running_->agent.run(now);
+    running_->reader.batchEnds();
+    judgeRun(before);
+}
+
+std::set<L3::VrfName> Machine::tables() const {
+    auto const vrfs = running_->agent.router().vrfs();
+    return {vrfs.begin(), vrfs.end()};
+}
+
+// What holds at any time.
+void Machine::judgeRun(std::set<L3::VrfName> const& before) {
+    faults_.whereIs(fmt::format("at {}: ", kernel_.now()));
+    auto const& feed = running_->agent.feed();
+    auto const after = tables();
+    if (!feed.isStarted() && !after.empty()) {
+        faults_.add("too early", "{} tables", after.size());
+    }
+    auto const stale = feed.stale();
+    auto const wanted = wantedOf(kernel_, after);
+    for (auto const& vrf : after) {
+        auto const found = wanted.find(vrf);
+        // At the start, it may have been whole before the others were.
+        bool const isHome = found != wanted.end() && found->second.home == vrf;
+        if (isPrompt_ && isHome && !before.empty() && !before.contains(vrf) &&
+            stale.contains(vrf)) {
+            faults_.add("too early", "VRF {} is stale: {}", vrf, stale.at(vrf));
+        }
+        // Its own namespace may have devices that the kernel has not told of.
+        auto const head = headOf(vrf);
+        bool const isNamed = kernel_.names().contains("ns-" + head);
+        if (isPrompt_ && found == wanted.end() && !isNamed && !stale.contains("default") &&
+            vrf.bytes() != head) {
+            faults_.add("outlives its namespace", "VRF {}", vrf);
+        }
+    }
+    if (!isPrompt_) {
+        return;
+    }
+    for (auto const& [id, network] : kernel_.links().networks()) {
+        bool const isNamed = id == kernel_.ownNamespace() ||
+                             std::ranges::any_of(kernel_.names(), [id = id](auto const& name) {
+                                 return name.second == id;
+                             });
+        // Before the watcher is called, the agent has not been told.
+        if (!isNamed && kernel_.nextEvent() > kernel_.now()) {
+            faults_.add("kept alive", "namespace {}", id.inode);
+        }
+    }
+}
+
+// What holds where nothing that the kernel tells is under way.
+void Machine::judgePromptly() {
+    if (!isPrompt_ || isDone_ || !running_ || !running_->agent.feed().isStarted() ||
+        running_->agent.feed().nextExpiry() <= kernel_.now() + coalesce) {
+        return;
+    }
+    faults_.whereIs(fmt::format("at {}, promptly: ", kernel_.now()));
+    std::set<L3::VrfName> distrusted;
+    for (auto const& [vrf, why] : running_->agent.feed().stale()) {
+        distrusted.insert(vrf);
+    }
+    auto const there = tables();
+    auto const wanted = wantedOf(kernel_, there);
+    for (auto const& [vrf, one] : wanted) {
+        if (!there.contains(one.home)) {
+            distrusted.insert(one.home);  // not read whole yet
+        }
+    }
+    judgeStatus(wanted, running_->agent.router(), distrusted, faults_);
+}
+
+void Machine::settle() {
+    kernel_.faults().end();
+    start();
+    runTo(kernel_.now() + quiet);
+    if (isDone_) {
+        return;
+    }
+    faults_.whereIs(fmt::format("at {}, settled: ", kernel_.now()));
+    auto& agent = running_->agent;
+    for (auto const& [vrf, why] : agent.feed().stale()) {
+        faults_.add("stays stale", "{}: {}", vrf, why);
+    }
+    for (auto const& [reason, count] : agent.supervisor().repairsByReason()) {
+        faults_.add("repaired", "{} times: {}", count, reason);
+    }
+    auto const wanted = wantedOf(kernel_, tables());
+    judgeStatus(wanted, agent.router(), {}, faults_);
+    judgeOrder(wanted, agent.feed(), faults_);
+    judgeTables(wanted, agent.router(), faults_);
+    running_->reader.find(*agent.router().tables(), faults_);
+}
+
+void Machine::end() {
+    if (!running_) {
+        return;
+    }
+    faults_.whereIs("in the end: ");
+    if (!isDone_) {
+        replay();
+    }
+    running_.reset();
+    for (auto const& [id, network] : kernel_.links().networks()) {
+        if (network.openSockets != 0) {
+            faults_.add("left open", "{} sockets", network.openSockets);
+        }
+    }
+}
+
+void Machine::replay() {
+    auto& agent = running_->agent;
+    running_->recorder.flush();
+    std::stringstream recording(running_->recording.str());
+    recording.seekp(0, std::ios::end);
+    recording << fmt::format("{{\"op\": \"snapshot\", \"at\": {}}}\n", agent.clock()->now());
+    std::ostringstream replayed;
+    Scenario::replay(recording, replayed, {.events = true, .heal = true});
+    running_->output.print("snapshot", Scenario::snapshot(agent.router()));
+    auto const recorded = running_->events.view();
+    auto const again = replayed.view();
+    if (recorded != again) {
+        auto const [one, other] = std::ranges::mismatch(recorded, again);
+        auto const begin = recorded.rfind('\n', static_cast<std::size_t>(one - recorded.begin()));
+        auto const from = begin == std::string_view::npos ? 0 : begin + 1;
+        faults_.add("replayed otherwise", "{}\nand not {}", again.substr(from, 500),
+                    recorded.substr(from, 500));
+    }
+}
+
+}  // namespace Simulated
