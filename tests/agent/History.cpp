@@ -141,13 +141,21 @@ private:
 
 class Generator {
 public:
-    explicit Generator(std::uint64_t seed) : random_(seed, 0), operations_(random_.next()) {}
+    explicit Generator(std::uint64_t seed)
+        : random_(seed, 0), operations_(random_.next(), {.addresses = 28, .settings = 3}) {}
 
     History history() {
         static constexpr std::size_t limits[] = {300, 1000, 32768};
         history_.isPrompt = random_.isOneIn(2);
         history_.datagramLimit = random_.oneOf(limits);
         bool const isCalm = random_.isOneIn(8);
+        if (random_.isOneIn(2)) {
+            Operation const promote{.kind = Operation::Kind::promoteSecondaries,
+                                    .place = {.network = kernel_.ownNamespace()},
+                                    .on = true};
+            performed(kernel_, promote);
+            put({.kind = Kind::operate, .operation = promote});
+        }
         for (auto rest = random_.below(longestStart); rest > 0; --rest) {
             operate(Step::Notice::none);
         }

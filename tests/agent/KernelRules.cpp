@@ -23,13 +23,13 @@ std::optional<L3::VrfName> vrfOfName(std::string const& name) {
 
 // By namespace.
 std::map<Netlink::NamespaceId, L3::VrfName> homesOf(FakeKernel& kernel,
-                                                    std::set<L3::VrfName> const& there) {
+                                                    std::set<L3::VrfName> const& refused) {
     std::map<Netlink::NamespaceId, L3::VrfName> homes{{kernel.ownNamespace(), "default"}};
     for (auto const& [name, id] : kernel.names()) {
         auto const vrf = vrfOfName(name);
         if (vrf && id) {
             auto const [home, isNew] = homes.try_emplace(*id, *vrf);
-            if (!isNew && !home->second.isDefault() && !there.contains(home->second)) {
+            if (!isNew && !home->second.isDefault() && refused.contains(home->second)) {
                 home->second = *vrf;
             }
         }
@@ -180,9 +180,9 @@ private:
 
 }  // namespace
 
-Wanted wantedOf(FakeKernel& kernel, std::set<L3::VrfName> const& there) {
+Wanted wantedOf(FakeKernel& kernel, std::set<L3::VrfName> const& refused) {
     Wanted wanted;
-    auto const homes = homesOf(kernel, there);
+    auto const homes = homesOf(kernel, refused);
     std::set<L3::VrfName> taken;
     for (auto const& [id, vrf] : homes) {
         taken.insert(vrf);

@@ -37,7 +37,7 @@ struct WantedVrf {
 
 using Wanted = std::map<L3::VrfName, WantedVrf>;
 
-// Of the names of one namespace any may be its VRF's: that of `there` is it, where one is.
-Wanted wantedOf(Netlink::Fake::FakeKernel& kernel, std::set<L3::VrfName> const& there);
+// Of the names of one namespace any may be its VRF's that is not `refused`, if there is one.
+Wanted wantedOf(Netlink::Fake::FakeKernel& kernel, std::set<L3::VrfName> const& refused);
 
 }  // namespace Simulated

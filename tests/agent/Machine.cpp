@@ -17,6 +17,18 @@ constexpr int maxRuns = 1000;
 // What it waits for more, and not quite nothing.
 constexpr double coalesce = 0.0011;
 
+// Of events and snapshots: what else a replay prints are its own words on repairs.
+std::vector<std::string> linesOf(std::string const& text) {
+    std::istringstream in(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        if (line.find("\"event\"") != line.npos || line.find("\"snapshot\"") != line.npos) {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
 std::string headOf(L3::VrfName const& vrf) { return vrf.bytes().substr(0, vrf.bytes().find('/')); }
 
 }  // namespace
@@ -140,13 +152,25 @@ void Machine::runAgent() {
     }
     auto const before = tables();
     running_->agent.run(now);
-    running_->reader.batchEnds();
+    running_->reader.batchEnds(kernel_.names());
     judgeRun(before);
 }
 
 std::set<L3::VrfName> Machine::tables() const {
     auto const vrfs = running_->agent.router().vrfs();
     return {vrfs.begin(), vrfs.end()};
+}
+
+Wanted Machine::wanted() {
+    std::set<L3::VrfName> refused;
+    auto const leftOut = running_->agent.feed().leftOut();
+    for (auto const& [name, id] : kernel_.names()) {
+        L3::VrfName const vrf(name.starts_with("ns-") ? name.substr(3) : "");
+        if (leftOut.contains(fmt::format("VRF '{}'", vrf))) {
+            refused.insert(vrf);
+        }
+    }
+    return wantedOf(kernel_, refused);
 }
 
 // What holds at any time.
@@ -158,7 +182,7 @@ void Machine::judgeRun(std::set<L3::VrfName> const& before) {
         faults_.add("too early", "{} tables", after.size());
     }
     auto const stale = feed.stale();
-    auto const wanted = wantedOf(kernel_, after);
+    auto const wanted = this->wanted();
     for (auto const& vrf : after) {
         auto const found = wanted.find(vrf);
         // At the start, it may have been whole before the others were.
@@ -202,7 +226,7 @@ void Machine::judgePromptly() {
         distrusted.insert(vrf);
     }
     auto const there = tables();
-    auto const wanted = wantedOf(kernel_, there);
+    auto const wanted = this->wanted();
     for (auto const& [vrf, one] : wanted) {
         if (!there.contains(one.home)) {
             distrusted.insert(one.home);  // not read whole yet
@@ -220,13 +244,20 @@ void Machine::settle() {
     }
     faults_.whereIs(fmt::format("at {}, settled: ", kernel_.now()));
     auto& agent = running_->agent;
+    running_->recorder.flush();
     for (auto const& [vrf, why] : agent.feed().stale()) {
         faults_.add("stays stale", "{}: {}", vrf, why);
     }
+    // By the library's rules a deprecated address may fail an invariant, and the table be rebuilt.
+    bool const isDeprecated =
+        running_->recording.str().find("\"deprecated\":true") != std::string::npos;
     for (auto const& [reason, count] : agent.supervisor().repairsByReason()) {
+        if (isDeprecated && reason == "IntfAddrVrfTableSm::removeIntfAddr") {
+            continue;
+        }
         faults_.add("repaired", "{} times: {}", count, reason);
     }
-    auto const wanted = wantedOf(kernel_, tables());
+    auto const wanted = this->wanted();
     judgeStatus(wanted, agent.router(), {}, faults_);
     judgeOrder(wanted, agent.feed(), faults_);
     judgeTables(wanted, agent.router(), faults_);
@@ -258,14 +289,13 @@ void Machine::replay() {
     std::ostringstream replayed;
     Scenario::replay(recording, replayed, {.events = true, .heal = true});
     running_->output.print("snapshot", Scenario::snapshot(agent.router()));
-    auto const recorded = running_->events.view();
-    auto const again = replayed.view();
-    if (recorded != again) {
-        auto const [one, other] = std::ranges::mismatch(recorded, again);
-        auto const begin = recorded.rfind('\n', static_cast<std::size_t>(one - recorded.begin()));
-        auto const from = begin == std::string_view::npos ? 0 : begin + 1;
-        faults_.add("replayed otherwise", "{}\nand not {}", again.substr(from, 500),
-                    recorded.substr(from, 500));
+    auto const recorded = linesOf(running_->events.str());
+    auto const again = linesOf(replayed.str());
+    auto const [one, other] = std::ranges::mismatch(recorded, again);
+    if (one != recorded.end() || other != again.end()) {
+        faults_.add("replayed otherwise", "{}\nand not {}",
+                    other == again.end() ? "nothing" : *other,
+                    one == recorded.end() ? "nothing" : *one);
     }
 }
 

@@ -43,6 +43,7 @@ private:
     void judgeRun(std::set<L3::VrfName> const& before);
     void judgePromptly();
     std::set<L3::VrfName> tables() const;
+    Wanted wanted();
     void replay();
 
     bool const isPrompt_;

@@ -17,7 +17,7 @@ namespace Simulated {
 namespace {
 
 // How many of each kind are shown, shrunk.
-constexpr std::uint64_t shown = 1;
+constexpr std::uint64_t shown = 2;
 
 std::string report(std::uint64_t seed, std::string_view kind) {
     auto const least = shrunk(randomHistory(seed), kind);

@@ -1,5 +1,7 @@
 #include "Reader.h"
 
+#include <tuple>
+
 namespace Simulated {
 
 Reader::Reader(Zin::Ptr<Routing::TableFollower const> follower, Routing::Inputs const& inputs)
@@ -8,16 +10,25 @@ Reader::Reader(Zin::Ptr<Routing::TableFollower const> follower, Routing::Inputs 
 }
 
 void Reader::batchBegins() {
-    primariesBefore_ = primaries();
+    rolesBefore_ = roles(names_);
     left_.clear();
     cameBack_.clear();
 }
 
-void Reader::batchEnds() {
-    auto const now = primaries();
+void Reader::batchEnds(Names const& names) {
+    names_ = names;
+    auto const now = cameBack_.empty() ? Roles() : roles(names_);
     for (auto const& [vrf, row] : cameBack_) {
-        std::tuple const addr(vrf, row.intfId, row.key.addr, row.subnet);
-        if (now.contains(addr) == primariesBefore_.contains(addr)) {
+        auto const isOf = [&row = row](Role const& role) {
+            return std::tuple(
+                role.network, role.ifIndex,
+                role.primary.address() == row.key.addr && role.primary.prefix() == row.subnet);
+        };
+        std::pair const intf(vrf, row.intfId);
+        auto const before = rolesBefore_.find(intf);
+        auto const after = now.find(intf);
+        if (before != rolesBefore_.end() && after != now.end() &&
+            isOf(before->second) == isOf(after->second)) {
             faults_.add("left and came back", "{}: {} on {}", vrf, row, row.intfId);
         }
     }
@@ -25,12 +36,18 @@ void Reader::batchEnds() {
     cameBack_.clear();
 }
 
-Reader::Primaries Reader::primaries() const {
-    Primaries found;
+Reader::Roles Reader::roles(Names const& names) const {
+    Roles found;
     for (auto const& vrf : inputs_.ipStatus()->vrfIpIntfStatus()) {
+        auto const& name = vrf.key.bytes();
+        auto const network = names.find("ns-" + name.substr(0, name.find('/')));
+        auto const devices = inputs_.kniIntfStatusHelper()->deviceIntfStatusDir(vrf.key);
         for (auto const& intf : vrf.value->ipIntfStatus()) {
-            Nimb::IpGenAddrWithMask const primary = intf.value->activeAddrWithMask();
-            found.emplace(vrf.key, intf.key, primary.address(), primary.prefix());
+            auto const device = devices->deviceIntfStatus(intf.key);
+            found.emplace(std::pair(vrf.key, intf.key),
+                          Role{.network = network == names.end() ? std::nullopt : network->second,
+                               .ifIndex = device ? device->ifIndex() : 0,
+                               .primary = intf.value->activeAddrWithMask()});
         }
     }
     return found;

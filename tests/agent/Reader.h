@@ -1,10 +1,14 @@
 // A reader of an agent's tables, who knows what he was told of alone.
 #pragma once
 
+#include <cstdint>
+#include <map>
+#include <optional>
 #include <set>
-#include <tuple>
+#include <string>
 #include <utility>
 
+#include "feeds/netlink/Kernel.h"
 #include "heal/Told.h"
 #include "router/Inputs.h"
 #include "router/repair/TableFollower.h"
@@ -13,12 +17,16 @@ namespace Simulated {
 
 class Reader final : public Routing::TableFollower::Notifiee {
 public:
+    using Names = std::map<std::string, std::optional<Netlink::NamespaceId>>;
+
     Reader(Zin::Ptr<Routing::TableFollower const> follower, Routing::Inputs const& inputs);
 
-    // Rows that leave in a batch do not come back in it, but where the address has become the
-    // primary one of its interface, or is it no more: no such order leaves the row as it is.
+    // Rows that leave in a batch do not come back in it, but where another device has the name
+    // now, or where the address has become the primary one or is it no more: whatever the order of
+    // operations, those take the row.
     void batchBegins();
-    void batchEnds();
+    // With the names of namespaces now.
+    void batchEnds(Names const& names);
 
     void find(IpLib::AllIntfAddrVrfTable const& tables, Healing::Faults& faults) const;
 
@@ -40,15 +48,20 @@ private:
 
     using Row = std::pair<L3::VrfName, IpLib::IntfAddrEntryContent>;
 
-    // All that are published, with their VRFs and interfaces.
-    using Primaries =
-        std::set<std::tuple<L3::VrfName, Nimb::IntfId, Nimb::IpGenAddr, Nimb::IpGenPrefix>>;
-    Primaries primaries() const;
+    // What an interface was published as.
+    struct Role {
+        std::optional<Netlink::NamespaceId> network{};
+        std::uint32_t ifIndex = 0;
+        Nimb::IpGenAddrWithMask primary{};
+    };
+    using Roles = std::map<std::pair<L3::VrfName, Nimb::IntfId>, Role>;
+    Roles roles(Names const& names) const;
 
     Routing::Inputs const& inputs_;
     Healing::Told told_;
     Healing::Faults faults_;
-    Primaries primariesBefore_;
+    Names names_;
+    Roles rolesBefore_;
     std::set<Row> left_;
     std::set<Row> cameBack_;
 };
