@@ -162,6 +162,10 @@ public:
         if (!isCalm && random_.isOneIn(2)) {
             plague();
         }
+        isStarted_ = true;
+        for (auto rest = random_.below(4); rest > 0; --rest) {
+            operate(Step::Notice::none);
+        }
         put({.kind = Kind::start, .notice = anyNotice()});
         for (auto rest = shortest + random_.below(usualLength); rest > 0; --rest) {
             isCalm || random_.below(10) < 7 ? live() : suffer();
@@ -198,7 +202,11 @@ private:
             Operation const operation = random_.below(4) > 0 ? operations_.propose(kernel_)
                                                              : Peculiar(random_, kernel_).propose();
             if (performed(kernel_, operation) == 0) {
-                return put({.kind = Kind::operate, .notice = notice, .operation = operation});
+                bool const isWithin = isStarted_ && random_.isOneIn(3);
+                return put({.kind = Kind::operate,
+                            .notice = isWithin ? Step::Notice::within : notice,
+                            .operation = operation,
+                            .calls = 1 + random_.below(random_.isOneIn(2) ? 4 : 20)});
             }
         }
     }
@@ -247,6 +255,7 @@ private:
     // Without an agent on it, so that what it proposes does not depend on that.
     FakeKernel kernel_;
     History history_;
+    bool isStarted_ = false;
 };
 
 std::string_view toText(Step::Notice notice) {
@@ -257,6 +266,8 @@ std::string_view toText(Step::Notice notice) {
             return "  (told, and not run yet)";
         case Step::Notice::handled:
             return "";
+        case Step::Notice::within:
+            return "  (within)";
     }
     return "";
 }
@@ -284,7 +295,10 @@ std::string toText(FaultPlan const& plan) {
 std::string toText(Step const& step) {
     switch (step.kind) {
         case Kind::operate:
-            return fmt::format("{}{}", Netlink::Fake::text(step.operation), toText(step.notice));
+            return fmt::format("{}{}", Netlink::Fake::text(step.operation),
+                               step.notice == Step::Notice::within
+                                   ? fmt::format("  (within, {} calls later)", step.calls)
+                                   : toText(step.notice));
         case Kind::start:
             return fmt::format("the agent starts{}", toText(step.notice));
         case Kind::misfortune:

@@ -23,7 +23,8 @@ struct Step {
         settle,      // misfortunes end, time passes until nothing is due, and all is judged
     };
     // How much of it the agent is given notice of before the next step.
-    enum class Notice : std::uint8_t { none, delivered, handled };
+    // `within`: it is done only while the agent is at work.
+    enum class Notice : std::uint8_t { none, delivered, handled, within };
 
     Kind kind = Kind::operate;
     Notice notice = Notice::handled;
@@ -32,6 +33,7 @@ struct Step {
     Netlink::Fake::FaultPlan plan{};
     Netlink::NamespaceId network{};
     double seconds = 0;
+    std::uint32_t calls = 0;  // of the agent's to the kernel, where it is done within
 };
 
 struct History {

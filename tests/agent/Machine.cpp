@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <tuple>
 
 #include "feeds/scenario/Output.h"
 #include "feeds/scenario/Replayer.h"
@@ -16,6 +17,10 @@ constexpr double quiet = 60;
 constexpr int maxRuns = 1000;
 // What it waits for more, and not quite nothing.
 constexpr double coalesce = 0.0011;
+// After an operation the agent has read of it.
+constexpr double settled = 0.01;
+// How long what cannot be read holds up the others at the start.
+constexpr double startPatience = 10;
 
 // Of events and snapshots: what else a replay prints are its own words on repairs.
 std::vector<std::string> linesOf(std::string const& text) {
@@ -29,12 +34,27 @@ std::vector<std::string> linesOf(std::string const& text) {
     return lines;
 }
 
+bool has(WantedVrf const& vrf, IpLib::IntfAddrEntryContent const& row) {
+    auto const intf = vrf.intfs.find(row.intfId);
+    if (intf == vrf.intfs.end()) {
+        return false;
+    }
+    auto const isRow = [&row](Nimb::IpGenAddrWithMask const& addr) {
+        return addr.address() == row.key.addr && addr.prefix() == row.subnet;
+    };
+    auto const& [ip4, ip6] = std::tie(intf->second.ip4, intf->second.ip6);
+    return (std::ranges::any_of(ip4, isRow) && intf->second.lenders.empty()) ||
+           std::ranges::any_of(ip6, [&](auto const& addr) {
+               return isRow(addr.first) && !intf->second.untold.contains(addr.first);
+           });
+}
+
 std::string headOf(L3::VrfName const& vrf) { return vrf.bytes().substr(0, vrf.bytes().find('/')); }
 
 }  // namespace
 
 struct Machine::Running {
-    explicit Running(Netlink::Fake::FakeKernel& kernel)
+    explicit Running(Netlink::Kernel& kernel)
         : agent(
               kernel, options(), [](std::string const&) {}, nullptr),
           recorder(recording, options().config, agent.clock(),
@@ -73,7 +93,11 @@ Machine::~Machine() = default;
 void Machine::carryOut(Step const& step) {
     switch (step.kind) {
         case Step::Kind::operate:
+            if (step.notice == Step::Notice::within) {
+                return interloper_.plan(step.calls, step.operation);
+            }
             performed(kernel_, step.operation);
+            changed_ = kernel_.now();
             return follow(step.notice);
         case Step::Kind::start:
             start();
@@ -102,7 +126,12 @@ void Machine::carryOut(Step const& step) {
 
 void Machine::start() {
     if (!running_) {
-        running_ = std::make_unique<Running>(kernel_);
+        for (auto const& [name, id] : kernel_.names()) {
+            if (id) {
+                thereAtStart_.emplace(name, *id);
+            }
+        }
+        running_ = std::make_unique<Running>(interloper_);
         runAgent();
     }
 }
@@ -151,7 +180,12 @@ void Machine::runAgent() {
         return;
     }
     auto const before = tables();
+    auto const done = interloper_.done();
     running_->agent.run(now);
+    if (interloper_.done() != done) {
+        changed_ = now;
+    }
+    judgeGone();
     running_->reader.batchEnds(kernel_.names());
     judgeRun(before);
 }
@@ -181,6 +215,9 @@ void Machine::judgeRun(std::set<L3::VrfName> const& before) {
     if (!feed.isStarted() && !after.empty()) {
         faults_.add("too early", "{} tables", after.size());
     }
+    if (isPrompt_ && before.empty() && !after.empty() && kernel_.now() < startPatience) {
+        judgeStart(after);
+    }
     auto const stale = feed.stale();
     auto const wanted = this->wanted();
     for (auto const& vrf : after) {
@@ -194,8 +231,8 @@ void Machine::judgeRun(std::set<L3::VrfName> const& before) {
         // Its own namespace may have devices that the kernel has not told of.
         auto const head = headOf(vrf);
         bool const isNamed = kernel_.names().contains("ns-" + head);
-        if (isPrompt_ && found == wanted.end() && !isNamed && !stale.contains("default") &&
-            vrf.bytes() != head) {
+        if (isPrompt_ && found == wanted.end() && !isNamed && kernel_.nextEvent() > kernel_.now() &&
+            !stale.contains("default") && vrf.bytes() != head) {
             faults_.add("outlives its namespace", "VRF {}", vrf);
         }
     }
@@ -210,6 +247,39 @@ void Machine::judgeRun(std::set<L3::VrfName> const& before) {
         // Before the watcher is called, the agent has not been told.
         if (!isNamed && kernel_.nextEvent() > kernel_.now()) {
             faults_.add("kept alive", "namespace {}", id.inode);
+        }
+    }
+}
+
+// All that was there at the start has been read whole, or it is said why not.
+void Machine::judgeStart(std::set<L3::VrfName> const& published) {
+    auto const leftOut = running_->agent.feed().leftOut();
+    for (auto const& [vrf, one] : wanted()) {
+        auto const there = thereAtStart_.find("ns-" + vrf.bytes());
+        auto const now = kernel_.names().find("ns-" + vrf.bytes());
+        if (vrf == one.home && there != thereAtStart_.end() && now != kernel_.names().end() &&
+            now->second == there->second && !published.contains(vrf) &&
+            !leftOut.contains(fmt::format("VRF '{}'", vrf))) {
+            faults_.add("too early", "VRF {} has not been read yet", vrf);
+        }
+    }
+}
+
+// What the kernel has all the time does not leave.
+void Machine::judgeGone() {
+    if (!isPrompt_ || changed_ + settled >= kernel_.now()) {
+        return;
+    }
+    faults_.whereIs(fmt::format("at {}: ", kernel_.now()));
+    auto const& gone = running_->reader.gone();
+    if (gone.empty()) {
+        return;
+    }
+    auto const wanted = this->wanted();
+    for (auto const& [vrf, row] : gone) {
+        auto const there = wanted.find(vrf);
+        if (there != wanted.end() && has(there->second, row)) {
+            faults_.add("withdrawn wrongly", "{}: {} on {}", vrf, row, row.intfId);
         }
     }
 }
@@ -237,6 +307,8 @@ void Machine::judgePromptly() {
 
 void Machine::settle() {
     kernel_.faults().end();
+    interloper_.end();
+    changed_ = kernel_.now();
     start();
     runTo(kernel_.now() + quiet);
     if (isDone_) {

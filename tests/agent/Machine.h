@@ -11,6 +11,7 @@
 #include <string>
 
 #include "History.h"
+#include "Interloper.h"
 #include "Judge.h"
 #include "Reader.h"
 #include "feeds/netlink/fake/FakeKernel.h"
@@ -41,6 +42,8 @@ private:
     void serve();
     void runAgent();
     void judgeRun(std::set<L3::VrfName> const& before);
+    void judgeStart(std::set<L3::VrfName> const& published);
+    void judgeGone();
     void judgePromptly();
     std::set<L3::VrfName> tables() const;
     Wanted wanted();
@@ -49,6 +52,9 @@ private:
     bool const isPrompt_;
     Faults& faults_;
     Netlink::Fake::FakeKernel kernel_;
+    Interloper interloper_{kernel_};
+    double changed_ = 0;  // when an operation was done
+    std::map<std::string, Netlink::NamespaceId> thereAtStart_;
     std::unique_ptr<Running> running_;
     bool isDelivered_ = false;  // the agent has been called, and has not run yet
     bool isDone_ = false;

@@ -34,6 +34,7 @@ void Reader::batchEnds(Names const& names) {
     }
     left_.clear();
     cameBack_.clear();
+    gone_.clear();
 }
 
 Reader::Roles Reader::roles(Names const& names) const {
@@ -56,8 +57,10 @@ Reader::Roles Reader::roles(Names const& names) const {
 void Reader::handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row,
                        bool present) {
     told_.rowIs(vrf, row, present);
+    gone_.erase({vrf, row});
     if (!present) {
         left_.emplace(vrf, row);
+        gone_.emplace(vrf, row);
     } else if (left_.contains({vrf, row})) {
         cameBack_.emplace(vrf, row);
     }

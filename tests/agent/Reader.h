@@ -28,6 +28,10 @@ public:
     // With the names of namespaces now.
     void batchEnds(Names const& names);
 
+    using Row = std::pair<L3::VrfName, IpLib::IntfAddrEntryContent>;
+    // Those that have left in this batch, and not come back.
+    std::set<Row> const& gone() const { return gone_; }
+
     void find(IpLib::AllIntfAddrVrfTable const& tables, Healing::Faults& faults) const;
 
 private:
@@ -46,8 +50,6 @@ private:
         told_.linkLocalFromIntfIs(vrf, intf, present);
     }
 
-    using Row = std::pair<L3::VrfName, IpLib::IntfAddrEntryContent>;
-
     // What an interface was published as.
     struct Role {
         std::optional<Netlink::NamespaceId> network{};
@@ -64,6 +66,7 @@ private:
     Roles rolesBefore_;
     std::set<Row> left_;
     std::set<Row> cameBack_;
+    std::set<Row> gone_;
 };
 
 }  // namespace Simulated
