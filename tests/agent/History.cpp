@@ -32,7 +32,11 @@ public:
     Peculiar(Random& random, FakeKernel const& kernel) : random_(random), kernel_(kernel) {}
 
     Operation propose() {
-        switch (random_.below(8)) {
+        switch (random_.below(11)) {
+            case 8:
+            case 9:
+            case 10:
+                return crowd();
             case 0:
             case 1:
                 return addHost();
@@ -70,6 +74,23 @@ private:
                                             "ns-" + std::string(143, 'x'),
                                             "ns-" + std::string(148, 'y')};
         return random_.oneOf(names);
+    }
+    // On one interface of a namespace, so that lists are long enough to be told in parts, and
+    // primaries have secondaries behind them.
+    Operation crowd() {
+        auto const& links = kernel_.links(anyNetwork());
+        Link const& link =
+            links.size() > 1 ? std::next(links.begin())->second : links.begin()->second;
+        if (!link.ip4.empty() && random_.isOneIn(3)) {
+            auto const count = static_cast<std::uint32_t>(link.ip4.size());
+            return {.kind = Operation::Kind::removeAddress,
+                    .place = link.place,
+                    .address = link.ip4[random_.isOneIn(2) ? 0 : random_.below(count)]};
+        }
+        return {.kind = Operation::Kind::addAddress,
+                .place = link.place,
+                .address = {.own = Nimb::IpGenAddrWithMask(fmt::format(
+                                "10.0.{}.{}/24", random_.below(3), 1 + random_.below(6)))}};
     }
     Operation addHost() {
         Link const& link = anyLink();
@@ -145,9 +166,12 @@ public:
         : random_(seed, 0), operations_(random_.next(), {.addresses = 28, .settings = 3}) {}
 
     History history() {
-        static constexpr std::size_t limits[] = {300, 1000, 32768};
+        static constexpr std::size_t limits[] = {100, 300, 1000, 32768};
+        // The smallest has room for a few messages.
+        static constexpr std::size_t buffers[] = {3000, 1U << 20, 1U << 20, 1U << 20};
         history_.isPrompt = random_.isOneIn(2);
         history_.datagramLimit = random_.oneOf(limits);
+        history_.receiveBuffer = random_.oneOf(buffers);
         bool const isCalm = random_.isOneIn(8);
         if (random_.isOneIn(2)) {
             Operation const promote{.kind = Operation::Kind::promoteSecondaries,
@@ -202,7 +226,7 @@ private:
             Operation const operation = random_.below(4) > 0 ? operations_.propose(kernel_)
                                                              : Peculiar(random_, kernel_).propose();
             if (performed(kernel_, operation) == 0) {
-                bool const isWithin = isStarted_ && random_.isOneIn(3);
+                bool const isWithin = isStarted_ && random_.isOneIn(4);
                 return put({.kind = Kind::operate,
                             .notice = isWithin ? Step::Notice::within : notice,
                             .operation = operation,
@@ -218,9 +242,15 @@ private:
             case 1:
                 return put({.kind = Kind::plague, .plan = {}});  // it is over
             case 2:
-                return put({.kind = Kind::overrun,
-                            .notice = anyNotice(),
-                            .network = random_.oneOf(kernel_.namespaces())});
+                put({.kind = Kind::overrun,
+                     .notice = Step::Notice::none,
+                     .network = random_.isOneIn(2) ? kernel_.ownNamespace()
+                                                   : random_.oneOf(kernel_.namespaces())});
+                // Most likely within the dump that follows.
+                for (auto rest = random_.below(4); rest > 0; --rest) {
+                    operate(Step::Notice::within);
+                }
+                return put({.kind = Kind::wait, .seconds = 0.02});
             case 5:
                 return put({.kind = Kind::delay,
                             .network = random_.oneOf(kernel_.namespaces()),

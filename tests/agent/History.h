@@ -42,6 +42,8 @@ struct History {
     bool isPrompt = false;
     // Of a dump's datagrams, in bytes.
     std::size_t datagramLimit = 0;
+    // For notifications, in bytes, at most.
+    std::size_t receiveBuffer = 0;
     std::vector<Step> steps{};
 };
 

@@ -86,6 +86,7 @@ struct Machine::Running {
 Machine::Machine(History const& history, Faults& faults)
     : isPrompt_(history.isPrompt), faults_(faults) {
     kernel_.datagramLimitIs(history.datagramLimit);
+    kernel_.receiveBufferLimit = history.receiveBuffer;
 }
 
 Machine::~Machine() = default;

@@ -17,12 +17,11 @@ namespace Simulated {
 namespace {
 
 // How many of each kind are shown, shrunk.
-constexpr std::uint64_t shown = 2;
+constexpr std::uint64_t shown = 1;
 
 std::string report(std::uint64_t seed, std::string_view kind) {
     auto const least = shrunk(randomHistory(seed), kind);
-    std::string lines =
-        fmt::format("AGENT_HISTORIES=1 AGENT_SEED={} random_agent_test\n{}", seed, text(least));
+    std::string lines = fmt::format("scripts/soak --agent 1 {}\n{}", seed, text(least));
     for (Fault const& fault : tried(least)) {
         lines += fmt::format("# {}: {}\n", fault.kind, fault.what);
     }
