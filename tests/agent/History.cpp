@@ -227,8 +227,14 @@ private:
                                                              : Peculiar(random_, kernel_).propose();
             if (performed(kernel_, operation) == 0) {
                 bool const isWithin = isStarted_ && random_.isOneIn(4);
+                // What changes within a dump is told by its end: else nobody could know that the
+                // dump has missed what stood behind something that went.
+                bool const mayBeWithin = history_.isPrompt;
+                auto const told = isWithin ? Step::Notice::within : notice;
                 return put({.kind = Kind::operate,
-                            .notice = isWithin ? Step::Notice::within : notice,
+                            .notice = told == Step::Notice::within && !mayBeWithin
+                                          ? Step::Notice::handled
+                                          : told,
                             .operation = operation,
                             .calls = 1 + random_.below(random_.isOneIn(2) ? 4 : 20)});
             }

@@ -223,8 +223,10 @@ void Machine::judgeRun(std::set<L3::VrfName> const& before) {
     auto const wanted = this->wanted();
     for (auto const& vrf : after) {
         auto const found = wanted.find(vrf);
-        // At the start, it may have been whole before the others were.
-        bool const isHome = found != wanted.end() && found->second.home == vrf;
+        // At the start, it may have been whole before the others were; and a device of that name
+        // may have been the VRF before the namespace was.
+        bool const isHome = found != wanted.end() && found->second.home == vrf &&
+                            !kernel_.link(kernel_.ownNamespace(), vrf.bytes());
         if (isPrompt_ && isHome && !before.empty() && !before.contains(vrf) &&
             stale.contains(vrf)) {
             faults_.add("too early", "VRF {} is stale: {}", vrf, stale.at(vrf));
@@ -279,7 +281,9 @@ void Machine::judgeGone() {
     auto const wanted = this->wanted();
     for (auto const& [vrf, row] : gone) {
         auto const there = wanted.find(vrf);
-        if (there != wanted.end() && has(there->second, row)) {
+        if (there != wanted.end() && has(there->second, row) &&
+            there->second.intfs.at(row.intfId).ifIndex ==
+                running_->reader.ifIndexBefore(vrf, row.intfId)) {
             faults_.add("withdrawn wrongly", "{}: {} on {}", vrf, row, row.intfId);
         }
     }

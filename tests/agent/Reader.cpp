@@ -66,6 +66,11 @@ void Reader::handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const
     }
 }
 
+std::uint32_t Reader::ifIndexBefore(L3::VrfName const& vrf, Nimb::IntfId const& intf) const {
+    auto const found = rolesBefore_.find({vrf, intf});
+    return found == rolesBefore_.end() ? 0 : found->second.ifIndex;
+}
+
 void Reader::find(IpLib::AllIntfAddrVrfTable const& tables, Healing::Faults& faults) const {
     for (auto const& fault : faults_.all()) {
         faults.add(fault.kind, "{}", fault.what);

@@ -32,6 +32,9 @@ public:
     // Those that have left in this batch, and not come back.
     std::set<Row> const& gone() const { return gone_; }
 
+    // The index of the device that had the name before this batch; 0: none.
+    std::uint32_t ifIndexBefore(L3::VrfName const& vrf, Nimb::IntfId const& intf) const;
+
     void find(IpLib::AllIntfAddrVrfTable const& tables, Healing::Faults& faults) const;
 
 private:
