@@ -142,10 +142,11 @@ private:
             auto const general = published(address);
             Nimb::Ip6AddrWithMask const addr(general.address().ip6(), general.prefixLength());
             // Optimistic while its link cannot detect anything yet, or tentative since that went
-            // down.
+            // down, until it is up and has a carrier.
             bool const isUntold =
                 address.has(IFA_F_TENTATIVE) &&
-                (address.has(IFA_F_OPTIMISTIC) ? !link.ip6Ready : address.outlivedDown);
+                (address.has(IFA_F_OPTIMISTIC) ? !link.ip6Ready
+                                               : address.outlivedDown || !link.ip6Ready);
             if (isUntold) {
                 one.untold.insert(addr);
             }
