@@ -7,6 +7,7 @@ set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to
 set(IPLIB_MODEL_SCENARIOS 2000 CACHE STRING "Random scenarios that are replayed and compared with the model")
 set(IPLIB_NESTED_LISTS 20000 CACHE STRING "Random lists of changes that an observer makes within a notification")
 set(IPLIB_HEAL_SCENARIOS 5000 CACHE STRING "Random scenarios after which a router that repairs itself is right")
+set(IPLIB_AGENT_HISTORIES 2000 CACHE STRING "Random histories of a kernel after which an agent is right")
 
 set(IPLIB_TEST_TIMEOUT 60 CACHE STRING "Seconds after which a test that does not end has failed")
 

@@ -28,10 +28,10 @@ constexpr Zin::Seconds longAgo = -std::numeric_limits<Zin::Seconds>::infinity();
 
 Zin::Seconds longer(Zin::Seconds pause) { return std::min(2 * pause, longestPause); }
 
-// Whether the list of an interface's IPv4 addresses may have been put in another order.
-bool mayReorder(Change const& change) {
-    auto const* const gone = std::get_if<AddressGone>(&change);
-    return gone && gone->address.family() == Nimb::AddressFamily::ipv4;
+// Whether a dump that goes on meanwhile may miss what is there, or show it in another order,
+// without a word: it goes on by position, so that what goes hides what stood behind it.
+bool misleads(Change const& change) {
+    return std::holds_alternative<AddressGone>(change) || std::holds_alternative<LinkGone>(change);
 }
 
 }  // namespace
@@ -268,7 +268,7 @@ void Follower::endDump(Zin::Seconds now) {
         mirror_.apply(change);
     }
     // Whether the dump was before or after, nobody knows.
-    if (std::ranges::any_of(since, mayReorder)) {
+    if (std::ranges::any_of(since, misleads)) {
         wantDump(now);
     }
 }

@@ -124,7 +124,7 @@ int FakeKernel::removeName(std::string const& name) {
 
 void FakeKernel::overrun(NamespaceId id) {
     for (auto* const listener : links_.networks().at(id).listeners) {
-        listener->overrun();
+        listener->lose(now());
     }
 }
 

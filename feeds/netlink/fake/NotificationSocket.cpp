@@ -37,18 +37,30 @@ void NotificationSocket::notifyLate(Bytes const& message, double now) {
 
 void NotificationSocket::delayUntil(double time) { delayedUntil_ = std::max(delayedUntil_, time); }
 
+void NotificationSocket::lose(double now) {
+    if (now < delayedUntil_ || !late_.empty()) {
+        late_.push_back(std::nullopt);
+    } else {
+        overrun();
+    }
+}
+
 void NotificationSocket::advanceTo(double now) {
     releaseHeld(now);
     if (now >= delayedUntil_) {
         for (auto& datagram : std::exchange(late_, {})) {
-            push(std::move(datagram));
+            if (datagram) {
+                push(*std::move(datagram));
+            } else {
+                overrun();
+            }
         }
     }
 }
 
 void NotificationSocket::arrive(Bytes const& message, double now) {
     if (faults().strikes(Fault::loseNotification)) {
-        overrun();
+        lose(now);
         return;
     }
     if (faults().strikes(Fault::delayNotifications)) {
@@ -58,7 +70,7 @@ void NotificationSocket::arrive(Bytes const& message, double now) {
     int const times = faults().strikes(Fault::duplicate) ? 2 : 1;
     for (int i = 0; i < times; ++i) {
         if (now < delayedUntil_ || !late_.empty()) {
-            late_.push_back({.bytes = message});
+            late_.push_back(Datagram{.bytes = message});
         } else {
             push({.bytes = message});
         }

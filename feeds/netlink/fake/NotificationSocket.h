@@ -22,6 +22,8 @@ public:
     // Comes behind the next address message, if that is of the same link and comes soon.
     void notifyLate(Bytes const& message, double now);
     void delayUntil(double time);
+    // A notification is lost; what comes late was there before it.
+    void lose(double now);
 
     // When it has to be looked at again.
     double nextArrival() const { return late_.empty() ? never : delayedUntil_; }
@@ -33,7 +35,7 @@ private:
 
     std::optional<Bytes> held_;
     double delayedUntil_ = 0;
-    std::deque<Datagram> late_;
+    std::deque<std::optional<Datagram>> late_;  // nothing for a loss
 };
 
 }  // namespace Netlink::Fake

@@ -1,0 +1,43 @@
+// What an agent has to publish of a kernel, stated plainly and from all that the kernel holds.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "Interface/OperStatus.h"
+#include "L3/VrfName.h"
+#include "Nimb/IntfId.h"
+#include "Nimb/Ip6AddrWithMask.h"
+#include "Nimb/IpAddrWithMask.h"
+#include "feeds/netlink/fake/FakeKernel.h"
+
+namespace Simulated {
+
+struct WantedIntf {
+    std::uint32_t ifIndex = 0;
+    Interface::OperStatus operStatus = Interface::OperStatus::unknown;
+    bool up = false;
+    std::vector<Nimb::IpAddrWithMask> ip4{};     // in the kernel's order
+    std::set<Nimb::IpAddrWithMask> primaries{};  // those that may be the primary one
+    std::set<Nimb::IntfId> lenders{};            // it is unnumbered if there are any
+    // Whether it is deprecated; nothing in the second before it is, which a dump rounds away.
+    std::map<Nimb::Ip6AddrWithMask, std::optional<bool>> ip6{};
+    // Those of them whose state the kernel shows in dumps and does not tell, so that they may be
+    // published or not.
+    std::set<Nimb::Ip6AddrWithMask> untold{};
+};
+
+struct WantedVrf {
+    // That of the namespace in which it is.
+    L3::VrfName home{};
+    std::map<Nimb::IntfId, WantedIntf> intfs{};
+};
+
+using Wanted = std::map<L3::VrfName, WantedVrf>;
+
+// Of the names of one namespace any may be its VRF's that is not `refused`, if there is one.
+Wanted wantedOf(Netlink::Fake::FakeKernel& kernel, std::set<L3::VrfName> const& refused);
+
+}  // namespace Simulated
