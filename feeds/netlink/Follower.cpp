@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -65,7 +66,7 @@ void Follower::run(Zin::Seconds now) {
     if (sockets_) {
         try {
             readAll(now);
-        } catch (std::system_error const& error) {
+        } catch (std::runtime_error const& error) {
             close(now, error.what());
         }
     }
@@ -169,9 +170,10 @@ void Follower::readDump(Zin::Seconds now) {
                 ++skipped_.foreignMessages;
             }
         },
+        // Its end may have been in what is lost, and would be waited for.
         [this](std::string const& why) {
             if (dump_) {
-                dump_->damage(why);
+                throw std::runtime_error("an answer of the kernel is lost: " + why);
             }
         });
     if (!isEmpty) {

@@ -181,6 +181,18 @@ TEST_F(FollowerTest, ARefusedDumpAndOneThatFailsAtItsEndAreRepeated) {
     }
 }
 
+// The one that says that the answer is complete may be cut too.
+TEST_F(FollowerTest, NobodyWaitsForTheEndOfADumpOfWhichADatagramWasCut) {
+    add("10.0.0.1/24");
+    for (int cut = 1; cut < 4; ++cut) {
+        kernel.overrun(own);
+        kernel.faults().next(Fault::truncate, 0, static_cast<std::size_t>(cut));
+        runTo(kernel.now() + 1.0);
+        EXPECT_FALSE(follower.distrust());
+        EXPECT_EQ(mirrored(), real());
+    }
+}
+
 TEST_F(FollowerTest, WhatIsNotifiedDuringADumpComesOnTop) {
     runTo(1.0);
     add("10.0.0.1/24");

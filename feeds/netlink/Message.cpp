@@ -153,11 +153,9 @@ private:
             return;
         }
         auto const ifIndex = static_cast<std::uint32_t>(info->ifi_index);
+        // Bridges tell of ports that come to them and leave; of a link itself only AF_UNSPEC does,
+        // also what its master is.
         if (info->ifi_family != AF_UNSPEC) {
-            // Bridges tell of their ports; of a link itself only AF_UNSPEC does.
-            if (info->ifi_family == AF_BRIDGE && !isThere) {
-                tell(Change(PortLeft{ifIndex}));
-            }
             return;
         }
         if (!isThere) {

@@ -59,10 +59,6 @@ struct LinkIs {
 struct LinkGone {
     std::uint32_t ifIndex;
 };
-// Says nothing else of the link.
-struct PortLeft {
-    std::uint32_t ifIndex;
-};
 struct AddressIs {
     Address address;
 };
@@ -77,7 +73,7 @@ struct End {
 struct Overrun {};
 
 // What changes a mirror of the kernel.
-using Change = std::variant<LinkIs, LinkGone, PortLeft, AddressIs, AddressGone>;
+using Change = std::variant<LinkIs, LinkGone, AddressIs, AddressGone>;
 
 struct Message {
     // Of the request that it answers, or that led to it.

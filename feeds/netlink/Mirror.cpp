@@ -55,15 +55,6 @@ void Mirror::apply(Change const& change) {
     std::visit([this](auto const& one) { handle(one); }, change);
 }
 
-void Mirror::handle(PortLeft const& change) {
-    auto const* const one = find(change.ifIndex);
-    if (one && one->link) {
-        Link link = *one->link;
-        link.master = 0;
-        set(link);
-    }
-}
-
 void Mirror::handle(AddressGone const& change) {
     Address const& address = change.address;
     auto const one = links_.find(address.ifIndex);

@@ -66,7 +66,6 @@ public:
 private:
     void handle(LinkIs const& change) { set(change.link); }
     void handle(LinkGone const& change) { remove(change.ifIndex); }
-    void handle(PortLeft const& change);
     void handle(AddressIs const& change) { set(change.address); }
     void handle(AddressGone const& change);
 

@@ -108,7 +108,6 @@ TEST_F(MirrorTest, AnotherLinkWithItsNameLeavesALinkNameless) {
 TEST_F(MirrorTest, ANamelessLinkMayBeToldOfAndGo) {
     is(linkOf(3, "a"));
     is(linkOf(4, "a"));
-    mirror.apply(PortLeft{3});
     gone(3);
     is(linkOf(5, "a"));
     gone(4);
@@ -158,16 +157,6 @@ TEST_F(MirrorTest, WhatBelongsToALinkIsLookedAtWithIt) {
     EXPECT_THAT(touched(), ElementsAre(3));
     gone(3);
     EXPECT_THAT(touched(), ElementsAre(3, 4));
-}
-
-TEST_F(MirrorTest, APortThatLeavesItsBridgeIsThereStill) {
-    is(linkOf(2, "br0"));
-    is(memberOf(2, 3, "eth0"));
-    mirror.apply(PortLeft{3});
-    mirror.apply(PortLeft{9});
-
-    EXPECT_EQ(mirror.find(3)->link->master, 0U);
-    EXPECT_FALSE(mirror.find(9));
 }
 
 TEST_F(MirrorTest, WhoMayBorrowAnAddressIsLookedAtWithIt) {
