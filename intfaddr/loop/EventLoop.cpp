@@ -1,10 +1,13 @@
 #include "intfaddr/loop/EventLoop.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 namespace IntfAddr {
@@ -20,12 +23,12 @@ constexpr Zin::Seconds longestWait = 3600.0;
 struct Watched : std::enable_shared_from_this<Watched> {
     Watched(asio::io_context& context, int number, Netlink::Loop::Event event,
             std::function<void()> callback)
-        : descriptor(context),
-          kind(event == Netlink::Loop::Event::readable
-                   ? asio::posix::stream_descriptor::wait_read
-                   : asio::posix::stream_descriptor::wait_error),
-          ready(std::move(callback)) {
-        descriptor.assign(number);
+        : descriptor(context), kind(kindOf(event)), ready(std::move(callback)) {
+        boost::system::error_code error;
+        descriptor.assign(number, error);
+        if (error) {
+            throw std::system_error(error, "cannot watch a descriptor");
+        }
     }
 
     static asio::posix::stream_descriptor::wait_type kindOf(Netlink::Loop::Event event) {
@@ -44,12 +47,15 @@ struct Watched : std::enable_shared_from_this<Watched> {
         if (std::exchange(isWaiting, true)) {
             return;
         }
+        // To wait for it makes it non-blocking, also for others who share the open file.
+        int const flags = ::fcntl(descriptor.native_handle(), F_GETFL);
         descriptor.async_wait(kind, [self = shared_from_this()](boost::system::error_code error) {
             self->isWaiting = false;
             if (!error && self->ready) {
                 self->ready();
             }
         });
+        ::fcntl(descriptor.native_handle(), F_SETFL, flags);
     }
 
     asio::posix::stream_descriptor descriptor;
