@@ -115,9 +115,11 @@ class AtRandom(AgentCase):
 
     def assert_replays_as_it_was(self, agent):
         told = [bare(line) for line in agent.lines]
-        # What was due after the last change has been recorded.
-        with open(self.path("recording"), "a") as file:
-            file.write(json.dumps({"at": json.loads(told[-1])["t"], "op": "snapshot"}) + "\n")
+        # Also what was due after the last change that has been recorded.
+        with open(self.path("recording"), "r+") as file:
+            times = [float(found) for found in re.findall(r'"at":([0-9.]+)}$', file.read(), re.M)]
+            end = max(times[-1], json.loads(told[-1])["t"])
+            file.write(json.dumps({"at": end, "op": "snapshot"}) + "\n")
         replayed = self.replay(self.path("recording"), "--events")
         self.assertEqual((replayed.returncode, replayed.stderr), (0, ""))
         *printed, last = map(bare, replayed.stdout.splitlines())
@@ -359,7 +361,7 @@ class Kernel(AgentCase):
             self.assert_soon(lambda: sum(address.startswith("10.") for address
                                          in agent.addresses("red")) == left, 20.0)
             if left:
-                self.assertLess(agent.notices[0][0] - went_on, 1.0)
+                self.assertLess(agent.notices[0][0] - went_on, 5.0)
         self.assertEqual(len(agent.told("VRF 'red': notifications lost ")), 1, agent.notices)
         self.assertEqual(len(agent.notices), 1)
         self.assert_ends_well(agent)
