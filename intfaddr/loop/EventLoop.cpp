@@ -1,5 +1,7 @@
 #include "intfaddr/loop/EventLoop.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
@@ -18,20 +20,14 @@ namespace asio = boost::asio;
 constexpr Zin::Seconds longestWait = 3600.0;
 
 // Outlives its watch while the loop holds on to an event of it.
+//
+// It is registered while it is waited for, and not longer: the loop is not to wake up for each
+// message that comes while nobody asks.
 struct Watched : std::enable_shared_from_this<Watched> {
-    Watched(asio::io_context& context, int number, Netlink::Loop::Event event,
+    Watched(asio::io_context& context, int watched, Netlink::Loop::Event event,
             std::function<void()> callback)
-        : descriptor(context),
-          kind(event == Netlink::Loop::Event::readable
-                   ? asio::posix::stream_descriptor::wait_read
-                   : asio::posix::stream_descriptor::wait_error),
-          ready(std::move(callback)) {
-        boost::system::error_code error;
-        descriptor.assign(number, error);
-        if (error) {
-            throw std::system_error(error, "cannot watch a descriptor");
-        }
-    }
+        : number(watched), descriptor(context), kind(kindOf(event)), ready(std::move(callback)) {}
+    ~Watched() { release(); }
 
     static asio::posix::stream_descriptor::wait_type kindOf(Netlink::Loop::Event event) {
         switch (event) {
@@ -46,21 +42,36 @@ struct Watched : std::enable_shared_from_this<Watched> {
     }
 
     void wait() {
-        if (std::exchange(isWaiting, true)) {
+        if (descriptor.is_open()) {
             return;
         }
+        // To wait for it makes it non-blocking, also for others who share the open file.
+        int const flags = ::fcntl(number, F_GETFL);
+        boost::system::error_code unwatchable;
+        descriptor.assign(number, unwatchable);
+        if (unwatchable) {
+            throw std::system_error(unwatchable, "cannot watch a descriptor");
+        }
         descriptor.async_wait(kind, [self = shared_from_this()](boost::system::error_code error) {
-            self->isWaiting = false;
-            if (!error && self->ready) {
+            if (!error) {
+                self->release();
                 self->ready();
             }
         });
+        ::fcntl(number, F_SETFL, flags);
     }
 
+    // It is its owner's to close.
+    void release() {
+        if (descriptor.is_open()) {
+            descriptor.release();
+        }
+    }
+
+    int const number;
     asio::posix::stream_descriptor descriptor;
     asio::posix::stream_descriptor::wait_type const kind;
     std::function<void()> ready;
-    bool isWaiting = false;
 };
 
 class DescriptorWatch final : public Netlink::Watch {
@@ -69,8 +80,8 @@ public:
         watched_->wait();
     }
     ~DescriptorWatch() override {
-        watched_->ready = nullptr;
-        watched_->descriptor.release();
+        watched_->ready = [] {};
+        watched_->release();
     }
 
     void again() override { watched_->wait(); }

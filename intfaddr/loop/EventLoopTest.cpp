@@ -62,6 +62,35 @@ TEST(EventLoop, TellsOnceOfWhatIsThereAndAgainWhenAsked) {
     EXPECT_EQ(told, 3);
 }
 
+TEST(EventLoop, TellsWhenThereIsRoomAgain) {
+    EventLoop loop;
+    Pipe const pipe;
+    std::array<char, 4096> const page{};
+    while (::write(pipe.in.number(), page.data(), page.size()) > 0) {
+    }
+    int told = 0;
+    auto const watch = loop.watch(pipe.in.number(), Event::writable, [&told] { ++told; });
+    loop.wait(0.0);
+    EXPECT_EQ(told, 0);
+
+    std::array<char, 4096> taken{};
+    while (::read(pipe.out.number(), taken.data(), taken.size()) > 0) {
+    }
+    loop.wait(loop.now() + 10.0);
+    EXPECT_EQ(told, 1);
+}
+
+TEST(EventLoop, LeavesTheDescriptorAsItIsToThoseWhoShareIt) {
+    EventLoop loop;
+    Pipe const pipe;
+    ::fcntl(pipe.in.number(), F_SETFL, 0);
+    auto const watch = loop.watch(pipe.in.number(), Event::writable, [] {});
+    loop.wait(loop.now() + 10.0);
+    watch->again();
+
+    EXPECT_EQ(::fcntl(pipe.in.number(), F_GETFL) & O_NONBLOCK, 0);
+}
+
 TEST(EventLoop, AWatchMayEndWithinItsOwnCall) {
     EventLoop loop;
     Pipe const pipe;
