@@ -41,6 +41,10 @@ public:
     Outlet(EventLoop& loop, int descriptor) : loop_(loop), queue_(descriptor) {}
 
     void put(std::string_view line) { queue_.put(line); }
+    // The errno with which writing has failed, once.
+    int failure() {
+        return queue_.failed() == 0 ? 0 : std::exchange(toldFailure_, true) ? 0 : queue_.failed();
+    }
     // Each line of it.
     void putLines(std::string_view text) {
         while (!text.empty()) {
@@ -64,6 +68,7 @@ private:
     EventLoop& loop_;
     OutputQueue queue_;
     std::unique_ptr<Netlink::Watch> watch_;
+    bool toldFailure_ = false;
 };
 
 // Who is told of repairs: the events, the recording, the directory of troubles and the operator.
@@ -145,6 +150,9 @@ public:
             tell();
             loop_.wait(std::min(agent_.nextExpiry(), repairs_.recorder ? nextFlush_ : Velk::never));
         }
+        if (repairs_.recorder) {
+            repairs_.recorder->end();
+        }
         flush();
         Zin::Seconds const end = loop_.now() + lastWords;
         for (tell(); !(out_.isDone() && err_.isDone()) && loop_.now() < end; tell()) {
@@ -169,17 +177,21 @@ private:
 
     void handleSignal(int signal) {
         if (signal == SIGUSR1) {
-            Report report = makeReport(agent_.router(), {});
-            auto const stale = agent_.feed().stale();
-            for (VrfReport& one : report) {
-                if (auto const why = stale.find(one.vrf); why != stale.end()) {
-                    one.stale = why->second;
-                }
-            }
-            out_.putLines(toJson(report));
+            isAsked_ = true;
         } else {
             ends_ = true;
         }
+    }
+
+    // One at a time, whoever asks however often, and in one line, which goes whole or not at all.
+    void answer() {
+        if (!isAsked_ || !out_.isDone()) {
+            return;
+        }
+        isAsked_ = false;
+        Report report = makeReport(agent_.router(), {});
+        addFromFeed(report, agent_.feed());
+        out_.put(toJsonLine(report));
     }
 
     void notice(std::string const& line) { err_.put("intfaddr: " + printable(line)); }
@@ -193,6 +205,12 @@ private:
             flush();
         }
         out_.write();
+        answer();
+        out_.write();
+        if (int const error = out_.failure(); error != 0) {
+            notice("the standard output cannot be written any more: " +
+                   std::generic_category().message(error));
+        }
         err_.write();
     }
 
@@ -217,6 +235,7 @@ private:
     Scenario::Output output_;
     std::unique_ptr<Scenario::FollowedEventPrinter> printer_;
     Zin::Seconds nextFlush_ = 0.0;
+    bool isAsked_ = false;
     bool ends_ = false;
 };
 
@@ -225,6 +244,8 @@ private:
 int agent(AgentOptions const& options) {
     // A reader that has gone is an error of writing to it.
     std::signal(SIGPIPE, SIG_IGN);
+    // Who asks too early gets no answer, and does no harm.
+    std::signal(SIGUSR1, SIG_IGN);
     Running running(options);
     running.run();
     return 0;

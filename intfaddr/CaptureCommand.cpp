@@ -25,10 +25,13 @@ void captureTo(std::ostream& out, Netlink::Policy const& policy, std::ostream& e
     Scenario::Recorder recorder(out, config, router.scheduler()->clock(),
                                 std::numeric_limits<std::size_t>::max());
     router.inputs().effects().observerAdd(recorder);
-    publishMachine(router, std::nullopt, policy, [&](std::string const& line) {
-        err << "intfaddr: warning: " << printable(line) << '\n';
-        recorder.comment(line);
-    });
+    publishMachine(
+        router, std::nullopt, policy,
+        [&](std::string const& line) {
+            err << "intfaddr: warning: " << printable(line) << '\n';
+            recorder.comment(line);
+        },
+        [](Netlink::Feed const&) {});
     router.inputs().effects().observerDel(recorder);
 }
 

@@ -70,14 +70,15 @@ ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err
     Netlink::Notice const warn = [&err](std::string const& message) {
         err << "intfaddr: warning: " << printable(message) << '\n';
     };
-    publishMachine(router, question.vrf, options.policy, warn);
-
     Report report;
-    try {
-        report = makeReport(router, question);
-    } catch (Routing::OperationError const& error) {
-        throw BadArgument(error.what());
-    }
+    publishMachine(router, question.vrf, options.policy, warn, [&](Netlink::Feed const& feed) {
+        try {
+            report = makeReport(router, question);
+        } catch (Routing::OperationError const& error) {
+            throw BadArgument(error.what());
+        }
+        addFromFeed(report, feed, question.addr);
+    });
     router.managerStop().apply();  // what fails in that is told, as it is not where the router goes
     out << (options.json ? toJson(report) : toText(report));
     if (!question.addr || hasRow(report)) {

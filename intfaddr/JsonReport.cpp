@@ -8,6 +8,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+Json jsonOf(Unpublished const& unpublished);
 Json jsonOf(VrfReport const& one);
 
 Json flagsOf(Routing::Row const& row) {
@@ -53,23 +54,42 @@ Json listOf(Items const& items) {
     return list;
 }
 
+Json jsonOf(Unpublished const& unpublished) {
+    Json json;
+    json["address"] = unpublished.addr.address().toStrep();
+    json["prefixLength"] = unpublished.addr.prefixLength();
+    json["family"] = toStrep(unpublished.addr.family());
+    json["interface"] = unpublished.intfId.name();
+    json["why"] = unpublished.why;
+    return json;
+}
+
 Json jsonOf(VrfReport const& one) {
     Json json;
     json["name"] = one.vrf.text();
     json["addresses"] = listOf(one.rows);
     json["deferred"] = listOf(one.deferred);
+    json["notPublished"] = listOf(one.unpublished);
     if (one.stale) {
         json["stale"] = *one.stale;
     }
     return json;
 }
 
+Json documentOf(Report const& report) {
+    Json document;
+    document["vrfs"] = listOf(report);
+    return document;
+}
+
 }  // namespace
 
 std::string toJson(Report const& report) {
-    Json document;
-    document["vrfs"] = listOf(report);
-    return document.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+    return documentOf(report).dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+std::string toJsonLine(Report const& report) {
+    return documentOf(report).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 }  // namespace IntfAddr

@@ -19,5 +19,7 @@ namespace IntfAddr {
 
 // Ends in a newline.
 std::string toJson(Report const& report);
+// The same in one line, without its end.
+std::string toJsonLine(Report const& report);
 
 }  // namespace IntfAddr

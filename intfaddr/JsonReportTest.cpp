@@ -29,8 +29,8 @@ TEST(JsonReport, SaysOfEveryAddressWhatItIs) {
               R"({"address":"192.0.2.3","prefixLength":24,"family":"IPv4","interface":"eth1",)"
               R"("conflictsWith":"eth0"},)"
               R"({"address":"2001:db8::2","prefixLength":64,"family":"IPv6","interface":"eth1",)"
-              R"("conflictsWith":null}]},)"
-              R"({"name":"red","addresses":[],"deferred":[]}]})");
+              R"("conflictsWith":null}],"notPublished":[]},)"
+              R"({"name":"red","addresses":[],"deferred":[],"notPublished":[]}]})");
 }
 
 TEST(JsonReport, ARouterWithoutVrfsIsAnEmptyList) {

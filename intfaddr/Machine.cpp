@@ -60,12 +60,13 @@ private:
 }  // namespace
 
 void publishMachine(Routing::Router& router, std::optional<L3::VrfName> const& only,
-                    Netlink::Policy const& policy, Netlink::Notice const& warn) {
+                    Netlink::Policy const& policy, Netlink::Notice const& warn,
+                    std::function<void(Netlink::Feed const&)> const& look) {
     EventLoop loop;
     Netlink::LiveKernel kernel(loop);
     Publisher publisher(router, warn);
     Netlink::Feed feed(
-        kernel, {.policy = policy, .only = only},
+        kernel, {.policy = policy, .only = only, .watches = false},
         [&publisher](auto const& operations) { publisher.publish(operations); },
         [&](std::string const& line) {
             if (!only) {
@@ -75,13 +76,12 @@ void publishMachine(Routing::Router& router, std::optional<L3::VrfName> const& o
     for (feed.run(loop.now()); !feed.isStarted(); feed.run(loop.now())) {
         loop.wait(feed.nextExpiry());
     }
-    auto const leftOut = feed.leftOut();
     for (L3::VrfName const& needed : {L3::VrfName("default"), only.value_or("default")}) {
-        if (auto const why = leftOut.find(fmt::format("VRF '{}'", needed)); why != leftOut.end()) {
-            throw std::runtime_error(
-                fmt::format("VRF '{}' cannot be read: {}", needed, why->second));
+        if (auto const why = feed.unreadable(needed)) {
+            throw std::runtime_error(fmt::format("VRF '{}' cannot be read: {}", needed, *why));
         }
     }
+    look(feed);
 }
 
 }  // namespace IntfAddr

@@ -366,9 +366,9 @@ class Kernel(AgentCase):
             self.assert_soon(lambda: sum(address.startswith("10.") for address
                                          in agent.addresses("red")) == left, 20.0)
             if left:
-                self.assert_told(agent, "VRF 'red': notifications lost ")
+                self.assert_told(agent, "VRF 'red': notifications or dumps lost ")
                 self.assertLess(agent.notices[0][0] - went_on, 5.0)
-        self.assert_told(agent, "VRF 'red': notifications lost ")
+        self.assert_told(agent, "VRF 'red': notifications or dumps lost ")
         self.assertEqual(len(agent.notices), 1)
         self.assert_ends_well(agent)
 

@@ -32,10 +32,10 @@ void Dump::ask(std::uint16_t type) {
 }
 
 void Dump::read(std::span<std::byte const> datagram, Skipped& skipped) {
-    auto const cut = skipped.cut();
+    auto const damaged = skipped.damaged();
     readMessages(datagram, skipped,
                  [this, &skipped](Message const& message) { handle(message, skipped); });
-    if (skipped.cut() != cut) {
+    if (skipped.damaged() != damaged) {
         damage("a part of it could not be read");
     }
 }
@@ -69,7 +69,6 @@ void Dump::handle(Message const& message, Skipped& skipped) {
 void Dump::handleEnd(int error) {
     if (error != 0) {
         damage(fmt::format("the kernel refused it: {}", std::generic_category().message(error)));
-        refused_ = true;
         done_ = true;
     } else if (std::exchange(showsAddresses_, true)) {
         done_ = true;

@@ -30,8 +30,6 @@ public:
     bool isDone() const { return done_; }
     // Nothing where the dump shows all there is; else what went wrong first.
     std::optional<std::string> const& flaw() const { return flaw_; }
-    // The kernel refuses to answer.
-    bool isRefused() const { return refused_; }
     Dumped const& dumped() const { return dumped_; }
 
 private:
@@ -43,7 +41,6 @@ private:
     std::uint32_t sequence_;
     bool showsAddresses_ = false;  // the second answer
     bool done_ = false;
-    bool refused_ = false;
     std::optional<std::string> flaw_;
     Dumped dumped_;
 };

@@ -13,7 +13,7 @@ namespace Netlink {
 
 namespace {
 
-constexpr std::string_view namespacePrefix = "ns-";
+std::string const namespacePrefix = "ns-";
 // How long namespaces that cannot be read whole hold up the others at the start.
 constexpr Zin::Seconds startPatience = 10.0;
 // When to look again where the names of namespaces could not be read.
@@ -23,6 +23,8 @@ constexpr Zin::Seconds scanPause = 1.0;
 constexpr std::size_t maxTold = 1000;
 
 std::string vrfText(L3::VrfName const& vrf) { return fmt::format("VRF '{}'", vrf); }
+
+std::string spaceText(std::string const& name) { return fmt::format("namespace '{}'", name); }
 
 void ignore(std::string const&, std::string const&) {}
 
@@ -45,10 +47,24 @@ Feed::Feed(Kernel& kernel, Options options, Publish publish, Notice notice)
       notice_(std::move(notice)),
       own_(kernel.ownNamespace()) {
     follow(0, std::nullopt, "default");
-    kernel_.watchNamespaces([this] { mustScan_ = true; });
+    watch();
 }
 
 Feed::~Feed() { kernel_.watchNamespaces(nullptr); }
+
+void Feed::watch() {
+    if (!options_.watches || isWatching_) {
+        return;
+    }
+    try {
+        kernel_.watchNamespaces([this] { mustScan_ = true; });
+        isWatching_ = true;
+    } catch (std::system_error const& error) {
+        tellOnce(
+            fmt::format("names of namespaces are looked at each second, for want of a watch: {}",
+                        error.what()));
+    }
+}
 
 void Feed::follow(std::uint64_t number, std::optional<NamedNamespace> named,
                   L3::VrfName const& vrf) {
@@ -74,12 +90,13 @@ void Feed::run(Zin::Seconds now) {
     if (mustScan_ || nextScan_ <= now) {
         scan(now);
     }
-    for (auto const& [number, space] : spaces_) {
+    for (auto& [number, space] : spaces_) {
+        space.since = space.since.value_or(now);
         space.follower->run(now);
     }
     isStarted_ = isStarted_ || canStart(now);
     if (isStarted_) {
-        publish();
+        publish(now);
     }
 }
 
@@ -90,6 +107,11 @@ void Feed::scan(Zin::Seconds now) {
         auto const there = kernel_.namedNamespaces();
         forgetGone(there);
         followNew(there);
+        watch();
+        bool const goesUnseen = std::ranges::any_of(there, &NamedNamespace::goesUnseen);
+        if (options_.watches && (goesUnseen || !isWatching_)) {
+            nextScan_ = now + scanPause;
+        }
     } catch (std::system_error const& error) {
         tellLeftOut("what has changed of namespaces", error.what());
         nextScan_ = now + scanPause;
@@ -127,8 +149,8 @@ void Feed::followNew(std::vector<NamedNamespace> const& there) {
             continue;
         }
         if (auto const why = refusal(named)) {
-            leftOutNamespaces_.emplace(vrfText(vrf), *why);
-            tellLeftOut(vrfText(vrf), *why);
+            leftOutNamespaces_.emplace(spaceText(named.name), *why);
+            tellLeftOut(spaceText(named.name), *why);
             continue;
         }
         namespaceVrfs_.insert(vrf);
@@ -140,7 +162,7 @@ void Feed::followNew(std::vector<NamedNamespace> const& there) {
 std::optional<std::string> Feed::refusal(NamedNamespace const& named) const {
     L3::VrfName const vrf(named.name.substr(namespacePrefix.size()));
     if (vrf.isDefault()) {
-        return "VRF 'default' is the program's own namespace";
+        return "the program's own namespace is the VRF of that name";
     }
     if (named.id == own_) {
         return "it is the program's own namespace";
@@ -175,9 +197,15 @@ bool Feed::canStart(Zin::Seconds now) const {
            });
 }
 
-void Feed::publish() {
+bool Feed::canPublish(Space const& space, Zin::Seconds now) {
+    Follower const& follower = *space.follower;
+    bool const isLate = now - space.since.value_or(now) >= startPatience;
+    return !follower.isCatchingUp() && (follower.isReady() || (isLate && follower.hasSeen()));
+}
+
+void Feed::publish(Zin::Seconds now) {
     for (auto& [number, space] : spaces_) {
-        if (space.follower->isReady() && !space.follower->isCatchingUp()) {
+        if (canPublish(space, now)) {
             paint(number, space);
         }
     }
@@ -223,8 +251,12 @@ std::optional<L3::VrfName> Feed::vrfOf(std::uint64_t number, Space const& space,
     L3::VrfName const vrf(isOwn(number) ? std::string(name)
                                         : fmt::format("{}/{}", space.vrf.bytes(), name));
     std::string const what = "device of " + vrfText(vrf);
-    if (isOwn(number) && (vrf.isDefault() || namespaceVrfs_.contains(vrf))) {
-        refuse(what, "a namespace has that name as a VRF");
+    if (isOwn(number) && vrf.isDefault()) {
+        refuse(what, "the program's own namespace is the VRF of that name");
+        return std::nullopt;
+    }
+    if (isOwn(number) && namespaceVrfs_.contains(vrf)) {
+        refuse(what, "a namespace is the VRF of that name");
         return std::nullopt;
     }
     if (auto const why = badVrfName(vrf)) {
@@ -235,7 +267,10 @@ std::optional<L3::VrfName> Feed::vrfOf(std::uint64_t number, Space const& space,
 }
 
 void Feed::tellLeftOut(std::string const& name, std::string const& why) {
-    auto line = fmt::format("{} is left out: {}", name, why);
+    tellOnce(fmt::format("{} is left out: {}", name, why));
+}
+
+void Feed::tellOnce(std::string const& line) {
     if (told_.size() >= maxTold) {
         told_.clear();
     }
@@ -254,10 +289,20 @@ void Feed::forEachVrfDevice(EachDevice const& each) const {
     }
 }
 
+std::optional<std::string> Feed::unreadable(L3::VrfName const& vrf) const {
+    for (auto const& [number, space] : spaces_) {
+        if (space.vrf == vrf) {
+            return space.isVrf ? std::nullopt : space.follower->distrust();
+        }
+    }
+    auto const refused = leftOutNamespaces_.find(spaceText(namespacePrefix + vrf.bytes()));
+    return refused == leftOutNamespaces_.end() ? std::nullopt : std::optional(refused->second);
+}
+
 std::map<std::string, std::string> Feed::leftOut() const {
     auto found = leftOutNamespaces_;
     for (auto const& [number, space] : spaces_) {
-        if (!space.follower->isReady() && space.follower->distrust()) {
+        if (!space.isVrf && space.follower->distrust()) {
             found.emplace(vrfText(space.vrf), *space.follower->distrust());
         }
     }

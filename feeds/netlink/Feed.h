@@ -8,8 +8,9 @@
 //   timers when to look for namespaces again, and those of its followers
 //
 // Nothing is published before every namespace that was there at the start has been read whole, or
-// cannot be read. One that comes later is published when it has been read whole; one that goes is
-// withdrawn at once, and none is kept alive.
+// cannot be read. One that comes later is published when it has been read whole. What cannot be
+// read whole for ten seconds is published as far as it has been seen, and is stale. A namespace
+// that goes is withdrawn at once, and none is kept alive.
 //
 // Owned by whoever runs the loop, who calls run() after each event, and when nextExpiry() has come.
 // Borrows the kernel.
@@ -36,6 +37,8 @@ public:
         Policy policy{};
         // Only what may belong to this VRF is read.
         std::optional<L3::VrfName> only{};
+        // Whether namespaces that come and go are of interest.
+        bool watches = true;
     };
     using Publish = std::function<void(std::vector<Routing::Operation> const& operations)>;
 
@@ -49,9 +52,11 @@ public:
 
     // The first publication has been.
     bool isStarted() const { return isStarted_; }
+    // Why the namespace of the VRF is not published; nothing where it is, or there is none.
+    std::optional<std::string> unreadable(L3::VrfName const& vrf) const;
     // VRFs whose state cannot be trusted for the time being, and why.
     std::map<L3::VrfName, std::string> stale() const;
-    // What would be a VRF ("VRF 'red'"), or belong to one, and is left out; and why.
+    // What would be a VRF, or belong to one, and is left out; and why. In the words of notices.
     std::map<std::string, std::string> leftOut() const;
 
     // Each address that is there, and whether it is published.
@@ -65,7 +70,8 @@ private:
         std::optional<NamedNamespace> named;
         L3::VrfName vrf;
         std::unique_ptr<Follower> follower;
-        bool isVrf = false;  // to readers
+        bool isVrf = false;                   // to readers
+        std::optional<Zin::Seconds> since{};  // when it was run first
     };
 
     bool isOwn(std::uint64_t number) const { return number == 0; }
@@ -73,6 +79,7 @@ private:
     // In order of their indexes.
     using EachDevice = std::function<void(std::uint64_t number, Space const& space, Link const&)>;
     void forEachVrfDevice(EachDevice const& each) const;
+    void watch();
     void scan(Zin::Seconds now);
     void forgetGone(std::vector<NamedNamespace> const& there);
     void followNew(std::vector<NamedNamespace> const& there);
@@ -82,14 +89,15 @@ private:
     void touchDevices(L3::VrfName const& vrf);
 
     bool canStart(Zin::Seconds now) const;
+    static bool canPublish(Space const& space, Zin::Seconds now);
     void paint(std::uint64_t number, Space& space);
-    void publish();
+    void publish(Zin::Seconds now);
     // The VRF of a link; nothing where it is left out, which is told to whoever gives `refuse`.
     using Refuse = std::function<void(std::string const& name, std::string const& why)>;
     std::optional<L3::VrfName> vrfOf(std::uint64_t number, Space const& space,
                                      std::uint32_t ifIndex, Refuse const& refuse) const;
-    // Told once.
     void tellLeftOut(std::string const& name, std::string const& why);
+    void tellOnce(std::string const& line);
 
     Kernel& kernel_;
     Options const options_;
@@ -104,6 +112,7 @@ private:
     std::map<std::string, std::string> leftOutNamespaces_;
     std::set<std::string> told_;
 
+    bool isWatching_ = false;
     bool mustScan_ = true;
     Zin::Seconds nextScan_ = Velk::never;
     bool isStarted_ = false;

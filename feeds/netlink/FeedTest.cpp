@@ -27,7 +27,7 @@ struct FeedTest : testing::Test {
     void start(Feed::Options options = {}) {
         options.follower.receiveBuffer = 100'000;
         feed.emplace(
-            kernel, options,
+            watched, options,
             [this](std::vector<Routing::Operation> const& operations) {
                 batches.emplace_back();
                 for (auto const& operation : operations) {
@@ -63,7 +63,33 @@ struct FeedTest : testing::Test {
                   0);
     }
 
+    // One whose watch may be had or not.
+    struct Watched final : Kernel {
+        explicit Watched(FeedTest& test) : test_(test) {}
+        NamespaceId ownNamespace() override { return test_.kernel.ownNamespace(); }
+        std::vector<NamedNamespace> namedNamespaces() override {
+            return test_.kernel.namedNamespaces();
+        }
+        void watchNamespaces(std::function<void()> changed) override {
+            if (changed && test_.unwatchable) {
+                throw std::system_error(EMFILE, std::generic_category(), "inotify");
+            }
+            test_.kernel.watchNamespaces(std::move(changed));
+        }
+        NamespaceSockets openOwn(std::size_t size, Readable const& readable) override {
+            return test_.kernel.openOwn(size, readable);
+        }
+        NamespaceSockets open(NamedNamespace const& named, std::size_t size,
+                              Readable const& readable) override {
+            return test_.kernel.open(named, size, readable);
+        }
+
+        FeedTest& test_;
+    };
+
     FakeKernel kernel;
+    Watched watched{*this};
+    bool unwatchable = false;
     NamespaceId const own = kernel.ownNamespace();
     std::vector<std::vector<std::string>> batches;
     std::vector<std::string> notices;
@@ -110,12 +136,14 @@ TEST_F(FeedTest, WhatCannotBeReadHoldsNobodyUpForLong) {
     EXPECT_FALSE(feed->isStarted());
     runTo(10.1);
     EXPECT_TRUE(feed->isStarted());
-    EXPECT_THAT(feed->leftOut(), Contains(Pair("VRF 'red'", HasSubstr("interrupted"))));
+    // As far as it has been seen, and with a word of warning.
+    EXPECT_THAT(all(), AllOf(Contains("TableAdd default"), Contains("TableAdd red")));
+    EXPECT_THAT(feed->stale(), Contains(Pair(L3::VrfName("red"), HasSubstr("interrupted"))));
+    EXPECT_THAT(notices, Contains(HasSubstr("interrupted")));
     kernel.faults().end();
     runTo(30.0);
 
-    EXPECT_THAT(all(), AllOf(Contains("TableAdd default"), Contains("TableAdd red")));
-    EXPECT_THAT(feed->leftOut(), IsEmpty());
+    EXPECT_THAT(feed->stale(), IsEmpty());
 }
 
 TEST_F(FeedTest, OneThatMayNotBeEnteredIsLeftOutAndTheOthersAreNot) {
@@ -188,8 +216,9 @@ TEST_F(FeedTest, TwoNamesOfOneNamespaceAreOneVrfAndOneThatIsLeftOut) {
     runTo(1.0);
     EXPECT_THAT(all(), AllOf(Contains("TableAdd blue"), Not(Contains("TableAdd red")),
                              Not(Contains("TableAdd own"))));
-    EXPECT_THAT(notices, ElementsAre("VRF 'own' is left out: it is the program's own namespace",
-                                     "VRF 'red' is left out: it is ns-blue under another name"));
+    EXPECT_THAT(notices,
+                ElementsAre("namespace 'ns-own' is left out: it is the program's own namespace",
+                            "namespace 'ns-red' is left out: it is ns-blue under another name"));
     kernel.removeName("ns-blue");
     runOn();
 
@@ -205,7 +234,7 @@ TEST_F(FeedTest, NamesThatMakeNoVrfAreLeftOutAndSaidOnce) {
     kernel.makeNamespace("ns-red");
     runTo(2.0);
 
-    EXPECT_THAT(notices, ElementsAre(HasSubstr("VRF 'default' is left out: "),
+    EXPECT_THAT(notices, ElementsAre(HasSubstr("namespace 'ns-default' is left out: "),
                                      AllOf(HasSubstr(tooLong), HasSubstr("150 not allowed"))));
     EXPECT_EQ(feed->leftOut().size(), 2U);
 }
@@ -277,6 +306,32 @@ TEST_F(FeedTest, WhereNamesCannotBeReadNothingGoes) {
     EXPECT_THAT(all(), IsEmpty());
     runTo(3.0);
 
+    EXPECT_THAT(all(), Contains("TableAdd blue"));
+}
+
+TEST_F(FeedTest, TheNameOfTheOwnVrfForAnotherNamespaceHarmsNobody) {
+    kernel.makeNamespace("ns-default");
+    start();
+    runTo(1.0);
+
+    EXPECT_FALSE(feed->unreadable("default"));
+    EXPECT_THAT(all(), Contains("TableAdd default"));
+}
+
+TEST_F(FeedTest, WithoutAWatchNamesAreLookedAtEachSecond) {
+    start({.watches = false});
+    runTo(1.0);
+    all();
+    kernel.makeNamespace("ns-red");
+    runTo(5.0);
+    EXPECT_THAT(all(), IsEmpty());  // nor is it of interest
+
+    unwatchable = true;
+    start();
+    runTo(6.0);
+    EXPECT_THAT(notices, ElementsAre(HasSubstr("looked at each second")));
+    kernel.makeNamespace("ns-blue");
+    runTo(7.5);
     EXPECT_THAT(all(), Contains("TableAdd blue"));
 }
 

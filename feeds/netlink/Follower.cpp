@@ -25,6 +25,8 @@ constexpr Zin::Seconds longestPause = 5.0;
 // After so long without trouble, pauses begin with the first again.
 constexpr Zin::Seconds quietTime = 30.0;
 constexpr Zin::Seconds noticePeriod = 60.0;
+// How long notifications that never end keep a dump from its beginning and its end.
+constexpr Zin::Seconds patience = 1.0;
 constexpr Zin::Seconds longAgo = -std::numeric_limits<Zin::Seconds>::infinity();
 
 Zin::Seconds longer(Zin::Seconds pause) { return std::min(2 * pause, longestPause); }
@@ -82,8 +84,7 @@ void Follower::open(Zin::Seconds now) {
         close(now, error.what());
         return;
     }
-    if (sockets_->receiveBuffer < options_.receiveBuffer &&
-        std::exchange(openPause_, firstPause) == firstPause) {
+    if (sockets_->receiveBuffer < options_.receiveBuffer && !std::exchange(toldBuffer_, true)) {
         notice_(fmt::format("{}: the kernel grants a receive buffer of {} bytes only, not {}",
                             label_, sockets_->receiveBuffer, options_.receiveBuffer));
     }
@@ -95,8 +96,8 @@ void Follower::close(Zin::Seconds now, std::string why) {
     sockets_.reset();
     nextRead_ = Velk::never;
     isReadable_ = false;
-    if (distrust_ != why) {
-        notice_(fmt::format("{} is {}: {}", label_, isReady_ ? "stale" : "left out", why));
+    if (!std::exchange(toldClosed_, true)) {
+        notice_(fmt::format("{} is {}: {}", label_, hasSeen_ ? "stale" : "left out", why));
     }
     distrust_ = std::move(why);
     nextOpen_ = now + std::exchange(openPause_, longer(openPause_));
@@ -107,28 +108,30 @@ void Follower::readAll(Zin::Seconds now) {
         // Who waits for an answer has nothing to gain by waiting for more.
         nextRead_ = std::min(nextRead_, dump_ ? now : now + options_.coalesce);
     }
-    if (dump_ && dumpDeadline_ <= now) {
-        throw std::system_error(std::make_error_code(std::errc::timed_out),
-                                "the kernel does not answer");
-    }
     bool const dumps = !dump_ && nextDump_ <= now;
-    if (nextRead_ > now && !dumps) {
+    if (nextRead_ > now && !dumps && !(dump_ && dumpDeadline_ <= now)) {
         return;
     }
     nextRead_ = Velk::never;
-    // What has been lost is known, and what the dump cannot show has been read, before it begins.
-    if (!readNotifications(now)) {
+    // Before a dump begins, what it cannot show has been read. Where notifications come faster than
+    // they are read there is no end of them.
+    bool const isEmpty = readNotifications(now);
+    if (!isEmpty) {
         nextRead_ = now;
-    } else if (!dump_ && nextDump_ <= now) {
+    }
+    if (!dump_ && nextDump_ <= now && (isEmpty || now - nextDump_ >= patience)) {
         startDump(now);
     }
     readDump(now);
     if (dump_ && dump_->isDone()) {
-        if (readNotifications(now)) {
+        dumpDone_ = std::min(dumpDone_, now);
+        if (readNotifications(now) || now - dumpDone_ >= patience) {
             endDump(now);
         } else {
             nextRead_ = now;
         }
+    } else if (dump_ && dumpDeadline_ <= now) {
+        throw std::runtime_error("the kernel does not answer");
     }
 }
 
@@ -219,14 +222,9 @@ void Follower::lose(std::string why, Zin::Seconds now) {
 
 // The first at once, the others together.
 void Follower::noticeLosses(Zin::Seconds now) {
-    if (auto const before = std::exchange(toldDamaged_, skipped_.damaged());
-        before != toldDamaged_) {
-        notice_(fmt::format("{}: {} unreadable kernel messages were left out", label_,
-                            toldDamaged_ - before));
-    }
     if (losses_ > 0 && nextLossNotice_ <= now) {
-        notice_(fmt::format("{}: notifications lost {} {}: {}; it is read anew", label_, losses_,
-                            losses_ == 1 ? "time" : "times", lastLoss_));
+        notice_(fmt::format("{}: notifications or dumps lost {} {}, the last: {}; it is read anew",
+                            label_, losses_, losses_ == 1 ? "time" : "times", lastLoss_));
         losses_ = 0;
         nextLossNotice_ = now + noticePeriod;
     }
@@ -243,6 +241,7 @@ void Follower::startDump(Zin::Seconds now) {
     nextDump_ = Velk::never;
     dumpPause_ = longer(dumpPause_);
     dumpDeadline_ = now + answerTimeout;
+    dumpDone_ = Velk::never;
     since_.clear();
     dump_.emplace(*sockets_->dumps, sequence_);
     sequence_ += 2;
@@ -256,14 +255,15 @@ void Follower::endDump(Zin::Seconds now) {
         wantDump(now);
         return;
     }
+    hasSeen_ = true;
     if (dump.flaw()) {
         mirror_.add(dump.dumped());
-        distrust_ = fmt::format("its last dump cannot be relied on: {}", *dump.flaw());
-        wantDump(now);
+        lose("its last dump cannot be relied on: " + *dump.flaw(), now);
     } else {
         mirror_.replace(dump.dumped());
         distrust_.reset();
         isReady_ = true;
+        toldClosed_ = false;
         openPause_ = firstPause;
     }
     for (Change const& change : since) {

@@ -51,6 +51,8 @@ public:
     Mirror const& mirror() const { return mirror_; }
     // A whole dump has been seen, and all that was notified meanwhile.
     bool isReady() const { return isReady_; }
+    // A dump has been seen, whole or not.
+    bool hasSeen() const { return hasSeen_; }
     // What the mirror has is between two states that may be published.
     bool isCatchingUp() const { return dump_ && dump_->isDone(); }
     // It could not be opened, or had to be closed; it will be tried again.
@@ -87,6 +89,7 @@ private:
 
     Mirror mirror_;
     bool isReady_ = false;
+    bool hasSeen_ = false;
     std::optional<std::string> distrust_;
     Skipped skipped_;
     std::vector<std::byte> buffer_;
@@ -101,12 +104,14 @@ private:
     Zin::Seconds lastDump_;  // when it ended
     Zin::Seconds dumpPause_;
     Zin::Seconds dumpDeadline_ = Velk::never;
+    Zin::Seconds dumpDone_ = Velk::never;  // when its end was read
     // What has been notified since the dump began.
     std::vector<Change> since_;
 
     std::uint64_t losses_ = 0;  // not told yet
     std::string lastLoss_;
-    std::uint64_t toldDamaged_ = 0;
+    bool toldBuffer_ = false;
+    bool toldClosed_ = false;
     Zin::Seconds nextLossNotice_;
 
     // Closed first: what is readable is nobody's concern then.

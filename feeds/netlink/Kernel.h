@@ -48,6 +48,8 @@ struct NamespaceId {
 struct NamedNamespace {
     std::string name;
     NamespaceId id;
+    // Nobody tells when the name does not stand for it any more (a symbolic link).
+    bool goesUnseen = false;
 
     friend bool operator==(NamedNamespace const&, NamedNamespace const&) = default;
 };

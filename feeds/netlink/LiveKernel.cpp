@@ -89,7 +89,9 @@ std::vector<NamedNamespace> LiveKernel::namedNamespaces() {
     std::filesystem::directory_iterator file(dir_, error);
     for (; !error && file != std::filesystem::directory_iterator(); file.increment(error)) {
         if (auto const id = namespaceIdOf(file->path())) {
-            found.push_back({.name = file->path().filename().string(), .id = *id});
+            found.push_back({.name = file->path().filename().string(),
+                             .id = *id,
+                             .goesUnseen = file->is_symlink(error)});
         }
     }
     if (error && error != std::errc::no_such_file_or_directory) {

@@ -80,6 +80,9 @@ void Mirror::set(Link const& link) {
         return;
     }
     bool const concerns = !one.link || concernsOthers(*one.link, link);
+    if (concerns) {
+        touch(link.ifIndex);  // those who borrow from what it was
+    }
     if (one.link) {
         forget(*one.link);
     }
@@ -235,12 +238,6 @@ void Mirror::touch(std::uint32_t ifIndex) {
         if (auto const ports = portsOf_.find(index); ports != portsOf_.end()) {
             next.insert(next.end(), ports->second.begin(), ports->second.end());
         }
-    }
-}
-
-void Mirror::touchAll() {
-    for (auto const& [ifIndex, one] : links_) {
-        touched_.insert(ifIndex);
     }
 }
 

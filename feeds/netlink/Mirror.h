@@ -58,10 +58,8 @@ public:
 
     // The links to be looked at again since the last time.
     std::set<std::uint32_t> takeTouched() { return std::exchange(touched_, {}); }
-    bool isTouched() const { return !touched_.empty(); }
     // With all that belongs to it.
     void touch(std::uint32_t ifIndex);
-    void touchAll();
 
 private:
     void handle(LinkIs const& change) { set(change.link); }

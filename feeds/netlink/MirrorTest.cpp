@@ -183,6 +183,17 @@ TEST_F(MirrorTest, WhoMayBorrowAnAddressIsLookedAtWithIt) {
     EXPECT_THAT(touched(), ElementsAre(1, 3));
 }
 
+TEST_F(MirrorTest, WhoBorrowsFromALinkIsLookedAtWhenItIsAnotherOneByNow) {
+    is(linkOf(1, "dummy0", Link::Kind::dummy));
+    is(linkOf(3, "eth0"));
+    is(on(1, addressOf("10.0.0.1/32")));
+    is(on(3, addressOf("10.0.0.1/32")));
+    touched();
+    is(linkOf(1, "veth9"));
+
+    EXPECT_THAT(touched(), ElementsAre(1, 3));
+}
+
 TEST_F(MirrorTest, AWholeDumpReplacesWhatIsThereAndTouchesWhatDiffers) {
     is(linkOf(1, "lo", Link::Kind::loopback));
     is(linkOf(3, "eth0"));

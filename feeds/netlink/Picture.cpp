@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 
 namespace Netlink {
 
@@ -102,12 +103,10 @@ private:
         if (ip.secondary.size() == published) {
             return;
         }
-        for (auto one = picture_.addresses.begin(); one != picture_.addresses.end(); ++one) {
-            if (one->place == Place::published &&
-                std::any_of(picture_.addresses.begin(), one, [one](AddressPicture const& other) {
-                    return other.place == Place::published && other.addr == one->addr;
-                })) {
-                one->place = Place::repeated;
+        std::set<Nimb::IpGenAddrWithMask> seen;
+        for (AddressPicture& one : picture_.addresses) {
+            if (one.place == Place::published && !seen.insert(one.addr).second) {
+                one.place = Place::repeated;
             }
         }
     }

@@ -34,7 +34,16 @@ public:
         }
     }
 
-    // All that is to stand and does not yet.
+    // What stood as a primary or secondary address of its interface, and is to stand as the other.
+    void change(PublishedLink const& was, PublishedLink const& is) {
+        vrf_ = is.vrf;
+        intf_ = is.status.intf;
+        if (was.vrf == vrf_ && was.status.intf == intf_) {
+            addIp4(was.status.ip, is.status.ip, Which::changed);
+        }
+    }
+
+    // All else that is to stand and does not yet.
     void add(PublishedLink const* was, PublishedLink const& is) {
         vrf_ = is.vrf;
         intf_ = is.status.intf;
@@ -43,7 +52,7 @@ public:
             put(KernelAdd{vrf_, intf_, is.status.device});
         }
         if (stays) {
-            addIp4(was->status.ip, is.status.ip);
+            addIp4(was->status.ip, is.status.ip, Which::others);
             addIp6(was->status.ip6, is.status.ip6);
             return;
         }
@@ -52,11 +61,13 @@ public:
         first.ip6.resize(std::min(first.ip6.size(), maxTogether));
         put(IpIntfAdd{vrf_, intf_, first.ip});
         put(Ip6IntfAdd{vrf_, intf_, first.ip6});
-        addIp4(first.ip, is.status.ip);
+        addIp4(first.ip, is.status.ip, Which::others);
         addIp6(first.ip6, is.status.ip6);
     }
 
 private:
+    enum class Which { changed, others };
+
     void put(Operation operation) { operations_.push_back(std::move(operation)); }
 
     void withdrawIp4(IpIntf const& was, IpIntf const& is) {
@@ -70,16 +81,22 @@ private:
         });
     }
 
-    void addIp4(IpIntf const& was, IpIntf const& is) {
-        bool const isWithdrawn = was.primary == is.primary && was.unnumberedSource.empty();
-        if (was.unnumberedSource != is.unnumberedSource && !isWithdrawn) {
-            put(IpUnnumberedIs{vrf_, intf_, is.unnumberedSource});
+    void addIp4(IpIntf const& was, IpIntf const& is, Which which) {
+        bool const isNew = was.primary != is.primary && is.primary != Nimb::IpAddrWithMask();
+        bool const wasSecondary = isNew && std::ranges::binary_search(was.secondary, is.primary);
+        if (wasSecondary == (which == Which::changed)) {
+            bool const isWithdrawn = was.primary == is.primary && was.unnumberedSource.empty();
+            if (was.unnumberedSource != is.unnumberedSource && !isWithdrawn) {
+                put(IpUnnumberedIs{vrf_, intf_, is.unnumberedSource});
+            }
+            if (isNew) {
+                put(IpPrimaryIs{vrf_, intf_, is.primary});
+            }
         }
-        if (was.primary != is.primary && is.primary != Nimb::IpAddrWithMask()) {
-            put(IpPrimaryIs{vrf_, intf_, is.primary});
-        }
-        forEachMissing(is.secondary, was.secondary, [this](Nimb::IpAddrWithMask const& addr) {
-            put(IpSecondaryAdd{vrf_, intf_, addr});
+        forEachMissing(is.secondary, was.secondary, [&](Nimb::IpAddrWithMask const& addr) {
+            if ((addr == was.primary) == (which == Which::changed)) {
+                put(IpSecondaryAdd{vrf_, intf_, addr});
+            }
         });
     }
 
@@ -179,6 +196,11 @@ std::vector<Operation> Publication::take() {
         }
     }
     takeVrfs(operations);
+    for (auto const& [ref, is] : changed_) {
+        if (auto const* const was = published(ref); was && is) {
+            steps.change(*was, *is);
+        }
+    }
     for (auto& [ref, is] : changed_) {
         if (is) {
             steps.add(published(ref), *is);

@@ -7,7 +7,8 @@
 // All that goes is withdrawn before anything comes, over all VRFs and interfaces: an address that
 // is still held when it comes elsewhere has to wait, and one that is a primary and a secondary
 // address of its interface at once is lost when either goes. What goes with its interface is
-// withdrawn address by address, since what is withdrawn with its status stands for a while.
+// withdrawn address by address, since what is withdrawn with its status stands for a while. What
+// only changes between primary and secondary comes first, so that nobody else gets its place.
 //
 // Nothing is published until take() hands the operations out: whoever takes them carries them out.
 #pragma once

@@ -148,6 +148,20 @@ TEST_F(PublicationTest, PrimaryAndSecondaryChangePlaces) {
                     "IpPrimaryIs red eth0 10.0.0.2/24", "IpSecondaryAdd red eth0 10.0.0.1/24"));
 }
 
+// Who wants its subnet, and comes in the same batch, does not get it.
+TEST_F(PublicationTest, WhatChangesItsRoleComesBeforeWhatIsNew) {
+    publication.set(a, link("eth0"));
+    publication.set(b, link("eth1", {"10.1.0.1/24", "10.0.0.1/24"}));
+    taken();
+    publication.set(a, link("eth0", {"10.0.0.2/24"}));
+    publication.set(b, link("eth1", {"10.0.0.1/24", "10.2.0.1/24"}));
+
+    EXPECT_THAT(taken(),
+                ElementsAre("IpPrimaryIs red eth1 0.0.0.0/0", "IpSecondaryDel red eth1 10.0.0.1/24",
+                            "IpPrimaryIs red eth1 10.0.0.1/24", "IpPrimaryIs red eth0 10.0.0.2/24",
+                            "IpSecondaryAdd red eth1 10.2.0.1/24"));
+}
+
 TEST_F(PublicationTest, NamesThatAreSwappedGoAndCome) {
     publication.set(a, link("eth0", {"10.0.0.1/24"}));
     publication.set(b, link("eth1"));

@@ -30,6 +30,8 @@ Recorder::~Recorder() { flush(); }
 
 void Recorder::comment(std::string_view text) { put(commentLine(text)); }
 
+void Recorder::end() { put(textOf({{"op", "advance"}, {"seconds", 0}, {"at", clock_->now()}})); }
+
 bool Recorder::flush() {
     write();
     return error_ == 0 || std::exchange(isErrorTold_, true);

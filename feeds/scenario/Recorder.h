@@ -44,6 +44,9 @@ public:
     // In one line, whatever characters the text holds.
     void comment(std::string_view text);
 
+    // Time has come to now without an operation: what was due until then is replayed too.
+    void end();
+
     // Hands over to the sink what has been recorded. Returns false once: the first time after the
     // sink has failed.
     bool flush();

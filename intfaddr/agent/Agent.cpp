@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "router/EffectOf.h"
+#include "router/OperationError.h"
 
 namespace IntfAddr {
 
@@ -63,8 +65,18 @@ void Agent::publish(std::vector<Routing::Operation> const& operations) {
     isIdle_ = false;
     timeline_.advanceTo(now_);
     batchBegins_();
+    std::exception_ptr thrown;
     for (auto const& operation : operations) {
-        timeline_.apply(effectOf(router_, operation));
+        try {
+            timeline_.apply(effectOf(router_, operation));
+        } catch (Routing::OperationError const& error) {
+            notice_(error.what());
+        } catch (...) {
+            thrown = thrown ? thrown : std::current_exception();
+        }
+    }
+    if (thrown) {
+        std::rethrow_exception(thrown);
     }
 }
 

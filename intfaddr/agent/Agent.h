@@ -42,7 +42,8 @@ public:
     // Called before the first operation of each batch.
     void batchBeginsIs(std::function<void()> batchBegins) { batchBegins_ = std::move(batchBegins); }
 
-    // In seconds since the agent began.
+    // In seconds since the agent began. What observers of the tables throw leaves run() when the
+    // batch that they are told of has been done; what they make impossible is a notice.
     Zin::Seconds nextExpiry() const;
     void run(Zin::Seconds now);
 

@@ -150,7 +150,7 @@ TEST_F(AgentTest, ADumpThatShowsTheSameTellsNobody) {
     runTo(2.0);
 
     EXPECT_EQ(eventsTold(), 0);
-    EXPECT_THAT(notices, ElementsAre(HasSubstr("notifications lost")));
+    EXPECT_THAT(notices, ElementsAre(HasSubstr("notifications or dumps lost")));
 }
 
 TEST_F(AgentTest, WhatWaitsIsAdmittedAtItsTime) {
@@ -166,7 +166,69 @@ TEST_F(AgentTest, WhatWaitsIsAdmittedAtItsTime) {
     EXPECT_THAT(rows(), ElementsAre("10.0.0.2 eth1"));
 }
 
-TEST_F(AgentTest, WhatFailsIsContainedAndRepaired) {
+// Throws at the first row that it is told of.
+class Thrower final : public Routing::TableFollower::Notifiee {
+public:
+    explicit Thrower(Zin::Ptr<Routing::TableFollower const> follower, bool fails) : fails_(fails) {
+        notifierIs(std::move(follower));
+    }
+
+private:
+    void handleRow(L3::VrfName const& /*vrf*/, IpLib::IntfAddrEntryContent const& /*row*/,
+                   bool /*present*/) override {
+        if (!std::exchange(isDone_, true)) {
+            if (fails_) {
+                Zin::fail({.className = "AgentTest",
+                           .condition = "contrived",
+                           .function = "handleRow",
+                           .message = "a test says so"});
+            }
+            throw std::runtime_error("a reader's own mistake");
+        }
+    }
+
+    bool const fails_;
+    bool isDone_ = false;
+};
+
+TEST_F(AgentTest, TheRestOfABatchIsDoneThoughAReaderThrows) {
+    start();
+    runTo(1.0);
+    Thrower const thrower(agent->supervisor().follower(), false);
+    add(7, "10.0.0.1/24");
+    add(7, "10.1.0.1/24");
+    add(8, "10.2.0.1/24");
+    EXPECT_THROW(runTo(1.1), std::runtime_error);
+
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 eth0", "10.1.0.1 eth0", "10.2.0.1 eth1"));
+}
+
+TEST_F(AgentTest, AnInvariantThatFailsInTheMidstOfABatchIsContained) {
+    start();
+    runTo(1.0);
+    Thrower const thrower(agent->supervisor().follower(), true);
+    add(7, "10.0.0.1/24");
+    add(7, "10.1.0.1/24");
+    add(8, "10.2.0.1/24");
+    runTo(1.1);
+
+    EXPECT_THAT(rows(), ElementsAre("10.0.0.1 eth0", "10.1.0.1 eth0", "10.2.0.1 eth1"));
+    EXPECT_THAT(notices, testing::Contains(HasSubstr("a test says so")));
+}
+
+TEST_F(AgentTest, WhatIsNotThereForAnOperationIsANotice) {
+    auto const red = kernel.makeNamespace("ns-red");
+    start();
+    runTo(1.0);
+    agent->router().tableDel("red").apply();
+    kernel.removeName("ns-red");
+    static_cast<void>(red);
+    runTo(2.0);
+
+    EXPECT_THAT(notices, ElementsAre(HasSubstr("'red'")));
+}
+
+TEST_F(AgentTest, ARowThatSomebodyTakesAwayComesBack) {
     add(7, "10.0.0.1/24");
     start();
     runTo(1.0);
@@ -193,10 +255,10 @@ std::string replayOf(AgentTest& test, Zin::Seconds time, Happen const& happen) {
         test.agent->batchBeginsIs([&recorder] { recorder.batchBegins(); });
         happen();
         test.runTo(time);
+        recorder.end();
         test.agent->router().inputs().effects().observerDel(recorder);
     }
-    std::istringstream in(recording.str() +
-                          fmt::format("{{\"at\":{},\"op\":\"advance\",\"seconds\":0}}\n", time));
+    std::istringstream in(recording.str());
     std::ostringstream replayed;
     EXPECT_EQ(Scenario::replay(in, replayed, {.events = true, .heal = true}),
               Scenario::Outcome::completed);

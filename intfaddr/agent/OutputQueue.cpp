@@ -28,7 +28,8 @@ OutputQueue::OutputQueue(int descriptor, std::size_t limit)
 }
 
 bool OutputQueue::hasRoomFor(std::string_view line) const {
-    return queued_.size() - begin_ + line.size() + 1 <= limit_;
+    std::size_t const left = queued_.size() - begin_;
+    return left == 0 || left + line.size() + 1 <= limit_;
 }
 
 void OutputQueue::put(std::string_view line) {

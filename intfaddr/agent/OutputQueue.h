@@ -29,7 +29,8 @@ class OutputQueue {
 public:
     static constexpr std::size_t defaultLimit = std::size_t{16} << 20;
 
-    // `limit`: of what is queued, in bytes.
+    // `limit`: of what is queued, in bytes; for one line that is longer there is room where nothing
+    // else is queued.
     explicit OutputQueue(int descriptor, std::size_t limit = defaultLimit);
 
     // Without its end. Writes nothing yet.

@@ -141,10 +141,16 @@ TEST(OutputQueue, WhatIsLostIsToldWhereItIsMissing) {
     queue.put(std::string(40, 'x'));
     queue.put("second");
     EXPECT_EQ((readAll(ends.read), drained(queue, ends.read)), "first\n{\"lost\":1}\nsecond\n");
+}
 
-    queue.put(std::string(40, 'x'));
-    EXPECT_FALSE(queue.isEmpty());
-    EXPECT_EQ(drained(queue, ends.read), "{\"lost\":1}\n");
+TEST(OutputQueue, ALineThatIsLongerThanTheQueueGoesWhereNothingElseIs) {
+    Ends const ends = makeFullPipe();
+    OutputQueue queue(ends.write.number(), 40);
+    std::string const longer(50, 'x');
+    queue.put(longer);
+    queue.put("more");
+
+    EXPECT_EQ((readAll(ends.read), drained(queue, ends.read)), longer + "\n{\"lost\":1}\n");
 }
 
 TEST(OutputQueue, ALineThatFitsIsNotPutBeforeOneThatWasLost) {

@@ -55,7 +55,9 @@ struct Watched : std::enable_shared_from_this<Watched> {
         descriptor.async_wait(kind, [self = shared_from_this()](boost::system::error_code error) {
             if (!error) {
                 self->release();
-                self->ready();
+                // It may end the watch.
+                auto const tell = self->ready;
+                tell();
             }
         });
         ::fcntl(number, F_SETFL, flags);

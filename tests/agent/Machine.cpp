@@ -198,10 +198,9 @@ std::set<L3::VrfName> Machine::tables() const {
 
 Wanted Machine::wanted() {
     std::set<L3::VrfName> refused;
-    auto const leftOut = running_->agent.feed().leftOut();
     for (auto const& [name, id] : kernel_.names()) {
         L3::VrfName const vrf(name.starts_with("ns-") ? name.substr(3) : "");
-        if (leftOut.contains(fmt::format("VRF '{}'", vrf))) {
+        if (!vrf.isDefault() && running_->agent.feed().unreadable(vrf)) {
             refused.insert(vrf);
         }
     }
@@ -256,13 +255,12 @@ void Machine::judgeRun(std::set<L3::VrfName> const& before) {
 
 // All that was there at the start has been read whole, or it is said why not.
 void Machine::judgeStart(std::set<L3::VrfName> const& published) {
-    auto const leftOut = running_->agent.feed().leftOut();
     for (auto const& [vrf, one] : wanted()) {
         auto const there = thereAtStart_.find("ns-" + vrf.bytes());
         auto const now = kernel_.names().find("ns-" + vrf.bytes());
         if (vrf == one.home && there != thereAtStart_.end() && now != kernel_.names().end() &&
             now->second == there->second && !published.contains(vrf) &&
-            !leftOut.contains(fmt::format("VRF '{}'", vrf))) {
+            !running_->agent.feed().unreadable(vrf)) {
             faults_.add("too early", "VRF {} has not been read yet", vrf);
         }
     }

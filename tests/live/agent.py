@@ -64,16 +64,12 @@ class Agent:
             reader.start()
 
     def _read(self):
-        document = []
         for line in self.process.stdout:
             self.last_line = time.monotonic()
             line = line.rstrip("\n")
-            if line == "{" or document:
-                document.append(line)
-                if line == "}":
-                    vrfs = {vrf["name"]: vrf for vrf in json.loads("\n".join(document))["vrfs"]}
-                    self.snapshots.put(Snapshot(vrfs, self.replica.addresses()))
-                    document = []
+            if line.startswith('{"vrfs":'):
+                vrfs = {vrf["name"]: vrf for vrf in json.loads(line)["vrfs"]}
+                self.snapshots.put(Snapshot(vrfs, self.replica.addresses()))
                 continue
             self.lines.append(line)
             try:
