@@ -226,8 +226,8 @@ void Machine::judgeRun(std::set<L3::VrfName> const& before) {
         // may have been the VRF before the namespace was.
         bool const isHome = found != wanted.end() && found->second.home == vrf &&
                             !kernel_.link(kernel_.ownNamespace(), vrf.bytes());
-        if (isPrompt_ && isHome && !before.empty() && !before.contains(vrf) &&
-            stale.contains(vrf)) {
+        if (isPrompt_ && kernel_.now() < startPatience && isHome && !before.empty() &&
+            !before.contains(vrf) && stale.contains(vrf)) {
             faults_.add("too early", "VRF {} is stale: {}", vrf, stale.at(vrf));
         }
         // Its own namespace may have devices that the kernel has not told of.
