@@ -183,12 +183,11 @@ private:
         }
     }
 
-    // One at a time, whoever asks however often, and in one line, which goes whole or not at all.
+    // Once a turn, whoever asks however often, and in one line, which goes whole or not at all.
     void answer() {
-        if (!isAsked_ || !out_.isDone()) {
+        if (!std::exchange(isAsked_, false)) {
             return;
         }
-        isAsked_ = false;
         Report report = makeReport(agent_.router(), {});
         addFromFeed(report, agent_.feed());
         out_.put(toJsonLine(report));

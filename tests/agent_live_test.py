@@ -9,6 +9,7 @@ AGENT_LIVE_SECONDS says for how long things happen at random, AGENT_LIVE_SEED wh
 import json
 import os
 import random
+import re
 import resource
 import shutil
 import signal

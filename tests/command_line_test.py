@@ -85,7 +85,10 @@ class CommandLine(unittest.TestCase):
     def test_interfaces_may_be_left_out(self):
         result = run("show", "--json", "--vrf", "default", "--leave-out", "l?", "--leave-out", "x*")
         self.assertEqual(result.returncode, 0, result.stderr)
-        self.assertNotIn('"interface": "lo"', result.stdout)
+        (vrf,) = json.loads(result.stdout)["vrfs"]
+        self.assertNotIn("lo", [address["interface"] for address in vrf["addresses"]])
+        self.assertIn({"address": "127.0.0.1", "prefixLength": 8, "family": "IPv4",
+                       "interface": "lo", "why": "left out"}, vrf["notPublished"])
 
     def test_the_table_has_the_loopback_address(self):
         result = run("show", "--vrf", "default")
