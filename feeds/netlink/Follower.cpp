@@ -271,6 +271,7 @@ void Follower::endDump(Zin::Seconds now) {
     }
     // Whether the dump was before or after, nobody knows.
     if (std::ranges::any_of(since, misleads)) {
+        distrust_ = "something went while it was dumped";
         wantDump(now);
     }
 }
