@@ -256,6 +256,7 @@ void Follower::endDump(Zin::Seconds now) {
         return;
     }
     hasSeen_ = true;
+    bool const wasReady = isReady_;
     if (dump.flaw()) {
         mirror_.add(dump.dumped());
         lose("its last dump cannot be relied on: " + *dump.flaw(), now);
@@ -271,7 +272,9 @@ void Follower::endDump(Zin::Seconds now) {
     }
     // Whether the dump was before or after, nobody knows.
     if (std::ranges::any_of(since, misleads)) {
-        distrust_ = "something went while it was dumped";
+        if (wasReady) {
+            distrust_ = "something went while it was dumped";
+        }
         wantDump(now);
     }
 }
