@@ -203,7 +203,6 @@ private:
         if (loop_.now() >= nextFlush_) {
             flush();
         }
-        out_.write();
         answer();
         out_.write();
         if (int const error = out_.failure(); error != 0) {

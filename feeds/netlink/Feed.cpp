@@ -225,15 +225,19 @@ void Feed::paint(std::uint64_t number, Space& space) {
         auto const vrf = vrfOf(number, space, ifIndex, [this](auto const& name, auto const& why) {
             tellLeftOut(name, why);
         });
-        auto const* const before = publication_.published(ref);
-        auto picture = pictureOf(mirror, ifIndex, options_.policy,
-                                 before ? before->status.ip.primary : Nimb::IpAddrWithMask());
+        auto picture = pictureOf(number, space, ifIndex);
         if (vrf && picture.status) {
             publication_.set(ref, PublishedLink{.vrf = *vrf, .status = *std::move(picture.status)});
         } else {
             publication_.set(ref, std::nullopt);
         }
     }
+}
+
+LinkPicture Feed::pictureOf(std::uint64_t number, Space const& space, std::uint32_t ifIndex) const {
+    auto const* const before = publication_.published({.space = number, .ifIndex = ifIndex});
+    return Netlink::pictureOf(space.follower->mirror(), ifIndex, options_.policy,
+                              before ? before->status.ip.primary : Nimb::IpAddrWithMask());
 }
 
 std::optional<L3::VrfName> Feed::vrfOf(std::uint64_t number, Space const& space,
@@ -331,16 +335,12 @@ std::map<L3::VrfName, std::string> Feed::stale() const {
 
 void Feed::forEachAddress(EachAddress const& each) const {
     for (auto const& [number, space] : spaces_) {
-        Mirror const& mirror = space.follower->mirror();
-        for (auto const& [ifIndex, one] : mirror.links()) {
+        for (auto const& [ifIndex, one] : space.follower->mirror().links()) {
             auto const vrf = vrfOf(number, space, ifIndex, ignore);
             if (!vrf || !one.link) {
                 continue;
             }
-            auto const* const before = publication_.published({number, ifIndex});
-            auto const picture =
-                pictureOf(mirror, ifIndex, options_.policy,
-                          before ? before->status.ip.primary : Nimb::IpAddrWithMask());
+            auto const picture = pictureOf(number, space, ifIndex);
             for (AddressPicture const& address : picture.addresses) {
                 each(*vrf, one.link->name, address);
             }

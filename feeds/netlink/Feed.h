@@ -91,6 +91,7 @@ private:
     bool canStart(Zin::Seconds now) const;
     static bool canPublish(Space const& space, Zin::Seconds now);
     void paint(std::uint64_t number, Space& space);
+    LinkPicture pictureOf(std::uint64_t number, Space const& space, std::uint32_t ifIndex) const;
     void publish(Zin::Seconds now);
     // The VRF of a link; nothing where it is left out, which is told to whoever gives `refuse`.
     using Refuse = std::function<void(std::string const& name, std::string const& why)>;

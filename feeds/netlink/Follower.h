@@ -59,7 +59,6 @@ public:
     bool isClosed() const { return distrust_ && !sockets_; }
     // Why the mirror cannot be trusted; nothing while it can be.
     std::optional<std::string> const& distrust() const { return distrust_; }
-    Skipped const& skipped() const { return skipped_; }
 
     Zin::Seconds nextExpiry() const;
     void run(Zin::Seconds now);

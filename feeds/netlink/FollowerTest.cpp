@@ -123,7 +123,6 @@ TEST_F(FollowerTest, MoreIsTriedAfterLongerPausesAndToldOnceAMinute) {
         kernel.faults().next(Fault::loseNotification, ENOBUFS);
         add("10.0.0.1/24");
         remove("10.0.0.1/24");
-        auto const before = follower.mirror().find(eth0)->ip4.list();
         runTo(1.0 + 0.1 * (i + 1));
         dumps += follower.distrust() ? 0 : 1;
     }

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <system_error>
 
 #include "feeds/netlink/Descriptor.h"
@@ -48,11 +49,18 @@ struct LiveKernelTest : testing::Test {
     IdleLoop loop;
 };
 
-TEST_F(LiveKernelTest, NamespacesThatHaveANameAreListedInOrder) {
-    TestNamespace const one;
-    if (!one) {
-        GTEST_SKIP() << "this machine does not let us make network namespaces";
+// Where the machine lets us make some.
+struct InNamespaces : LiveKernelTest {
+    void SetUp() override {
+        if (!TestNamespace()) {
+            std::cout << "skipped: no network namespaces can be made" << std::endl;
+            GTEST_SKIP() << "no network namespaces can be made";
+        }
     }
+};
+
+TEST_F(InNamespaces, NamespacesThatHaveANameAreListedInOrder) {
+    TestNamespace const one;
     TestNamespace const two;
     name("ns-red", one);
     name("blue", two);
@@ -79,11 +87,8 @@ TEST_F(LiveKernelTest, WhatCannotBeListedIsAnError) {
     EXPECT_THROW(LiveKernel(loop, dir / "file").namedNamespaces(), std::system_error);
 }
 
-TEST_F(LiveKernelTest, SocketsAreOpenedThereAndTheThreadIsBack) {
+TEST_F(InNamespaces, SocketsAreOpenedThereAndTheThreadIsBack) {
     TestNamespace const space;
-    if (!space) {
-        GTEST_SKIP() << "this machine does not let us make network namespaces";
-    }
     name("ns-red", space);
     auto const before = openDescriptors();
     LiveKernel kernel(loop, dir);
@@ -100,12 +105,9 @@ TEST_F(LiveKernelTest, SocketsAreOpenedThereAndTheThreadIsBack) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-TEST_F(LiveKernelTest, AnotherNamespaceUnderTheNameIsNotEntered) {
+TEST_F(InNamespaces, AnotherNamespaceUnderTheNameIsNotEntered) {
     TestNamespace const one;
     TestNamespace const two;
-    if (!two) {
-        GTEST_SKIP() << "this machine does not let us make network namespaces";
-    }
     name("ns-red", one);
     LiveKernel kernel(loop, dir);
     auto const named = kernel.namedNamespaces().at(0);
@@ -121,11 +123,8 @@ TEST_F(LiveKernelTest, AnotherNamespaceUnderTheNameIsNotEntered) {
     EXPECT_THROW(kernel.open(named, 10'000, [] {}), std::system_error);
 }
 
-TEST_F(LiveKernelTest, NothingStaysOpenWhereOpeningFails) {
+TEST_F(InNamespaces, NothingStaysOpenWhereOpeningFails) {
     TestNamespace const space;
-    if (!space) {
-        GTEST_SKIP() << "this machine does not let us make network namespaces";
-    }
     name("ns-red", space);
     LiveKernel kernel(loop, dir);
     auto const named = kernel.namedNamespaces().at(0);
@@ -144,14 +143,11 @@ TEST_F(LiveKernelTest, NothingStaysOpenWhereOpeningFails) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-using LiveKernelDeathTest = LiveKernelTest;
+using InNamespacesDeathTest = InNamespaces;
 
 // Whatever it did from then on it would do in the wrong place.
-TEST_F(LiveKernelDeathTest, ThatCannotComeBackStopsAtOnce) {
+TEST_F(InNamespacesDeathTest, ThatCannotComeBackStopsAtOnce) {
     TestNamespace const space;
-    if (!space) {
-        GTEST_SKIP() << "this machine does not let us make network namespaces";
-    }
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     name("ns-red", space);
     LiveKernel kernel(loop, dir);

@@ -217,12 +217,11 @@ TEST_F(AgentTest, AnInvariantThatFailsInTheMidstOfABatchIsContained) {
 }
 
 TEST_F(AgentTest, WhatIsNotThereForAnOperationIsANotice) {
-    auto const red = kernel.makeNamespace("ns-red");
+    kernel.makeNamespace("ns-red");
     start();
     runTo(1.0);
     agent->router().tableDel("red").apply();
     kernel.removeName("ns-red");
-    static_cast<void>(red);
     runTo(2.0);
 
     EXPECT_THAT(notices, ElementsAre(HasSubstr("'red'")));

@@ -5,9 +5,12 @@
 #include <linux/if_addr.h>
 #include <sys/socket.h>
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Nimb/IpGenAddrWithMask.h"
@@ -55,6 +58,11 @@ struct Place {
 };
 
 enum class LinkKind { loopback, veth, dummy, bridge, vrf };
+
+constexpr std::string_view nameOf(LinkKind kind) {
+    constexpr std::array<std::string_view, 5> names{"loopback", "veth", "dummy", "bridge", "vrf"};
+    return names[static_cast<std::size_t>(kind)];
+}
 
 struct Link {
     Place place;

@@ -19,20 +19,8 @@ constexpr std::uint32_t infiniteLifetime = 0xffffffff;
 
 Bytes zeroEnded(std::string_view value) { return bytesOf(value) + Bytes(1); }
 
-std::string_view kindName(LinkKind kind) {
-    switch (kind) {
-        case LinkKind::veth:
-            return "veth";
-        case LinkKind::dummy:
-            return "dummy";
-        case LinkKind::bridge:
-            return "bridge";
-        case LinkKind::vrf:
-            return "vrf";
-        default:
-            return "";
-    }
-}
+// The kernel tells none of a loopback.
+std::string_view kindName(LinkKind kind) { return kind == LinkKind::loopback ? "" : nameOf(kind); }
 
 unsigned interfaceFlags(Link const& link) {
     unsigned flags = link.kind == LinkKind::loopback ? IFF_LOOPBACK : IFF_BROADCAST | IFF_MULTICAST;

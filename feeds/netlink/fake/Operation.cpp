@@ -20,22 +20,6 @@ int addLink(Links& links, Operation const& wanted) {
                          {wanted.otherPlace.network, wanted.otherName, wanted.otherPlace.ifIndex});
 }
 
-std::string_view nameOf(LinkKind kind) {
-    switch (kind) {
-        case LinkKind::loopback:
-            return "loopback";
-        case LinkKind::veth:
-            return "veth";
-        case LinkKind::dummy:
-            return "dummy";
-        case LinkKind::bridge:
-            return "bridge";
-        case LinkKind::vrf:
-            return "vrf";
-    }
-    return "";
-}
-
 std::string placeText(Place const& place) {
     return fmt::format("{}:{}", place.network.inode, place.ifIndex);
 }
