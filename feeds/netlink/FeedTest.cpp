@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "TestMemory/TestMemory.h"
 #include "feeds/netlink/fake/FakeKernel.h"
 #include "router/TestOperations.h"
 
@@ -177,6 +178,36 @@ TEST_F(FeedTest, ANamespaceThatGoesIsWithdrawnAtOnceAndNotKeptAlive) {
                 ElementsAre("IpPrimaryIs red lo 0.0.0.0/0", "IpIntfDel red lo", "Ip6IntfDel red lo",
                             "KernelDel red lo", "Ip6VrfDel red", "IpVrfDel red", "TableDel red"));
     EXPECT_THAT(kernel.namespaces(), ElementsAre(own));
+}
+
+TEST_F(FeedTest, WhatIsPublishedStaysWhereMemoryFailsUntilAllHasBeenReadAnew) {
+    start();
+    add(own, 1, "10.0.0.1/32");
+    add(own, 1, "10.0.0.2/32");
+    runTo(20.0);
+    all();
+    kernel.links().removeAddress({own, 1}, {.own = Nimb::IpGenAddrWithMask("10.0.0.1/32")});
+    add(own, 1, "10.0.0.3/32");
+    kernel.deliver();
+    feed->run(20.0);
+    kernel.advanceTo(20.001);
+    {
+        TestMemory::OneFailure const failure(0);
+        feed->run(20.001);
+        ASSERT_TRUE(failure.happened());
+    }
+    EXPECT_THAT(feed->stale(), Contains(Pair(L3::VrfName("default"), HasSubstr("no memory"))));
+    kernel.faults().next(Fault::interruptDump, 0, 3);
+    runTo(20.02);
+    EXPECT_THAT(feed->stale(), Contains(Pair(L3::VrfName("default"), HasSubstr("interrupted"))));
+    EXPECT_THAT(all(), IsEmpty());
+    runTo(22.0);
+
+    EXPECT_THAT(feed->stale(), IsEmpty());
+    EXPECT_THAT(
+        all(),
+        ElementsAre("IpPrimaryIs default lo 0.0.0.0/0", "IpSecondaryDel default lo 10.0.0.2/32",
+                    "IpPrimaryIs default lo 10.0.0.2/32", "IpSecondaryAdd default lo 10.0.0.3/32"));
 }
 
 TEST_F(FeedTest, ANamespaceThatIsMadeAgainIsNewAndItsPredecessorDoesNotWaitForIt) {

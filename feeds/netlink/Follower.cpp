@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -62,6 +63,18 @@ Zin::Seconds Follower::nextExpiry() const {
 }
 
 void Follower::run(Zin::Seconds now) {
+    try {
+        follow(now);
+    } catch (std::bad_alloc const&) {
+        // Half of a change may be in the mirror.
+        mirror_.startOver();
+        isReady_ = false;
+        startsOver_ = hasSeen_;
+        close(now, "there was no memory for it");
+    }
+}
+
+void Follower::follow(Zin::Seconds now) {
     if (!sockets_ && nextOpen_ <= now) {
         open(now);
     }
@@ -248,15 +261,17 @@ void Follower::startDump(Zin::Seconds now) {
 }
 
 void Follower::endDump(Zin::Seconds now) {
-    Dump const dump = *std::exchange(dump_, std::nullopt);
+    Dump dump = *std::exchange(dump_, std::nullopt);
     auto const since = std::exchange(since_, {});
     lastDump_ = now;
     if (since.size() > maxSince) {
         wantDump(now);
         return;
     }
+    if (std::ranges::any_of(since, misleads)) {
+        dump.damage("something went meanwhile");
+    }
     hasSeen_ = true;
-    bool const wasReady = isReady_;
     if (dump.flaw()) {
         mirror_.add(dump.dumped());
         lose("its last dump cannot be relied on: " + *dump.flaw(), now);
@@ -264,18 +279,12 @@ void Follower::endDump(Zin::Seconds now) {
         mirror_.replace(dump.dumped());
         distrust_.reset();
         isReady_ = true;
+        startsOver_ = false;
         toldClosed_ = false;
         openPause_ = firstPause;
     }
     for (Change const& change : since) {
         mirror_.apply(change);
-    }
-    // Whether the dump was before or after, nobody knows.
-    if (std::ranges::any_of(since, misleads)) {
-        if (wasReady) {
-            distrust_ = "something went while it was dumped";
-        }
-        wantDump(now);
     }
 }
 

@@ -11,7 +11,8 @@
 // What is notified during a dump is done to the mirror at once, and once more on top of what the
 // dump has shown, which may be older. A dump that is flawed only adds; what it does not show goes
 // when a whole one does not show it either. There is one dump at a time, and a pause between two,
-// which grows while they keep being needed.
+// which grows while they keep being needed. Memory that runs out meanwhile costs what the mirror
+// has, which is not ready then before a dump is whole.
 //
 // Owned by the feed, which calls run() after each event and each time that nextExpiry() has come.
 // Nothing it waits for blocks. Destroying it closes its sockets, so that it keeps no namespace.
@@ -51,8 +52,8 @@ public:
     Mirror const& mirror() const { return mirror_; }
     // A whole dump has been seen, and all that was notified meanwhile.
     bool isReady() const { return isReady_; }
-    // A dump has been seen, whole or not.
-    bool hasSeen() const { return hasSeen_; }
+    // A dump has been seen, whole or not, and the mirror has not been emptied since.
+    bool hasSeen() const { return hasSeen_ && !startsOver_; }
     // What the mirror has is between two states that may be published.
     bool isCatchingUp() const { return dump_ && dump_->isDone(); }
     // It could not be opened, or had to be closed; it will be tried again.
@@ -64,6 +65,7 @@ public:
     void run(Zin::Seconds now);
 
 private:
+    void follow(Zin::Seconds now);
     void open(Zin::Seconds now);
     void close(Zin::Seconds now, std::string why);
     void readAll(Zin::Seconds now);
@@ -89,6 +91,7 @@ private:
     Mirror mirror_;
     bool isReady_ = false;
     bool hasSeen_ = false;
+    bool startsOver_ = false;  // what has been published is to stay until a dump is whole
     std::optional<std::string> distrust_;
     Skipped skipped_;
     std::vector<std::byte> buffer_;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "TestMemory/TestMemory.h"
 #include "feeds/netlink/fake/FakeKernel.h"
 
 namespace Netlink {
@@ -19,8 +20,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-struct FollowerTest : testing::Test {
-    FollowerTest() { kernel.links().add(Fake::LinkKind::dummy, {own, "eth0", eth0}); }
+struct Followed {
+    Followed() { kernel.links().add(Fake::LinkKind::dummy, {own, "eth0", eth0}); }
 
     void add(char const* addr) {
         ASSERT_EQ(kernel.links().addAddress({own, eth0}, {.own = Nimb::IpGenAddrWithMask(addr)}),
@@ -73,6 +74,8 @@ struct FollowerTest : testing::Test {
                       {.receiveBuffer = 100'000, .coalesce = 0.001},
                       [this](std::string const& line) { notices.push_back(line); }};
 };
+
+struct FollowerTest : testing::Test, Followed {};
 
 TEST_F(FollowerTest, ReadsWhatIsThereAndIsReady) {
     add("10.0.0.1/24");
@@ -250,6 +253,40 @@ TEST_F(FollowerTest, WhereSendingFailsItBeginsAnewAndKeepsWhatItHas) {
 
     EXPECT_FALSE(follower.distrust());
     EXPECT_EQ(mirrored(), real());
+}
+
+// While it reads what has gone, what has come, and a dump of it.
+TEST(FollowerWithoutMemory, WhicheverAllocationFailsItReadsAnew) {
+    std::size_t allowed = 0;
+    for (bool happened = true; happened; ++allowed) {
+        Followed one;
+        one.add("10.0.0.1/32");
+        one.add("10.1.0.1/24");
+        one.runTo(1.0);
+        static_cast<void>(one.follower.mirror().takeTouched());
+        one.remove("10.0.0.1/32");
+        one.add("10.2.0.1/32");
+        one.kernel.links().add(Fake::LinkKind::dummy, {one.own, "eth1", 8});
+        one.kernel.overrun(one.own);
+        one.kernel.deliver();
+        one.follower.run(1.0);
+        one.kernel.advanceTo(1.1);
+        {
+            TestMemory::OneFailure const failure(allowed);
+            one.follower.run(1.1);
+            happened = failure.happened();
+        }
+        EXPECT_NE(happened, one.follower.isReady());
+        EXPECT_EQ(happened, one.follower.distrust() == "there was no memory for it");
+        one.runTo(2.0);
+
+        EXPECT_TRUE(one.follower.isReady());
+        EXPECT_FALSE(one.follower.distrust());
+        EXPECT_EQ(one.mirrored(), one.real());
+        EXPECT_THAT(one.follower.mirror().takeTouched(),
+                    testing::IsSupersetOf({Followed::eth0, 8U}));
+    }
+    EXPECT_GT(allowed, 50U);
 }
 
 TEST_F(FollowerTest, ItSaysWhereItsReceiveBufferIsSmaller) {

@@ -220,6 +220,15 @@ void Mirror::add(Dumped const& dumped) {
     }
 }
 
+void Mirror::startOver() {
+    for (auto& [ifIndex, one] : links_) {
+        one = MirroredLink();
+    }
+    byName_.clear();
+    portsOf_.clear();
+    hosts_.clear();
+}
+
 void Mirror::touch(std::uint32_t ifIndex) {
     std::set<std::uint32_t> seen;
     std::vector<std::uint32_t> next{ifIndex};

@@ -55,6 +55,10 @@ public:
     void replace(Dumped const& dumped);
     // Something of what there is: nothing goes.
     void add(Dumped const& dumped);
+    // Forgets what links are and what is on them, but not which there have been: those that
+    // replace() does not find are to be looked at again then, as those that it finds. Allocates
+    // nothing, and may be called where apply(), replace() or add() has thrown.
+    void startOver();
 
     // The links to be looked at again since the last time.
     std::set<std::uint32_t> takeTouched() { return std::exchange(touched_, {}); }

@@ -242,7 +242,7 @@ private:
     }
 
     void suffer() {
-        switch (random_.below(history_.isPrompt ? 5 : 6)) {
+        switch (random_.below(history_.isPrompt ? 6 : 7)) {
             case 0:
                 return plague();
             case 1:
@@ -258,6 +258,8 @@ private:
                 }
                 return put({.kind = Kind::wait, .seconds = 0.02});
             case 5:
+                return put({.kind = Kind::noMemory, .calls = random_.below(20)});
+            case 6:
                 return put({.kind = Kind::delay,
                             .network = random_.oneOf(kernel_.namespaces()),
                             .seconds = longestDelay * random_.below(100) / 100});
@@ -344,6 +346,8 @@ std::string toText(Step const& step) {
         case Kind::overrun:
             return fmt::format("notifications of {} are lost{}", step.network.inode,
                                toText(step.notice));
+        case Kind::noMemory:
+            return fmt::format("no memory, {} allocations behind a datagram", step.calls);
         case Kind::delay:
             return fmt::format("notifications of {} come {} s late", step.network.inode,
                                step.seconds);

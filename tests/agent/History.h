@@ -18,6 +18,7 @@ struct Step {
         misfortune,  // one, at the next opportunity
         plague,      // misfortunes by chance, after a plan
         overrun,     // notifications of a namespace are lost
+        noMemory,    // an allocation of the agent fails, `calls` after it is given a datagram
         delay,       // those of a namespace come `seconds` late
         wait,        // `seconds` pass
         settle,      // misfortunes end, time passes until nothing is due, and all is judged
@@ -33,7 +34,8 @@ struct Step {
     Netlink::Fake::FaultPlan plan{};
     Netlink::NamespaceId network{};
     double seconds = 0;
-    std::uint32_t calls = 0;  // of the agent's to the kernel, where it is done within
+    // Of the agent's to the kernel, where it is done within; or for memory.
+    std::uint32_t calls = 0;
 };
 
 struct History {

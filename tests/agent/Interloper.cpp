@@ -7,6 +7,10 @@ public:
     Socket(Interloper& interloper, std::unique_ptr<Netlink::Socket> socket)
         : interloper_(interloper), socket_(std::move(socket)) {}
 
+    ~Socket() override { interloper_.isDone(); }
+    Socket(Socket const&) = delete;
+    Socket& operator=(Socket const&) = delete;
+
     std::uint32_t port() const override { return socket_->port(); }
     void send(std::span<std::byte const> message) override {
         interloper_.isCalled();
@@ -14,7 +18,11 @@ public:
     }
     std::optional<Netlink::Received> receive(std::span<std::byte> buffer) override {
         interloper_.isCalled();
-        return socket_->receive(buffer);
+        auto const received = socket_->receive(buffer);
+        if (received) {
+            interloper_.hasAnswered();
+        }
+        return received;
     }
 
 private:
@@ -23,15 +31,30 @@ private:
 };
 
 void Interloper::end() {
+    allowed_.reset();
     while (!planned_.empty()) {
         doNext();
     }
 }
 
 void Interloper::isCalled() {
+    isDone();
     if (!planned_.empty() && planned_.front().first-- <= 1) {
         doNext();
     }
+}
+
+void Interloper::hasAnswered() {
+    if (allowed_) {
+        failure_.emplace(*allowed_);
+    }
+}
+
+void Interloper::isDone() {
+    if (failure_ && failure_->happened()) {
+        allowed_.reset();
+    }
+    failure_.reset();
 }
 
 void Interloper::doNext() {
@@ -43,7 +66,12 @@ void Interloper::doNext() {
 
 std::vector<Netlink::NamedNamespace> Interloper::namedNamespaces() {
     isCalled();
-    return kernel_.namedNamespaces();
+    auto there = kernel_.namedNamespaces();
+    listed_.clear();
+    for (auto const& named : there) {
+        listed_.emplace(named.name, named.id);
+    }
+    return there;
 }
 
 Netlink::NamespaceSockets Interloper::openOwn(std::size_t receiveBuffer,

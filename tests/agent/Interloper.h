@@ -4,9 +4,13 @@
 #pragma once
 
 #include <deque>
+#include <map>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "History.h"
+#include "TestMemory/TestMemory.h"
 #include "feeds/netlink/Kernel.h"
 #include "feeds/netlink/fake/FakeKernel.h"
 
@@ -21,9 +25,15 @@ public:
     void plan(std::uint32_t calls, Netlink::Fake::Operation operation) {
         planned_.emplace_back(calls, std::move(operation));
     }
-    // What is still planned is done now.
+    // Of those that the agent makes for a datagram that it is given, the one behind `allowed`
+    // others fails; once.
+    void failAllocation(std::size_t allowed) { allowed_ = allowed; }
+    // What is still planned is done now, and nothing fails any more.
     void end();
     std::uint64_t done() const { return done_; }
+    // What the agent knows of names, since they could be read last.
+    using Names = std::map<std::string, Netlink::NamespaceId>;
+    Names const& listed() const { return listed_; }
 
     Netlink::NamespaceId ownNamespace() override { return kernel_.ownNamespace(); }
     std::vector<Netlink::NamedNamespace> namedNamespaces() override;
@@ -39,12 +49,18 @@ private:
     class Socket;
 
     void isCalled();
+    void hasAnswered();
+    // The agent, with the datagram: he asks for another, or closes the socket.
+    void isDone();
     void doNext();
     Netlink::NamespaceSockets wrapped(Netlink::NamespaceSockets sockets);
 
     Netlink::Fake::FakeKernel& kernel_;
     std::deque<std::pair<std::uint32_t, Netlink::Fake::Operation>> planned_;
     std::uint64_t done_ = 0;
+    Names listed_;
+    std::optional<std::size_t> allowed_;
+    std::optional<TestMemory::OneFailure> failure_;
 };
 
 }  // namespace Simulated

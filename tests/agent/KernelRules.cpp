@@ -23,14 +23,13 @@ std::optional<L3::VrfName> vrfOfName(std::string const& name) {
 
 // By namespace.
 std::map<Netlink::NamespaceId, L3::VrfName> homesOf(FakeKernel& kernel,
-                                                    std::set<L3::VrfName> const& refused) {
+                                                    std::set<std::string> const& refused) {
     std::map<Netlink::NamespaceId, L3::VrfName> homes{{kernel.ownNamespace(), "default"}};
-    for (auto const& [name, id] : kernel.names()) {
-        auto const vrf = vrfOfName(name);
-        if (vrf && id) {
-            auto const [home, isNew] = homes.try_emplace(*id, *vrf);
-            if (!isNew && !home->second.isDefault() && refused.contains(home->second)) {
-                home->second = *vrf;
+    for (bool const isRefused : {false, true}) {
+        for (auto const& [name, id] : kernel.names()) {
+            auto const vrf = vrfOfName(name);
+            if (vrf && id && refused.contains(name) == isRefused) {
+                homes.try_emplace(*id, *vrf);
             }
         }
     }
@@ -75,6 +74,12 @@ std::optional<bool> isDeprecated(Address const& address, double now) {
     bool const isRounded =
         !address.has(IFA_F_DEPRECATED) && address.since + address.preferred - now < 1;
     return isRounded ? std::nullopt : std::optional(address.has(IFA_F_DEPRECATED));
+}
+
+// RFC 4429: optimistic addresses are used before it is known that nobody else has them.
+bool isInUse(std::uint32_t flags) {
+    bool const isTentative = (flags & IFA_F_TENTATIVE) != 0 && (flags & IFA_F_OPTIMISTIC) == 0;
+    return !isTentative && (flags & IFA_F_DADFAILED) == 0;
 }
 
 bool mayLend(Link const& link) {
@@ -141,17 +146,12 @@ private:
         for (Address const& address : link.ip6) {
             auto const general = published(address);
             Nimb::Ip6AddrWithMask const addr(general.address().ip6(), general.prefixLength());
-            // Optimistic while its link cannot detect anything yet, or tentative since that went
-            // down, until it is up and has a carrier.
             bool const isUntold =
-                address.has(IFA_F_TENTATIVE) &&
-                (address.has(IFA_F_OPTIMISTIC) ? !link.ip6Ready
-                                               : address.outlivedDown || !link.ip6Ready);
+                isInUse(address.flags) != (address.told && isInUse(*address.told));
             if (isUntold) {
                 one.untold.insert(addr);
             }
-            if (isUntold || (!address.has(IFA_F_DADFAILED) &&
-                             (!address.has(IFA_F_TENTATIVE) || address.has(IFA_F_OPTIMISTIC)))) {
+            if (isUntold || isInUse(address.flags)) {
                 one.ip6[addr] = isDeprecated(address, kernel_.now());
             }
         }
@@ -181,7 +181,7 @@ private:
 
 }  // namespace
 
-Wanted wantedOf(FakeKernel& kernel, std::set<L3::VrfName> const& refused) {
+Wanted wantedOf(FakeKernel& kernel, std::set<std::string> const& refused) {
     Wanted wanted;
     auto const homes = homesOf(kernel, refused);
     std::set<L3::VrfName> taken;

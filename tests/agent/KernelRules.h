@@ -24,8 +24,7 @@ struct WantedIntf {
     std::set<Nimb::IntfId> lenders{};            // it is unnumbered if there are any
     // Whether it is deprecated; nothing in the second before it is, which a dump rounds away.
     std::map<Nimb::Ip6AddrWithMask, std::optional<bool>> ip6{};
-    // Those of them whose state the kernel shows in dumps and does not tell, so that they may be
-    // published or not.
+    // Those that may be published or not: dumps show of them what the kernel has not told.
     std::set<Nimb::Ip6AddrWithMask> untold{};
 };
 
@@ -38,6 +37,6 @@ struct WantedVrf {
 using Wanted = std::map<L3::VrfName, WantedVrf>;
 
 // Of the names of one namespace any may be its VRF's that is not `refused`, if there is one.
-Wanted wantedOf(Netlink::Fake::FakeKernel& kernel, std::set<L3::VrfName> const& refused);
+Wanted wantedOf(Netlink::Fake::FakeKernel& kernel, std::set<std::string> const& refused);
 
 }  // namespace Simulated

@@ -112,6 +112,8 @@ void Machine::carryOut(Step const& step) {
                 kernel_.overrun(step.network);
             }
             return follow(step.notice);
+        case Step::Kind::noMemory:
+            return interloper_.failAllocation(step.calls);
         case Step::Kind::delay:
             if (std::ranges::count(kernel_.namespaces(), step.network) != 0) {
                 kernel_.delayNotifications(step.network, kernel_.now() + step.seconds);
@@ -187,7 +189,7 @@ void Machine::runAgent() {
         changed_ = now;
     }
     judgeGone();
-    running_->reader.batchEnds(kernel_.names());
+    running_->reader.batchEnds(interloper_.listed());
     judgeRun(before);
 }
 
@@ -197,11 +199,11 @@ std::set<L3::VrfName> Machine::tables() const {
 }
 
 Wanted Machine::wanted() {
-    std::set<L3::VrfName> refused;
+    std::set<std::string> refused;
+    auto const leftOut = running_->agent.feed().leftOut();
     for (auto const& [name, id] : kernel_.names()) {
-        L3::VrfName const vrf(name.starts_with("ns-") ? name.substr(3) : "");
-        if (!vrf.isDefault() && running_->agent.feed().unreadable(vrf)) {
-            refused.insert(vrf);
+        if (leftOut.contains(fmt::format("namespace '{}'", name))) {
+            refused.insert(name);
         }
     }
     return wantedOf(kernel_, refused);

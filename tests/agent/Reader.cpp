@@ -46,7 +46,8 @@ Reader::Roles Reader::roles(Names const& names) const {
         for (auto const& intf : vrf.value->ipIntfStatus()) {
             auto const device = devices->deviceIntfStatus(intf.key);
             found.emplace(std::pair(vrf.key, intf.key),
-                          Role{.network = network == names.end() ? std::nullopt : network->second,
+                          Role{.network = network == names.end() ? std::nullopt
+                                                                 : std::optional(network->second),
                                .ifIndex = device ? device->ifIndex() : 0,
                                .primary = intf.value->activeAddrWithMask()});
         }

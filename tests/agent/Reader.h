@@ -17,7 +17,7 @@ namespace Simulated {
 
 class Reader final : public Routing::TableFollower::Notifiee {
 public:
-    using Names = std::map<std::string, std::optional<Netlink::NamespaceId>>;
+    using Names = std::map<std::string, Netlink::NamespaceId>;
 
     Reader(Zin::Ptr<Routing::TableFollower const> follower, Routing::Inputs const& inputs);
 
@@ -25,7 +25,7 @@ public:
     // now, or where the address has become the primary one or is it no more: whatever the order of
     // operations, those take the row.
     void batchBegins();
-    // With the names of namespaces now.
+    // With the names of namespaces that the agent knows.
     void batchEnds(Names const& names);
 
     using Row = std::pair<L3::VrfName, IpLib::IntfAddrEntryContent>;

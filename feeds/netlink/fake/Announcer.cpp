@@ -33,6 +33,17 @@ void Announcer::bridgePort(Network& network, unsigned type, Link const& port,
     tell(network, bridgePortMessage(type, port, bridge, from({})));
 }
 
+void Announcer::addressIs(Network& network, Link const& link, Address& address,
+                          Requester const& requester) {
+    address.told = address.flags;
+    this->address(network, RTM_NEWADDR, link, address, requester);
+}
+
+void Announcer::addressGone(Network& network, Link const& link, Address const& address,
+                            Requester const& requester) {
+    this->address(network, RTM_DELADDR, link, address, requester);
+}
+
 void Announcer::address(Network& network, unsigned type, Link const& link, Address const& address,
                         Requester const& requester) {
     ++(address.family() == AF_INET ? network.ip4Changes : network.ip6Changes);

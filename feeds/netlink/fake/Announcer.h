@@ -29,11 +29,14 @@ public:
     // Of a link that was not there before.
     void newLink(Network& network, Link const& link);
     void bridgePort(Network& network, unsigned type, Link const& port, std::uint32_t bridge);
-    // RTM_NEWADDR or RTM_DELADDR.
-    void address(Network& network, unsigned type, Link const& link, Address const& address,
-                 Requester const& requester = {});
+    void addressIs(Network& network, Link const& link, Address& address,
+                   Requester const& requester = {});
+    void addressGone(Network& network, Link const& link, Address const& address,
+                     Requester const& requester = {});
 
 private:
+    void address(Network& network, unsigned type, Link const& link, Address const& address,
+                 Requester const& requester);
     void tell(Network& network, Bytes const& message) const;
     Bytes extra();
 

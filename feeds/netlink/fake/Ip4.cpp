@@ -65,7 +65,7 @@ int Ip4::replace(Network& network, Link& link, Address const& address) {
     there->preferred = address.preferred;
     there->valid = address.valid;
     startLifetimes(*there, announcer_.now);
-    announcer_.address(network, RTM_NEWADDR, link, *there, announcer_.asker);
+    announcer_.addressIs(network, link, *there, announcer_.asker);
     return 0;
 }
 
@@ -90,7 +90,7 @@ void Ip4::linkWasRenamed(Network& network, Link& link) {
     int number = 0;
     for (auto& address : link.ip4) {
         address.label = relabelled(address.label, link.name, ++number);
-        announcer_.address(network, RTM_NEWADDR, link, address);
+        announcer_.addressIs(network, link, address);
     }
 }
 
@@ -99,7 +99,7 @@ void Ip4::linkGoes(Network& network, Link& link) {
     while (!link.ip4.empty()) {
         Address const first = link.ip4.front();
         link.ip4.erase(link.ip4.begin());
-        announcer_.address(network, RTM_DELADDR, link, first);
+        announcer_.addressGone(network, link, first);
     }
 }
 
@@ -115,7 +115,7 @@ void Ip4::expire(Network& network, Link& link) {
     for (auto& address : link.ip4) {
         if (endOfPreferred(address) <= announcer_.now && endOfValid(address) > announcer_.now) {
             address.flags |= IFA_F_DEPRECATED;
-            announcer_.address(network, RTM_NEWADDR, link, address);
+            announcer_.addressIs(network, link, address);
         }
     }
     // Each takes others along, or is replaced.
@@ -152,8 +152,7 @@ int Ip4::insert(Network& network, Link& link, Address address, Requester const& 
     auto const at = isSecondary(address)
                         ? link.ip4.end()
                         : link.ip4.begin() + primaryPosition(link.ip4, address.scope);
-    announcer_.address(network, RTM_NEWADDR, link, *link.ip4.insert(at, std::move(address)),
-                       requester);
+    announcer_.addressIs(network, link, *link.ip4.insert(at, std::move(address)), requester);
     return 0;
 }
 
@@ -169,12 +168,12 @@ void Ip4::removeAt(Network& network, Link& link, std::size_t position, Requester
         } else {
             Address const secondary = all[heir];
             all.erase(all.begin() + static_cast<std::ptrdiff_t>(heir));
-            announcer_.address(network, RTM_DELADDR, link, secondary, requester);
+            announcer_.addressGone(network, link, secondary, requester);
         }
     }
     bool const isInherited = heir < all.size();
     all.erase(all.begin() + static_cast<std::ptrdiff_t>(position));
-    announcer_.address(network, RTM_DELADDR, link, removed, requester);
+    announcer_.addressGone(network, link, removed, requester);
     if (isInherited) {
         promote(network, link, heir - 1, removed.scope, requester);
     }
@@ -186,7 +185,7 @@ void Ip4::promote(Network& network, Link& link, std::size_t position, std::uint8
     link.ip4.erase(link.ip4.begin() + static_cast<std::ptrdiff_t>(position));
     promoted.clear(IFA_F_SECONDARY);
     auto const at = link.ip4.insert(link.ip4.begin() + primaryPosition(link.ip4, scope), promoted);
-    announcer_.address(network, RTM_NEWADDR, link, *at, requester);
+    announcer_.addressIs(network, link, *at, requester);
 }
 
 }  // namespace Netlink::Fake

@@ -82,7 +82,7 @@ int Ip6::add(Network& network, Link& link, Address address) {
     bool const isTold = !address.has(IFA_F_NODAD) && !address.has(IFA_F_OPTIMISTIC);
     Address& added = insert(link, std::move(address));
     if (isTold) {
-        announcer_.address(network, RTM_NEWADDR, link, added);
+        announcer_.addressIs(network, link, added);
     } else {
         ++network.ip6Changes;
     }
@@ -102,7 +102,7 @@ int Ip6::replace(Network& network, Link& link, Address const& address) {
     there->valid = address.valid;
     there->flags = (there->flags & ~replaceable) | (address.flags & replaceable);
     startLifetimes(*there, announcer_.now);
-    announcer_.address(network, RTM_NEWADDR, link, *there);
+    announcer_.addressIs(network, link, *there);
     return 0;
 }
 
@@ -113,7 +113,7 @@ int Ip6::remove(Network& network, Link& link, Address const& address) {
     }
     Address const removed = *there;
     link.ip6.erase(there);
-    announcer_.address(network, RTM_DELADDR, link, removed);
+    announcer_.addressGone(network, link, removed);
     return 0;
 }
 
@@ -128,7 +128,7 @@ int Ip6::detectDuplicate(Network& network, Link& link, Nimb::IpGenAddrWithMask c
     }
     there->flags |= IFA_F_TENTATIVE | IFA_F_DADFAILED;
     there->clear(IFA_F_OPTIMISTIC);
-    announcer_.address(network, RTM_NEWADDR, link, *there);
+    announcer_.addressIs(network, link, *there);
     return 0;
 }
 
@@ -141,7 +141,7 @@ void Ip6::linkIsReady(Network& network, Link& link) {
             Address& added = insert(
                 link, {.own = Nimb::IpGenAddrWithMask(loopbackAddress, 128), .flags = IFA_F_NODAD});
             added.clear(IFA_F_NODAD);
-            announcer_.address(network, RTM_NEWADDR, link, added);
+            announcer_.addressIs(network, link, added);
         }
     } else if (link.kind != LinkKind::vrf && network.settings.linkLocal) {
         addLinkLocal(network, link);
@@ -174,7 +174,7 @@ void Ip6::linkWentDown(Network& network, Link& link) {
         }
         Address const removed = address;
         link.ip6.erase(link.ip6.begin() + static_cast<std::ptrdiff_t>(i));
-        announcer_.address(network, RTM_DELADDR, link, removed);
+        announcer_.addressGone(network, link, removed);
     }
 }
 
@@ -183,7 +183,7 @@ void Ip6::linkGoes(Network& network, Link& link) {
     while (!link.ip6.empty()) {
         Address const first = link.ip6.front();
         link.ip6.erase(link.ip6.begin());
-        announcer_.address(network, RTM_DELADDR, link, first);
+        announcer_.addressGone(network, link, first);
     }
 }
 
@@ -202,7 +202,7 @@ void Ip6::expire(Network& network, Link& link) {
         if (endOfValid(address) <= now) {
             Address const removed = address;
             link.ip6.erase(link.ip6.begin() + static_cast<std::ptrdiff_t>(i));
-            announcer_.address(network, RTM_DELADDR, link, removed);
+            announcer_.addressGone(network, link, removed);
             continue;
         }
         if (address.dadEnds <= now) {
@@ -210,7 +210,7 @@ void Ip6::expire(Network& network, Link& link) {
         }
         if (endOfPreferred(address) <= now) {
             address.flags |= IFA_F_DEPRECATED;
-            announcer_.address(network, RTM_NEWADDR, link, address);
+            announcer_.addressIs(network, link, address);
         }
         ++i;
     }
@@ -236,14 +236,14 @@ void Ip6::startDetection(Network& network, Link& link, Address& address) {
     }
     address.dadEnds = announcer_.now + network.settings.dadTime;
     if (address.has(IFA_F_OPTIMISTIC)) {
-        announcer_.address(network, RTM_NEWADDR, link, address);
+        announcer_.addressIs(network, link, address);
     }
 }
 
 void Ip6::endDetection(Network& network, Link& link, Address& address) {
     address.dadEnds = never;
     address.clear(IFA_F_TENTATIVE | IFA_F_OPTIMISTIC | IFA_F_DADFAILED);
-    announcer_.address(network, RTM_NEWADDR, link, address);
+    announcer_.addressIs(network, link, address);
 }
 
 // Not told before it is known that nobody else has it.

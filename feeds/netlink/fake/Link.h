@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +36,8 @@ struct Address {
     std::string label{};        // IPv4 alone; that of the link where the requester says none
     double dadEnds = never;     // when duplicate address detection is over, while it runs
     bool outlivedDown = false;  // so that it begins anew when the link comes up
+    // Its flags when its namespace was last told of it; nothing where that has not been.
+    std::optional<std::uint32_t> told{};
 
     unsigned family() const {
         return own.family() == Nimb::AddressFamily::ipv4 ? AF_INET : AF_INET6;
