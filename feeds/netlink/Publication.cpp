@@ -34,12 +34,13 @@ public:
         }
     }
 
-    // What stood as a primary or secondary address of its interface, and is to stand as the other.
+    // What stood as a primary or secondary address of its interface, and is to stand as the other:
+    // it goes and comes at once, so that nobody gets its subnet meanwhile.
     void change(PublishedLink const& was, PublishedLink const& is) {
         vrf_ = is.vrf;
         intf_ = is.status.intf;
         if (was.vrf == vrf_ && was.status.intf == intf_) {
-            addIp4(was.status.ip, is.status.ip, Which::changed);
+            changeIp4(was.status.ip, is.status.ip);
         }
     }
 
@@ -52,7 +53,7 @@ public:
             put(KernelAdd{vrf_, intf_, is.status.device});
         }
         if (stays) {
-            addIp4(was->status.ip, is.status.ip, Which::others);
+            addIp4(was->status.ip, is.status.ip);
             addIp6(was->status.ip6, is.status.ip6);
             return;
         }
@@ -61,43 +62,74 @@ public:
         first.ip6.resize(std::min(first.ip6.size(), maxTogether));
         put(IpIntfAdd{vrf_, intf_, first.ip});
         put(Ip6IntfAdd{vrf_, intf_, first.ip6});
-        addIp4(first.ip, is.status.ip, Which::others);
+        addIp4(first.ip, is.status.ip);
         addIp6(first.ip6, is.status.ip6);
     }
 
 private:
-    enum class Which { changed, others };
-
     void put(Operation operation) { operations_.push_back(std::move(operation)); }
 
+    static bool isSet(Nimb::IpAddrWithMask const& addr) { return addr != Nimb::IpAddrWithMask(); }
+    static bool has(std::vector<Nimb::IpAddrWithMask> const& addrs,
+                    Nimb::IpAddrWithMask const& addr) {
+        return std::ranges::binary_search(addrs, addr);
+    }
+    // Its primary address was a secondary one, or is one now.
+    static bool promotes(IpIntf const& was, IpIntf const& is) {
+        return has(was.secondary, is.primary);
+    }
+    static bool demotes(IpIntf const& was, IpIntf const& is) {
+        return has(is.secondary, was.primary);
+    }
+
     void withdrawIp4(IpIntf const& was, IpIntf const& is) {
-        if (was.primary != is.primary && was.primary != Nimb::IpAddrWithMask()) {
-            put(IpPrimaryIs{vrf_, intf_, {}});
+        if (was.primary != is.primary && isSet(was.primary)) {
+            if (!demotes(was, is)) {
+                put(IpPrimaryIs{vrf_, intf_, {}});
+            }
         } else if (was.unnumberedSource.empty() && !is.unnumberedSource.empty()) {
             put(IpUnnumberedIs{vrf_, intf_, is.unnumberedSource});
         }
-        forEachMissing(was.secondary, is.secondary, [this](Nimb::IpAddrWithMask const& addr) {
-            put(IpSecondaryDel{vrf_, intf_, addr});
-        });
-    }
-
-    void addIp4(IpIntf const& was, IpIntf const& is, Which which) {
-        bool const isNew = was.primary != is.primary && is.primary != Nimb::IpAddrWithMask();
-        bool const wasSecondary = isNew && std::ranges::binary_search(was.secondary, is.primary);
-        if (wasSecondary == (which == Which::changed)) {
-            bool const isWithdrawn = was.primary == is.primary && was.unnumberedSource.empty();
-            if (was.unnumberedSource != is.unnumberedSource && !isWithdrawn) {
-                put(IpUnnumberedIs{vrf_, intf_, is.unnumberedSource});
-            }
-            if (isNew) {
-                put(IpPrimaryIs{vrf_, intf_, is.primary});
+        for (auto const& addr : was.secondary) {
+            if (!has(is.secondary, addr) && addr != is.primary) {
+                put(IpSecondaryDel{vrf_, intf_, addr});
             }
         }
-        forEachMissing(is.secondary, was.secondary, [&](Nimb::IpAddrWithMask const& addr) {
-            if ((addr == was.primary) == (which == Which::changed)) {
+    }
+
+    void changeIp4(IpIntf const& was, IpIntf const& is) {
+        bool const promoted = promotes(was, is);
+        bool const demoted = demotes(was, is);
+        if (promoted) {
+            put(IpSecondaryDel{vrf_, intf_, is.primary});
+            primaryIs(was, is);
+        } else if (demoted) {
+            put(IpPrimaryIs{vrf_, intf_, {}});
+        }
+        if (demoted) {
+            put(IpSecondaryAdd{vrf_, intf_, was.primary});
+        }
+    }
+
+    void addIp4(IpIntf const& was, IpIntf const& is) {
+        if (!promotes(was, is)) {
+            primaryIs(was, is);
+        }
+        for (auto const& addr : is.secondary) {
+            if (!has(was.secondary, addr) && addr != was.primary) {
                 put(IpSecondaryAdd{vrf_, intf_, addr});
             }
-        });
+        }
+    }
+
+    void primaryIs(IpIntf const& was, IpIntf const& is) {
+        bool const isWithdrawn = was.primary == is.primary && was.unnumberedSource.empty();
+        if (was.unnumberedSource != is.unnumberedSource && !isWithdrawn) {
+            put(IpUnnumberedIs{vrf_, intf_, is.unnumberedSource});
+        }
+        if (was.primary != is.primary && isSet(is.primary)) {
+            put(IpPrimaryIs{vrf_, intf_, is.primary});
+        }
     }
 
     void withdrawIp6(std::vector<Ip6IntfAddr> const& was, std::vector<Ip6IntfAddr> const& is) {
@@ -113,17 +145,6 @@ private:
             auto const before = std::ranges::lower_bound(was, one.addr, {}, &Ip6IntfAddr::addr);
             if (before == was.end() || *before != one) {
                 put(Ip6AddrSet{vrf_, intf_, one});
-            }
-        }
-    }
-
-    // Both sorted.
-    template <class F>
-    static void forEachMissing(std::vector<Nimb::IpAddrWithMask> const& some,
-                               std::vector<Nimb::IpAddrWithMask> const& others, F each) {
-        for (auto const& one : some) {
-            if (!std::ranges::binary_search(others, one)) {
-                each(one);
             }
         }
     }

@@ -142,10 +142,34 @@ TEST_F(PublicationTest, PrimaryAndSecondaryChangePlaces) {
     taken();
     publication.set(a, link("eth0", {"10.0.0.2/24", "10.0.0.1/24"}));
 
+    EXPECT_THAT(taken(), ElementsAre("IpSecondaryDel red eth0 10.0.0.2/24",
+                                     "IpPrimaryIs red eth0 10.0.0.2/24",
+                                     "IpSecondaryAdd red eth0 10.0.0.1/24"));
+}
+
+TEST_F(PublicationTest, APrimaryBecomesASecondaryBehindANewOne) {
+    publication.set(a, borrowing("lo", link("eth0", {"10.0.0.1/32"})));
+    taken();
+    publication.set(a, link("eth0", {"10.0.0.3/24", "10.0.0.1/32"}));
+
+    EXPECT_THAT(taken(),
+                ElementsAre("IpPrimaryIs red eth0 0.0.0.0/0", "IpSecondaryAdd red eth0 10.0.0.1/32",
+                            "IpUnnumberedIs red eth0 from ''", "IpPrimaryIs red eth0 10.0.0.3/24"));
+}
+
+// Who waits for its subnet, and is withdrawn and added anew before, does not get it.
+TEST_F(PublicationTest, WhatChangesItsRoleIsAwayForNobodyElse) {
+    publication.set(a, link("eth0", {"10.1.0.2/24", "10.0.0.2/24"}));
+    publication.set(b, link("eth1", {"10.1.0.1/24", "10.0.0.1/24"}));
+    taken();
+    publication.set(a, link("eth0", {"10.0.0.2/24"}));
+    publication.set(b, link("eth1", {"10.0.0.1/24"}));
+
     EXPECT_THAT(
         taken(),
-        ElementsAre("IpPrimaryIs red eth0 0.0.0.0/0", "IpSecondaryDel red eth0 10.0.0.2/24",
-                    "IpPrimaryIs red eth0 10.0.0.2/24", "IpSecondaryAdd red eth0 10.0.0.1/24"));
+        ElementsAre("IpPrimaryIs red eth0 0.0.0.0/0", "IpPrimaryIs red eth1 0.0.0.0/0",
+                    "IpSecondaryDel red eth0 10.0.0.2/24", "IpPrimaryIs red eth0 10.0.0.2/24",
+                    "IpSecondaryDel red eth1 10.0.0.1/24", "IpPrimaryIs red eth1 10.0.0.1/24"));
 }
 
 // Who wants its subnet, and comes in the same batch, does not get it.
