@@ -19,7 +19,7 @@
 #include "feeds/scenario/Recorder.h"
 #include "feeds/scenario/RepairPrinter.h"
 #include "intfaddr/JsonReport.h"
-#include "intfaddr/Printable.h"
+#include "intfaddr/ask/Printable.h"
 #include "intfaddr/Report.h"
 #include "intfaddr/agent/Agent.h"
 #include "intfaddr/agent/Instance.h"

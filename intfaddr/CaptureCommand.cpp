@@ -11,7 +11,7 @@
 
 #include "feeds/scenario/Recorder.h"
 #include "intfaddr/Machine.h"
-#include "intfaddr/Printable.h"
+#include "intfaddr/ask/Printable.h"
 
 namespace IntfAddr {
 

@@ -17,7 +17,7 @@
 #include "intfaddr/CaptureCommand.h"
 #include "intfaddr/JsonReport.h"
 #include "intfaddr/Machine.h"
-#include "intfaddr/Printable.h"
+#include "intfaddr/ask/Printable.h"
 #include "intfaddr/ReplayCommand.h"
 #include "intfaddr/TextReport.h"
 #include "intfaddr/agent/Instance.h"

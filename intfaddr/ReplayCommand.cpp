@@ -7,7 +7,7 @@
 #include <system_error>
 
 #include "feeds/scenario/Replayer.h"
-#include "intfaddr/Printable.h"
+#include "intfaddr/ask/Printable.h"
 #include "intfaddr/ProgressLine.h"
 
 namespace IntfAddr {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "intfaddr/Printable.h"
+#include "intfaddr/ask/Printable.h"
 
 namespace IntfAddr {
 

@@ -6,8 +6,6 @@
 
 namespace Routing {
 
-namespace {
-
 using IpLib::IntfAddrEntryKey;
 using IpLib::IntfAddrVrfTable;
 
@@ -33,12 +31,21 @@ std::optional<Holder> holderOf(IntfAddrVrfTable const& table,
                           standing.row->intfId()};
         case Standing::Conflict::withSet:
             return Holder{{standing.set->subnet().address(), standing.set->subnet().prefixLength()},
-                          standing.set->intfId()};
+                          standing.set->intfId(), true};
     }
     return std::nullopt;
 }
 
-}  // namespace
+IntfAddrVrfTable::SetPtr connectedSubnet(IntfAddrVrfTable const& table,
+                                         Nimb::IpGenAddr const& addr) {
+    for (int length = Nimb::maxPrefixLength(addr.family()); length >= 0; --length) {
+        Nimb::IpGenPrefix const subnet(addr, static_cast<std::uint8_t>(length));
+        if (auto set = table.intfAddrEntrySetFromSubnet(subnet)) {
+            return set;
+        }
+    }
+    return nullptr;
+}
 
 std::vector<Row> rows(IntfAddrVrfTable const& table) {
     std::vector<Row> found;

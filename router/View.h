@@ -35,6 +35,7 @@ struct Row {
 struct Holder {
     Nimb::IpGenAddrWithMask addrOrSubnet;
     Nimb::IntfId intfId;
+    bool isSubnet = false;
 
     friend bool operator==(Holder const&, Holder const&) = default;
 };
@@ -47,6 +48,17 @@ struct DeferredAddr {
 
     friend bool operator==(DeferredAddr const&, DeferredAddr const&) = default;
 };
+
+Row rowOf(IpLib::IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& entry);
+
+// Who keeps the address out of the table; nothing where nobody does.
+std::optional<Holder> holderOf(IpLib::IntfAddrVrfTable const& table,
+                               IpLib::IntfAddrWithMaskKey const& key);
+
+// The longest connected subnet that contains the address; null where none does. Costs a look-up for
+// each length that a prefix may have.
+IpLib::IntfAddrVrfTable::SetPtr connectedSubnet(IpLib::IntfAddrVrfTable const& table,
+                                                Nimb::IpGenAddr const& addr);
 
 // Sorted.
 std::vector<Row> rows(IpLib::IntfAddrVrfTable const& table);

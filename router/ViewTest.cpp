@@ -72,6 +72,27 @@ struct Fixture {
         IpLib::IntfAddrVrfTableImpl::deferredIntfAddBacklogFactory();
 };
 
+TEST(View, TheConnectedSubnetOfAnAddressIsTheLongest) {
+    Fixture fixture;
+    fixture.ip("10.0.0.1/8", "eth0");
+    fixture.ip("10.1.0.1/16", "eth1");
+    fixture.ip("10.1.2.3/32", "eth2");
+    fixture.ip("2001:db8::1/64", "eth3");
+    auto const connected = [&fixture](char const* text) {
+        auto const set = connectedSubnet(*fixture.table, addr(text));
+        return set ? fmt::format("{} {}", set->subnet(), set->intfId()) : "none";
+    };
+
+    EXPECT_EQ(connected("10.1.2.3"), "10.1.2.3/32 eth2");
+    EXPECT_EQ(connected("10.1.2.4"), "10.1.0.0/16 eth1");
+    EXPECT_EQ(connected("10.2.0.1"), "10.0.0.0/8 eth0");
+    EXPECT_EQ(connected("11.0.0.1"), "none");
+    EXPECT_EQ(connected("2001:db8::2"), "2001:db8::/64 eth3");
+    EXPECT_EQ(connected("2001:db8:1::2"), "none");
+    fixture.ip("0.0.0.1/0", "eth4");
+    EXPECT_EQ(connected("11.0.0.1"), "0.0.0.0/0 eth4");
+}
+
 TEST(View, RowsAreSortedByFamilyThenAddressThenInterface) {
     Fixture fixture;
     fixture.linkLocal("fe80::1/64", "eth1");

@@ -150,7 +150,7 @@ void Feed::followNew(std::vector<NamedNamespace> const& there) {
         }
         if (auto const why = refusal(named)) {
             leftOutNamespaces_.emplace(spaceText(named.name), *why);
-            tellLeftOut(spaceText(named.name), *why);
+            tellLeftOut(spaceText(named.name), why->why);
             continue;
         }
         namespaceVrfs_.insert(vrf);
@@ -159,20 +159,21 @@ void Feed::followNew(std::vector<NamedNamespace> const& there) {
     }
 }
 
-std::optional<std::string> Feed::refusal(NamedNamespace const& named) const {
+std::optional<Feed::Refusal> Feed::refusal(NamedNamespace const& named) const {
     L3::VrfName const vrf(named.name.substr(namespacePrefix.size()));
     if (vrf.isDefault()) {
-        return "the program's own namespace is the VRF of that name";
+        return Refusal{"the program's own namespace is the VRF of that name", named.id == own_};
     }
     if (named.id == own_) {
-        return "it is the program's own namespace";
+        return Refusal{"it is the program's own namespace", true};
     }
     for (auto const& [number, space] : spaces_) {
         if (space.named && space.named->id == named.id) {
-            return fmt::format("it is {} under another name", space.named->name);
+            return Refusal{fmt::format("it is {} under another name", space.named->name), true};
         }
     }
-    return badVrfName(vrf);
+    auto const bad = badVrfName(vrf);
+    return bad ? std::optional(Refusal{*bad}) : std::nullopt;
 }
 
 // What is in the own namespace may be the VRF too, as a device.
@@ -300,11 +301,24 @@ std::optional<std::string> Feed::unreadable(L3::VrfName const& vrf) const {
         }
     }
     auto const refused = leftOutNamespaces_.find(spaceText(namespacePrefix + vrf.bytes()));
-    return refused == leftOutNamespaces_.end() ? std::nullopt : std::optional(refused->second);
+    return refused == leftOutNamespaces_.end() ? std::nullopt : std::optional(refused->second.why);
 }
 
 std::map<std::string, std::string> Feed::leftOut() const {
-    auto found = leftOutNamespaces_;
+    auto found = hidden();
+    for (auto const& [name, refused] : leftOutNamespaces_) {
+        found.emplace(name, refused.why);
+    }
+    return found;
+}
+
+std::map<std::string, std::string> Feed::hidden() const {
+    std::map<std::string, std::string> found;
+    for (auto const& [name, refused] : leftOutNamespaces_) {
+        if (!refused.isKnown) {
+            found.emplace(name, refused.why);
+        }
+    }
     for (auto const& [number, space] : spaces_) {
         if (!space.isVrf && space.follower->distrust()) {
             found.emplace(vrfText(space.vrf), *space.follower->distrust());
@@ -333,18 +347,38 @@ std::map<L3::VrfName, std::string> Feed::stale() const {
     return found;
 }
 
-void Feed::forEachAddress(EachAddress const& each) const {
-    for (auto const& [number, space] : spaces_) {
-        for (auto const& [ifIndex, one] : space.follower->mirror().links()) {
-            auto const vrf = vrfOf(number, space, ifIndex, ignore);
-            if (!vrf || !one.link) {
-                continue;
-            }
-            auto const picture = pictureOf(number, space, ifIndex);
-            for (AddressPicture const& address : picture.addresses) {
-                each(*vrf, one.link->name, address);
-            }
+std::optional<LinkRef> Feed::linkAfter(std::optional<LinkRef> const& link) const {
+    LinkRef const before = link.value_or(LinkRef{});
+    for (auto space = spaces_.lower_bound(before.space); space != spaces_.end(); ++space) {
+        auto const& links = space->second.follower->mirror().links();
+        bool const isFirst = link && space->first == before.space;
+        auto const next = isFirst ? links.upper_bound(before.ifIndex) : links.begin();
+        if (next != links.end()) {
+            return LinkRef{.space = space->first, .ifIndex = next->first};
         }
+    }
+    return std::nullopt;
+}
+
+void Feed::forEachAddressOf(LinkRef const& ref, EachAddress const& each) const {
+    auto const found = spaces_.find(ref.space);
+    if (found == spaces_.end()) {
+        return;
+    }
+    auto const& [number, space] = *found;
+    auto const* const one = space.follower->mirror().find(ref.ifIndex);
+    auto const vrf = vrfOf(number, space, ref.ifIndex, ignore);
+    if (!one || !one->link || !vrf) {
+        return;
+    }
+    for (AddressPicture const& address : pictureOf(number, space, ref.ifIndex).addresses) {
+        each(*vrf, one->link->name, address);
+    }
+}
+
+void Feed::forEachAddress(EachAddress const& each) const {
+    for (auto link = linkAfter(std::nullopt); link; link = linkAfter(link)) {
+        forEachAddressOf(*link, each);
     }
 }
 

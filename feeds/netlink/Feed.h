@@ -59,9 +59,15 @@ public:
     // What would be a VRF, or belong to one, and is left out; and why. In the words of notices.
     std::map<std::string, std::string> leftOut() const;
 
-    // Each address that is there, and whether it is published.
+    // Of these, what has addresses of which nobody is told.
+    std::map<std::string, std::string> hidden() const;
+
+    // The links, in an order that stays while they come and go; the first where none is given.
+    std::optional<LinkRef> linkAfter(std::optional<LinkRef> const& link) const;
+    // Each address of a link that belongs to a VRF, and whether it is published.
     using EachAddress = std::function<void(L3::VrfName const& vrf, Nimb::IntfId const& intf,
                                            AddressPicture const& address)>;
+    void forEachAddressOf(LinkRef const& link, EachAddress const& each) const;
     void forEachAddress(EachAddress const& each) const;
 
 private:
@@ -74,6 +80,12 @@ private:
         std::optional<Zin::Seconds> since{};  // when it was run first
     };
 
+    // Why a namespace is none of its own.
+    struct Refusal {
+        std::string why;
+        bool isKnown = false;  // it is followed all the same
+    };
+
     bool isOwn(std::uint64_t number) const { return number == 0; }
     void follow(std::uint64_t number, std::optional<NamedNamespace> named, L3::VrfName const& vrf);
     // In order of their indexes.
@@ -84,7 +96,7 @@ private:
     void forgetGone(std::vector<NamedNamespace> const& there);
     void followNew(std::vector<NamedNamespace> const& there);
     // Why the name does not make a VRF; nothing where it does.
-    std::optional<std::string> refusal(NamedNamespace const& named) const;
+    std::optional<Refusal> refusal(NamedNamespace const& named) const;
     bool isWanted(L3::VrfName const& vrf) const;
     void touchDevices(L3::VrfName const& vrf);
 
@@ -110,7 +122,7 @@ private:
     std::uint64_t nextNumber_ = 1;
     std::set<L3::VrfName> namespaceVrfs_;
     Publication publication_;
-    std::map<std::string, std::string> leftOutNamespaces_;
+    std::map<std::string, Refusal> leftOutNamespaces_;
     std::set<std::string> told_;
 
     bool isWatching_ = false;

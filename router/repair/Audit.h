@@ -14,7 +14,7 @@
 
 #include "router/Published.h"
 #include "router/Router.h"
-#include "router/repair/AuditSteps.h"
+#include "router/Steps.h"
 #include "router/repair/FaultBook.h"
 
 namespace Routing {
@@ -65,7 +65,7 @@ private:
     Zin::Ptr<IpLib::IntfAddrVrfTable> const table_;
     Zin::Ptr<IpLib::IntfAddrVrfTableSm> const machine_;
     Zin::Seconds nextOverdue_ = Velk::never;
-    AuditSteps steps_;
+    Steps steps_;
 };
 
 }  // namespace Routing

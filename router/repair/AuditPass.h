@@ -46,7 +46,7 @@ private:
     std::vector<L3::VrfName> toAudit_;
     Audits audits_;  // begun; not void
     Audit* current_ = nullptr;
-    AuditSteps virtualAddrs_;
+    Steps virtualAddrs_;
 };
 
 }  // namespace Routing

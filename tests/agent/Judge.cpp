@@ -179,7 +179,9 @@ bool isUndisputed(Entry const& entry, std::vector<Entry> const& all) {
 void judgeStatus(Wanted const& wanted, Routing::Router& router, std::set<L3::VrfName> const& stale,
                  Faults& faults) {
     for (auto const& [vrf, one] : wanted) {
-        if (!stale.contains(one.home)) {
+        // Before a namespace had that name, a device of the own one may have had it.
+        bool const maySucceed = vrf == one.home && stale.contains("default");
+        if (!stale.contains(one.home) && !maySucceed) {
             StatusJudge(vrf, one, router, faults).judge();
         }
     }

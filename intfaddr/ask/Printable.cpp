@@ -1,4 +1,4 @@
-#include "intfaddr/Printable.h"
+#include "intfaddr/ask/Printable.h"
 
 #include <cstddef>
 

@@ -9,7 +9,7 @@
 
 namespace Routing {
 
-class AuditSteps {
+class Steps {
 public:
     // Leaves a walk over the map to do, before what was left before; `alive` keeps the map.
     template <class Alive, class Map, class Check>

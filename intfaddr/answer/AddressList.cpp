@@ -1,0 +1,214 @@
+#include "intfaddr/answer/AddressList.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "IpLib/IntfAddrVrfTableSm/Place.h"
+
+namespace IntfAddr {
+
+namespace {
+
+using IpLib::IntfAddrVrfTable;
+using IpLib::IntfAddrWithMaskKey;
+
+bool isDown(Interface::DeviceIntfStatus const& device) {
+    return !device.active() || device.operStatus() == Interface::OperStatus::down ||
+           device.operStatus() == Interface::OperStatus::lowerLayerDown ||
+           device.operStatus() == Interface::OperStatus::notPresent;
+}
+
+IntfAddrWithMaskKey keyOf(IpLib::IntfAddrEntry const& row) {
+    return {row.intfId(), {row.key().addr, row.subnet().prefixLength()}};
+}
+
+}  // namespace
+
+std::string_view toStrep(Place place) {
+    static constexpr std::array<std::string_view, 4> names{"table", "waiting", "no-device",
+                                                           "left-out"};
+    return names.at(static_cast<std::size_t>(place));
+}
+
+AddressState stateOf(Routing::Router const& router, L3::VrfName const& vrf,
+                     IntfAddrWithMaskKey const& key) {
+    auto const deprecated = router.published(vrf).deprecated(key);
+    if (!deprecated) {
+        return AddressState::invalid;
+    }
+    auto const devices = router.inputs().kniIntfStatusHelper()->deviceIntfStatusDir(vrf);
+    if (auto const device = devices->deviceIntfStatus(key.intfId); device && isDown(*device)) {
+        return AddressState::inaccessible;
+    }
+    return *deprecated ? AddressState::deprecated : AddressState::preferred;
+}
+
+AddressList::AddressList(Routing::Router const& router, Netlink::Feed const& feed, Filter filter)
+    : router_(router), feed_(feed), filter_(std::move(filter)), vrfs_(router.vrfs()) {
+    if (filter_.vrf) {
+        std::erase_if(vrfs_, [this](L3::VrfName const& vrf) { return vrf != *filter_.vrf; });
+    }
+    std::ranges::reverse(vrfs_);
+    link_ = feed_.linkAfter(std::nullopt);
+}
+
+bool AddressList::step(Each const& each) {
+    each_ = &each;
+    if (steps_.step()) {
+        return true;
+    }
+    if (!vrfs_.empty()) {
+        begin(std::exchange(vrfs_.back(), {}));
+        vrfs_.pop_back();
+        return true;
+    }
+    if (link_) {
+        listLeftOut(*link_);
+        link_ = feed_.linkAfter(link_);
+    }
+    return link_.has_value();
+}
+
+// What is to be walked first is left to do last.
+void AddressList::begin(L3::VrfName const& vrf) {
+    if (auto const table = router_.tables()->intfAddrVrfTable(vrf)) {
+        walkPublished(vrf, table);
+        walkWaiting(vrf, table);
+        walkRows(vrf, table);
+    }
+}
+
+void AddressList::walkRows(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {
+    if (filter_.addr) {
+        using IpLib::IntfAddrEntryKey;
+        for (auto const& key : {IntfAddrEntryKey::makeIpKey(*filter_.addr),
+                                IntfAddrEntryKey::makeVirtualIpKey(*filter_.addr)}) {
+            if (auto const row = table->intfAddrEntryFromAddr(key)) {
+                listRow(vrf, *row);
+            }
+        }
+        if (filter_.addr->isV6LinkLocal()) {
+            steps_.walk(table, table->llIntfAddrEntryFromIntfId(),
+                        [this, vrf](auto const& member) { listRow(vrf, *member.value); });
+        }
+    } else {
+        steps_.walk(table, table->intfAddrEntry(),
+                    [this, vrf](auto const& member) { listRow(vrf, *member.value); });
+    }
+}
+
+void AddressList::walkWaiting(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {
+    auto const machine = router_.tableSm(vrf);
+    auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
+    if (backlog) {
+        steps_.walk(backlog, backlog->backlog(), [this, vrf, table](auto const& member) {
+            listWaiting(vrf, *table, member.key);
+        });
+    }
+}
+
+void AddressList::walkPublished(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {
+    auto const published = router_.published(vrf);
+    if (auto const status = published.ipStatus()) {
+        steps_.walk(status, status->ipIntfStatus(), [this, vrf, table](auto const& member) {
+            Zin::Ptr<Ip::IpIntfStatus> const intf = member.value;
+            if (Routing::Published::hasPrimary(*intf)) {
+                listPublished(vrf, *table, {intf->intfId(), intf->activeAddrWithMask()}, false);
+            }
+            steps_.walk(intf, intf->secondaryActiveAddrWithMask(),
+                        [this, vrf, table, name = intf->intfId()](auto const& addr) {
+                            listPublished(vrf, *table, {name, addr.key}, false);
+                        });
+        });
+    }
+    if (auto const status = published.ip6Status()) {
+        steps_.walk(status, status->intfStatus(), [this, vrf, table](auto const& member) {
+            Zin::Ptr<Ip6::IntfStatus> const intf = member.value;
+            steps_.walk(intf, intf->addr(),
+                        [this, vrf, table, name = intf->intfId()](auto const& addr) {
+                            listPublished(vrf, *table, {name, addr.key}, addr.value.deprecated);
+                        });
+        });
+    }
+}
+
+void AddressList::listRow(L3::VrfName const& vrf, IpLib::IntfAddrEntry const& row) const {
+    if (row.key().virtualIp) {
+        tell({.vrf = vrf,
+              .intf = {},
+              .addr = {row.key().addr, Nimb::maxPrefixLength(row.key().addr.family())},
+              .virtualIp = true});
+    } else if (filter_.admits(row.intfId(), row.key().addr)) {
+        auto const key = keyOf(row);
+        tell({.vrf = vrf,
+              .intf = row.intfId(),
+              .addr = key.addrWithMask,
+              .state = stateOf(router_, vrf, key)});
+    }
+}
+
+void AddressList::listWaiting(L3::VrfName const& vrf, IntfAddrVrfTable const& table,
+                              IntfAddrWithMaskKey const& key) const {
+    if (filter_.admits(key.intfId, key.addrWithMask.address())) {
+        tell({.vrf = vrf,
+              .intf = key.intfId,
+              .addr = key.addrWithMask,
+              .place = Place::waiting,
+              .state = stateOf(router_, vrf, key),
+              .holder = Routing::holderOf(table, key)});
+    }
+}
+
+void AddressList::listPublished(L3::VrfName const& vrf, IntfAddrVrfTable const& table,
+                                IntfAddrWithMaskKey const& key, bool deprecated) const {
+    if (!filter_.admits(key.intfId, key.addrWithMask.address())) {
+        return;
+    }
+    auto const machine = router_.tableSm(vrf);
+    auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
+    if ((backlog && backlog->backlogHas(key)) ||
+        table.intfAddrEntryHas(IpLib::IntfAddrVrfTableImpl::Place(key).content)) {
+        return;
+    }
+    ListedAddress address{.vrf = vrf,
+                          .intf = key.intfId,
+                          .addr = key.addrWithMask,
+                          .place = Place::leftOut,
+                          .state = stateOf(router_, vrf, key)};
+    if (!router_.published(vrf).hasDevice(key.intfId)) {
+        address.place = Place::noDevice;
+    } else if (Routing::Published::isRefused(key, deprecated)) {
+        address.why = "a link-local address that is deprecated";
+    } else {
+        address.why = "its interface has it with another prefix length";
+    }
+    tell(address);
+}
+
+void AddressList::listLeftOut(Netlink::LinkRef const& link) const {
+    feed_.forEachAddressOf(link, [this](auto const& vrf, auto const& intf, auto const& address) {
+        if (address.place == Netlink::Place::published || (filter_.vrf && *filter_.vrf != vrf) ||
+            !filter_.admits(intf, address.addr.address())) {
+            return;
+        }
+        AddressState const settled =
+            address.deviceDown ? AddressState::inaccessible : AddressState::preferred;
+        tell({.vrf = vrf,
+              .intf = intf,
+              .addr = address.addr,
+              .place = Place::leftOut,
+              .state = address.place == Netlink::Place::tentative   ? AddressState::tentative
+                       : address.place == Netlink::Place::duplicate ? AddressState::duplicate
+                                                                    : settled,
+              .why = std::string(toStrep(address.place))});
+    });
+}
+
+void AddressList::tell(ListedAddress const& address) const {
+    if (filter_.admits(address.intf, address.addr.address())) {
+        (*each_)(address);
+    }
+}
+
+}  // namespace IntfAddr

@@ -1,0 +1,90 @@
+// All that is published of addresses and all that is kept from it, each with its place: the rows of
+// the tables, what waits behind them, what has no device, and what is left out.
+//
+//     AddressList list(router, feed, filter);
+//     while (list.step(each)) {
+//     }
+//
+// A step costs little, whatever the size of the tables, and between steps they may change: each
+// address stands in the list as it was at some moment between the first step and the last, none
+// twice in one place, and none that was there throughout is missing. Rows come in the order of
+// their table, VRF by VRF; after those of the VRF come its other addresses, and after all VRFs
+// those that are left out.
+//
+// Borrows the router and the feed.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "feeds/netlink/Feed.h"
+#include "intfaddr/answer/AddressState.h"
+#include "intfaddr/answer/Filter.h"
+#include "router/Router.h"
+#include "router/Steps.h"
+
+namespace IntfAddr {
+
+// Where an address is that is published or that the kernel has.
+enum class Place {
+    table,
+    waiting,   // behind another one
+    noDevice,  // the kernel does not have its interface
+    leftOut,   // it is not published, or the table refuses it
+};
+
+std::string_view toStrep(Place place);
+
+struct ListedAddress {
+    L3::VrfName vrf;
+    Nimb::IntfId intf;  // empty for a virtual address
+    Nimb::IpGenAddrWithMask addr;
+    bool virtualIp = false;
+    Place place = Place::table;
+    AddressState state = AddressState::preferred;
+    // Whom it waits for; nothing where the way is free, and the next try is all that it waits for.
+    std::optional<Routing::Holder> holder{};
+    // Why it is left out.
+    std::string why{};
+};
+
+class AddressList {
+public:
+    AddressList(Routing::Router const& router, Netlink::Feed const& feed, Filter filter);
+    AddressList(AddressList const&) = delete;
+    AddressList& operator=(AddressList const&) = delete;
+
+    using Each = std::function<void(ListedAddress const&)>;
+    // Returns whether there is more to do.
+    bool step(Each const& each);
+
+private:
+    void begin(L3::VrfName const& vrf);
+    void walkRows(L3::VrfName const& vrf, Zin::Ptr<IpLib::IntfAddrVrfTable> const& table);
+    void walkWaiting(L3::VrfName const& vrf, Zin::Ptr<IpLib::IntfAddrVrfTable> const& table);
+    void walkPublished(L3::VrfName const& vrf, Zin::Ptr<IpLib::IntfAddrVrfTable> const& table);
+    void listRow(L3::VrfName const& vrf, IpLib::IntfAddrEntry const& row) const;
+    void listWaiting(L3::VrfName const& vrf, IpLib::IntfAddrVrfTable const& table,
+                     IpLib::IntfAddrWithMaskKey const& key) const;
+    void listPublished(L3::VrfName const& vrf, IpLib::IntfAddrVrfTable const& table,
+                       IpLib::IntfAddrWithMaskKey const& key, bool deprecated) const;
+    void listLeftOut(Netlink::LinkRef const& link) const;
+    void tell(ListedAddress const& address) const;
+
+    Routing::Router const& router_;
+    Netlink::Feed const& feed_;
+    Filter const filter_;
+    std::vector<L3::VrfName> vrfs_;  // the next is the last
+    Routing::Steps steps_;
+    std::optional<Netlink::LinkRef> link_;
+    Each const* each_ = nullptr;
+};
+
+// The state of an address that is published, or of which the row stands still.
+AddressState stateOf(Routing::Router const& router, L3::VrfName const& vrf,
+                     IpLib::IntfAddrWithMaskKey const& key);
+
+}  // namespace IntfAddr

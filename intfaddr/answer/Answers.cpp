@@ -1,0 +1,196 @@
+#include "intfaddr/answer/Answers.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "intfaddr/answer/AddressList.h"
+#include "intfaddr/answer/AnswerJson.h"
+#include "intfaddr/answer/Question.h"
+#include "intfaddr/answer/SubnetList.h"
+
+namespace IntfAddr {
+
+namespace {
+
+Filter filterFor(Parameters const& parameters, std::set<std::string> const& allowed,
+                 std::string const& needed = {}) {
+    for (auto const& [name, value] : parameters) {
+        if (!allowed.contains(name)) {
+            throw BadQuestion(
+                fmt::format("'{}' is unknown: {} is expected", name, fmt::join(allowed, " or ")));
+        }
+    }
+    bool const isThere = std::ranges::any_of(
+        parameters, [&needed](auto const& parameter) { return parameter.first == needed; });
+    if (!needed.empty() && !isThere) {
+        throw BadQuestion(fmt::format("'{}' is missing", needed));
+    }
+    return filterOf(parameters);
+}
+
+// One step for each VRF.
+Document::Step eachVrf(std::vector<L3::VrfName> vrfs,
+                       std::function<void(L3::VrfName const&, Document::Items&)> each) {
+    return [vrfs = std::move(vrfs), at = std::size_t{0},
+            each = std::move(each)](Document::Items& items) mutable {
+        if (at < vrfs.size()) {
+            each(vrfs[at++], items);
+        }
+        return at < vrfs.size();
+    };
+}
+
+Json rowJson(Routing::Router const& router, L3::VrfName const& vrf, Routing::Row const& row) {
+    return jsonOf(vrf, row,
+                  row.virtualIp
+                      ? AddressState::preferred
+                      : stateOf(router, vrf, {row.intfId, {row.addr, row.prefixLength()}}));
+}
+
+void write(Document::Items& items, Json const& json) { items.next() += toLine(json); }
+
+}  // namespace
+
+Answers::Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from)
+    : router_(router), feed_(feed), from_(std::move(from)) {}
+
+Reply Answers::reply(Request const& request) const {
+    auto const& segments = request.target.segments;
+    auto const& query = request.target.query;
+    if (request.method != "GET" && request.method != "HEAD") {
+        return errorReply(405, fmt::format("{} is not possible: GET is", request.method));
+    }
+    std::string const path =
+        segments.size() == 2 && segments[0] == "v1" ? segments[1] : std::string();
+    try {
+        Filter filter;
+        std::unique_ptr<Body> body;
+        if (path == "addresses") {
+            filter = filterFor(query, {"address", "family", "interface", "prefix", "vrf"});
+            body = addresses(filter);
+        } else if (path == "lookup") {
+            filter = filterFor(query, {"address", "vrf"}, "address");
+            body = lookup(filter);
+        } else if (path == "subnets") {
+            filter = filterFor(query, {"vrf"});
+            body = subnets(filter);
+        } else if (path == "lowest6" || path == "linklocal") {
+            filter = filterFor(query, {"interface", "vrf"}, "interface");
+            body = rowOfIntf(filter, path == "linklocal");
+        } else {
+            return errorReply(404,
+                              fmt::format("there is nothing at /{}", fmt::join(segments, "/")));
+        }
+        bool const isThere = !filter.vrf || router_.tables()->intfAddrVrfTableHas(*filter.vrf);
+        if (!isThere && unknown(filter).empty()) {
+            return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
+        }
+        return {.body = std::move(body)};
+    } catch (BadQuestion const& error) {
+        return errorReply(400, error.what());
+    }
+}
+
+std::vector<L3::VrfName> Answers::vrfsOf(Filter const& filter) const {
+    return filter.vrf ? std::vector{*filter.vrf} : router_.vrfs();
+}
+
+Json Answers::unknown(Filter const& filter) const {
+    std::map<std::string, std::string> found;
+    if (!feed_.isStarted()) {
+        found.emplace("the agent", "it has not read all of the kernel yet");
+    }
+    auto const vrfText = [](L3::VrfName const& vrf) { return fmt::format("VRF '{}'", vrf); };
+    if (!filter.vrf) {
+        found.merge(feed_.hidden());
+    } else if (auto const why = feed_.unreadable(*filter.vrf)) {
+        found.emplace(vrfText(*filter.vrf), *why);
+    }
+    for (auto const& [vrf, why] : feed_.stale()) {
+        if (!filter.vrf || *filter.vrf == vrf) {
+            found.emplace(vrfText(vrf), why);
+        }
+    }
+    Json list = Json::array();
+    for (auto const& [what, why] : found) {
+        list.push_back({{"what", what}, {"why", why}});
+    }
+    return list;
+}
+
+std::unique_ptr<Document> Answers::begun() const {
+    auto document = std::make_unique<Document>();
+    document->member("from", [from = from_] { return Json(from); });
+    return document;
+}
+
+std::unique_ptr<Body> Answers::ended(std::unique_ptr<Document> document,
+                                     Filter const& filter) const {
+    document->member("notKnown", [this, filter] { return unknown(filter); });
+    return document;
+}
+
+std::unique_ptr<Body> Answers::addresses(Filter const& filter) const {
+    auto document = begun();
+    auto list = std::make_shared<AddressList>(router_, feed_, filter);
+    document->list("addresses", [list](Document::Items& items) {
+        return list->step(
+            [&items](ListedAddress const& address) { write(items, jsonOf(address)); });
+    });
+    return ended(std::move(document), filter);
+}
+
+std::unique_ptr<Body> Answers::lookup(Filter const& filter) const {
+    auto document = begun();
+    auto const addr = *filter.addr;
+    document->list("owners", eachVrf(vrfsOf(filter), [this, addr](L3::VrfName const& vrf,
+                                                                  Document::Items& items) {
+                       if (auto const table = router_.tables()->intfAddrVrfTable(vrf)) {
+                           for (auto const& row : Routing::ownersOf(*table, addr)) {
+                               write(items, rowJson(router_, vrf, row));
+                           }
+                       }
+                   }));
+    document->list("connected", eachVrf(vrfsOf(filter), [this, addr](L3::VrfName const& vrf,
+                                                                     Document::Items& items) {
+                       auto const table = router_.tables()->intfAddrVrfTable(vrf);
+                       if (!table || !Routing::ownersOf(*table, addr).empty()) {
+                           return;
+                       }
+                       if (auto const set = Routing::connectedSubnet(*table, addr)) {
+                           write(items, {{"vrf", vrf.text()},
+                                         {"subnet", set->subnet().toStrep()},
+                                         {"interface", set->intfId().name()}});
+                       }
+                   }));
+    return ended(std::move(document), filter);
+}
+
+std::unique_ptr<Body> Answers::subnets(Filter const& filter) const {
+    auto document = begun();
+    auto list = std::make_shared<SubnetList>(router_, filter.vrf);
+    document->list("subnets", [list](Document::Items& items) { return list->step(items); });
+    return ended(std::move(document), filter);
+}
+
+std::unique_ptr<Body> Answers::rowOfIntf(Filter const& filter, bool isLinkLocal) const {
+    auto document = begun();
+    document->list("addresses",
+                   eachVrf(vrfsOf(filter), [this, intf = *filter.intf, isLinkLocal](
+                                               L3::VrfName const& vrf, Document::Items& items) {
+                       auto const table = router_.tables()->intfAddrVrfTable(vrf);
+                       auto const row = !table        ? nullptr
+                                        : isLinkLocal ? table->llIntfAddrEntryFromIntfId(intf)
+                                                      : table->lowestV6IntfAddrEntry(intf);
+                       if (row) {
+                           write(items, rowJson(router_, vrf, Routing::rowOf(*table, *row)));
+                       }
+                   }));
+    return ended(std::move(document), filter);
+}
+
+}  // namespace IntfAddr

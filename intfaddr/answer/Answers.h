@@ -1,0 +1,53 @@
+// Answers questions about the addresses of this machine: each path below /v1/ is one question, each
+// answer a JSON document (docs/json.md).
+//
+//   /v1/addresses   what is published, and its place and state; of what a filter admits
+//   /v1/lookup      who owns an address; where nobody does, the connected subnet that contains it
+//   /v1/subnets     each connected subnet with its rows
+//   /v1/lowest6     the row of the lowest IPv6 address of an interface
+//   /v1/linklocal   the link-local row of an interface
+//
+// Each names what is not known: what could hold the answer, and could not be read. A document is
+// made while it is sent, from what is there then.
+//
+// Borrows the router and the feed, which outlive its replies.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "feeds/netlink/Feed.h"
+#include "intfaddr/answer/Document.h"
+#include "intfaddr/answer/Filter.h"
+#include "intfaddr/http/Request.h"
+#include "router/Router.h"
+
+namespace IntfAddr {
+
+class Answers {
+public:
+    // `from` tells who answers: "agent", or "kernel" for a single look.
+    Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from);
+
+    // 400 for a bad question, 404 for a path or a VRF that does not exist, 405 for another method
+    // than GET and HEAD.
+    Reply reply(Request const& request) const;
+
+private:
+    std::unique_ptr<Body> addresses(Filter const& filter) const;
+    std::unique_ptr<Body> lookup(Filter const& filter) const;
+    std::unique_ptr<Body> subnets(Filter const& filter) const;
+    std::unique_ptr<Body> rowOfIntf(Filter const& filter, bool isLinkLocal) const;
+
+    std::unique_ptr<Document> begun() const;
+    // Ends with what is not known.
+    std::unique_ptr<Body> ended(std::unique_ptr<Document> document, Filter const& filter) const;
+    Json unknown(Filter const& filter) const;
+    std::vector<L3::VrfName> vrfsOf(Filter const& filter) const;
+
+    Routing::Router const& router_;
+    Netlink::Feed const& feed_;
+    std::string const from_;
+};
+
+}  // namespace IntfAddr

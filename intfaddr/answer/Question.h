@@ -1,0 +1,30 @@
+// What the agent may be asked, in the terms of a request for a path below /v1/: each parameter is
+// checked, and named where it is wrong.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "intfaddr/answer/Filter.h"
+
+namespace IntfAddr {
+
+// Says what is wrong, and what was expected.
+class BadQuestion : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+using Parameters = std::vector<std::pair<std::string, std::string>>;
+
+// `vrf`, `interface`, `family` (4 or 6), `address` and `prefix`, each once; other names are
+// refused. Throws BadQuestion.
+Filter filterOf(Parameters const& parameters);
+Parameters parametersOf(Filter const& filter);
+
+// Throws BadQuestion.
+Nimb::IpGenAddr addressOf(std::string const& text);
+
+}  // namespace IntfAddr
