@@ -23,6 +23,8 @@ public:
     }
 
     int number() const { return number_; }
+    // Whoever asks closes it.
+    [[nodiscard]] int release() { return std::exchange(number_, -1); }
     explicit operator bool() const { return number_ >= 0; }
 
 private:

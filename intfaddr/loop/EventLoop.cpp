@@ -138,7 +138,11 @@ void EventLoop::wait(Zin::Seconds time) {
     // Rounded up, lest the time come a little too early and again and again.
     state_->context.run_one_for(
         std::chrono::ceil<std::chrono::microseconds>(std::chrono::duration<Zin::Seconds>(left)));
-    state_->context.poll();
+    Zin::Seconds const end = now() + longestTurn;
+    while (state_->context.poll_one() > 0 && now() < end) {
+    }
 }
+
+boost::asio::io_context& EventLoop::context() { return state_->context; }
 
 }  // namespace IntfAddr

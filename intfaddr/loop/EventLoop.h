@@ -9,6 +9,10 @@
 #include "Zin/Seconds.h"
 #include "feeds/netlink/Loop.h"
 
+namespace boost::asio {
+class io_context;
+}
+
 namespace IntfAddr {
 
 class EventLoop final : public Netlink::Loop {
@@ -28,8 +32,13 @@ public:
     void onSignals(std::vector<int> const& signals, std::function<void(int signal)> handle);
 
     // Handles what is there; where that is nothing, sleeps until something is, and until `time` at
-    // the latest.
+    // the latest. Where there is always more, it returns after `longestTurn`, and what is left has
+    // its turn next time, in the order in which it came.
     void wait(Zin::Seconds time);
+    static constexpr Zin::Seconds longestTurn = 0.005;
+
+    // For those whose sockets and timers this loop runs. They go before it.
+    boost::asio::io_context& context();
 
 private:
     struct State;

@@ -114,6 +114,44 @@ TEST(EventLoop, WhatCannotBeWatchedIsAnError) {
     EXPECT_THROW(loop.watch(-1, Event::readable, [] {}), std::system_error);
 }
 
+TEST(EventLoop, ReturnsAlsoWhereThereIsAlwaysMore) {
+    EventLoop loop;
+    Pipe const pipe;
+    pipe.put();
+    Zin::Seconds const end = loop.now() + 20.0;
+    std::unique_ptr<Netlink::Watch> watch;
+    watch = loop.watch(pipe.out.number(), Event::readable, [&] {
+        if (loop.now() < end) {
+            watch->again();
+        }
+    });
+    loop.wait(end);
+
+    EXPECT_LT(loop.now(), end);
+}
+
+TEST(EventLoop, EachHasATurnWhereThereIsAlwaysMore) {
+    EventLoop loop;
+    Pipe const busy;
+    Pipe const other;
+    busy.put();
+    other.put();
+    Zin::Seconds const end = loop.now() + 20.0;
+    bool isTold = false;
+    std::unique_ptr<Netlink::Watch> watch;
+    watch = loop.watch(busy.out.number(), Event::readable, [&] {
+        if (loop.now() < end) {
+            watch->again();
+        }
+    });
+    auto const another = loop.watch(other.out.number(), Event::readable, [&] { isTold = true; });
+    while (!isTold && loop.now() < end) {
+        loop.wait(end);
+    }
+
+    EXPECT_TRUE(isTold);
+}
+
 TEST(EventLoop, WaitsNoShorterThanItIsTold) {
     EventLoop loop;
     Zin::Seconds const time = loop.now() + 0.005;

@@ -1,0 +1,77 @@
+// One client's connection to the server: his requests, one after the other, and their replies.
+//
+//   in     bytes of a stream socket: HTTP/1.1 requests (RFC 9112), also before the reply to the
+//   last out    replies in the order of the requests; those that are whole in their first piece
+//   with a
+//          Content-Length, the others in chunks, as they are made
+//   timer  idle: no request begins; request: one has begun and does not end; reader: he does not
+//          take what is written
+//
+//     idle ──first byte──> receiving ──whole──> replying ──all written──> idle
+//      │                      │                    │  ^
+//      │                      │                    v  │more
+//      │                      │                  waiting
+//      └──idle over, gone─────┴──408, 400, 413, ───┴──────> ended
+//                                431: refused
+//
+// One piece of a body is on its way at a time: the next is made when the last has been written. It
+// is finished when it has `pieceSize` bytes or has taken `pieceTime`, and is written in an event of
+// its own, so the others of the loop have their turn between any two pieces. That, and a request
+// within its limits, is all that is kept of a connection.
+//
+// A client that closed his side of the connection for writing gets the replies to what he sent; one
+// that closed all of it is gone, and what he asked for last is not answered. Whatever is refused
+// because one cannot know where the next request begins ends the connection after the reply.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Zin/Seconds.h"
+#include "feeds/netlink/Descriptor.h"
+#include "intfaddr/http/Reply.h"
+#include "intfaddr/http/Request.h"
+
+namespace boost::asio {
+class io_context;
+}
+
+namespace IntfAddr {
+
+struct ConnectionLimits {
+    std::size_t headerBytes = std::size_t{8} << 10;  // more is a 431
+    std::size_t bodyBytes = std::size_t{64} << 10;   // of a request; more is a 413
+    Zin::Seconds requestTime = 5.0;                  // from its first byte to its last; 408
+    Zin::Seconds readerTime = 30.0;                  // without reading anything of what is there
+    Zin::Seconds idleTime = 60.0;                    // between requests
+};
+
+class Connection {
+public:
+    static constexpr std::size_t pieceSize = std::size_t{64} << 10;
+    static constexpr Zin::Seconds pieceTime = 0.002;
+
+    // May throw std::exception: a reply 500, and a notice.
+    using Handle = std::function<Reply(Request const&)>;
+    // Tells the operator.
+    using Notice = std::function<void(std::string const& line)>;
+
+    // Both functions are borrowed, and so is the loop's context. `ended` is called once, from the
+    // loop, when there is nothing more to be done: it destroys the connection.
+    Connection(boost::asio::io_context& context, Netlink::Descriptor socket,
+               ConnectionLimits const& limits, Handle const& handle, Notice const& notice,
+               std::function<void()> ended);
+    ~Connection();
+    Connection(Connection const&) = delete;
+    Connection& operator=(Connection const&) = delete;
+
+private:
+    class State;
+
+    // The loop may hold on to it for a while after the connection's end.
+    std::shared_ptr<State> const state_;
+};
+
+}  // namespace IntfAddr
