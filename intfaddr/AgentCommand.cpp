@@ -1,6 +1,7 @@
 #include "intfaddr/AgentCommand.h"
 
 #include <fmt/format.h>
+#include <grp.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,13 +19,14 @@
 #include "feeds/scenario/FollowedEventPrinter.h"
 #include "feeds/scenario/Recorder.h"
 #include "feeds/scenario/RepairPrinter.h"
-#include "intfaddr/JsonReport.h"
-#include "intfaddr/ask/Printable.h"
-#include "intfaddr/Report.h"
+#include "intfaddr/AskCommand.h"
 #include "intfaddr/agent/Agent.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/agent/OutputQueue.h"
 #include "intfaddr/agent/TroubleDir.h"
+#include "intfaddr/answer/Answers.h"
+#include "intfaddr/ask/Printable.h"
+#include "intfaddr/http/Server.h"
 #include "intfaddr/loop/EventLoop.h"
 
 namespace IntfAddr {
@@ -109,6 +111,18 @@ Agent::Options agentOptions(AgentOptions const& options) {
     return made;
 }
 
+ServerOptions serverOptions(AgentOptions const& options) {
+    ServerOptions made{.path = socketPath(options.runDir.value_or(runDirectory()))};
+    if (options.group) {
+        auto const* const group = ::getgrnam(options.group->c_str());
+        if (!group) {
+            throw std::runtime_error(fmt::format("there is no group '{}'", *options.group));
+        }
+        made.group = group->gr_gid;
+    }
+    return made;
+}
+
 class Running {
 public:
     explicit Running(AgentOptions const& options)
@@ -120,7 +134,12 @@ public:
           agent_(
               kernel_, agentOptions(options), [this](std::string const& line) { notice(line); },
               &repairs_),
-          output_(events_, agent_.clock()) {
+          answers_(agent_.router(), agent_.feed(), "agent"),
+          output_(events_, agent_.clock()),
+          server_(
+              loop_, serverOptions(options),
+              [this](Request const& request) { return answers_.reply(request); },
+              [this](std::string const& line) { notice(line); }) {
         auto const config = agentOptions(options).config;
         if (options.record) {
             recordTo(*options.record, config, options.recordLimit);
@@ -188,9 +207,12 @@ private:
         if (!std::exchange(isAsked_, false)) {
             return;
         }
-        Report report = makeReport(agent_.router(), {});
-        addFromFeed(report, agent_.feed());
-        out_.put(toJsonLine(report));
+        Request request;
+        request.method = "GET";
+        request.target.segments = {"v1", "addresses"};
+        std::string text = drained(*answers_.reply(request).body);
+        std::erase(text, '\n');
+        out_.put(text);
     }
 
     void notice(std::string const& line) { err_.put("intfaddr: " + printable(line)); }
@@ -229,8 +251,10 @@ private:
     std::ofstream recording_;
     Repairs repairs_;
     Agent agent_;
+    Answers const answers_;
     std::ostringstream events_;
     Scenario::Output output_;
+    Server server_;  // goes before what it asks
     std::unique_ptr<Scenario::FollowedEventPrinter> printer_;
     Zin::Seconds nextFlush_ = 0.0;
     bool isAsked_ = false;

@@ -3,6 +3,8 @@
 // What is told of goes to the standard output and error, neither of which holds it up: who does not
 // read loses lines, and is told how many.
 //
+// It answers questions at a socket in its run directory (Answers.h).
+//
 //   SIGUSR1           prints the JSON of `show --json`
 //   SIGTERM, SIGINT   end it
 #pragma once
@@ -23,8 +25,10 @@ struct AgentOptions {
     std::uint64_t recordLimit = std::uint64_t{1024} * 1024 * 1024;
     // Where to leave a scenario of each rebuild.
     std::optional<std::string> troubleDir{};
-    // Where an agent that runs is known; the default where nothing is given.
+    // Where an agent that runs is known, and may be asked; the default where nothing is given.
     std::optional<std::string> runDir{};
+    // The name of the group that may ask; the process's where nothing is given.
+    std::optional<std::string> group{};
     Netlink::Policy policy{};
     double coalesceMilliseconds = 1.0;
     std::uint32_t yieldEvery = 1000;

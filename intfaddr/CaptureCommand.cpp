@@ -25,13 +25,15 @@ void captureTo(std::ostream& out, Netlink::Policy const& policy, std::ostream& e
     Scenario::Recorder recorder(out, config, router.scheduler()->clock(),
                                 std::numeric_limits<std::size_t>::max());
     router.inputs().effects().observerAdd(recorder);
-    publishMachine(
-        router, std::nullopt, policy,
-        [&](std::string const& line) {
-            err << "intfaddr: warning: " << printable(line) << '\n';
-            recorder.comment(line);
-        },
-        [](Netlink::Feed const&) {});
+    Netlink::Notice const warn = [&](std::string const& line) {
+        err << "intfaddr: warning: " << printable(line) << '\n';
+        recorder.comment(line);
+    };
+    publishMachine(router, {.policy = policy}, warn, warn, [](Netlink::Feed const& feed) {
+        if (auto const why = feed.unreadable("default")) {
+            throw std::runtime_error("VRF 'default' cannot be read: " + *why);
+        }
+    });
     router.inputs().effects().observerDel(recorder);
 }
 

@@ -14,78 +14,23 @@
 #include "Pell/TraceHandle.h"
 #include "feeds/scenario/Operations.h"
 #include "intfaddr/AgentCommand.h"
+#include "intfaddr/AskCommand.h"
 #include "intfaddr/CaptureCommand.h"
-#include "intfaddr/JsonReport.h"
-#include "intfaddr/Machine.h"
-#include "intfaddr/ask/Printable.h"
 #include "intfaddr/ReplayCommand.h"
-#include "intfaddr/TextReport.h"
 #include "intfaddr/agent/Instance.h"
-#include "router/OperationError.h"
+#include "intfaddr/ask/Printable.h"
 
 namespace IntfAddr {
 
 namespace {
 
-enum ExitStatus { ok = 0, nothingOwnsIt = 1, badArgument = 2, broken = 70 };
+enum ExitStatus { ok = 0, badArgument = 2, broken = 70 };
 
-// How long a task may run before it must let others have their turn.
-constexpr Zin::Seconds taskSlice = 0.01;
-
-class BadArgument : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
-struct ShowOptions {
-    std::optional<std::string> address{};
-    std::optional<std::string> vrf{};
-    bool json = false;
-    Netlink::Policy policy{};
-};
-
-Question questionOf(ShowOptions const& options) {
-    Question question;
-    if (options.vrf) {
-        question.vrf = L3::VrfName(*options.vrf);
-    }
-    if (options.address) {
-        try {
-            question.addr = Nimb::IpGenAddr(*options.address);
-        } catch (Zin::ParseError const& error) {
-            throw BadArgument("'" + *options.address + "' is not an address: " + error.what());
-        }
-        if (question.addr->family() == Nimb::AddressFamily::unset) {
-            throw BadArgument("the address is empty");
-        }
-    }
-    return question;
-}
-
-ExitStatus show(ShowOptions const& options, std::ostream& out, std::ostream& err) {
-    Question const question = questionOf(options);
-    Routing::Router router({}, Zin::make<Zin::SteadyClock>(),
-                           std::make_unique<Velk::TimeSlice>(taskSlice));
-    router.managerStart().apply();
-    Netlink::Notice const warn = [&err](std::string const& message) {
-        err << "intfaddr: warning: " << printable(message) << '\n';
-    };
-    Report report;
-    publishMachine(router, question.vrf, options.policy, warn, [&](Netlink::Feed const& feed) {
-        try {
-            report = makeReport(router, question);
-        } catch (Routing::OperationError const& error) {
-            throw BadArgument(error.what());
-        }
-        addFromFeed(report, feed, question.addr);
-    });
-    router.managerStop().apply();  // what fails in that is told, as it is not where the router goes
-    out << (options.json ? toJson(report) : toText(report));
-    if (!question.addr || hasRow(report)) {
-        return ok;
-    }
-    err << "intfaddr: nothing owns " << *question.addr << '\n';
-    return nothingOwnsIt;
+void addRunDir(CLI::App& command, std::optional<std::string>& runDir) {
+    command
+        .add_option("--run-dir", runDir,
+                    "Where the one agent that runs is known (" + runDirectory() + ")")
+        ->type_name("DIR");
 }
 
 void addLeaveOut(CLI::App& command, Netlink::Policy& policy) {
@@ -101,19 +46,24 @@ void addLeaveOut(CLI::App& command, Netlink::Policy& policy) {
         "device of its VRF has too, take it for the interface's own");
 }
 
-void addShow(CLI::App& app, ShowOptions& options) {
-    CLI::App* const command =
-        app.add_subcommand("show", "Print the addresses, or who owns one of them.");
-    command->add_option("ADDRESS", options.address, "Only who owns this address")->type_name("");
-    command->add_option("--vrf", options.vrf, "Only this VRF")->type_name("NAME");
+void addAsk(CLI::App& app, AskCommand const& ask, AskOptions& options) {
+    CLI::App* const command = app.add_subcommand(ask.name, ask.description);
+    command->add_option("WORDS", options.words, toText(ask.grammar))->type_name("");
     command->add_flag("--json", options.json, "Print one JSON document");
+    if (ask.name == "show") {
+        command->add_flag("--brief", options.brief, "Print a line for each interface");
+    }
+    command->add_flag("--kernel", options.kernel, "Ask the kernel, whether an agent runs or not");
+    addRunDir(*command, options.runDir);
     addLeaveOut(*command, options.policy);
     command->footer(
-        "VRF \"default\" is the network namespace that the program runs in; as root, each\n"
-        "namespace that is named ns-NAME is VRF NAME. A VRF device is a VRF of its name, in\n"
-        "namespace ns-NAME it is VRF NAME/DEVICE.\n"
-        "Exit status: 0; 1 if nothing owns ADDRESS; 2 for a bad argument; 70 if something else\n"
-        "went wrong.");
+        "VRF \"default\" is the network namespace that the agent runs in; each namespace that is\n"
+        "named ns-NAME is VRF NAME. A VRF device is a VRF of its name, in namespace ns-NAME it\n"
+        "is VRF NAME/DEVICE. Where no agent runs, the kernel is read, which needs root for other\n"
+        "namespaces than one's own; so it is with --kernel, --leave-out and --no-unnumbered.\n"
+        "Exit status: 0; 1 if there is none; 2 for a bad question; 3 if it is not known, since\n"
+        "something that could hold the answer could not be read; 70 if something else went\n"
+        "wrong.");
 }
 
 void addAgent(CLI::App& app, AgentOptions& options) {
@@ -129,10 +79,11 @@ void addAgent(CLI::App& app, AgentOptions& options) {
         ->add_option("--trouble-dir", options.troubleDir,
                      "Leave a scenario of what led to each repair there, the last 100")
         ->type_name("DIR");
+    addRunDir(*command, options.runDir);
     command
-        ->add_option("--run-dir", options.runDir,
-                     "Where the one agent that runs is known (" + runDirectory() + ")")
-        ->type_name("DIR");
+        ->add_option("--group", options.group,
+                     "Who may ask, by the group of the socket (the agent's own)")
+        ->type_name("NAME");
     command
         ->add_option("--coalesce", options.coalesceMilliseconds,
                      "Wait so long for more after a change, for one publication (1)")
@@ -152,6 +103,7 @@ void addAgent(CLI::App& app, AgentOptions& options) {
     command->footer(
         "What is a VRF is what `intfaddr show` shows. Needs root for other namespaces than its "
         "own.\n"
+        "`intfaddr show` and others ask it, at intfaddr.sock in its run directory.\n"
         "SIGUSR1 prints the JSON of `show --json`; SIGTERM and SIGINT end it.\n"
         "Exit status: 0; 2 for a bad argument; 70 if it cannot begin, or another agent runs.");
 }
@@ -231,8 +183,10 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     CLI::App app("The IP addresses that stand on a router's interfaces, per VRF.", "intfaddr");
     app.set_version_flag("--version", "intfaddr " INTFADDR_VERSION);
     app.require_subcommand(0, 1);
-    ShowOptions showOptions;
-    addShow(app, showOptions);
+    AskOptions askOptions;
+    for (AskCommand const& one : askCommands()) {
+        addAsk(app, one, askOptions);
+    }
     ReplayOptions replayOptions;
     addReplay(app, replayOptions);
     AgentOptions agentOptions;
@@ -248,7 +202,9 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
         if (app.get_subcommands().empty()) {
             throw CLI::RequiredError("A command");
         }
-        int const status = app.got_subcommand("show")      ? show(showOptions, out, err)
+        auto const asks = std::ranges::find_if(
+            askCommands(), [&app](AskCommand const& one) { return app.got_subcommand(one.name); });
+        int const status = asks != askCommands().end()     ? ask(*asks, askOptions, streams)
                            : app.got_subcommand("agent")   ? agent(agentOptions)
                            : app.got_subcommand("capture") ? capture(captureOptions, out, err)
                                                            : replay(replayOptions, streams);
@@ -258,7 +214,7 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
         return status;
     } catch (CLI::ParseError const& error) {
         return app.exit(error, out, err) == 0 ? ok : badArgument;
-    } catch (BadArgument const& error) {
+    } catch (BadQuestion const& error) {
         err << "intfaddr: " << printable(error.what()) << '\n';
         return badArgument;
     } catch (std::exception const& error) {

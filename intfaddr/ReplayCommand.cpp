@@ -7,8 +7,8 @@
 #include <system_error>
 
 #include "feeds/scenario/Replayer.h"
-#include "intfaddr/ask/Printable.h"
 #include "intfaddr/ProgressLine.h"
+#include "intfaddr/ask/Printable.h"
 
 namespace IntfAddr {
 

@@ -21,6 +21,7 @@ import unittest
 
 from live import churn, machine
 from live.agent import Agent
+from live.shown import by_vrf
 
 PROGRAM = sys.argv.pop(1)
 NOBODY = 65534
@@ -413,18 +414,21 @@ class Kernel(AgentCase):
         replayed = machine.run(PROGRAM, "replay", self.path("capture"))
         tables = json.loads(replayed.stdout)["snapshot"]
 
-        for vrf in json.loads(machine.run(PROGRAM, "show", "--json").stdout)["vrfs"]:
-            table = tables[vrf["name"]]
+        for name, vrf in by_vrf(self.shown()).items():
+            table = tables[name]
             self.assertEqual(
                 {(row["key"]["addr"], row["intf"], row["subnet"]) for row in table["rows"]},
-                {(row["address"], row["interface"], row["subnet"]) for row in vrf["addresses"]})
+                {(row["address"], row["interface"], row["subnet"]) for row in vrf["rows"]})
             self.assertEqual(
                 {(row["addr"], row["intf"]) for row in table["deferred"]},
                 {(f"{row['address']}/{row['prefixLength']}", row["interface"])
-                 for row in vrf["deferred"]})
+                 for row in vrf["waiting"]})
             self.assertEqual(
                 {entry["addr"] for subnet in table["subnets"] for entry in subnet["deprecated"]},
-                {row["address"] for row in vrf["addresses"] if "deprecated" in row["flags"]})
+                {row["address"] for row in vrf["rows"] if row["state"] == "DEPRECATED"})
+
+    def shown(self):
+        return json.loads(machine.run(PROGRAM, "show", "--kernel", "--json").stdout)
 
 
 class OrdinaryUser(AgentCase):

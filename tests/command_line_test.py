@@ -50,7 +50,7 @@ class CommandLine(unittest.TestCase):
             self.assertIn(word, result.stderr)
 
     def test_help_and_version_are_answers(self):
-        for arguments, word in ((["--help"], "show"), (["show", "--help"], "ADDRESS"),
+        for arguments, word in ((["--help"], "show"), (["show", "--help"], "[ADDR|PREFIX] [vrf NAME]"),
                                 (["--version"], "intfaddr ")):
             result = run(*arguments)
             self.assertEqual(result.returncode, 0, result.stderr)
@@ -83,64 +83,82 @@ class CommandLine(unittest.TestCase):
         self.assertIn("/no/such/file: cannot be written: No such file", result.stderr)
 
     def test_interfaces_may_be_left_out(self):
-        result = run("show", "--json", "--vrf", "default", "--leave-out", "l?", "--leave-out", "x*")
+        result = run("show", "--json", "vrf", "default", "--leave-out", "l?", "--leave-out", "x*")
         self.assertEqual(result.returncode, 0, result.stderr)
-        (vrf,) = json.loads(result.stdout)["vrfs"]
-        self.assertNotIn("lo", [address["interface"] for address in vrf["addresses"]])
-        self.assertIn({"address": "127.0.0.1", "prefixLength": 8, "family": "IPv4",
-                       "interface": "lo", "why": "left out"}, vrf["notPublished"])
+        (address,) = [one for one in json.loads(result.stdout)["addresses"]
+                      if one["address"] == "127.0.0.1"]
+        self.assertEqual((address["place"], address["why"]), ("left-out", "left out"))
 
     def test_the_table_has_the_loopback_address(self):
-        result = run("show", "--vrf", "default")
-        self.assertEqual(result.returncode, 0, result.stderr)
+        result = run("show", "vrf", "default", "--kernel")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
         lines = result.stdout.splitlines()
-        self.assertEqual(lines[0].split(), ["VRF", "ADDRESS", "INTERFACE", "SUBNET", "FLAGS"])
-        self.assertIn(["default", "127.0.0.1/8", "lo", "127.0.0.0/8"],
+        self.assertEqual(lines[0].split()[:5], ["VRF", "ADDRESS", "INTERFACE", "PLACE", "STATE"])
+        self.assertIn(["default", "127.0.0.1/8", "lo", "table", "PREFERRED"],
                       [line.split() for line in lines])
+        brief = run("show", "vrf", "default", "intf", "lo", "--kernel", "--brief")
+        self.assertIn("127.0.0.1/8", brief.stdout)
 
     def test_json_has_the_loopback_address(self):
-        result = run("show", "--json", "--vrf", "default")
+        result = run("show", "--json", "vrf", "default", "--kernel")
         self.assertEqual(result.returncode, 0, result.stderr)
         document = json.loads(result.stdout)
-        self.assertEqual(list(document), ["vrfs"])
-        self.assertEqual([vrf["name"] for vrf in document["vrfs"]], ["default"])
-        self.assertIn({"address": "127.0.0.1", "prefixLength": 8, "family": "IPv4",
-                       "interface": "lo", "subnet": "127.0.0.0/8", "flags": []},
-                      document["vrfs"][0]["addresses"])
-        self.assertIsInstance(document["vrfs"][0]["deferred"], list)
+        self.assertEqual(list(document), ["from", "vrfs", "addresses", "notKnown"])
+        self.assertEqual((document["from"], document["vrfs"], document["notKnown"]),
+                         ("kernel", ["default"], []))
+        self.assertIn({"vrf": "default", "interface": "lo", "address": "127.0.0.1",
+                       "prefixLength": 8, "family": "IPv4", "subnet": "127.0.0.0/8",
+                       "virtual": False, "place": "table", "state": "PREFERRED"},
+                      document["addresses"])
 
-    def test_an_owned_address_exits_with_0(self):
-        result = run("show", "127.0.0.1", "--vrf", "default")
-        self.assertEqual(result.returncode, 0, result.stderr)
-        lines = result.stdout.splitlines()
-        self.assertEqual(len(lines), 2)
-        self.assertIn("127.0.0.1/8", lines[1])
+    def test_whoever_is_not_answered_by_an_agent_is_told_so(self):
+        with tempfile.TemporaryDirectory() as directory:
+            result = run("show", "--run-dir", directory)
+        self.assertEqual(result.returncode, 0)
+        self.assertIn("127.0.0.1/8", result.stdout)
+        self.assertIn(f"no agent runs: {directory}/intfaddr.sock", result.stderr)
+        self.assertIn("read once", result.stderr)
 
-    def test_an_address_that_nothing_owns_exits_with_1(self):
-        result = run("show", "203.0.113.77")
-        self.assertEqual(result.returncode, 1)
+    def test_questions_about_one_thing(self):
+        for words, expected in ((["show", "127.0.0.1"], "127.0.0.1/8"),
+                                (["show", "127.0.0.0/8", "intf", "lo", "family", "4"], "127.0.0.1/8"),
+                                (["lookup", "127.0.0.1"], "127.0.0.0/8"),
+                                (["subnets", "vrf", "default"], "127.0.0.0/8")):
+            result = run(*words, "--kernel")
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertIn(expected, result.stdout)
+
+    def test_what_there_is_not_exits_with_1(self):
+        result = run("lookup", "203.0.113.77", "vrf", "default", "--kernel")
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertIn("nothing owns 203.0.113.77", result.stderr)
-
-        result = run("show", "203.0.113.77", "--json")
+        result = run("lookup", "127.9.9.9", "vrf", "default", "--kernel")
         self.assertEqual(result.returncode, 1)
-        self.assertTrue(all(vrf["addresses"] == [] for vrf in json.loads(result.stdout)["vrfs"]))
+        self.assertEqual(result.stdout.splitlines()[1].split(), ["default", "127.0.0.0/8", "lo"])
+        result = run("show", "203.0.113.77", "vrf", "default", "--json", "--kernel")
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(json.loads(result.stdout)["addresses"], [])
+        self.assertEqual(run("linklocal", "lo", "vrf", "default", "--kernel").returncode, 1)
 
     def test_a_bad_address_says_what_is_wrong_with_it(self):
-        self.expect_bad_argument(["show", "10.0.0.256"], "'10.0.0.256' is not an address")
-        self.expect_bad_argument(["show", "10.0.0.1/24"], "'10.0.0.1/24' is not an address")
-        self.expect_bad_argument(["show", "fe80::1%lo"], "'fe80::1%lo' is not an address")
-        self.expect_bad_argument(["show", "nonsense"], "'nonsense' is not an address")
-        self.expect_bad_argument(["show", ""], "address")
+        for word in ("10.0.0.256", "nonsense"):
+            self.expect_bad_argument(["show", word], f"'{word}' is not an address")
+        self.expect_bad_argument(["show", "nonsense"], "family or intf or vrf")
+        self.expect_bad_argument(["show", "fe80::1%"], "the interface is empty")
+        self.expect_bad_argument(["show", "10.0.0.1/33"], "'10.0.0.1/33' is not a prefix")
+        self.expect_bad_argument(["lookup", "10.0.0.1/24"], "an address is expected")
+        self.expect_bad_argument(["lookup"], "an address is missing")
+        self.expect_bad_argument(["show", ""], "the address is empty")
 
     def test_an_unknown_vrf_is_named(self):
-        self.expect_bad_argument(["show", "--vrf", "no-such-vrf"], "no VRF 'no-such-vrf'")
+        self.expect_bad_argument(["show", "vrf", "no-such-vrf", "--kernel"], "no VRF 'no-such-vrf'")
 
     def test_a_command_line_that_makes_no_sense_is_a_bad_argument(self):
         self.expect_bad_argument([], "command is required")
         self.expect_bad_argument(["hide"], "hide")
         self.expect_bad_argument(["show", "--colour"], "--colour")
         self.expect_bad_argument(["show", "10.0.0.1", "10.0.0.2"], "10.0.0.2")
-        self.expect_bad_argument(["show", "--vrf"], "--vrf")
+        self.expect_bad_argument(["show", "vrf"], "'vrf' is the last word")
 
     def test_nothing_is_hashed_under_a_key_that_was_not_drawn(self):
         result = run("--version", preexec_fn=refuse_randomness)

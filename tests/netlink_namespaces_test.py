@@ -16,6 +16,8 @@ import tempfile
 import time
 import unittest
 
+from live.shown import by_vrf
+
 PROGRAM = sys.argv.pop(1)
 RED = f"ia{os.getpid()}-red"
 BLUE = f"ia{os.getpid()}-blue"
@@ -75,27 +77,29 @@ def kernel_addresses(vrf):
             interface = ipaddress.ip_interface(f"{info['local']}/{info['prefixlen']}")
             if info.get("tentative") or info.get("dadfailed"):
                 continue
-            flags = []
-            if interface.version == 6 and interface.ip.is_link_local:
-                flags.append("link-local")
-            elif interface.version == 6 and info.get("deprecated"):
-                flags.append("deprecated")
-            found.append({"address": info["local"], "prefixLength": info["prefixlen"],
-                          "family": f"IPv{interface.version}", "interface": link["ifname"],
-                          "subnet": str(interface.network), "flags": flags})
+            deprecated = (interface.version == 6 and info.get("deprecated")
+                          and not interface.ip.is_link_local)
+            found.append({"vrf": vrf, "interface": link["ifname"], "address": info["local"],
+                          "prefixLength": info["prefixlen"], "family": f"IPv{interface.version}",
+                          "subnet": str(interface.network), "virtual": False, "place": "table",
+                          "state": "DEPRECATED" if deprecated else "PREFERRED"})
+    return in_order(found)
+
+
+def in_order(found):
     return sorted(found, key=lambda a: (a["family"], ipaddress.ip_address(a["address"]),
                                         a["interface"]))
 
 
 def show(*arguments):
-    result = run(PROGRAM, "show", *arguments)
-    if result.returncode not in (0, 1):
+    result = run(PROGRAM, "show", "--kernel", *arguments)
+    if result.returncode not in (0, 1, 3):
         raise RuntimeError(f"show {arguments}: exit {result.returncode}: {result.stderr}")
     return result
 
 
 def shown(*arguments):
-    return {vrf["name"]: vrf for vrf in json.loads(show("--json", *arguments).stdout)["vrfs"]}
+    return by_vrf(json.loads(show("--json", *arguments).stdout))
 
 
 def settled(vrf, interface):
@@ -146,11 +150,11 @@ class Namespaces(unittest.TestCase):
         vrfs = shown()
         for vrf in (RED, BLUE):
             expected = kernel_addresses(vrf)
-            self.assertEqual(vrfs[vrf]["addresses"], expected)
-            self.assertEqual(vrfs[vrf]["deferred"], [])
+            self.assertEqual(in_order(vrfs[vrf]["rows"]), expected)
+            self.assertEqual(vrfs[vrf]["waiting"], [])
             self.assertGreaterEqual(len(expected), 12)
-            for flags in ([], ["deprecated"], ["link-local"]):
-                self.assertIn(flags, [address["flags"] for address in expected])
+            self.assertEqual({address["state"] for address in expected},
+                             {"PREFERRED", "DEPRECATED"})
         self.assertEqual(list(vrfs)[0], "default")
         self.assertEqual(list(vrfs)[1:], sorted(list(vrfs)[1:]))
 
@@ -158,11 +162,11 @@ class Namespaces(unittest.TestCase):
         self.add(RED, 0, "10.0.0.1/24")
         self.bring_up()
 
-        self.assertEqual(list(shown("--vrf", RED)), [RED])
-        owner = shown("10.0.0.1", "--vrf", RED)[RED]["addresses"]
+        self.assertEqual(list(shown("vrf", RED)), [RED])
+        owner = shown("10.0.0.1", "vrf", RED)[RED]["rows"]
         self.assertEqual([(a["interface"], a["subnet"]) for a in owner], [("eth0", "10.0.0.0/24")])
-        self.assertEqual(show("10.0.0.1", "--vrf", RED).returncode, 0)
-        self.assertEqual(show("10.0.0.1", "--vrf", BLUE).returncode, 1)
+        self.assertEqual(show("10.0.0.1", "vrf", RED).returncode, 0)
+        self.assertEqual(show("10.0.0.1", "vrf", BLUE).returncode, 1)
 
     def test_conflicting_addresses_wait_and_say_for_what(self):
         self.add(RED, 0, "10.0.0.1/24")
@@ -172,20 +176,22 @@ class Namespaces(unittest.TestCase):
         self.bring_up()
         inside(RED, "addr", "add", "fe80::99/64", "dev", "eth0", "nodad")
 
-        deferred = [a for a in shown("--vrf", RED)[RED]["deferred"]]
-        waiting = {(a["address"], a["prefixLength"], a["family"], a["interface"],
-                    a["conflictsWith"]) for a in deferred}
-        self.assertIn(("10.0.0.2", 24, "IPv4", "eth1", "eth0"), waiting)
-        self.assertIn(("2001:db8::2", 64, "IPv6", "eth1", "eth0"), waiting)
-        link_local = [a for a in deferred if a["address"].startswith("fe80::")]
-        self.assertEqual([(a["interface"], a["conflictsWith"]) for a in link_local],
-                         [("eth0", "eth0")])
-        self.assertEqual(len(deferred), 3)
+        waiting = {(a["address"], a["interface"]): a["waitsFor"]
+                   for a in shown("vrf", RED)[RED]["waiting"]}
+        self.assertEqual(waiting["10.0.0.2", "eth1"],
+                         {"subnet": "10.0.0.0/24", "interface": "eth0"})
+        self.assertEqual(waiting["2001:db8::2", "eth1"],
+                         {"subnet": "2001:db8::/64", "interface": "eth0"})
+        (link_local,) = [holder for (address, _), holder in waiting.items()
+                         if address.startswith("fe80::")]
+        self.assertEqual(link_local["interface"], "eth0")
+        self.assertEqual(len(waiting), 3)
 
-        text = show("--vrf", RED).stdout
-        self.assertRegex(text, r"10\.0\.0\.2/24 +eth1 +10\.0\.0\.0/24 on eth0\n")
-        self.assertRegex(text, r"fe80::\S+ +eth0 +fe80::\S+ on eth0\n")
-        self.assertEqual(show("10.0.0.2", "--vrf", RED).returncode, 1)
+        text = show("vrf", RED).stdout
+        self.assertRegex(text, r"10\.0\.0\.2/24 +eth1 +waiting +\w+ +behind 10\.0\.0\.0/24 on eth0\n")
+        self.assertRegex(text, r"fe80::\S+ +eth0 +waiting +\w+ +behind fe80::\S+ on eth0\n")
+        self.assertEqual(show("10.0.0.2", "vrf", RED).returncode, 0)
+        self.assertEqual(run(PROGRAM, "lookup", "--kernel", "10.0.0.2", "vrf", RED).returncode, 1)
 
     def test_a_deprecated_link_local_address_is_shown_as_it_is_published(self):
         inside(RED, "link", "set", "eth0", "addrgenmode", "none")
@@ -194,12 +200,12 @@ class Namespaces(unittest.TestCase):
             self.bring_up()
             self.assertIn("deprecated", inside(RED, "addr", "show", "dev", "eth0"))
 
-            owner = shown("fe80::5", "--vrf", RED)[RED]["addresses"]
-            self.assertEqual([a["flags"] for a in owner], [["link-local"]])
+            owner = shown("fe80::5", "vrf", RED)[RED]["rows"]
+            self.assertEqual([a["state"] for a in owner], ["PREFERRED"])
         finally:
             inside(RED, "link", "set", "eth0", "addrgenmode", "eui64")
 
-    def test_a_tentative_address_is_not_shown(self):
+    def test_a_tentative_address_is_left_out(self):
         # Without a carrier duplicate address detection does not begin.
         detect_duplicates(RED, "eth0", True)
         self.addCleanup(detect_duplicates, RED, "eth0", False)
@@ -207,7 +213,9 @@ class Namespaces(unittest.TestCase):
         inside(RED, "addr", "add", "2001:db8:7::1/64", "dev", "eth0")
         self.assertIn("tentative", inside(RED, "addr", "show", "dev", "eth0"))
 
-        self.assertEqual(show("2001:db8:7::1", "--vrf", RED).returncode, 1)
+        (address,) = shown("2001:db8:7::1", "vrf", RED)[RED]["left-out"]
+        self.assertEqual((address["state"], address["why"]), ("TENTATIVE", "tentative"))
+        self.assertEqual(run(PROGRAM, "lookup", "--kernel", "2001:db8:7::1").returncode, 1)
 
     def test_a_namespace_name_over_the_limit_is_refused_and_the_others_go_on(self):
         ip("netns", "add", f"ns-{LONG}")
@@ -215,14 +223,13 @@ class Namespaces(unittest.TestCase):
             result = show("--json")
             self.assertIn(LONG, result.stderr)
             self.assertIn("Zin::String::bytes > 150 not allowed", result.stderr)
-            names = [vrf["name"] for vrf in json.loads(result.stdout)["vrfs"]]
+            names = json.loads(result.stdout)["vrfs"]
             self.assertIn(RED, names)
             self.assertNotIn(LONG, names)
 
-            result = run(PROGRAM, "show", "--vrf", LONG)
-            self.assertEqual(result.returncode, 70)
-            self.assertEqual(result.stdout, "")
-            self.assertIn("cannot be read: Zin::String::bytes > 150", result.stderr)
+            result = show("vrf", LONG)
+            self.assertEqual((result.returncode, result.stdout), (3, ""))
+            self.assertIn(f"not known: VRF '{LONG}': Zin::String::bytes > 150", result.stderr)
         finally:
             ip("netns", "del", f"ns-{LONG}")
 
@@ -232,17 +239,20 @@ class Namespaces(unittest.TestCase):
             program = shutil.copy(PROGRAM, directory)
             try:
                 nobody = {"user": NOBODY, "group": NOBODY, "extra_groups": []}
-                result = run(program, "show", "--json", **nobody)
-                closed = run(program, "show", "--vrf", RED, **nobody)
+                result = run(program, "show", "--json", "--kernel", **nobody)
+                closed = run(program, "show", "--kernel", "vrf", RED, **nobody)
+                unknown = run(program, "lookup", "10.77.0.1", "--kernel", **nobody)
             except PermissionError as error:
                 self.skipTest(f"this machine does not let us become another user: {error}")
 
         self.assertEqual(result.returncode, 0, result.stderr)
-        self.assertEqual([v["name"] for v in json.loads(result.stdout)["vrfs"]], ["default"])
-        for vrf in (RED, BLUE):
-            self.assertRegex(result.stderr, f"VRF '{vrf}' is left out: .*(not permitted|denied)")
-        self.assertEqual(closed.returncode, 70)
-        self.assertRegex(closed.stderr, f"'{RED}' cannot be read.*(not permitted|denied)")
+        self.assertEqual(json.loads(result.stdout)["vrfs"], ["default"])
+        for one in (result, unknown):
+            for vrf in (RED, BLUE):
+                self.assertRegex(one.stderr, f"not known: VRF '{vrf}': .*(not permitted|denied)")
+        self.assertEqual(unknown.returncode, 3)
+        self.assertEqual(closed.returncode, 3)
+        self.assertRegex(closed.stderr, f"not known: VRF '{RED}'.*(not permitted|denied)")
         self.assertNotIn(BLUE, closed.stderr)
 
     def test_a_name_that_is_not_utf8_is_shown_with_replacements(self):
@@ -251,9 +261,9 @@ class Namespaces(unittest.TestCase):
                        check=True, timeout=30)
         try:
             inside(RED, "addr", "add", "10.9.0.1/24", "dev", os.fsdecode(odd))
-            owner = shown("10.9.0.1", "--vrf", RED)[RED]["addresses"]
+            owner = shown("10.9.0.1", "vrf", RED)[RED]["rows"]
             self.assertEqual([a["interface"] for a in owner], ["v\ufffd\x1b0"])
-            self.assertNotIn(b"\x1b", subprocess.run([PROGRAM, "show", "--vrf", RED],
+            self.assertNotIn(b"\x1b", subprocess.run([PROGRAM, "show", "--kernel", "vrf", RED],
                                                      capture_output=True, timeout=30).stdout)
         finally:
             inside(RED, "link", "set", os.fsdecode(odd), "name", "eth1")

@@ -96,7 +96,10 @@ Reply Answers::reply(Request const& request) const {
 }
 
 std::vector<L3::VrfName> Answers::vrfsOf(Filter const& filter) const {
-    return filter.vrf ? std::vector{*filter.vrf} : router_.vrfs();
+    auto vrfs = router_.vrfs();
+    std::erase_if(vrfs,
+                  [&filter](L3::VrfName const& vrf) { return filter.vrf && vrf != *filter.vrf; });
+    return vrfs;
 }
 
 Json Answers::unknown(Filter const& filter) const {
@@ -136,6 +139,13 @@ std::unique_ptr<Body> Answers::ended(std::unique_ptr<Document> document,
 
 std::unique_ptr<Body> Answers::addresses(Filter const& filter) const {
     auto document = begun();
+    document->member("vrfs", [names = vrfsOf(filter)] {
+        Json list = Json::array();
+        for (auto const& name : names) {
+            list.push_back(name.text());
+        }
+        return list;
+    });
     auto list = std::make_shared<AddressList>(router_, feed_, filter);
     document->list("addresses", [list](Document::Items& items) {
         return list->step(

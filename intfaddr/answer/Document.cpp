@@ -4,6 +4,13 @@
 
 namespace IntfAddr {
 
+std::string drained(Body& body) {
+    std::string text;
+    while (body.next(text) == Body::Progress::more) {
+    }
+    return text;
+}
+
 std::string toLine(Json const& json) {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

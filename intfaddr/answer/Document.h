@@ -18,6 +18,9 @@ namespace IntfAddr {
 
 using Json = nlohmann::ordered_json;
 
+// The whole of a body that never waits.
+std::string drained(Body& body);
+
 // In one line; what is not UTF-8 is replaced.
 std::string toLine(Json const& json);
 

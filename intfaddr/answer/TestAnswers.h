@@ -15,13 +15,6 @@
 
 namespace IntfAddr {
 
-inline std::string drained(Body& body) {
-    std::string text;
-    while (body.next(text) == Body::Progress::more) {
-    }
-    return text;
-}
-
 struct AnswersTest : testing::Test {
     AnswersTest() {
         kernel.settings(own).linkLocal = false;

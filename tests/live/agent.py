@@ -9,6 +9,8 @@ import subprocess
 import threading
 import time
 
+from live.shown import by_vrf
+
 Row = collections.namedtuple("Row", "vrf key intf subnet")
 Snapshot = collections.namedtuple("Snapshot", "vrfs replica")
 
@@ -67,8 +69,8 @@ class Agent:
         for line in self.process.stdout:
             self.last_line = time.monotonic()
             line = line.rstrip("\n")
-            if line.startswith('{"vrfs":'):
-                vrfs = {vrf["name"]: vrf for vrf in json.loads(line)["vrfs"]}
+            if line.startswith('{"from":'):
+                vrfs = by_vrf(json.loads(line))
                 self.snapshots.put(Snapshot(vrfs, self.replica.addresses()))
                 continue
             self.lines.append(line)
@@ -106,7 +108,7 @@ class Agent:
     def addresses(self, vrf):
         """Of the rows of one VRF now; None where there is no such VRF."""
         found = self.snapshot().vrfs.get(vrf)
-        return found and sorted(row["address"] for row in found["addresses"])
+        return found and sorted(row["address"] for row in found["rows"])
 
     def descriptors(self):
         return len(os.listdir(f"/proc/{self.pid}/fd"))

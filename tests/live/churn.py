@@ -157,18 +157,19 @@ def _of_vrf(snapshot, vrf, there):
     table = snapshot.vrfs.get(vrf)
     if table is None:
         return [f"{vrf}: is missing"]
-    if table.get("stale"):
+    if table["stale"]:
         return [f"{vrf}: is stale: {table['stale']}"]
-    rows = {(row["interface"], _address(row)): row for row in table["addresses"]}
-    waiting = {(row["interface"], _address(row)): row for row in table["deferred"]}
+    rows = {(row["interface"], _address(row)): row for row in table["rows"]}
+    waiting = {(row["interface"], _address(row)): row for row in table["waiting"]}
     found = []
-    if len(rows) + len(waiting) != len(table["addresses"]) + len(table["deferred"]):
+    if len(rows) + len(waiting) != len(table["rows"]) + len(table["waiting"]):
         found.append(f"{vrf}: something is there twice")
     found += [f"{vrf}: {key} is missing" for key in there.keys() - rows.keys() - waiting.keys()]
     found += [f"{vrf}: {key} is too much" for key in (rows.keys() | waiting.keys()) - there.keys()]
     found += [f"{vrf}: {key} stands and waits" for key in rows.keys() & waiting.keys()]
     for key, row in rows.items():
-        if ("deprecated" in row["flags"]) != there.get(key, False):
+        deprecated = {"DEPRECATED": True, "PREFERRED": False}.get(row["state"])
+        if deprecated not in (None, there.get(key, False)):
             found.append(f"{vrf}: {row} is not as deprecated as it should be")
         if row["subnet"] != str(key[1].network):
             found.append(f"{vrf}: {row} is in another subnet")
@@ -198,6 +199,6 @@ def _unfounded(vrf, rows, waiting):
         holder = holders.get(place)
         if not holder or (holder[0] == intf) != address.ip.is_link_local:
             found.append(f"{vrf}: {address} on {intf} waits, for {holder}")
-        elif waiting[intf, address]["conflictsWith"] != holder[0]:
+        elif (waiting[intf, address]["waitsFor"] or {}).get("interface") != holder[0]:
             found.append(f"{vrf}: {waiting[intf, address]} waits for {holder}, in truth")
     return found

@@ -1,0 +1,151 @@
+#include "intfaddr/AskCommand.h"
+
+#include <fmt/format.h>
+
+#include <ostream>
+#include <stdexcept>
+#include <utility>
+
+#include "intfaddr/Machine.h"
+#include "intfaddr/agent/Instance.h"
+#include "intfaddr/answer/Answers.h"
+#include "intfaddr/ask/AnswerText.h"
+#include "intfaddr/ask/Printable.h"
+#include "intfaddr/http/Client.h"
+
+namespace IntfAddr {
+
+namespace {
+
+enum ExitStatus { found = 0, none = 1, badQuestion = 2, notKnown = 3 };
+
+// How long a task may run before it must let others have their turn.
+constexpr Zin::Seconds taskSlice = 0.01;
+
+struct Answer {
+    unsigned status = 0;
+    std::string text;
+};
+
+// Of what the kernel has at this moment.
+Answer answerOfKernel(Target const& target, std::optional<L3::VrfName> const& vrf,
+                      Netlink::Policy const& policy, Netlink::Notice const& warn) {
+    Routing::Router router({}, Zin::make<Zin::SteadyClock>(),
+                           std::make_unique<Velk::TimeSlice>(taskSlice));
+    router.managerStart().apply();
+    Answer answer;
+    Netlink::Notice const ignore = [](std::string const&) {};  // the answer says what matters
+    Netlink::Feed::Options const look{.policy = policy, .only = vrf};
+    publishMachine(router, look, warn, ignore, [&](Netlink::Feed const& feed) {
+        Request request;
+        request.method = "GET";
+        request.target = target;
+        Reply const reply = Answers(router, feed, "kernel").reply(request);
+        answer.status = reply.status;
+        answer.text = drained(*reply.body);
+    });
+    router.managerStop().apply();  // what fails in that is told, as it is not where the router goes
+    return answer;
+}
+
+Answer answerOfAgent(Target const& target, std::string const& path) {
+    Answer answer;
+    answer.status = Client(path).get(IntfAddr::target(target.segments, target.query),
+                                     [&answer](std::string_view piece) { answer.text += piece; });
+    return answer;
+}
+
+bool looksAtKernel(AskOptions const& options) {
+    return options.kernel || !options.policy.leftOut.empty() || !options.policy.borrows;
+}
+
+Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice const& warn) {
+    if (!looksAtKernel(options)) {
+        try {
+            return answerOfAgent(target, socketPath(options.runDir.value_or(runDirectory())));
+        } catch (NoAgent const& error) {
+            warn(
+                fmt::format("{}; this is what the kernel has now, read once and in its own order, "
+                            "so that a conflict may be decided otherwise than by an agent",
+                            error.what()));
+        }
+    }
+    return answerOfKernel(target, filterOf(target.query).vrf, options.policy, warn);
+}
+
+}  // namespace
+
+std::string socketPath(std::string const& runDirectory) { return runDirectory + "/intfaddr.sock"; }
+
+std::vector<AskCommand> const& askCommands() {
+    static std::vector<AskCommand> const commands{
+        {.name = "show",
+         .description = "Print the addresses, where they are, and what those that wait wait for.",
+         .grammar = {.subject = Subject::addrOrPrefix, .keywords = {"vrf", "intf", "family"}},
+         .found = "addresses",
+         .toText = addressText},
+        {.name = "lookup",
+         .description = "Print who owns an address, or in which connected subnet it is.",
+         .grammar = {.subject = Subject::addr, .isNeeded = true, .keywords = {"vrf"}},
+         .found = "owners",
+         .toText = lookupText},
+        {.name = "subnets",
+         .description = "Print the connected subnets, each with its interface and addresses.",
+         .grammar = {.keywords = {"vrf"}},
+         .found = "subnets",
+         .toText = subnetText},
+        {.name = "lowest6",
+         .description = "Print the lowest IPv6 address of an interface, link-local ones left out.",
+         .grammar = {.subject = Subject::intf, .isNeeded = true, .keywords = {"vrf"}},
+         .found = "addresses",
+         .toText = addressText},
+        {.name = "linklocal",
+         .description = "Print the IPv6 link-local address of an interface.",
+         .grammar = {.subject = Subject::intf, .isNeeded = true, .keywords = {"vrf"}},
+         .found = "addresses",
+         .toText = addressText},
+    };
+    return commands;
+}
+
+int ask(AskCommand const& command, AskOptions const& options, Streams const& streams) {
+    Parameters const parameters = parametersOf(command.grammar, options.words);
+    // Its path is called like the command, but for the list of all.
+    std::string const path = command.name == "show" ? "addresses" : command.name;
+    Netlink::Notice const warn = [&streams](std::string const& message) {
+        streams.err << "intfaddr: " << printable(message) << '\n';
+    };
+    Answer const answer = answerTo({.segments = {"v1", path}, .query = parameters}, options, warn);
+    Json const document = Json::parse(answer.text, nullptr, false);
+    if (document.is_discarded()) {
+        throw std::runtime_error(fmt::format("the answer is no JSON: {}", answer.text));
+    }
+    if (answer.status >= 500) {
+        throw std::runtime_error(document.value("error", "the agent failed"));
+    }
+    if (answer.status != 200) {
+        throw BadQuestion(document.value("error", "the agent refused the question"));
+    }
+    if (options.json) {
+        streams.out << answer.text;
+    } else {
+        streams.out << (options.brief ? briefText(document) : command.toText(document));
+    }
+    for (auto const& unknown : document["notKnown"]) {
+        warn(fmt::format("not known: {}: {}", unknown["what"].get<std::string>(),
+                         unknown["why"].get<std::string>()));
+    }
+    if (!document[command.found].empty()) {
+        return found;
+    }
+    if (!document["notKnown"].empty()) {
+        return notKnown;
+    }
+    warn(parameters.empty() || parameters[0].first == "vrf"
+             ? "there is none"
+             : fmt::format("nothing {} {}", command.name == "lookup" ? "owns" : "is found for",
+                           parameters[0].second));
+    return none;
+}
+
+}  // namespace IntfAddr

@@ -1,0 +1,54 @@
+// The subcommands that ask: the agent, where one runs and may be asked; else the kernel, once.
+//
+//   show        the addresses, their places and states
+//   lookup      who owns an address
+//   subnets     the connected subnets
+//   lowest6     the lowest IPv6 address of an interface
+//   linklocal   its link-local address
+//
+// Exit status: 0 found; 1 there is none; 2 a bad question; 3 not known, since something that could
+// hold the answer could not be read, which is named on the standard error and in the JSON.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "feeds/netlink/Picture.h"
+#include "intfaddr/Streams.h"
+#include "intfaddr/answer/Document.h"
+#include "intfaddr/ask/Words.h"
+
+namespace IntfAddr {
+
+// One command that asks.
+struct AskCommand {
+    std::string name;
+    std::string description;
+    Grammar grammar;
+    // The list in its answer that says whether something was found.
+    std::string found;
+    std::string (*toText)(Json const& answer);
+};
+
+std::vector<AskCommand> const& askCommands();
+
+struct AskOptions {
+    std::vector<std::string> words{};
+    bool json = false;
+    bool brief = false;
+    // Ask the kernel, whether an agent runs or not.
+    bool kernel = false;
+    // Where the agent is; the default where nothing is given.
+    std::optional<std::string> runDir{};
+    // For a look at the kernel, which this implies where something is left out.
+    Netlink::Policy policy{};
+};
+
+// Returns the exit status. Throws BadQuestion, and std::exception for what fails.
+int ask(AskCommand const& command, AskOptions const& options, Streams const& streams);
+
+// The socket of the agent whose run directory it is.
+std::string socketPath(std::string const& runDirectory);
+
+}  // namespace IntfAddr
