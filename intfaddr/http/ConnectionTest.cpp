@@ -445,6 +445,21 @@ TEST(Connection, AHeaderHasALimit) {
                 HasSubstr(R"({"error":"the header has more than 1000 bytes"})"));
 }
 
+TEST(Connection, AHeaderHasItsLimitHoweverItComes) {
+    Served served(limited({.headerBytes = 1000}));
+    auto client = served.client();
+    client.say("GET / HTTP/1.1\r\nHost: x\r\n");
+    for (int number = 0; number < 200; ++number) {
+        client.say("A: 1\r\nB");
+        served.loop.wait(served.loop.now());
+        client.say(": 2\r\n");
+    }
+    client.say("\r\n");
+    ASSERT_TRUE(client.isLetGo());
+
+    EXPECT_THAT(client.heard(), StartsWith("HTTP/1.1 431"));
+}
+
 TEST(Connection, ABodyHasALimit) {
     Served served(limited({.bodyBytes = 10}));
     auto client = served.client();
