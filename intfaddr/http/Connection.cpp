@@ -173,10 +173,10 @@ private:
     // Decisions and actions.
     void receive() {
         parser_.emplace();
-        parser_->eager(true);
         parser_->header_limit(static_cast<std::uint32_t>(limits_.headerBytes));
         parser_->body_limit(limits_.bodyBytes);
         isBegun_ = false;
+        headerSize_ = 0;
         if (received_.empty()) {
             arm(limits_.idleTime, &State::end);
             read();
@@ -201,18 +201,24 @@ private:
     void parse() {
         Failure failure;
         while (!received_.empty() && !parser_->is_done() && !failure) {
-            received_.erase(0, parser_->put(asio::buffer(received_), failure));
+            bool const isHeader = !parser_->is_header_done();
+            auto const size = parser_->put(asio::buffer(received_), failure);
+            received_.erase(0, size);
+            headerSize_ += isHeader ? size : 0;
         }
         if (failure == http::error::need_more) {
             failure = {};
+        }
+        // The parser limits no more than each part that it is given, and nothing in the heads of
+        // chunks, which are left until they are whole.
+        if (!failure &&
+            headerSize_ + (parser_->is_done() ? 0 : received_.size()) > limits_.headerBytes) {
+            failure = http::error::header_limit;
         }
         if (failure) {
             refuse(failure);
         } else if (parser_->is_done()) {
             answer();
-        } else if (received_.size() > limits_.headerBytes) {
-            // The head of a chunk, or what follows the last one, has no limit by itself.
-            refuse(http::error::header_limit);
         } else {
             read();
         }
@@ -362,6 +368,7 @@ private:
     std::string received_;  // and not parsed yet
     std::optional<Parser> parser_;
     bool isBegun_ = false;
+    std::size_t headerSize_ = 0;  // of what has been parsed
     bool isHead_ = false;
     bool isLast_ = false;
 

@@ -210,9 +210,9 @@ TEST(Connection, ABodyThatIsSlowIsSentAsItIsMade) {
 }
 
 TEST(Connection, ABodyThatIsBusyKeepsNobodyElseWaiting) {
+    int gone = 0;
     Served served;
     Zin::Seconds const end = served.loop.now() + patience;
-    int gone = 0;
     served.handle = [&](Request const& request) {
         return request.target.segments.empty()
                    ? made(
@@ -259,8 +259,8 @@ TEST(Connection, NoMoreIsMadeThanTheReaderTakes) {
 }
 
 TEST(Connection, AReaderThatReadsNoMoreIsLetGo) {
-    Served served(limited({.readerTime = 0.05}));
     int gone = 0;
+    Served served(limited({.readerTime = 0.05}));
     served.handle = [&](Request const&) {
         return made(
             [](std::string& buffer) {
@@ -278,9 +278,9 @@ TEST(Connection, AReaderThatReadsNoMoreIsLetGo) {
 }
 
 TEST(Connection, AReaderOfAStreamThatWaitsMayWaitForever) {
+    int gone = 0;
     Served served(limited({.requestTime = 0.02, .readerTime = 0.02, .idleTime = 0.02}));
     std::function<void()> more;
-    int gone = 0;
     bool isEnded = false;
     served.handle = [&](Request const&) {
         return made(
@@ -304,8 +304,8 @@ TEST(Connection, AReaderOfAStreamThatWaitsMayWaitForever) {
 }
 
 TEST(Connection, TheBodyGoesWithItsReader) {
-    Served served;
     int gone = 0;
+    Served served;
     served.handle = [&](Request const&) {
         return made([](std::string&) { return Progress::waits; }, &gone);
     };
@@ -318,8 +318,8 @@ TEST(Connection, TheBodyGoesWithItsReader) {
 }
 
 TEST(Connection, TheBodyGoesWithTheServer) {
-    Served served;
     int gone = 0;
+    Served served;
     served.handle = [&](Request const&) {
         return made([](std::string&) { return Progress::waits; }, &gone);
     };
@@ -345,8 +345,8 @@ TEST(Connection, WhoWillAskNothingMoreGetsHisAnswers) {
 }
 
 TEST(Connection, HeadHasNoBody) {
-    Served served;
     int gone = 0;
+    Served served;
     served.handle = [&](Request const& request) {
         return request.method == "HEAD" ? made(nullptr, &gone) : textReply(200, "body");
     };
@@ -361,6 +361,10 @@ TEST(Connection, HeadHasNoBody) {
     client.get("/");
     ASSERT_TRUE(client.hears("body"));
     EXPECT_THAT(client.heard(), StartsWith("HTTP/1.1 200"));
+
+    client.forget();
+    client.say("HEAD / HTTP/1.1\r\nHost: x\r\n\r\ngarbage\r\n\r\n");
+    EXPECT_TRUE(client.hears("cannot be read"));
 }
 
 TEST(Connection, AReplyMayHaveNoBody) {
@@ -445,6 +449,21 @@ TEST(Connection, AHeaderHasALimit) {
                 HasSubstr(R"({"error":"the header has more than 1000 bytes"})"));
 }
 
+TEST(Connection, AHeaderHasItsLimitHoweverItComes) {
+    Served served(limited({.headerBytes = 1000}));
+    auto client = served.client();
+    client.say("GET / HTTP/1.1\r\nHost: x\r\n");
+    for (int number = 0; number < 200; ++number) {
+        client.say("A: 1\r\nB");
+        served.loop.wait(served.loop.now());
+        client.say(": 2\r\n");
+    }
+    client.say("\r\n");
+    ASSERT_TRUE(client.isLetGo());
+
+    EXPECT_THAT(client.heard(), StartsWith("HTTP/1.1 431"));
+}
+
 TEST(Connection, ABodyHasALimit) {
     Served served(limited({.bodyBytes = 10}));
     auto client = served.client();
@@ -499,8 +518,8 @@ TEST(Connection, OneThatAsksNothingIsClosed) {
 }
 
 TEST(Connection, AFailureBeforeAnythingWasSentIsTheReply) {
-    Served served;
     int gone = 0;
+    Served served;
     served.handle = [&](Request const& request) -> Reply {
         if (request.target.segments.empty()) {
             throw std::runtime_error("no memory");
@@ -528,9 +547,9 @@ TEST(Connection, AFailureBeforeAnythingWasSentIsTheReply) {
 }
 
 TEST(Connection, AFailureAfterThatCutsTheReply) {
+    int gone = 0;
     Served served;
     int asked = 0;
-    int gone = 0;
     served.handle = [&](Request const&) {
         return made(
             [&](std::string& buffer) {

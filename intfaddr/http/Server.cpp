@@ -64,13 +64,12 @@ Netlink::Descriptor listening(ServerOptions const& options) {
         throw failure(path, "cannot be made", errno);
     }
     // Nobody can connect before it listens.
-    if (options.group && ::lchown(path.c_str(), static_cast<uid_t>(-1), *options.group) != 0) {
+    constexpr auto sameOwner = static_cast<uid_t>(-1);
+    if ((options.group && ::lchown(path.c_str(), sameOwner, *options.group) != 0) ||
+        ::chmod(path.c_str(), options.mode) != 0 || ::listen(socket.number(), SOMAXCONN) != 0) {
         int const error = errno;
         ::unlink(path.c_str());
-        throw failure(path, fmt::format("cannot be given to group {}", *options.group), error);
-    }
-    if (::chmod(path.c_str(), options.mode) != 0 || ::listen(socket.number(), SOMAXCONN) != 0) {
-        throw failure(path, "cannot be opened to clients", errno);
+        throw failure(path, "cannot be opened to its clients", error);
     }
     return socket;
 }

@@ -10,7 +10,8 @@
 // is the only one (Instance). Anything else there is left as it is, and an error. The socket's file
 // is removed with the server, if it is still this server's own.
 //
-// The loop outlives the server; all replies' bodies go with the server at the latest.
+// The loop outlives the server, and neither a request's handler nor a body destroys it. All
+// replies' bodies go with the server at the latest.
 #pragma once
 
 #include <sys/types.h>

@@ -98,6 +98,7 @@ class MadeBody final : public Body {
 public:
     using Next = std::function<Progress(std::string&)>;
 
+    // `gone` outlives the server.
     explicit MadeBody(Next next, int* gone = nullptr) : next_(std::move(next)), gone_(gone) {}
     ~MadeBody() override {
         if (gone_) {
