@@ -21,23 +21,6 @@ Row rowOf(IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& entry) {
             .subnet = entry.subnet()};
 }
 
-std::optional<Holder> holderOf(IntfAddrVrfTable const& table,
-                               IpLib::IntfAddrWithMaskKey const& key) {
-    using IpLib::IntfAddrVrfTableImpl::Standing;
-    auto const standing = standingOf(table, IpLib::IntfAddrVrfTableImpl::Place(key));
-    switch (standing.conflict) {
-        case Standing::Conflict::none:
-            break;
-        case Standing::Conflict::withRow:
-            return Holder{{standing.row->key().addr, standing.row->subnet().prefixLength()},
-                          standing.row->intfId()};
-        case Standing::Conflict::withSet:
-            return Holder{{standing.set->subnet().address(), standing.set->subnet().prefixLength()},
-                          standing.set->intfId()};
-    }
-    return std::nullopt;
-}
-
 }  // namespace
 
 std::vector<Row> rows(IntfAddrVrfTable const& table) {
@@ -67,6 +50,23 @@ std::vector<Row> ownersOf(IntfAddrVrfTable const& table, Nimb::IpGenAddr const& 
     }
     std::ranges::sort(found);
     return found;
+}
+
+std::optional<Holder> holderOf(IntfAddrVrfTable const& table,
+                               IpLib::IntfAddrWithMaskKey const& key) {
+    using IpLib::IntfAddrVrfTableImpl::Standing;
+    auto const standing = standingOf(table, IpLib::IntfAddrVrfTableImpl::Place(key));
+    switch (standing.conflict) {
+        case Standing::Conflict::none:
+            break;
+        case Standing::Conflict::withRow:
+            return Holder{{standing.row->key().addr, standing.row->subnet().prefixLength()},
+                          standing.row->intfId()};
+        case Standing::Conflict::withSet:
+            return Holder{{standing.set->subnet().address(), standing.set->subnet().prefixLength()},
+                          standing.set->intfId()};
+    }
+    return std::nullopt;
 }
 
 std::vector<DeferredAddr> deferredAddrs(

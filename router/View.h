@@ -56,6 +56,10 @@ std::vector<Row> rows(IpLib::IntfAddrVrfTable const& table);
 // address one step for each interface that has one.
 std::vector<Row> ownersOf(IpLib::IntfAddrVrfTable const& table, Nimb::IpGenAddr const& addr);
 
+// What an address is to wait for, if it is to be admitted; nothing where its way is free.
+std::optional<Holder> holderOf(IpLib::IntfAddrVrfTable const& table,
+                               IpLib::IntfAddrWithMaskKey const& key);
+
 // Sorted by address, then by interface.
 std::vector<DeferredAddr> deferredAddrs(
     IpLib::IntfAddrVrfTable const& table,
