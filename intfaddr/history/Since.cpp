@@ -5,11 +5,11 @@
 
 namespace IntfAddr {
 
-void Since::come(L3::VrfName const& vrf, Row const& row, Zin::Seconds now) {
-    times_.emplace(printOf(vrf, row), now);
+bool Since::come(L3::VrfName const& vrf, Row const& row, Zin::Seconds now) {
+    return times_.emplace(printOf(vrf, row), now).inserted;
 }
 
-void Since::gone(L3::VrfName const& vrf, Row const& row) { times_.erase(printOf(vrf, row)); }
+bool Since::gone(L3::VrfName const& vrf, Row const& row) { return times_.erase(printOf(vrf, row)); }
 
 std::optional<Zin::Seconds> Since::of(L3::VrfName const& vrf, Row const& row) const {
     auto const* const found = times_.find(printOf(vrf, row));

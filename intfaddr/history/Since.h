@@ -23,9 +23,10 @@ class Since {
 public:
     using Row = IpLib::IntfAddrEntryContent;
 
-    // One that is there already keeps its time.
-    void come(L3::VrfName const& vrf, Row const& row, Zin::Seconds now);
-    void gone(L3::VrfName const& vrf, Row const& row);
+    // Returns whether it is new; one that is there already keeps its time.
+    bool come(L3::VrfName const& vrf, Row const& row, Zin::Seconds now);
+    // Returns whether it was there.
+    bool gone(L3::VrfName const& vrf, Row const& row);
 
     // Nothing where there is no such row.
     std::optional<Zin::Seconds> of(L3::VrfName const& vrf, Row const& row) const;

@@ -23,15 +23,16 @@ TEST(Since, KnowsWhenWhatIsThereCame) {
     EXPECT_EQ(since.of("red", row("10.0.0.1/24")), 1.5);
     EXPECT_EQ(since.of("red", row("10.0.0.2/24")), 2.5);
 
-    since.gone("red", row("10.0.0.1/24"));
+    EXPECT_TRUE(since.gone("red", row("10.0.0.1/24")));
+    EXPECT_FALSE(since.gone("red", row("10.0.0.1/24")));
     EXPECT_EQ(since.of("red", row("10.0.0.1/24")), std::nullopt);
     EXPECT_EQ(since.size(), 1U);
 }
 
 TEST(Since, WhatIsThereAlreadyKeepsItsTime) {
     Since since;
-    since.come("red", row("10.0.0.1/24"), 1.5);
-    since.come("red", row("10.0.0.1/24"), 2.5);
+    EXPECT_TRUE(since.come("red", row("10.0.0.1/24"), 1.5));
+    EXPECT_FALSE(since.come("red", row("10.0.0.1/24"), 2.5));
     EXPECT_EQ(since.of("red", row("10.0.0.1/24")), 1.5);
 }
 
