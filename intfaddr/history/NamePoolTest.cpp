@@ -44,7 +44,7 @@ TEST(NamePool, GivesTheEmptyTextForNothing) {
 }
 
 TEST(NamePool, KnowsItsMemory) {
-    for (std::size_t const length : {4, 15, 16, 100, 10'000}) {
+    for (std::size_t const length : {4U, 15U, 16U, 100U, 10'000U}) {
         NamePool pool;
         std::vector<NamePool::Name> names;
         names.reserve(100);

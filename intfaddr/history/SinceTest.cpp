@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Nimb/IpGenAddrWithMask.h"
 #include "TestMemory/TestMemory.h"
 
 namespace IntfAddr {
