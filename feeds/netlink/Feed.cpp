@@ -28,6 +28,14 @@ std::string spaceText(std::string const& name) { return fmt::format("namespace '
 
 void ignore(std::string const&, std::string const&) {}
 
+std::uint32_t ifIndexOf(LinkIs const& change) { return change.link.ifIndex; }
+std::uint32_t ifIndexOf(LinkGone const& change) { return change.ifIndex; }
+std::uint32_t ifIndexOf(AddressIs const& change) { return change.address.ifIndex; }
+std::uint32_t ifIndexOf(AddressGone const& change) { return change.address.ifIndex; }
+std::uint32_t ifIndexOf(Change const& change) {
+    return std::visit([](auto const& one) { return ifIndexOf(one); }, change);
+}
+
 // Why no VRF can have that name.
 std::optional<std::string> badVrfName(L3::VrfName const& vrf) {
     try {
@@ -69,10 +77,21 @@ void Feed::watch() {
 void Feed::follow(std::uint64_t number, std::optional<NamedNamespace> named,
                   L3::VrfName const& vrf) {
     std::string const label = vrfText(vrf);
-    spaces_.emplace(number, Space{.named = named,
-                                  .vrf = vrf,
-                                  .follower = std::make_unique<Follower>(
-                                      kernel_, named, label, options_.follower, notice_)});
+    auto follower = std::make_unique<Follower>(kernel_, named, label, options_.follower, notice_);
+    if (options_.told) {
+        follower->tellIs(
+            [this, number](Change const& change, Zin::Seconds now) { tell(number, change, now); });
+    }
+    spaces_.emplace(number, Space{.named = named, .vrf = vrf, .follower = std::move(follower)});
+}
+
+void Feed::tell(std::uint64_t number, Change const& change, Zin::Seconds now) const {
+    Space const& space = spaces_.at(number);
+    std::uint32_t const ifIndex = ifIndexOf(change);
+    auto const* const one = space.follower->mirror().find(ifIndex);
+    if (auto const vrf = vrfOf(number, space, ifIndex, ignore); vrf && one && one->link) {
+        options_.told(*vrf, one->link->name, change, now);
+    }
 }
 
 Zin::Seconds Feed::nextExpiry() const {

@@ -32,6 +32,9 @@ namespace Netlink {
 
 class Feed {
 public:
+    // What the kernel notifies of a link or an address, on an interface of a VRF.
+    using Told = std::function<void(L3::VrfName const& vrf, Nimb::IntfId const& intf,
+                                    Change const& change, Zin::Seconds now)>;
     struct Options {
         FollowerOptions follower{};
         Policy policy{};
@@ -39,6 +42,8 @@ public:
         std::optional<L3::VrfName> only{};
         // Whether namespaces that come and go are of interest.
         bool watches = true;
+        // Called with all that is new, as it comes, and not with what dumps show. May be empty.
+        Told told{};
     };
     using Publish = std::function<void(std::vector<Routing::Operation> const& operations)>;
 
@@ -98,6 +103,7 @@ private:
     // Why the name does not make a VRF; nothing where it does.
     std::optional<Refusal> refusal(NamedNamespace const& named) const;
     bool isWanted(L3::VrfName const& vrf) const;
+    void tell(std::uint64_t number, Change const& change, Zin::Seconds now) const;
     void touchDevices(L3::VrfName const& vrf);
 
     bool canStart(Zin::Seconds now) const;

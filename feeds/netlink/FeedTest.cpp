@@ -1,5 +1,6 @@
 #include "feeds/netlink/Feed.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -178,6 +179,56 @@ TEST_F(FeedTest, ANamespaceThatGoesIsWithdrawnAtOnceAndNotKeptAlive) {
                 ElementsAre("IpPrimaryIs red lo 0.0.0.0/0", "IpIntfDel red lo", "Ip6IntfDel red lo",
                             "KernelDel red lo", "Ip6VrfDel red", "IpVrfDel red", "TableDel red"));
     EXPECT_THAT(kernel.namespaces(), ElementsAre(own));
+}
+
+std::string text(L3::VrfName const& vrf, Nimb::IntfId const& intf, Change const& change) {
+    std::string what;
+    if (auto const* const is = std::get_if<AddressIs>(&change)) {
+        what = fmt::format("{}{}", is->address.local, is->address.deprecated ? " deprecated" : "");
+    } else if (auto const* const gone = std::get_if<AddressGone>(&change)) {
+        what = fmt::format("{} gone", gone->address.local);
+    } else if (auto const* const link = std::get_if<LinkIs>(&change)) {
+        what = link->link.up ? "up" : "down";
+    } else {
+        what = "gone";
+    }
+    return fmt::format("{} {} {}", vrf, intf, what);
+}
+
+TEST_F(FeedTest, WhatIsNotifiedIsToldInItsVrfAsItComesWhereItBringsAnythingNew) {
+    std::vector<std::string> told;
+    std::vector<Zin::Seconds> times;
+    add(own, 1, "10.0.0.9/32");
+    start({.told = [&](auto const& vrf, auto const& intf, auto const& change, Zin::Seconds now) {
+        told.push_back(text(vrf, intf, change));
+        times.push_back(now);
+    }});
+    runTo(1.0);
+    EXPECT_THAT(told, IsEmpty()) << "dumps tell nothing";
+    ASSERT_EQ(kernel.links().add(LinkKind::vrf, {own, "blue", 2}), 0);
+    ASSERT_EQ(kernel.links().add(LinkKind::dummy, {own, "eth0", 3}), 0);
+    runTo(2.0);
+    ASSERT_EQ(kernel.links().setMaster({own, 3}, 2), 0);
+    runTo(3.0);
+    told.clear();
+    times.clear();
+
+    add(own, 3, "10.0.0.1/24");
+    runTo(4.0);
+    EXPECT_THAT(told, ElementsAre("blue eth0 10.0.0.1"));
+    EXPECT_THAT(times, ElementsAre(testing::AllOf(testing::Ge(3.0), testing::Lt(4.0))));
+    ASSERT_EQ(
+        kernel.links().replaceAddress({own, 3}, {.own = Nimb::IpGenAddrWithMask("10.0.0.1/24")}),
+        0);
+    runTo(5.0);
+    EXPECT_EQ(told.size(), 1U) << "it is there as it was";
+    ASSERT_EQ(
+        kernel.links().removeAddress({own, 3}, {.own = Nimb::IpGenAddrWithMask("10.0.0.1/24")}), 0);
+    runTo(6.0);
+    EXPECT_THAT(told, ElementsAre("blue eth0 10.0.0.1", "blue eth0 10.0.0.1 gone"));
+    ASSERT_EQ(kernel.links().remove({own, 3}), 0);
+    runTo(7.0);
+    EXPECT_THAT(told, Contains(HasSubstr("eth0 gone")));
 }
 
 TEST_F(FeedTest, WhatIsPublishedStaysWhereMemoryFailsUntilAllHasBeenReadAnew) {

@@ -32,9 +32,9 @@ constexpr Zin::Seconds longAgo = -std::numeric_limits<Zin::Seconds>::infinity();
 
 Zin::Seconds longer(Zin::Seconds pause) { return std::min(2 * pause, longestPause); }
 
-// Whether a dump that goes on meanwhile may miss what is there, or show it in another order,
-// without a word: it goes on by position, so that what goes hides what stood behind it.
-bool misleads(Change const& change) {
+// A dump that goes on meanwhile may then miss what is there, or show it in another order, without a
+// word: it goes on by position, so that what goes hides what stood behind it.
+bool takesAway(Change const& change) {
     return std::holds_alternative<AddressGone>(change) || std::holds_alternative<LinkGone>(change);
 }
 
@@ -215,7 +215,14 @@ void Follower::handle(Message const& message, Zin::Seconds now) {
     if (std::holds_alternative<Overrun>(message.content)) {
         lose("the kernel says that it lost messages", now);
     } else if (auto const* const change = std::get_if<Change>(&message.content)) {
+        bool const tells = tell_ && !mirror_.shows(*change);
+        if (tells && takesAway(*change)) {
+            tell_(*change, now);
+        }
         mirror_.apply(*change);
+        if (tells && !takesAway(*change)) {
+            tell_(*change, now);
+        }
         if (dump_ && since_.size() <= maxSince) {
             since_.push_back(*change);
         }
@@ -268,7 +275,7 @@ void Follower::endDump(Zin::Seconds now) {
         wantDump(now);
         return;
     }
-    if (std::ranges::any_of(since, misleads)) {
+    if (std::ranges::any_of(since, takesAway)) {
         dump.damage("something went meanwhile");
     }
     hasSeen_ = true;

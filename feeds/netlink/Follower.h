@@ -22,6 +22,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Velk/TaskScheduler.h"
@@ -50,6 +51,11 @@ public:
 
     Mirror& mirror() { return mirror_; }
     Mirror const& mirror() const { return mirror_; }
+    // Calls `tell` with each change that is notified and brings anything new: right after it is
+    // done to the mirror, and right before where it takes something away.
+    using Tell = std::function<void(Change const& change, Zin::Seconds now)>;
+    void tellIs(Tell tell) { tell_ = std::move(tell); }
+
     // A whole dump has been seen, and all that was notified meanwhile.
     bool isReady() const { return isReady_; }
     // A dump has been seen, whole or not, and the mirror has not been emptied since.
@@ -87,6 +93,7 @@ private:
     std::string const label_;
     FollowerOptions const options_;
     Notice const notice_;
+    Tell tell_;
 
     Mirror mirror_;
     bool isReady_ = false;

@@ -25,6 +25,26 @@ MirroredLink const* Mirror::find(std::uint32_t ifIndex) const {
     return one == links_.end() ? nullptr : &one->second;
 }
 
+bool Mirror::shows(Change const& change) const {
+    if (auto const* const is = std::get_if<LinkIs>(&change)) {
+        auto const* const one = find(is->link.ifIndex);
+        return one && one->link == is->link;
+    }
+    if (auto const* const is = std::get_if<AddressIs>(&change)) {
+        auto const* const one = find(is->address.ifIndex);
+        if (!one) {
+            return false;
+        }
+        if (isIp4(is->address)) {
+            auto const& list = one->ip4.list();
+            return std::find(list.begin(), list.end(), is->address) != list.end();
+        }
+        auto const found = one->ip6.find(is->address.local);
+        return found != one->ip6.end() && found->second == is->address;
+    }
+    return false;
+}
+
 std::optional<Link const*> Mirror::vrfDevice(std::uint32_t ifIndex) const {
     for (int step = 0; step < maxMasters; ++step) {
         auto const* const one = find(ifIndex);

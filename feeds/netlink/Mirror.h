@@ -46,6 +46,8 @@ public:
     // The VRF device that the link belongs to: the first on the way up its masters, beginning with
     // itself. Null where there is none; nothing where the masters go in a circle.
     std::optional<Link const*> vrfDevice(std::uint32_t ifIndex) const;
+    // Whether a change that brings something brings what is there already, as it is.
+    bool shows(Change const& change) const;
     // The interfaces from which others may borrow the address: it stands alone on them (/32), and
     // they are there to carry such addresses.
     std::vector<Link const*> lenders(Nimb::IpGenAddr const& addr) const;
