@@ -40,7 +40,8 @@ Answer answerOfKernel(Target const& target, std::optional<L3::VrfName> const& vr
         Request request;
         request.method = "GET";
         request.target = target;
-        Reply const reply = Answers(router, feed, "kernel").reply(request);
+        Answers const answers(router, feed, "kernel");
+        Reply const reply = answers.reply(request);
         answer.status = reply.status;
         answer.text = drained(*reply.body);
     });

@@ -143,7 +143,7 @@ class CommandLine(unittest.TestCase):
     def test_a_bad_address_says_what_is_wrong_with_it(self):
         for word in ("10.0.0.256", "nonsense"):
             self.expect_bad_argument(["show", word], f"'{word}' is not an address")
-        self.expect_bad_argument(["show", "nonsense"], "family or intf or vrf")
+        self.expect_bad_argument(["show", "nonsense"], "vrf or intf or family")
         self.expect_bad_argument(["show", "fe80::1%"], "the interface is empty")
         self.expect_bad_argument(["show", "10.0.0.1/33"], "'10.0.0.1/33' is not a prefix")
         self.expect_bad_argument(["lookup", "10.0.0.1/24"], "an address is expected")

@@ -16,6 +16,7 @@ import tempfile
 import time
 import unittest
 
+from live.schema import check
 from live.shown import by_vrf
 
 PROGRAM = sys.argv.pop(1)
@@ -99,7 +100,9 @@ def show(*arguments):
 
 
 def shown(*arguments):
-    return by_vrf(json.loads(show("--json", *arguments).stdout))
+    document = json.loads(show("--json", *arguments).stdout)
+    check("show", document)
+    return by_vrf(document)
 
 
 def settled(vrf, interface):

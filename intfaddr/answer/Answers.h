@@ -10,7 +10,7 @@
 // Each names what is not known: what could hold the answer, and could not be read. A document is
 // made while it is sent, from what is there then.
 //
-// Borrows the router and the feed, which outlive its replies.
+// Borrows the router and the feed. Outlives its replies.
 #pragma once
 
 #include <map>

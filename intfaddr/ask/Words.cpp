@@ -35,7 +35,7 @@ public:
     void read(std::vector<std::string> const& words) {
         for (std::size_t i = 0; i < words.size(); ++i) {
             auto const& word = words[i];
-            if (grammar_.keywords.contains(word)) {
+            if (grammar_.has(word)) {
                 if (i + 1 == words.size()) {
                     throw BadQuestion(fmt::format("'{}' is the last word: {} is expected", word,
                                                   word == "family" ? "4 or 6" : "a name"));
@@ -130,7 +130,7 @@ std::string toText(Grammar const& grammar) {
         text = "[" + text + "]";
     }
     for (char const* const keyword : {"vrf", "intf", "family"}) {
-        if (grammar.keywords.contains(keyword)) {
+        if (grammar.has(keyword)) {
             text += fmt::format("{}[{} {}]", text.empty() ? "" : " ", keyword,
                                 std::string_view(keyword) == "family" ? "4|6" : "NAME");
         }

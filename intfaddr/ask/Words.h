@@ -6,7 +6,7 @@
 //   intfaddr lowest6 eth0 vrf red
 #pragma once
 
-#include <set>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -21,7 +21,11 @@ struct Grammar {
     Subject subject = Subject::none;
     bool isNeeded = false;  // the subject
     // Of "vrf", "intf" and "family".
-    std::set<std::string> keywords{};
+    std::vector<std::string> keywords{};
+
+    bool has(std::string const& keyword) const {
+        return std::find(keywords.begin(), keywords.end(), keyword) != keywords.end();
+    }
 };
 
 // In the terms of the request that asks for it. Throws BadQuestion, which names the word and what

@@ -53,10 +53,10 @@ TEST(Words, APrefixWithHostBitsIsTheSubnetInWhichTheyLie) {
 TEST(Words, WhatIsWrongIsNamedAndWhatWasExpected) {
     EXPECT_THAT(refusal(all, {"nonsense"}), HasSubstr("'nonsense' is not an address"));
     EXPECT_THAT(refusal(all, {"nonsense"}),
-                HasSubstr("an address or prefix or family or intf or vrf is"));
+                HasSubstr("an address or prefix or vrf or intf or family is"));
     EXPECT_THAT(refusal(all, {"10.0.0.1/33"}), HasSubstr("'10.0.0.1/33' is not a prefix"));
     EXPECT_EQ(refusal(all, {"10.0.0.1", "10.0.0.2"}),
-              "'10.0.0.2' is not expected: family or intf or vrf is");
+              "'10.0.0.2' is not expected: vrf or intf or family is");
     EXPECT_EQ(refusal(none, {"10.0.0.2"}), "'10.0.0.2' is not expected: vrf is");
     EXPECT_EQ(refusal(all, {"vrf"}), "'vrf' is the last word: a name is expected");
     EXPECT_EQ(refusal(all, {"family"}), "'family' is the last word: 4 or 6 is expected");
