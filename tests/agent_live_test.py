@@ -6,6 +6,7 @@ make namespaces; where these are missing the test says so and counts as skipped.
 AGENT_LIVE_SECONDS says for how long things happen at random, AGENT_LIVE_SEED which.
 """
 
+import grp
 import json
 import os
 import random
@@ -429,6 +430,76 @@ class Kernel(AgentCase):
 
     def shown(self):
         return json.loads(machine.run(PROGRAM, "show", "--kernel", "--json").stdout)
+
+
+class Asked(AgentCase):
+    def ask(self, *words, program=PROGRAM, **options):
+        return machine.run(program, *words, "--run-dir", self.path("run"), **options)
+
+    def json(self, *words):
+        return json.loads(self.ask(*words, "--json").stdout)
+
+    def test_who_has_a_disputed_subnet_and_who_waits_for_it(self):
+        machine.make_vrf("red")
+        machine.join("red", "e0", "red", "e1")
+        agent = self.start("--run-dir", self.path("run"))
+        agent.snapshot()
+        machine.batch(["addr add 10.0.0.1/24 dev e0"], "red")
+        self.assert_soon(lambda: self.json("lookup", "10.0.0.1")["owners"])
+        machine.batch(["addr add 10.0.0.2/24 dev e1"], "red")
+        self.assert_soon(lambda: self.json("show", "10.0.0.2")["addresses"])
+
+        (waiting,) = self.json("show", "10.0.0.2", "vrf", "red")["addresses"]
+        self.assertEqual((waiting["place"], waiting["waitsFor"]),
+                         ("waiting", {"subnet": "10.0.0.0/24", "interface": "e0"}))
+        result = self.ask("lookup", "10.0.0.2")
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stdout, r"red +10\.0\.0\.0/24 +e0\n")
+        machine.batch(["addr del 10.0.0.1/24 dev e0"], "red")
+        self.assert_soon(lambda: self.json("lookup", "10.0.0.2")["owners"])
+        self.assert_ends_well(agent)
+        self.assertFalse(os.path.exists(self.path("run/intfaddr.sock")))
+
+    def test_whoever_is_not_of_its_group_may_not_ask(self):
+        os.chmod(self.folder, 0o755)
+        program = shutil.copy(PROGRAM, self.folder)
+        nobody = {"user": NOBODY, "group": NOBODY, "extra_groups": [], "program": program}
+        machine.make_vrf("red")
+        agent = self.start("--run-dir", self.path("run"))
+        agent.snapshot()
+        try:
+            refused = self.ask("lookup", "10.0.0.1", **nobody)
+        except PermissionError as error:
+            self.skipTest(f"this machine does not let us become another user: {error}")
+        self.assertEqual(refused.returncode, 3)
+        self.assertIn("may not ask the agent", refused.stderr)
+        self.assertIn("not known: VRF 'red'", refused.stderr)
+        self.assert_ends_well(agent)
+
+        group = grp.getgrgid(NOBODY).gr_name
+        agent = self.start("--run-dir", self.path("run"), "--group", group)
+        agent.snapshot()
+        answered = self.ask("lookup", "10.0.0.1", **nobody)
+        self.assertEqual((answered.returncode, answered.stderr),
+                         (1, "intfaddr: nothing owns 10.0.0.1\n"))
+        self.assert_ends_well(agent)
+
+    def test_a_long_answer_holds_up_nobody(self):
+        machine.make_vrf("red")
+        machine.join("red", "e0", "red", "e1")
+        machine.batch([f"addr add {address} dev e0" for address in addresses(5000)], "red")
+        agent = self.start("--run-dir", self.path("run"))
+        self.assert_soon(lambda: len(agent.addresses("red") or []) >= 5000)
+        asking = [subprocess.Popen([PROGRAM, "show", "--json", "--run-dir", self.path("run")],
+                                   stdout=subprocess.PIPE, text=True) for _ in range(4)]
+        machine.batch(["addr add 10.99.0.1/32 dev e1"], "red")
+        self.assert_soon(lambda: self.json("lookup", "10.99.0.1")["owners"])
+        for process in asking:
+            told = [one["address"] for one in json.loads(process.communicate(timeout=60)[0])["addresses"]
+                    if one["interface"] == "e0" and one["address"].startswith("10.")]
+            self.assertEqual(len(told), 5000)
+            self.assertEqual(len(set(told)), 5000)
+        self.assert_ends_well(agent)
 
 
 class OrdinaryUser(AgentCase):

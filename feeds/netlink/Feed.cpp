@@ -204,8 +204,8 @@ bool Feed::isWanted(L3::VrfName const& vrf) const {
 // Whether devices of that name make a VRF depends on whether a namespace does.
 void Feed::touchDevices(L3::VrfName const& vrf) {
     Mirror& mirror = spaces_.at(0).follower->mirror();
-    for (auto const& [ifIndex, one] : mirror.links()) {
-        if (one.link && one.link->kind == Link::Kind::vrf && one.link->name.name() == vrf.bytes()) {
+    for (std::uint32_t const ifIndex : mirror.vrfDevices()) {
+        if (mirror.find(ifIndex)->link->name.name() == vrf.bytes()) {
             mirror.touch(ifIndex);
         }
     }
@@ -305,10 +305,9 @@ void Feed::tellOnce(std::string const& line) {
 
 void Feed::forEachVrfDevice(EachDevice const& each) const {
     for (auto const& [number, space] : spaces_) {
-        for (auto const& [ifIndex, one] : space.follower->mirror().links()) {
-            if (one.link && one.link->kind == Link::Kind::vrf) {
-                each(number, space, *one.link);
-            }
+        Mirror const& mirror = space.follower->mirror();
+        for (std::uint32_t const ifIndex : mirror.vrfDevices()) {
+            each(number, space, *mirror.find(ifIndex)->link);
         }
     }
 }

@@ -108,6 +108,9 @@ void Mirror::set(Link const& link) {
     }
     nameIs(link);
     portsOf_[link.master].insert(link.ifIndex);
+    if (link.kind == Link::Kind::vrf) {
+        vrfDevices_.insert(link.ifIndex);
+    }
     one.link = link;
     if (concerns) {
         touch(link.ifIndex);
@@ -133,6 +136,7 @@ void Mirror::forget(Link const& link) {
     if (!link.name.empty()) {
         byName_.erase(link.name);
     }
+    vrfDevices_.erase(link.ifIndex);
     auto const ports = portsOf_.find(link.master);
     ports->second.erase(link.ifIndex);
     if (ports->second.empty()) {
@@ -246,6 +250,7 @@ void Mirror::startOver() {
     }
     byName_.clear();
     portsOf_.clear();
+    vrfDevices_.clear();
     hosts_.clear();
 }
 

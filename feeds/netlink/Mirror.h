@@ -48,6 +48,8 @@ public:
     std::optional<Link const*> vrfDevice(std::uint32_t ifIndex) const;
     // Whether a change that brings something brings what is there already, as it is.
     bool shows(Change const& change) const;
+    // The indexes of all VRF devices.
+    std::set<std::uint32_t> const& vrfDevices() const { return vrfDevices_; }
     // The interfaces from which others may borrow the address: it stands alone on them (/32), and
     // they are there to carry such addresses.
     std::vector<Link const*> lenders(Nimb::IpGenAddr const& addr) const;
@@ -90,6 +92,7 @@ private:
     Links links_;
     std::map<Nimb::IntfId, std::uint32_t> byName_;
     std::map<std::uint32_t, std::set<std::uint32_t>> portsOf_;
+    std::set<std::uint32_t> vrfDevices_;
     // Where an IPv4 address stands alone.
     std::map<Nimb::IpGenAddr, std::multiset<std::uint32_t>> hosts_;
     std::set<std::uint32_t> touched_;

@@ -129,6 +129,12 @@ TEST_F(MirrorTest, TheVrfIsTheFirstDeviceOnTheWayUpBeginningWithTheLinkItself) {
     EXPECT_EQ(vrfOf(5), "none");
     EXPECT_EQ(vrfOf(6), "none");  // its master has not been told of
     EXPECT_EQ(vrfOf(7), "none");
+    EXPECT_THAT(mirror.vrfDevices(), ElementsAre(2));
+    is(linkOf(5, "blue", Link::Kind::vrf));
+    is(linkOf(2, "red"));
+    EXPECT_THAT(mirror.vrfDevices(), ElementsAre(5));
+    gone(5);
+    EXPECT_THAT(mirror.vrfDevices(), IsEmpty());
 }
 
 TEST_F(MirrorTest, MastersThatGoInACircleAreAnError) {
