@@ -25,6 +25,7 @@
 #include "intfaddr/agent/OutputQueue.h"
 #include "intfaddr/agent/TroubleDir.h"
 #include "intfaddr/answer/Answers.h"
+#include "intfaddr/answer/VirtualChanges.h"
 #include "intfaddr/ask/Printable.h"
 #include "intfaddr/http/Server.h"
 #include "intfaddr/loop/EventLoop.h"
@@ -135,10 +136,15 @@ public:
               kernel_, agentOptions(options), [this](std::string const& line) { notice(line); },
               &repairs_),
           answers_(agent_.router(), agent_.feed(), "agent"),
+          virtualChanges_(agent_.router(),
+                          [this](auto const& operations) { agent_.apply(operations); }),
           output_(events_, agent_.clock()),
           server_(
               loop_, serverOptions(options),
-              [this](Request const& request) { return answers_.reply(request); },
+              [this](Request const& request) {
+                  return VirtualChanges::isAsked(request) ? virtualChanges_.reply(request)
+                                                          : answers_.reply(request);
+              },
               [this](std::string const& line) { notice(line); }) {
         auto const config = agentOptions(options).config;
         if (options.record) {
@@ -252,6 +258,7 @@ private:
     Repairs repairs_;
     Agent agent_;
     Answers const answers_;
+    VirtualChanges const virtualChanges_;
     std::ostringstream events_;
     Scenario::Output output_;
     Server server_;  // goes before what it asks

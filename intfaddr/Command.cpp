@@ -17,6 +17,7 @@
 #include "intfaddr/AskCommand.h"
 #include "intfaddr/CaptureCommand.h"
 #include "intfaddr/ReplayCommand.h"
+#include "intfaddr/VipCommand.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/ask/Printable.h"
 
@@ -120,6 +121,18 @@ void addCapture(CLI::App& app, CaptureOptions& options) {
         "something went wrong.");
 }
 
+void addVip(CLI::App& app, VipOptions& options) {
+    CLI::App* const command =
+        app.add_subcommand("vip", "Add or remove a virtual address of the agent that runs.");
+    command->add_option("WORDS", options.words, "add|del ADDR [vrf NAME]")->type_name("");
+    addRunDir(*command, options.runDir);
+    command->footer(
+        "For root and the agent's own user. The VRF is default where none is named. Virtual\n"
+        "addresses go with the agent.\n"
+        "Exit status: 0; 1 if it was so already; 2 for a bad argument; 3 if no agent could be\n"
+        "asked; 70 if something else went wrong.");
+}
+
 std::string checkTraceClass(std::string const& name) {
     auto const known = Pell::traceClassNames();
     return std::ranges::find(known, name) != known.end()
@@ -191,6 +204,8 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     addReplay(app, replayOptions);
     AgentOptions agentOptions;
     addAgent(app, agentOptions);
+    VipOptions vipOptions;
+    addVip(app, vipOptions);
     CaptureOptions captureOptions;
     addCapture(app, captureOptions);
 
@@ -205,6 +220,7 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
         auto const asks = std::ranges::find_if(
             askCommands(), [&app](AskCommand const& one) { return app.got_subcommand(one.name); });
         int const status = asks != askCommands().end()     ? ask(*asks, askOptions, streams)
+                           : app.got_subcommand("vip")     ? vip(vipOptions, streams)
                            : app.got_subcommand("agent")   ? agent(agentOptions)
                            : app.got_subcommand("capture") ? capture(captureOptions, out, err)
                                                            : replay(replayOptions, streams);

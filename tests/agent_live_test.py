@@ -460,6 +460,20 @@ class Asked(AgentCase):
         self.assert_ends_well(agent)
         self.assertFalse(os.path.exists(self.path("run/intfaddr.sock")))
 
+    def test_virtual_addresses_come_and_go_and_are_recorded(self):
+        agent = self.start("--run-dir", self.path("run"), "--record", self.path("recording"))
+        agent.snapshot()
+        self.assertEqual(self.ask("vip", "add", "10.0.0.9").returncode, 0)
+        self.assertEqual(self.ask("vip", "add", "10.0.0.9").returncode, 1)
+        self.assertTrue(self.json("lookup", "10.0.0.9")["owners"][0]["virtual"])
+        self.assertEqual(self.ask("vip", "add", "10.0.0.9", "vrf", "none").returncode, 2)
+        self.assertEqual(self.ask("vip", "del", "10.0.0.9").returncode, 0)
+        self.assertEqual(self.ask("lookup", "10.0.0.9").returncode, 1)
+        self.assert_ends_well(agent)
+        with open(self.path("recording")) as recording:
+            self.assertEqual([json.loads(line)["op"] for line in recording
+                              if "10.0.0.9" in line], ["vip.add", "vip.del"])
+
     def test_whoever_is_not_of_its_group_may_not_ask(self):
         os.chmod(self.folder, 0o755)
         program = shutil.copy(PROGRAM, self.folder)

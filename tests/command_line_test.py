@@ -150,6 +150,15 @@ class CommandLine(unittest.TestCase):
         self.expect_bad_argument(["lookup"], "an address is missing")
         self.expect_bad_argument(["show", ""], "the address is empty")
 
+    def test_virtual_addresses_need_an_agent_and_words(self):
+        self.expect_bad_argument(["vip"], "add or del is missing")
+        self.expect_bad_argument(["vip", "set", "10.0.0.1"], "'set' is not expected: add or del is")
+        self.expect_bad_argument(["vip", "add"], "an address is missing")
+        with tempfile.TemporaryDirectory() as directory:
+            result = run("vip", "add", "10.0.0.1", "--run-dir", directory)
+        self.assertEqual(result.returncode, 3)
+        self.assertIn("no agent runs", result.stderr)
+
     def test_an_unknown_vrf_is_named(self):
         self.expect_bad_argument(["show", "vrf", "no-such-vrf", "--kernel"], "no VRF 'no-such-vrf'")
 

@@ -29,7 +29,7 @@ Agent::Agent(Netlink::Kernel& kernel, Options const& options, Netlink::Notice no
       timeline_(router_, supervisor_, clock_, Routing::Audits::inSlices,
                 [this](Zin::Error const& error) { notice_(error.what()); }),
       feed_(
-          kernel, options.feed, [this](auto const& operations) { publish(operations); }, notice_) {
+          kernel, options.feed, [this](auto const& operations) { apply(operations); }, notice_) {
     theAgent = this;
     timeline_.apply(router_.managerStart());
 }
@@ -61,7 +61,7 @@ void Agent::run(Zin::Seconds now) {
     }
 }
 
-void Agent::publish(std::vector<Routing::Operation> const& operations) {
+void Agent::apply(std::vector<Routing::Operation> const& operations) {
     isIdle_ = false;
     timeline_.advanceTo(now_);
     batchBegins_();

@@ -47,9 +47,11 @@ public:
     Zin::Seconds nextExpiry() const;
     void run(Zin::Seconds now);
 
+    // One batch, at the time of the last run: the feed's, or what somebody else wants.
+    void apply(std::vector<Routing::Operation> const& operations);
+
 private:
     static void handleFailure(Pell::AssertionFailure const& failure);
-    void publish(std::vector<Routing::Operation> const& operations);
 
     Netlink::Notice const notice_;
     std::function<void()> batchBegins_ = [] {};
