@@ -31,7 +31,8 @@ std::optional<Holder> holderOf(IntfAddrVrfTable const& table,
                           standing.row->intfId()};
         case Standing::Conflict::withSet:
             return Holder{{standing.set->subnet().address(), standing.set->subnet().prefixLength()},
-                          standing.set->intfId(), true};
+                          standing.set->intfId(),
+                          true};
     }
     return std::nullopt;
 }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "Nimb/IpGenAddrWithMask.h"
+
 namespace IntfAddr {
 
 namespace {
