@@ -87,7 +87,7 @@ std::vector<AskCommand> const& askCommands() {
          .toText = addressText},
         {.name = "lookup",
          .description = "Print who owns an address, or in which connected subnet it is.",
-         .grammar = {.subject = Subject::addr, .isNeeded = true, .keywords = {"vrf"}},
+         .grammar = {.subject = Subject::addr, .isNeeded = true, .keywords = {"vrf", "intf"}},
          .found = "owners",
          .toText = lookupText},
         {.name = "subnets",

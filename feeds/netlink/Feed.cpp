@@ -28,6 +28,8 @@ std::string spaceText(std::string const& name) { return fmt::format("namespace '
 
 void ignore(std::string const&, std::string const&) {}
 
+char const* const unlisted = "what has changed of namespaces";
+
 std::uint32_t ifIndexOf(LinkIs const& change) { return change.link.ifIndex; }
 std::uint32_t ifIndexOf(LinkGone const& change) { return change.ifIndex; }
 std::uint32_t ifIndexOf(AddressIs const& change) { return change.address.ifIndex; }
@@ -124,6 +126,7 @@ void Feed::scan(Zin::Seconds now) {
     nextScan_ = Velk::never;
     try {
         auto const there = kernel_.namedNamespaces();
+        scanFailure_.reset();
         forgetGone(there);
         followNew(there);
         watch();
@@ -132,7 +135,8 @@ void Feed::scan(Zin::Seconds now) {
             nextScan_ = now + scanPause;
         }
     } catch (std::system_error const& error) {
-        tellLeftOut("what has changed of namespaces", error.what());
+        scanFailure_ = error.what();
+        tellLeftOut(unlisted, *scanFailure_);
         nextScan_ = now + scanPause;
     }
 }
@@ -312,10 +316,14 @@ void Feed::forEachVrfDevice(EachDevice const& each) const {
     }
 }
 
+std::string Feed::whyUnread(Space const& space) {
+    return space.follower->distrust().value_or("it has not been read whole yet");
+}
+
 std::optional<std::string> Feed::unreadable(L3::VrfName const& vrf) const {
     for (auto const& [number, space] : spaces_) {
         if (space.vrf == vrf) {
-            return space.isVrf ? std::nullopt : space.follower->distrust();
+            return space.isVrf ? std::nullopt : std::optional(whyUnread(space));
         }
     }
     auto const refused = leftOutNamespaces_.find(spaceText(namespacePrefix + vrf.bytes()));
@@ -332,14 +340,17 @@ std::map<std::string, std::string> Feed::leftOut() const {
 
 std::map<std::string, std::string> Feed::hidden() const {
     std::map<std::string, std::string> found;
+    if (scanFailure_) {
+        found.emplace(unlisted, *scanFailure_);
+    }
     for (auto const& [name, refused] : leftOutNamespaces_) {
         if (!refused.isKnown) {
             found.emplace(name, refused.why);
         }
     }
     for (auto const& [number, space] : spaces_) {
-        if (!space.isVrf && space.follower->distrust()) {
-            found.emplace(vrfText(space.vrf), *space.follower->distrust());
+        if (!space.isVrf) {
+            found.emplace(vrfText(space.vrf), whyUnread(space));
         }
     }
     forEachVrfDevice([&](std::uint64_t number, Space const& space, Link const& device) {
@@ -354,14 +365,12 @@ std::map<L3::VrfName, std::string> Feed::stale() const {
     for (auto const& [number, space] : spaces_) {
         if (space.isVrf && space.follower->distrust()) {
             found.emplace(space.vrf, *space.follower->distrust());
+            // Those of its devices, as they are published: the mirror may have lost them.
+            for (auto const& vrf : publication_.vrfsOf(number)) {
+                found.emplace(vrf, *space.follower->distrust());
+            }
         }
     }
-    forEachVrfDevice([&](std::uint64_t number, Space const& space, Link const& device) {
-        auto const vrf = vrfOf(number, space, device.ifIndex, ignore);
-        if (vrf && space.isVrf && space.follower->distrust()) {
-            found.emplace(*vrf, *space.follower->distrust());
-        }
-    });
     return found;
 }
 

@@ -107,6 +107,7 @@ private:
     void touchDevices(L3::VrfName const& vrf);
 
     bool canStart(Zin::Seconds now) const;
+    static std::string whyUnread(Space const& space);
     static bool canPublish(Space const& space, Zin::Seconds now);
     void paint(std::uint64_t number, Space& space);
     LinkPicture pictureOf(std::uint64_t number, Space const& space, std::uint32_t ifIndex) const;
@@ -129,6 +130,7 @@ private:
     std::set<L3::VrfName> namespaceVrfs_;
     Publication publication_;
     std::map<std::string, Refusal> leftOutNamespaces_;
+    std::optional<std::string> scanFailure_;
     std::set<std::string> told_;
 
     bool isWatching_ = false;

@@ -235,6 +235,7 @@ TEST_F(FeedTest, WhatIsPublishedStaysWhereMemoryFailsUntilAllHasBeenReadAnew) {
     start();
     add(own, 1, "10.0.0.1/32");
     add(own, 1, "10.0.0.2/32");
+    kernel.links().add(LinkKind::vrf, {own, "blue", 5});
     runTo(20.0);
     all();
     kernel.links().removeAddress({own, 1}, {.own = Nimb::IpGenAddrWithMask("10.0.0.1/32")});
@@ -248,6 +249,7 @@ TEST_F(FeedTest, WhatIsPublishedStaysWhereMemoryFailsUntilAllHasBeenReadAnew) {
         ASSERT_TRUE(failure.happened());
     }
     EXPECT_THAT(feed->stale(), Contains(Pair(L3::VrfName("default"), HasSubstr("no memory"))));
+    EXPECT_THAT(feed->stale(), Contains(Pair(L3::VrfName("blue"), HasSubstr("no memory"))));
     kernel.faults().next(Fault::interruptDump, 0, 3);
     runTo(20.02);
     EXPECT_THAT(feed->stale(), Contains(Pair(L3::VrfName("default"), HasSubstr("interrupted"))));

@@ -183,6 +183,15 @@ PublishedLink const* Publication::published(LinkRef ref) const {
     return found == published_.end() ? nullptr : &found->second;
 }
 
+std::set<L3::VrfName> Publication::vrfsOf(std::uint64_t space) const {
+    std::set<L3::VrfName> found;
+    for (auto one = published_.lower_bound({.space = space, .ifIndex = 0});
+         one != published_.end() && one->first.space == space; ++one) {
+        found.insert(one->second.vrf);
+    }
+    return found;
+}
+
 void Publication::takeVrfs(std::vector<Operation>& operations) {
     for (auto const& vrf : counted_) {
         if (auto const& state = vrfs_.at(vrf); state.holders == 0) {

@@ -53,6 +53,8 @@ public:
     void setGone(std::uint64_t space);
 
     // What has been taken for a link last; null for nothing.
+    // Those in which links of a namespace are published.
+    std::set<L3::VrfName> vrfsOf(std::uint64_t space) const;
     PublishedLink const* published(LinkRef ref) const;
 
     std::vector<Routing::Operation> take();

@@ -73,7 +73,7 @@ Reply Answers::reply(Request const& request) const {
             filter = filterFor(query, {"address", "family", "interface", "prefix", "vrf"});
             body = addresses(filter);
         } else if (path == "lookup") {
-            filter = filterFor(query, {"address", "vrf"}, "address");
+            filter = filterFor(query, {"address", "interface", "vrf"}, "address");
             body = lookup(filter);
         } else if (path == "subnets") {
             filter = filterFor(query, {"vrf"});
@@ -108,13 +108,15 @@ Json Answers::unknown(Filter const& filter) const {
         found.emplace("the agent", "it has not read all of the kernel yet");
     }
     auto const vrfText = [](L3::VrfName const& vrf) { return fmt::format("VRF '{}'", vrf); };
-    if (!filter.vrf) {
+    // A VRF that is not there may be a device of a namespace that could not be read.
+    bool const isEverywhere = !filter.vrf || !router_.tables()->intfAddrVrfTableHas(*filter.vrf);
+    if (isEverywhere) {
         found.merge(feed_.hidden());
     } else if (auto const why = feed_.unreadable(*filter.vrf)) {
         found.emplace(vrfText(*filter.vrf), *why);
     }
     for (auto const& [vrf, why] : feed_.stale()) {
-        if (!filter.vrf || *filter.vrf == vrf) {
+        if (isEverywhere || *filter.vrf == vrf) {
             found.emplace(vrfText(vrf), why);
         }
     }
@@ -157,11 +159,13 @@ std::unique_ptr<Body> Answers::addresses(Filter const& filter) const {
 std::unique_ptr<Body> Answers::lookup(Filter const& filter) const {
     auto document = begun();
     auto const addr = *filter.addr;
-    document->list("owners", eachVrf(vrfsOf(filter), [this, addr](L3::VrfName const& vrf,
-                                                                  Document::Items& items) {
+    document->list("owners", eachVrf(vrfsOf(filter), [this, filter](L3::VrfName const& vrf,
+                                                                    Document::Items& items) {
                        if (auto const table = router_.tables()->intfAddrVrfTable(vrf)) {
-                           for (auto const& row : Routing::ownersOf(*table, addr)) {
-                               write(items, rowJson(router_, vrf, row));
+                           for (auto const& row : Routing::ownersOf(*table, *filter.addr)) {
+                               if (filter.admits(row.intfId, row.addr)) {
+                                   write(items, rowJson(router_, vrf, row));
+                               }
                            }
                        }
                    }));

@@ -107,6 +107,7 @@ TEST_F(AnswersTest, ALinkLocalAddressHasAnOwnerOnEachInterface) {
     runTo(1.0);
 
     EXPECT_EQ(ask("lookup", {{"address", "fe80::1"}})["owners"].size(), 2U);
+    EXPECT_EQ(ask("lookup", {{"address", "fe80::1"}, {"interface", "eth0"}})["owners"].size(), 1U);
     EXPECT_EQ(addresses({{"address", "fe80::1"}, {"interface", "eth1"}}).size(), 1U);
     EXPECT_EQ(ask("linklocal", on("eth1"))["addresses"][0]["address"], "fe80::1");
     EXPECT_THAT(ask("linklocal", on("lo"))["addresses"], IsEmpty());
@@ -160,7 +161,7 @@ TEST_F(AnswersTest, TheLowestIp6AddressOfAnInterface) {
 }
 
 TEST_F(AnswersTest, WhatCouldHoldTheAnswerAndCannotBeReadIsNamed) {
-    EXPECT_EQ(ask("lookup", {{"address", "10.0.0.1"}})["notKnown"][0]["what"], "the agent");
+    EXPECT_EQ(ask("lookup", {{"address", "10.0.0.1"}})["notKnown"][1]["what"], "the agent");
     runTo(1.0);
     EXPECT_THAT(ask("lookup", {{"address", "10.0.0.1"}})["notKnown"], IsEmpty());
     kernel.makeNamespace("ns-red");
@@ -171,13 +172,33 @@ TEST_F(AnswersTest, WhatCouldHoldTheAnswerAndCannotBeReadIsNamed) {
     ASSERT_EQ(all.size(), 1U);
     EXPECT_EQ(all[0]["what"], "VRF 'red'");
     EXPECT_THAT(all[0]["why"].get<std::string>(), HasSubstr("not permitted"));
-    EXPECT_EQ(ask("addresses", {{"vrf", "red"}})["notKnown"].size(), 1U);
+    for (char const* const vrf : {"red", "red/blue"}) {
+        EXPECT_EQ(ask("addresses", {{"vrf", vrf}})["notKnown"].size(), 1U) << vrf;
+    }
     EXPECT_THAT(ask("addresses", {{"vrf", "default"}})["notKnown"], IsEmpty());
+    // Nobody knows what namespaces there are.
+    kernel.faults().next(Netlink::Fake::Fault::failListing, EACCES, 1000);
+    kernel.makeNamespace("ns-blue");
+    runTo(3.0);
+    EXPECT_EQ(ask("addresses", {{"vrf", "blue"}})["notKnown"][1]["what"],
+              "what has changed of namespaces");
     // Under another name, all of it is known.
     kernel.faults().end();
     kernel.nameNamespace("ns-own", own);
     runTo(9.0);
     EXPECT_THAT(ask("addresses")["notKnown"], IsEmpty());
+}
+
+TEST_F(AnswersTest, WhatIsNotReadWholeYetIsNotKnown) {
+    runTo(1.0);
+    kernel.makeNamespace("ns-red");
+    kernel.faults().next(Netlink::Fake::Fault::interruptDump, 0, 1);
+    kernel.deliver();
+    agent.run(1.0);
+
+    auto const answer = ask("lookup", {{"address", "10.0.0.1"}, {"vrf", "red"}});
+    ASSERT_EQ(answer["notKnown"].size(), 1U);
+    EXPECT_EQ(answer["notKnown"][0]["what"], "VRF 'red'");
 }
 
 TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
@@ -197,8 +218,8 @@ TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
     EXPECT_EQ(refusal("addresses", {{"vrf", ""}}), "400 the vrf is empty");
     EXPECT_EQ(refusal("addresses", {{"vrf", "a"}, {"vrf", "a"}}), "400 'vrf' is given twice");
     EXPECT_EQ(refusal("lookup", {}), "400 'address' is missing");
-    EXPECT_EQ(refusal("lookup", {{"address", "::1"}, {"interface", "lo"}}),
-              "400 'interface' is unknown: address or vrf is expected");
+    EXPECT_EQ(refusal("lookup", {{"address", "::1"}, {"family", "6"}}),
+              "400 'family' is unknown: address or interface or vrf is expected");
     EXPECT_EQ(refusal("addresses", {{"vrf", "none"}}), "404 there is no VRF 'none'");
     EXPECT_EQ(refusal("nothing", {}), "404 there is nothing at /v1/nothing");
     EXPECT_EQ(refusal("addresses", {}, "POST"), "405 POST is not possible: GET is");
