@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/AddressPlacement.h"
@@ -83,7 +84,11 @@ Explanation Explainer::ofPlace(ListedAddress const& address) const {
             explainNoDevice(address, told);
             break;
         case Place::leftOut:
-            address.left ? explainLeftOut(address, told) : explainUnpublished(address, told);
+            if (address.left) {
+                explainLeftOut(address, told);
+            } else {
+                explainUnpublished(address, told);
+            }
             break;
     }
     return ended(std::move(told));
@@ -210,9 +215,10 @@ void Explainer::explainLeaving(ListedAddress const& address, Explanation& told) 
 void Explainer::explainWaiting(ListedAddress const& address, Explanation& told) const {
     auto const& [vrf, intf, addr] = std::tie(address.vrf, address.intf, address.addr);
     told.verdict = Verdict::waiting;
-    auto const* const deferred = lastOf(told.events, [&addr](auto const& event) {
-        return event.kind == Kind::deferred && event.prefixLength == addr.prefixLength();
-    });
+    auto const* const deferred =
+        lastOf(told.events, [length = addr.prefixLength()](AddressEvent const& event) {
+            return event.kind == Kind::deferred && event.prefixLength == length;
+        });
     told.since = deferred ? std::optional(deferred->at) : std::nullopt;
     if (!address.holder) {
         told.sentence = fmt::format("{} of {} waits on {}, for its next try alone{}.", addr,

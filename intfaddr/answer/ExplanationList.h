@@ -4,6 +4,7 @@
 // Borrows the router and the feed.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
