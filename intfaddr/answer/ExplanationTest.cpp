@@ -189,19 +189,20 @@ TEST_F(ExplanationTest, SaysBehindWhichAddressItWaitsAndWhatWouldFreeIt) {
                     "10.0.0.1/24 on eth0, for 0.5 s now.",
                     "An address is of one interface, and eth0 had it first.",
                     "It can come once 10.0.0.1/24 has left eth0.", "The next try is in 1.5 s."));
-    EXPECT_THAT(first("10.0.0.1", on("eth1"))["events"].size(), 3U);
+    EXPECT_EQ(first("10.0.0.1", on("eth1"))["events"].size(), 3U);
     runTo(9.0);
     EXPECT_EQ(explain("10.0.0.1", on("eth1")).back(),
               "It is tried again 2.0 s after a row has left the table.");
-    EXPECT_THAT(explain("10.0.0.1").size(), 6U) << "of both interfaces";
-
+    EXPECT_EQ(explain("10.0.0.1").size(), 6U) << "of both interfaces";
+    runTo(12.0);
     removeAddress(7, "10.0.0.1/24");
-    runTo(9.5);
+    runTo(12.5);
     EXPECT_THAT(explain("10.0.0.1"),
                 ElementsAre("waiting: 10.0.0.1/16 of VRF 'default' waits on eth1, for its next try "
-                            "alone, for 8.5 s now.",
+                            "alone, for 11.5 s now.",
                             "Nobody is in its way any more.", "The next try is in 1.5 s."));
-    runTo(12.0);
+    EXPECT_EQ(first("10.0.0.1", on("eth1"))["events"].size(), 3U) << "without those of eth0";
+    runTo(15.0);
     EXPECT_THAT(explain("10.0.0.1")[0], HasSubstr("is owned by eth1"));
 }
 
@@ -219,6 +220,20 @@ TEST_F(ExplanationTest, SaysBehindWhichSubnetItWaits) {
                     "ones.",
                     "It is tried again 2.0 s after a row has left the table."));
     EXPECT_FALSE(first("10.0.0.2").contains("since")) << "it waited when the history began";
+}
+
+TEST_F(ExplanationTest, EachPrefixLengthWaitsSinceATimeOfItsOwn) {
+    addAddress(7, "10.0.0.1/24");
+    start();
+    addAddress(8, "10.0.0.1/16");
+    runTo(2.0);
+    addAddress(8, "10.0.0.1/8");
+    runTo(3.0);
+    Json const told = ask("10.0.0.1", {{"interface", "eth1"}})["explanations"];
+    ASSERT_EQ(told.size(), 2U);
+    EXPECT_THAT(told[0]["sentence"], HasSubstr("10.0.0.1/16 of"));
+    EXPECT_LT(told[0]["since"], 2.0);
+    EXPECT_GE(told[1]["since"], 2.0);
 }
 
 TEST_F(ExplanationTest, AnInterfaceMayBeInItsOwnWay) {
