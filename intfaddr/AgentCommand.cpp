@@ -27,6 +27,7 @@
 #include "intfaddr/answer/Answers.h"
 #include "intfaddr/answer/VirtualChanges.h"
 #include "intfaddr/ask/Printable.h"
+#include "intfaddr/history/HistoryRecorder.h"
 #include "intfaddr/http/Server.h"
 #include "intfaddr/loop/EventLoop.h"
 
@@ -82,6 +83,7 @@ public:
     std::unique_ptr<Scenario::RepairPrinter> printer;
     std::unique_ptr<TroubleDir> troubles;
     std::unique_ptr<Scenario::Recorder> recorder;
+    HistoryRecorder* history = nullptr;
 
 private:
     void handleRepair(Routing::Repair const& repair,
@@ -89,6 +91,7 @@ private:
                       std::vector<IpLib::IntfAddrEntryContent> const& removed) override {
         auto const line = fmt::format("VRF '{}' was rebuilt: {}", repair.vrf, repair.why);
         notice_(line);
+        history->handleRepair(repair, added, removed);
         if (recorder) {
             recorder->comment(line);
         }
@@ -133,9 +136,11 @@ public:
           kernel_(loop_),
           repairs_([this](std::string const& line) { notice(line); }),
           agent_(
-              kernel_, agentOptions(options), [this](std::string const& line) { notice(line); },
-              &repairs_),
-          answers_(agent_.router(), agent_.feed(), "agent"),
+              kernel_, listening(agentOptions(options)),
+              [this](std::string const& line) { notice(line); }, &repairs_),
+          history_(agent_.router(), agent_.supervisor().follower(), AddressHistory::Options()),
+          answers_(agent_.router(), agent_.feed(), "agent",
+                   Memory{.recorder = history_, .now = [this] { return loop_.now(); }}),
           virtualChanges_(agent_.router(),
                           [this](auto const& operations) { agent_.apply(operations); }),
           output_(events_, agent_.clock()),
@@ -146,6 +151,7 @@ public:
                                                           : answers_.reply(request);
               },
               [this](std::string const& line) { notice(line); }) {
+        repairs_.history = &history_;
         auto const config = agentOptions(options).config;
         if (options.record) {
             recordTo(*options.record, config, options.recordLimit);
@@ -172,6 +178,7 @@ public:
     void run() {
         while (!ends_) {
             agent_.run(loop_.now());
+            remember();
             tell();
             loop_.wait(std::min(agent_.nextExpiry(), repairs_.recorder ? nextFlush_ : Velk::never));
         }
@@ -186,6 +193,22 @@ public:
     }
 
 private:
+    // With what the kernel tells written down.
+    Agent::Options listening(Agent::Options options) {
+        options.feed.told = [this](auto const& vrf, auto const& intf, auto const& change,
+                                   Zin::Seconds now) {
+            history_.handleKernel(vrf, intf, change, now);
+        };
+        return options;
+    }
+
+    void remember() {
+        if (agent_.feed().isStarted() && !std::exchange(remembers_, true)) {
+            history_.begin();
+        }
+        history_.catchUp();
+    }
+
     void recordTo(std::string const& path, Scenario::Config const& config, std::uint64_t limit) {
         errno = 0;
         recording_.open(path, std::ios::binary | std::ios::trunc);
@@ -257,6 +280,7 @@ private:
     std::ofstream recording_;
     Repairs repairs_;
     Agent agent_;
+    HistoryRecorder history_;
     Answers const answers_;
     VirtualChanges const virtualChanges_;
     std::ostringstream events_;
@@ -264,6 +288,7 @@ private:
     Server server_;  // goes before what it asks
     std::unique_ptr<Scenario::FollowedEventPrinter> printer_;
     Zin::Seconds nextFlush_ = 0.0;
+    bool remembers_ = false;
     bool isAsked_ = false;
     bool ends_ = false;
 };

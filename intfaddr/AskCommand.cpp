@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <ostream>
 #include <stdexcept>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/answer/Answers.h"
 #include "intfaddr/ask/AnswerText.h"
+#include "intfaddr/ask/ExplanationText.h"
 #include "intfaddr/ask/Printable.h"
 #include "intfaddr/http/Client.h"
 
@@ -105,6 +107,12 @@ std::vector<AskCommand> const& askCommands() {
          .grammar = {.subject = Subject::intf, .isNeeded = true, .keywords = {"vrf"}},
          .found = "addresses",
          .toText = addressText},
+        {.name = "explain",
+         .description = "Print why an address is there, or is not, and what has happened to it.",
+         .grammar = {.subject = Subject::addr, .isNeeded = true, .keywords = {"vrf", "intf"}},
+         .found = "explanations",
+         .toText = explanationText,
+         .isFound = hasPlace},
     };
     return commands;
 }
@@ -136,7 +144,7 @@ int ask(AskCommand const& command, AskOptions const& options, Streams const& str
         warn(fmt::format("not known: {}: {}", unknown["what"].get<std::string>(),
                          unknown["why"].get<std::string>()));
     }
-    if (!document[command.found].empty()) {
+    if (std::ranges::any_of(document[command.found], command.isFound)) {
         return found;
     }
     if (!document["notKnown"].empty()) {

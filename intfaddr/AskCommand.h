@@ -5,6 +5,7 @@
 //   subnets     the connected subnets
 //   lowest6     the lowest IPv6 address of an interface
 //   linklocal   its link-local address
+//   explain     why an address is there, or is not
 //
 // Exit status: 0 found; 1 there is none; 2 a bad question; 3 not known, since something that could
 // hold the answer could not be read, which is named on the standard error and in the JSON.
@@ -29,6 +30,8 @@ struct AskCommand {
     // The list in its answer that says whether something was found.
     std::string found;
     std::string (*toText)(Json const& answer);
+    // Whether one of that list is what is looked for.
+    bool (*isFound)(Json const& one) = [](Json const&) { return true; };
 };
 
 std::vector<AskCommand> const& askCommands();

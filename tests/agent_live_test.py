@@ -388,6 +388,25 @@ class Kernel(AgentCase):
                              {"127.0.0.1", "::1", "10.0.0.1", "2001:db8::1"})
         self.assertFalse([line for line in agent.lines if '"present":false' in line])
 
+    def test_what_has_happened_to_an_address_is_explained(self):
+        machine.make_vrf("red")
+        machine.join("red", "e0", "red", "e1")
+        agent = self.start()
+        self.assert_soon(lambda: agent.addresses("red"))
+        machine.batch(["addr add 10.0.0.1/24 dev e0"], "red")
+        self.assert_soon(lambda: "10.0.0.1" in agent.addresses("red"))
+        owned = machine.run(PROGRAM, "explain", "10.0.0.1", "vrf", "red")
+        self.assertEqual(owned.returncode, 0, owned.stderr)
+        self.assertRegex(owned.stdout, r"^10\.0\.0\.1/24 is owned by e0 of VRF 'red', as its primary "
+                                       r"address, for \d+\.\d s now\.\n")
+        for event in ("was told by the kernel", "was published as primary", "came into the table"):
+            self.assertIn(f"s ago  {event} on e0\n", owned.stdout)
+        machine.batch(["addr del 10.0.0.1/24 dev e0"], "red")
+        self.assert_soon(lambda: "10.0.0.1" not in agent.addresses("red"))
+        gone = machine.run(PROGRAM, "explain", "10.0.0.1", "vrf", "red")
+        self.assertEqual(gone.returncode, 1, gone.stderr)
+        self.assertIn("It left the table on e0 ", gone.stdout)
+
     def test_vrf_devices_are_vrfs(self):
         machine.make_vrf("red")
         machine.join("red", "e0", "red", "e1")

@@ -140,6 +140,25 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(json.loads(result.stdout)["addresses"], [])
         self.assertEqual(run("linklocal", "lo", "vrf", "default", "--kernel").returncode, 1)
 
+    def test_an_address_is_explained(self):
+        result = run("explain", "127.0.0.1", "--kernel")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertTrue(result.stdout.startswith("127.0.0.1/8 is owned by lo of VRF 'default', as "),
+                        result.stdout)
+        self.assertIn("There is no history", result.stdout)
+        result = run("explain", "127.9.9.9", "vrf", "default", "intf", "lo", "--kernel")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("127.0.0.0/8, which is connected to lo", result.stdout)
+        result = run("explain", "203.0.113.77", "vrf", "default", "--json", "--kernel")
+        self.assertEqual(result.returncode, 1)
+        document = json.loads(result.stdout)
+        self.assertEqual(list(document), ["from", "address", "explanations", "history", "notKnown"])
+        self.assertEqual(document["explanations"],
+                         [{"vrf": "default", "interface": None, "verdict": "none",
+                           "sentence": "No interface of VRF 'default' has 203.0.113.77.",
+                           "reasons": [], "events": []}])
+        self.expect_bad_argument(["explain"], "an address is missing")
+
     def test_a_bad_address_says_what_is_wrong_with_it(self):
         for word in ("10.0.0.256", "nonsense"):
             self.expect_bad_argument(["show", word], f"'{word}' is not an address")

@@ -201,7 +201,8 @@ void AddressList::listLeftOut(Netlink::LinkRef const& link) const {
               .state = address.place == Netlink::Place::tentative   ? AddressState::tentative
                        : address.place == Netlink::Place::duplicate ? AddressState::duplicate
                                                                     : settled,
-              .why = std::string(toStrep(address.place))});
+              .why = std::string(toStrep(address.place)),
+              .left = address.place});
     });
 }
 

@@ -47,8 +47,9 @@ struct ListedAddress {
     AddressState state = AddressState::preferred;
     // Whom it waits for; nothing where the way is free, and the next try is all that it waits for.
     std::optional<Routing::Holder> holder{};
-    // Why it is left out.
+    // Why it is left out; and as what the feed leaves it out, nothing where it is published.
     std::string why{};
+    std::optional<Netlink::Place> left{};
 };
 
 class AddressList {

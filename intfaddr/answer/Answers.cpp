@@ -9,6 +9,7 @@
 
 #include "intfaddr/answer/AddressList.h"
 #include "intfaddr/answer/AnswerJson.h"
+#include "intfaddr/answer/ExplanationList.h"
 #include "intfaddr/answer/Question.h"
 #include "intfaddr/answer/SubnetList.h"
 
@@ -55,8 +56,9 @@ void write(Document::Items& items, Json const& json) { items.next() += toLine(js
 
 }  // namespace
 
-Answers::Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from)
-    : router_(router), feed_(feed), from_(std::move(from)) {}
+Answers::Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from,
+                 std::optional<Memory> memory)
+    : router_(router), feed_(feed), from_(std::move(from)), memory_(std::move(memory)) {}
 
 Reply Answers::reply(Request const& request) const {
     auto const& segments = request.target.segments;
@@ -81,6 +83,9 @@ Reply Answers::reply(Request const& request) const {
         } else if (path == "lowest6" || path == "linklocal") {
             filter = filterFor(query, {"interface", "vrf"}, "interface");
             body = rowOfIntf(filter, path == "linklocal");
+        } else if (path == "explain") {
+            filter = filterFor(query, {"address", "interface", "vrf"}, "address");
+            body = explain(filter);
         } else {
             return errorReply(404,
                               fmt::format("there is nothing at /{}", fmt::join(segments, "/")));
@@ -102,8 +107,8 @@ std::vector<L3::VrfName> Answers::vrfsOf(Filter const& filter) const {
     return vrfs;
 }
 
-Json Answers::unknown(Filter const& filter) const {
-    std::map<std::string, std::string> found;
+Explainer::Unknown Answers::unknown(Filter const& filter) const {
+    Explainer::Unknown found;
     if (!feed_.isStarted()) {
         found.emplace("the agent", "it has not read all of the kernel yet");
     }
@@ -120,11 +125,7 @@ Json Answers::unknown(Filter const& filter) const {
             found.emplace(vrfText(vrf), why);
         }
     }
-    Json list = Json::array();
-    for (auto const& [what, why] : found) {
-        list.push_back({{"what", what}, {"why", why}});
-    }
-    return list;
+    return found;
 }
 
 std::unique_ptr<Document> Answers::begun() const {
@@ -135,7 +136,13 @@ std::unique_ptr<Document> Answers::begun() const {
 
 std::unique_ptr<Body> Answers::ended(std::unique_ptr<Document> document,
                                      Filter const& filter) const {
-    document->member("notKnown", [this, filter] { return unknown(filter); });
+    document->member("notKnown", [this, filter] {
+        Json list = Json::array();
+        for (auto const& [what, why] : unknown(filter)) {
+            list.push_back({{"what", what}, {"why", why}});
+        }
+        return list;
+    });
     return document;
 }
 
@@ -204,6 +211,24 @@ std::unique_ptr<Body> Answers::rowOfIntf(Filter const& filter, bool isLinkLocal)
                            write(items, rowJson(router_, vrf, Routing::rowOf(*table, *row)));
                        }
                    }));
+    return ended(std::move(document), filter);
+}
+
+std::unique_ptr<Body> Answers::explain(Filter const& filter) const {
+    auto document = begun();
+    document->member("address", [addr = *filter.addr] { return Json(addr.toStrep()); });
+    auto list = std::make_shared<ExplanationList>(
+        router_, feed_, Explainer(router_, memory_, unknown(filter)), filter);
+    document->list("explanations", [list](Document::Items& items) {
+        return list->step(
+            [&items](Explanation const& explanation) { write(items, jsonOf(explanation)); });
+    });
+    document->member("history", [memory = memory_]() -> Json {
+        if (!memory) {
+            return nullptr;
+        }
+        return {{"begins", memory->recorder.history().begins()}, {"now", memory->now()}};
+    });
     return ended(std::move(document), filter);
 }
 

@@ -6,6 +6,7 @@
 //   /v1/subnets     each connected subnet with its rows
 //   /v1/lowest6     the row of the lowest IPv6 address of an interface
 //   /v1/linklocal   the link-local row of an interface
+//   /v1/explain     why an address is there, or is not (Explanation.h)
 //
 // Each names what is not known: what could hold the answer, and could not be read. A document is
 // made while it is sent, from what is there then.
@@ -13,11 +14,12 @@
 // Borrows the router and the feed. Outlives its replies.
 #pragma once
 
-#include <map>
+#include <optional>
 #include <string>
 
 #include "feeds/netlink/Feed.h"
 #include "intfaddr/answer/Document.h"
+#include "intfaddr/answer/Explanation.h"
 #include "intfaddr/answer/Filter.h"
 #include "intfaddr/http/Request.h"
 #include "router/Router.h"
@@ -26,8 +28,9 @@ namespace IntfAddr {
 
 class Answers {
 public:
-    // `from` tells who answers: "agent", or "kernel" for a single look.
-    Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from);
+    // `from` tells who answers: "agent", or "kernel" for a single look, which remembers nothing.
+    Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from,
+            std::optional<Memory> memory = std::nullopt);
 
     // 400 for a bad question, 404 for a path or a VRF that does not exist, 405 for another method
     // than GET and HEAD.
@@ -39,15 +42,18 @@ private:
     std::unique_ptr<Body> subnets(Filter const& filter) const;
     std::unique_ptr<Body> rowOfIntf(Filter const& filter, bool isLinkLocal) const;
 
+    std::unique_ptr<Body> explain(Filter const& filter) const;
+
     std::unique_ptr<Document> begun() const;
     // Ends with what is not known.
     std::unique_ptr<Body> ended(std::unique_ptr<Document> document, Filter const& filter) const;
-    Json unknown(Filter const& filter) const;
+    Explainer::Unknown unknown(Filter const& filter) const;
     std::vector<L3::VrfName> vrfsOf(Filter const& filter) const;
 
     Routing::Router const& router_;
     Netlink::Feed const& feed_;
     std::string const from_;
+    std::optional<Memory> const memory_;
 };
 
 }  // namespace IntfAddr

@@ -220,6 +220,9 @@ TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
     EXPECT_EQ(refusal("lookup", {}), "400 'address' is missing");
     EXPECT_EQ(refusal("lookup", {{"address", "::1"}, {"family", "6"}}),
               "400 'family' is unknown: address or interface or vrf is expected");
+    EXPECT_EQ(refusal("explain", {}), "400 'address' is missing");
+    EXPECT_EQ(refusal("explain", {{"address", "::1"}, {"family", "6"}}),
+              "400 'family' is unknown: address or interface or vrf is expected");
     EXPECT_EQ(refusal("addresses", {{"vrf", "none"}}), "404 there is no VRF 'none'");
     EXPECT_EQ(refusal("nothing", {}), "404 there is nothing at /v1/nothing");
     EXPECT_EQ(refusal("addresses", {}, "POST"), "405 POST is not possible: GET is");

@@ -153,6 +153,8 @@ private:
             }
             if (isUntold || isInUse(address.flags)) {
                 one.ip6[addr] = isDeprecated(address, kernel_.now());
+            } else {
+                one.keptBack[addr] = address.has(IFA_F_DADFAILED);
             }
         }
         return one;

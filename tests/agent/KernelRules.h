@@ -26,6 +26,8 @@ struct WantedIntf {
     std::map<Nimb::Ip6AddrWithMask, std::optional<bool>> ip6{};
     // Those that may be published or not: dumps show of them what the kernel has not told.
     std::set<Nimb::Ip6AddrWithMask> untold{};
+    // Those that are not published, and whether they are duplicates; the others are tentative.
+    std::map<Nimb::Ip6AddrWithMask, bool> keptBack{};
 };
 
 struct WantedVrf {

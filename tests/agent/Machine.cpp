@@ -4,6 +4,7 @@
 #include <limits>
 #include <tuple>
 
+#include "ExplanationJudge.h"
 #include "feeds/scenario/Output.h"
 #include "feeds/scenario/Replayer.h"
 #include "feeds/scenario/Snapshot.h"
@@ -338,6 +339,7 @@ void Machine::settle() {
     judgeStatus(wanted, agent.router(), {}, faults_);
     judgeOrder(wanted, agent.feed(), faults_);
     judgeTables(wanted, agent.router(), faults_);
+    judgeExplanations(wanted, agent, faults_);
     running_->reader.find(*agent.router().tables(), faults_);
 }
 
