@@ -11,6 +11,7 @@
 #include "intfaddr/answer/AnswerJson.h"
 #include "intfaddr/answer/Question.h"
 #include "intfaddr/answer/SubnetList.h"
+#include "intfaddr/answer/Watch.h"
 
 namespace IntfAddr {
 
@@ -30,6 +31,20 @@ Filter filterFor(Parameters const& parameters, std::set<std::string> const& allo
         throw BadQuestion(fmt::format("'{}' is missing", needed));
     }
     return filterOf(parameters);
+}
+
+// Takes `initial` out, which is no filter: alone, "true" or "false".
+bool takeInitial(Parameters& parameters) {
+    auto const found = std::ranges::find(parameters, "initial", &Parameters::value_type::first);
+    if (found == parameters.end()) {
+        return false;
+    }
+    std::string const value = found->second;
+    if (!value.empty() && value != "true" && value != "false") {
+        throw BadQuestion(fmt::format("initial '{}': true or false is expected", value));
+    }
+    parameters.erase(found);
+    return value != "false";
 }
 
 // One step for each VRF.
@@ -55,8 +70,9 @@ void write(Document::Items& items, Json const& json) { items.next() += toLine(js
 
 }  // namespace
 
-Answers::Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from)
-    : router_(router), feed_(feed), from_(std::move(from)) {}
+Answers::Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from,
+                 std::optional<AnsweringAgent> agent)
+    : router_(router), feed_(feed), from_(std::move(from)), agent_(std::move(agent)) {}
 
 Reply Answers::reply(Request const& request) const {
     auto const& segments = request.target.segments;
@@ -69,6 +85,7 @@ Reply Answers::reply(Request const& request) const {
     try {
         Filter filter;
         std::unique_ptr<Body> body;
+        bool isStream = false;
         if (path == "addresses") {
             filter = filterFor(query, {"address", "family", "interface", "prefix", "vrf"});
             body = addresses(filter);
@@ -81,6 +98,12 @@ Reply Answers::reply(Request const& request) const {
         } else if (path == "lowest6" || path == "linklocal") {
             filter = filterFor(query, {"interface", "vrf"}, "interface");
             body = rowOfIntf(filter, path == "linklocal");
+        } else if (path == "watch" && agent_) {
+            auto parameters = query;
+            bool const initial = takeInitial(parameters);
+            filter = filterFor(parameters, {"address", "family", "interface", "prefix", "vrf"});
+            body = std::make_unique<Watch>(agent_->changes, agent_->identity, filter, initial);
+            isStream = true;
         } else {
             return errorReply(404,
                               fmt::format("there is nothing at /{}", fmt::join(segments, "/")));
@@ -89,7 +112,8 @@ Reply Answers::reply(Request const& request) const {
         if (!isThere && unknown(filter).empty()) {
             return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
         }
-        return {.body = std::move(body)};
+        return {.contentType = isStream ? "application/x-ndjson" : Reply().contentType,
+                .body = std::move(body)};
     } catch (BadQuestion const& error) {
         return errorReply(400, error.what());
     }

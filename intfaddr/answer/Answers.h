@@ -6,6 +6,8 @@
 //   /v1/subnets     each connected subnet with its rows
 //   /v1/lowest6     the row of the lowest IPv6 address of an interface
 //   /v1/linklocal   the link-local row of an interface
+//   /v1/watch       the changes of the tables' rows as they happen, with `initial` the rows first;
+//                   of what a filter admits (Watch.h). Only who runs can be asked that
 //
 // Each names what is not known: what could hold the answer, and could not be read. A document is
 // made while it is sent, from what is there then.
@@ -14,9 +16,11 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 
 #include "feeds/netlink/Feed.h"
+#include "intfaddr/answer/ChangeLog.h"
 #include "intfaddr/answer/Document.h"
 #include "intfaddr/answer/Filter.h"
 #include "intfaddr/http/Request.h"
@@ -24,10 +28,18 @@
 
 namespace IntfAddr {
 
+// What an agent that runs has to answer with, beside its tables.
+struct AnsweringAgent {
+    // Another one each time that an agent starts.
+    std::string identity;
+    ChangeLog& changes;
+};
+
 class Answers {
 public:
-    // `from` tells who answers: "agent", or "kernel" for a single look.
-    Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from);
+    // `from` tells who answers: "agent", or "kernel" for a single look, which has no agent.
+    Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from,
+            std::optional<AnsweringAgent> agent = std::nullopt);
 
     // 400 for a bad question, 404 for a path or a VRF that does not exist, 405 for another method
     // than GET and HEAD.
@@ -48,6 +60,7 @@ private:
     Routing::Router const& router_;
     Netlink::Feed const& feed_;
     std::string const from_;
+    std::optional<AnsweringAgent> const agent_;
 };
 
 }  // namespace IntfAddr

@@ -83,10 +83,14 @@ struct AnswersTest : testing::Test {
         return texts;
     }
 
+    static constexpr std::size_t heldChanges = 50;
+
     Netlink::Fake::FakeKernel kernel;
     Netlink::NamespaceId const own = kernel.ownNamespace();
     Agent agent{kernel, {}, [](std::string const&) {}, nullptr};
-    Answers const answers{agent.router(), agent.feed(), "agent"};
+    ChangeLog changes{agent.router(), agent.supervisor().follower(), heldChanges};
+    Answers const answers{agent.router(), agent.feed(), "agent",
+                          AnsweringAgent{.identity = "me", .changes = changes}};
 };
 
 }  // namespace IntfAddr
