@@ -21,6 +21,7 @@
 #include "feeds/scenario/RepairPrinter.h"
 #include "intfaddr/AskCommand.h"
 #include "intfaddr/agent/Agent.h"
+#include "intfaddr/agent/Identity.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/agent/OutputQueue.h"
 #include "intfaddr/agent/TroubleDir.h"
@@ -134,7 +135,9 @@ public:
           agent_(
               kernel_, agentOptions(options), [this](std::string const& line) { notice(line); },
               &repairs_),
-          answers_(agent_.router(), agent_.feed(), "agent"),
+          changes_(agent_.router(), agent_.supervisor().follower()),
+          answers_(agent_.router(), agent_.feed(), "agent",
+                   AnsweringAgent{.identity = startIdentity(), .changes = changes_}),
           output_(events_, agent_.clock()),
           server_(
               loop_, serverOptions(options),
@@ -251,6 +254,7 @@ private:
     std::ofstream recording_;
     Repairs repairs_;
     Agent agent_;
+    ChangeLog changes_;
     Answers const answers_;
     std::ostringstream events_;
     Scenario::Output output_;
