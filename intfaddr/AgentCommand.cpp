@@ -137,7 +137,15 @@ public:
               &repairs_),
           changes_(agent_.router(), agent_.supervisor().follower()),
           answers_(agent_.router(), agent_.feed(), "agent",
-                   AnsweringAgent{.identity = startIdentity(), .changes = changes_}),
+                   AnsweringAgent{.identity = startIdentity(),
+                                  .changes = changes_,
+                                  .supervisor = agent_.supervisor(),
+                                  .version = options.version,
+                                  .times =
+                                      [this] {
+                                          return AnsweringAgent::Times{
+                                              .up = loop_.now(), .longestStall = longestStall_};
+                                      }}),
           output_(events_, agent_.clock()),
           server_(
               loop_, serverOptions(options),
@@ -168,8 +176,10 @@ public:
 
     void run() {
         while (!ends_) {
-            agent_.run(loop_.now());
+            Zin::Seconds const began = loop_.now();
+            agent_.run(began);
             tell();
+            longestStall_ = std::max(longestStall_, loop_.now() - began);
             loop_.wait(std::min(agent_.nextExpiry(), repairs_.recorder ? nextFlush_ : Velk::never));
         }
         if (repairs_.recorder) {
@@ -261,6 +271,7 @@ private:
     Server server_;  // goes before what it asks
     std::unique_ptr<Scenario::FollowedEventPrinter> printer_;
     Zin::Seconds nextFlush_ = 0.0;
+    Zin::Seconds longestStall_ = 0.0;
     bool isAsked_ = false;
     bool ends_ = false;
 };

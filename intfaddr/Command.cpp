@@ -18,6 +18,7 @@
 #include "intfaddr/CaptureCommand.h"
 #include "intfaddr/MonitorCommand.h"
 #include "intfaddr/ReplayCommand.h"
+#include "intfaddr/StatusCommand.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/ask/Printable.h"
 
@@ -79,6 +80,13 @@ void addMonitor(CLI::App& app, MonitorOptions& options) {
         "how many changes he has lost, and that what stands now follows anew.\n"
         "Exit status: 0 if it was told to end, or nobody reads it any more; 2 for a bad question;\n"
         "3 if no agent runs; 70 if the agent went away, or something else went wrong.");
+}
+
+void addStatus(CLI::App& app, StatusOptions& options) {
+    CLI::App* const command = app.add_subcommand("status", "Print how the agent fares.");
+    command->add_flag("--json", options.json, "Print one JSON document");
+    addRunDir(*command, options.runDir);
+    command->footer("Exit status: 0; 3 if no agent runs; 70 if something else went wrong.");
 }
 
 void addAgent(CLI::App& app, AgentOptions& options) {
@@ -204,9 +212,12 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     }
     MonitorOptions monitorOptions;
     addMonitor(app, monitorOptions);
+    StatusOptions statusOptions;
+    addStatus(app, statusOptions);
     ReplayOptions replayOptions;
     addReplay(app, replayOptions);
     AgentOptions agentOptions;
+    agentOptions.version = INTFADDR_VERSION;
     addAgent(app, agentOptions);
     CaptureOptions captureOptions;
     addCapture(app, captureOptions);
@@ -223,6 +234,7 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
             askCommands(), [&app](AskCommand const& one) { return app.got_subcommand(one.name); });
         int const status = asks != askCommands().end()     ? ask(*asks, askOptions, streams)
                            : app.got_subcommand("monitor") ? monitor(monitorOptions, streams)
+                           : app.got_subcommand("status")  ? agentStatus(statusOptions, streams)
                            : app.got_subcommand("agent")   ? agent(agentOptions)
                            : app.got_subcommand("capture") ? capture(captureOptions, out, err)
                                                            : replay(replayOptions, streams);

@@ -506,6 +506,15 @@ class Monitor(AgentCase):
         self.assertEqual(monitor.wait(timeout=20), 0)
         monitor.stdout = open(os.devnull)
 
+    def test_the_status_is_that_of_the_agent(self):
+        status = json.loads(machine.run(PROGRAM, "status", "--json").stdout)
+        self.assertEqual((status["process"], status["watchers"]), (self.agent.pid, 0))
+        self.assertEqual([vrf["vrf"] for vrf in status["vrfs"]], ["default", "red"])
+        text = machine.run(PROGRAM, "status")
+        self.assertEqual((text.returncode, text.stderr), (0, ""))
+        self.assertIn(["process", str(self.agent.pid)],
+                      [line.split() for line in text.stdout.splitlines()])
+
     def test_a_vrf_that_is_not_there_is_a_bad_question(self):
         self.assert_ends(self.monitor("vrf", "none"), 2, "there is no VRF 'none'")
 

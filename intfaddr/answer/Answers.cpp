@@ -1,8 +1,11 @@
 #include "intfaddr/answer/Answers.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <fstream>
 #include <memory>
 #include <set>
 #include <utility>
@@ -45,6 +48,14 @@ bool takeInitial(Parameters& parameters) {
     }
     parameters.erase(found);
     return value != "false";
+}
+
+// In bytes; 0 where the kernel does not tell.
+std::uint64_t residentMemory() {
+    std::uint64_t all = 0;
+    std::uint64_t resident = 0;
+    std::ifstream("/proc/self/statm") >> all >> resident;
+    return resident * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
 }
 
 // One step for each VRF.
@@ -98,6 +109,9 @@ Reply Answers::reply(Request const& request) const {
         } else if (path == "lowest6" || path == "linklocal") {
             filter = filterFor(query, {"interface", "vrf"}, "interface");
             body = rowOfIntf(filter, path == "linklocal");
+        } else if (path == "status" && agent_) {
+            filter = filterFor(query, {});
+            body = status();
         } else if (path == "watch" && agent_) {
             auto parameters = query;
             bool const initial = takeInitial(parameters);
@@ -209,6 +223,52 @@ std::unique_ptr<Body> Answers::subnets(Filter const& filter) const {
     auto list = std::make_shared<SubnetList>(router_, filter.vrf);
     document->list("subnets", [list](Document::Items& items) { return list->step(items); });
     return ended(std::move(document), filter);
+}
+
+std::unique_ptr<Body> Answers::status() const {
+    auto document = begun();
+    auto const [up, longestStall] = agent_->times();
+    document->member("version", [this] { return Json(agent_->version); })
+        .member("agent", [this] { return Json(agent_->identity); })
+        .member("process", [] { return Json(::getpid()); })
+        .member("uptime", [up = up] { return Json(up); })
+        .member("longestStall", [longestStall = longestStall] { return Json(longestStall); })
+        .member("memory", [] { return Json(residentMemory()); })
+        .member("watchers", [this] { return Json(agent_->changes.readers()); });
+    document->list("vrfs",
+                   eachVrf(router_.vrfs(), [this](L3::VrfName const& vrf, Document::Items& items) {
+                       auto const table = router_.tables()->intfAddrVrfTable(vrf);
+                       auto const machine = router_.tableSm(vrf);
+                       auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
+                       if (table) {
+                           write(items, {{"vrf", vrf.text()},
+                                         {"rows", table->intfAddrEntry().size()},
+                                         {"waiting", backlog ? backlog->backlog().size() : 0}});
+                       }
+                   }));
+    document->member("namespaces", [this] {
+        Json list = Json::array();
+        for (auto const& [vrf, counts] : feed_.counts()) {
+            list.push_back(
+                {{"vrf", vrf.text()}, {"losses", counts.losses}, {"dumps", counts.dumps}});
+        }
+        return list;
+    });
+    document->member("rebuilds", [this] {
+        Json list = Json::array();
+        for (auto const& [why, count] : agent_->supervisor.repairsByReason()) {
+            list.push_back({{"why", why}, {"count", count}});
+        }
+        return list;
+    });
+    document->member("leftOut", [this] {
+        Json list = Json::array();
+        for (auto const& [what, why] : feed_.leftOut()) {
+            list.push_back({{"what", what}, {"why", why}});
+        }
+        return list;
+    });
+    return ended(std::move(document), {});
 }
 
 std::unique_ptr<Body> Answers::rowOfIntf(Filter const& filter, bool isLinkLocal) const {

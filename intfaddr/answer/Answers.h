@@ -7,14 +7,16 @@
 //   /v1/lowest6     the row of the lowest IPv6 address of an interface
 //   /v1/linklocal   the link-local row of an interface
 //   /v1/watch       the changes of the tables' rows as they happen, with `initial` the rows first;
-//                   of what a filter admits (Watch.h). Only who runs can be asked that
+//                   of what a filter admits (Watch.h)
+//   /v1/status      how the agent fares
 //
-// Each names what is not known: what could hold the answer, and could not be read. A document is
-// made while it is sent, from what is there then.
+// The last two can be asked only of who runs. Each names what is not known: what could hold the
+// answer, and could not be read. A document is made while it is sent, from what is there then.
 //
 // Borrows the router and the feed, which outlive its replies.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -25,6 +27,7 @@
 #include "intfaddr/answer/Filter.h"
 #include "intfaddr/http/Request.h"
 #include "router/Router.h"
+#include "router/repair/Supervisor.h"
 
 namespace IntfAddr {
 
@@ -33,6 +36,14 @@ struct AnsweringAgent {
     // Another one each time that an agent starts.
     std::string identity;
     ChangeLog& changes;
+    Routing::Supervisor const& supervisor;
+    std::string version;
+    struct Times {
+        Zin::Seconds up = 0.0;
+        // Without a look at what came in.
+        Zin::Seconds longestStall = 0.0;
+    };
+    std::function<Times()> times;
 };
 
 class Answers {
@@ -50,6 +61,8 @@ private:
     std::unique_ptr<Body> lookup(Filter const& filter) const;
     std::unique_ptr<Body> subnets(Filter const& filter) const;
     std::unique_ptr<Body> rowOfIntf(Filter const& filter, bool isLinkLocal) const;
+
+    std::unique_ptr<Body> status() const;
 
     std::unique_ptr<Document> begun() const;
     // Ends with what is not known.

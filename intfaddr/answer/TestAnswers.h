@@ -89,8 +89,14 @@ struct AnswersTest : testing::Test {
     Netlink::NamespaceId const own = kernel.ownNamespace();
     Agent agent{kernel, {}, [](std::string const&) {}, nullptr};
     ChangeLog changes{agent.router(), agent.supervisor().follower(), heldChanges};
-    Answers const answers{agent.router(), agent.feed(), "agent",
-                          AnsweringAgent{.identity = "me", .changes = changes}};
+    Answers const answers{
+        agent.router(), agent.feed(), "agent",
+        AnsweringAgent{
+            .identity = "me",
+            .changes = changes,
+            .supervisor = agent.supervisor(),
+            .version = "1.2",
+            .times = [] { return AnsweringAgent::Times{.up = 9.5, .longestStall = 0.25}; }}};
 };
 
 }  // namespace IntfAddr
