@@ -21,6 +21,7 @@
 #include "feeds/scenario/RepairPrinter.h"
 #include "intfaddr/AskCommand.h"
 #include "intfaddr/agent/Agent.h"
+#include "intfaddr/agent/Identity.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/agent/OutputQueue.h"
 #include "intfaddr/agent/TroubleDir.h"
@@ -139,8 +140,18 @@ public:
               kernel_, listening(agentOptions(options)),
               [this](std::string const& line) { notice(line); }, &repairs_),
           history_(agent_.router(), agent_.supervisor().follower(), AddressHistory::Options()),
+          changes_(agent_.router(), agent_.supervisor().follower()),
           answers_(agent_.router(), agent_.feed(), "agent",
-                   Memory{.recorder = history_, .now = [this] { return loop_.now(); }}),
+                   Memory{.recorder = history_, .now = [this] { return loop_.now(); }},
+                   AnsweringAgent{.identity = startIdentity(),
+                                  .changes = changes_,
+                                  .supervisor = agent_.supervisor(),
+                                  .version = options.version,
+                                  .times =
+                                      [this] {
+                                          return AnsweringAgent::Times{
+                                              .up = loop_.now(), .longestStall = longestStall_};
+                                      }}),
           virtualChanges_(agent_.router(),
                           [this](auto const& operations) { agent_.apply(operations); }),
           output_(events_, agent_.clock()),
@@ -177,9 +188,11 @@ public:
 
     void run() {
         while (!ends_) {
-            agent_.run(loop_.now());
+            Zin::Seconds const began = loop_.now();
+            agent_.run(began);
             remember();
             tell();
+            longestStall_ = std::max(longestStall_, loop_.now() - began);
             loop_.wait(std::min(agent_.nextExpiry(), repairs_.recorder ? nextFlush_ : Velk::never));
         }
         if (repairs_.recorder) {
@@ -281,6 +294,7 @@ private:
     Repairs repairs_;
     Agent agent_;
     HistoryRecorder history_;
+    ChangeLog changes_;
     Answers const answers_;
     VirtualChanges const virtualChanges_;
     std::ostringstream events_;
@@ -289,6 +303,7 @@ private:
     std::unique_ptr<Scenario::FollowedEventPrinter> printer_;
     Zin::Seconds nextFlush_ = 0.0;
     bool remembers_ = false;
+    Zin::Seconds longestStall_ = 0.0;
     bool isAsked_ = false;
     bool ends_ = false;
 };

@@ -30,6 +30,7 @@ struct AgentOptions {
     // The name of the group that may ask; the process's where nothing is given.
     std::optional<std::string> group{};
     Netlink::Policy policy{};
+    std::string version{};  // of the program
     double coalesceMilliseconds = 1.0;
     std::uint32_t yieldEvery = 1000;
     std::uint64_t receiveBuffer = std::uint64_t{16} * 1024 * 1024;  // bytes

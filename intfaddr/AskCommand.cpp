@@ -80,6 +80,15 @@ Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice
 
 std::string socketPath(std::string const& runDirectory) { return runDirectory + "/intfaddr.sock"; }
 
+void throwRefusal(unsigned status, Json const& document) {
+    if (status >= 500) {
+        throw std::runtime_error(document.value("error", "the agent failed"));
+    }
+    if (status != 200) {
+        throw BadQuestion(document.value("error", "the agent refused the question"));
+    }
+}
+
 std::vector<AskCommand> const& askCommands() {
     static std::vector<AskCommand> const commands{
         {.name = "show",
@@ -129,12 +138,7 @@ int ask(AskCommand const& command, AskOptions const& options, Streams const& str
     if (document.is_discarded()) {
         throw std::runtime_error(fmt::format("the answer is no JSON: {}", answer.text));
     }
-    if (answer.status >= 500) {
-        throw std::runtime_error(document.value("error", "the agent failed"));
-    }
-    if (answer.status != 200) {
-        throw BadQuestion(document.value("error", "the agent refused the question"));
-    }
+    throwRefusal(answer.status, document);
     if (options.json) {
         streams.out << answer.text;
     } else {

@@ -51,6 +51,9 @@ struct AskOptions {
 // Returns the exit status. Throws BadQuestion, and std::exception for what fails.
 int ask(AskCommand const& command, AskOptions const& options, Streams const& streams);
 
+// Throws what the agent has refused the question with, where it has.
+void throwRefusal(unsigned status, Json const& document);
+
 // The socket of the agent whose run directory it is.
 std::string socketPath(std::string const& runDirectory);
 

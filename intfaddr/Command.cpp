@@ -16,7 +16,9 @@
 #include "intfaddr/AgentCommand.h"
 #include "intfaddr/AskCommand.h"
 #include "intfaddr/CaptureCommand.h"
+#include "intfaddr/MonitorCommand.h"
 #include "intfaddr/ReplayCommand.h"
+#include "intfaddr/StatusCommand.h"
 #include "intfaddr/VipCommand.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/ask/Printable.h"
@@ -65,6 +67,27 @@ void addAsk(CLI::App& app, AskCommand const& ask, AskOptions& options) {
         "Exit status: 0; 1 if there is none; 2 for a bad question; 3 if it is not known, since\n"
         "something that could hold the answer could not be read; 70 if something else went\n"
         "wrong.");
+}
+
+void addMonitor(CLI::App& app, MonitorOptions& options) {
+    CLI::App* const command = app.add_subcommand(
+        "monitor", "Print each change of the agent's tables as it happens, until told to end.");
+    command->add_option("WORDS", options.words, toText(monitorGrammar()))->type_name("");
+    command->add_flag("--initial", options.initial, "Print what stands first");
+    command->add_flag("--json", options.json, "Print JSON Lines");
+    addRunDir(*command, options.runDir);
+    command->footer(
+        "+ is a row that has come or stands, - one that has gone. Who reads too slowly is told\n"
+        "how many changes he has lost, and that what stands now follows anew.\n"
+        "Exit status: 0 if it was told to end, or nobody reads it any more; 2 for a bad question;\n"
+        "3 if no agent runs; 70 if the agent went away, or something else went wrong.");
+}
+
+void addStatus(CLI::App& app, StatusOptions& options) {
+    CLI::App* const command = app.add_subcommand("status", "Print how the agent fares.");
+    command->add_flag("--json", options.json, "Print one JSON document");
+    addRunDir(*command, options.runDir);
+    command->footer("Exit status: 0; 3 if no agent runs; 70 if something else went wrong.");
 }
 
 void addAgent(CLI::App& app, AgentOptions& options) {
@@ -200,9 +223,14 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     for (AskCommand const& one : askCommands()) {
         addAsk(app, one, askOptions);
     }
+    MonitorOptions monitorOptions;
+    addMonitor(app, monitorOptions);
+    StatusOptions statusOptions;
+    addStatus(app, statusOptions);
     ReplayOptions replayOptions;
     addReplay(app, replayOptions);
     AgentOptions agentOptions;
+    agentOptions.version = INTFADDR_VERSION;
     addAgent(app, agentOptions);
     VipOptions vipOptions;
     addVip(app, vipOptions);
@@ -221,6 +249,8 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
             askCommands(), [&app](AskCommand const& one) { return app.got_subcommand(one.name); });
         int const status = asks != askCommands().end()     ? ask(*asks, askOptions, streams)
                            : app.got_subcommand("vip")     ? vip(vipOptions, streams)
+                           : app.got_subcommand("monitor") ? monitor(monitorOptions, streams)
+                           : app.got_subcommand("status")  ? agentStatus(statusOptions, streams)
                            : app.got_subcommand("agent")   ? agent(agentOptions)
                            : app.got_subcommand("capture") ? capture(captureOptions, out, err)
                                                            : replay(replayOptions, streams);

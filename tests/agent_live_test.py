@@ -533,6 +533,92 @@ class Asked(AgentCase):
             self.assertEqual(len(told), 5000)
             self.assertEqual(len(set(told)), 5000)
         self.assert_ends_well(agent)
+class Monitor(AgentCase):
+    """What stands, and then what changes, for as long as the agent runs."""
+
+    def setUp(self):
+        super().setUp()
+        machine.make_vrf("red")
+        machine.join("red", "e0", "red", "e1")
+        machine.ip("addr", "add", "10.0.0.1/24", "dev", "e0", vrf="red")
+        self.agent = self.start(events=False)
+        self.assert_soon(lambda: "10.0.0.1" in (self.agent.addresses("red") or []))
+
+    def monitor(self, *arguments):
+        process = subprocess.Popen([PROGRAM, "monitor", *arguments], stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+
+        def end():
+            process.kill()
+            process.communicate()
+
+        self.addCleanup(end)
+        return process
+
+    def read_until(self, process, text):
+        lines = []
+        while not lines or text not in lines[-1]:
+            line = process.stdout.readline()
+            self.assertTrue(line, f"{lines} {process.poll()}")
+            lines.append(line)
+        return lines
+
+    def assert_ends(self, process, status, text=""):
+        self.assertEqual(process.wait(timeout=20), status)
+        self.assertIn(text, process.stderr.read())
+
+    def test_an_address_that_comes_and_goes_is_seen_to_do_so(self):
+        monitor = self.monitor("--initial", "--json", "vrf", "red", "10.0.0.0/16")
+        lines = self.read_until(monitor, "complete")
+        machine.ip("addr", "add", "10.0.0.2/24", "dev", "e0", vrf="red")
+        lines += self.read_until(monitor, "10.0.0.2")
+        machine.ip("addr", "del", "10.0.0.2/24", "dev", "e0", vrf="red")
+        lines += self.read_until(monitor, "10.0.0.2")
+        told = [json.loads(line) for line in lines]
+
+        self.assertEqual([line["seq"] for line in told], [1, 2, 3, 4, 5])
+        self.assertEqual(len({line["agent"] for line in told}), 1)
+        self.assertEqual([(line.get("address"), line.get("present")) for line in told],
+                         [(None, None), ("10.0.0.1", True), (None, None), ("10.0.0.2", True),
+                          ("10.0.0.2", False)])
+        monitor.send_signal(signal.SIGINT)
+        self.assert_ends(monitor, 0)
+
+    def test_it_ends_with_the_agent(self):
+        monitor = self.monitor("--initial", "10.0.0.1")
+        lines = self.read_until(monitor, "complete")
+        self.assertEqual(lines[1].split(), ["+", "red", "10.0.0.1/24", "e0", "10.0.0.0/24"])
+        before = self.identity()
+        self.assertEqual(self.identity(), before)
+        self.assert_ends_well(self.agent)
+        self.assert_ends(monitor, 70, "the agent went away")
+        second = self.start(events=False)
+        second.snapshot()
+        self.assertNotEqual(self.identity(), before)
+
+    def identity(self):
+        """Of the agent that runs."""
+        return json.loads(self.monitor("--json").stdout.readline())["agent"]
+
+    def test_it_ends_when_nobody_reads_it(self):
+        monitor = self.monitor()
+        self.read_until(monitor, "begin")
+        monitor.stdout.close()
+        machine.ip("addr", "add", "10.0.0.2/24", "dev", "e0", vrf="red")
+        self.assertEqual(monitor.wait(timeout=20), 0)
+        monitor.stdout = open(os.devnull)
+
+    def test_the_status_is_that_of_the_agent(self):
+        status = json.loads(machine.run(PROGRAM, "status", "--json").stdout)
+        self.assertEqual((status["process"], status["watchers"]), (self.agent.pid, 0))
+        self.assertEqual([vrf["vrf"] for vrf in status["vrfs"]], ["default", "red"])
+        text = machine.run(PROGRAM, "status")
+        self.assertEqual((text.returncode, text.stderr), (0, ""))
+        self.assertIn(["process", str(self.agent.pid)],
+                      [line.split() for line in text.stdout.splitlines()])
+
+    def test_a_vrf_that_is_not_there_is_a_bad_question(self):
+        self.assert_ends(self.monitor("vrf", "none"), 2, "there is no VRF 'none'")
 
 
 class OrdinaryUser(AgentCase):

@@ -128,6 +128,14 @@ class CommandLine(unittest.TestCase):
             self.assertEqual(result.returncode, 0, result.stderr)
             self.assertIn(expected, result.stdout)
 
+    def test_without_an_agent_there_is_nothing_to_follow(self):
+        for command in ("monitor", "status"):
+            with tempfile.TemporaryDirectory() as directory:
+                result = run(command, "--run-dir", directory)
+            self.assertEqual((result.returncode, result.stdout), (3, ""))
+            self.assertIn(f"not known: no agent runs: {directory}/intfaddr.sock", result.stderr)
+        self.expect_bad_argument(["monitor", "nonsense"], "'nonsense' is not an address")
+
     def test_what_there_is_not_exits_with_1(self):
         result = run("lookup", "203.0.113.77", "vrf", "default", "--kernel")
         self.assertEqual((result.returncode, result.stdout), (1, ""))

@@ -360,6 +360,14 @@ std::map<std::string, std::string> Feed::hidden() const {
     return found;
 }
 
+std::map<L3::VrfName, Follower::Counts> Feed::counts() const {
+    std::map<L3::VrfName, Follower::Counts> found;
+    for (auto const& [number, space] : spaces_) {
+        found.emplace(space.vrf, space.follower->counts());
+    }
+    return found;
+}
+
 std::map<L3::VrfName, std::string> Feed::stale() const {
     std::map<L3::VrfName, std::string> found;
     for (auto const& [number, space] : spaces_) {

@@ -61,6 +61,8 @@ public:
     std::optional<std::string> unreadable(L3::VrfName const& vrf) const;
     // VRFs whose state cannot be trusted for the time being, and why.
     std::map<L3::VrfName, std::string> stale() const;
+    // Of each namespace that is followed, under the VRF that it is.
+    std::map<L3::VrfName, Follower::Counts> counts() const;
     // What would be a VRF, or belong to one, and is left out; and why. In the words of notices.
     std::map<std::string, std::string> leftOut() const;
 

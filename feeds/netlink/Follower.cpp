@@ -231,6 +231,7 @@ void Follower::handle(Message const& message, Zin::Seconds now) {
 
 void Follower::lose(std::string why, Zin::Seconds now) {
     ++losses_;
+    ++counts_.losses;
     if (dump_) {
         dump_->damage(fmt::format("{} meanwhile", why));
     } else {
@@ -265,6 +266,7 @@ void Follower::startDump(Zin::Seconds now) {
     since_.clear();
     dump_.emplace(*sockets_->dumps, sequence_);
     sequence_ += 2;
+    ++counts_.dumps;
 }
 
 void Follower::endDump(Zin::Seconds now) {

@@ -19,6 +19,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -67,6 +68,13 @@ public:
     // Why the mirror cannot be trusted; nothing while it can be.
     std::optional<std::string> const& distrust() const { return distrust_; }
 
+    // How often notifications or parts of dumps were lost, and how many dumps were begun.
+    struct Counts {
+        std::uint64_t losses = 0;
+        std::uint64_t dumps = 0;
+    };
+    Counts const& counts() const { return counts_; }
+
     Zin::Seconds nextExpiry() const;
     void run(Zin::Seconds now);
 
@@ -103,6 +111,7 @@ private:
     Skipped skipped_;
     std::vector<std::byte> buffer_;
 
+    Counts counts_;
     bool isReadable_ = false;
     Zin::Seconds nextRead_ = Velk::never;
     Zin::Seconds nextOpen_;

@@ -20,9 +20,7 @@ Json waitsFor(ListedAddress const& address) {
     return json;
 }
 
-}  // namespace
-
-Json jsonOf(ListedAddress const& address) {
+Json withoutPlace(ListedAddress const& address) {
     Json json;
     json["vrf"] = address.vrf.text();
     json["interface"] = nameOrNull(address.intf);
@@ -31,6 +29,13 @@ Json jsonOf(ListedAddress const& address) {
     json["family"] = toStrep(address.addr.family());
     json["subnet"] = address.virtualIp ? Json(nullptr) : Json(address.addr.prefix().toStrep());
     json["virtual"] = address.virtualIp;
+    return json;
+}
+
+}  // namespace
+
+Json jsonOf(ListedAddress const& address) {
+    Json json = withoutPlace(address);
     json["place"] = toStrep(address.place);
     json["state"] = toStrep(address.state);
     if (address.place == Place::waiting) {
@@ -48,6 +53,15 @@ Json jsonOf(L3::VrfName const& vrf, Routing::Row const& row, AddressState state)
                                 .addr = {row.addr, row.prefixLength()},
                                 .virtualIp = row.virtualIp,
                                 .state = state});
+}
+
+Json jsonOf(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row) {
+    auto const& [key, intf, subnet] = row;
+    return withoutPlace({.vrf = vrf,
+                         .intf = intf,
+                         .addr = {key.addr, key.virtualIp ? Nimb::maxPrefixLength(key.addr.family())
+                                                          : subnet.prefixLength()},
+                         .virtualIp = key.virtualIp});
 }
 
 }  // namespace IntfAddr

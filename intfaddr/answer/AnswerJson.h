@@ -9,5 +9,7 @@ namespace IntfAddr {
 Json jsonOf(ListedAddress const& address);
 // A row, and the state of its address.
 Json jsonOf(L3::VrfName const& vrf, Routing::Row const& row, AddressState state);
+// A row alone.
+Json jsonOf(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row);
 
 }  // namespace IntfAddr

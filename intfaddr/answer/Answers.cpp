@@ -1,8 +1,11 @@
 #include "intfaddr/answer/Answers.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <fstream>
 #include <memory>
 #include <set>
 #include <utility>
@@ -12,6 +15,7 @@
 #include "intfaddr/answer/ExplanationList.h"
 #include "intfaddr/answer/Question.h"
 #include "intfaddr/answer/SubnetList.h"
+#include "intfaddr/answer/Watch.h"
 
 namespace IntfAddr {
 
@@ -31,6 +35,28 @@ Filter filterFor(Parameters const& parameters, std::set<std::string> const& allo
         throw BadQuestion(fmt::format("'{}' is missing", needed));
     }
     return filterOf(parameters);
+}
+
+// Takes `initial` out, which is no filter: alone, "true" or "false".
+bool takeInitial(Parameters& parameters) {
+    auto const found = std::ranges::find(parameters, "initial", &Parameters::value_type::first);
+    if (found == parameters.end()) {
+        return false;
+    }
+    std::string const value = found->second;
+    if (!value.empty() && value != "true" && value != "false") {
+        throw BadQuestion(fmt::format("initial '{}': true or false is expected", value));
+    }
+    parameters.erase(found);
+    return value != "false";
+}
+
+// In bytes; 0 where the kernel does not tell.
+std::uint64_t residentMemory() {
+    std::uint64_t all = 0;
+    std::uint64_t resident = 0;
+    std::ifstream("/proc/self/statm") >> all >> resident;
+    return resident * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
 }
 
 // One step for each VRF.
@@ -57,8 +83,12 @@ void write(Document::Items& items, Json const& json) { items.next() += toLine(js
 }  // namespace
 
 Answers::Answers(Routing::Router const& router, Netlink::Feed const& feed, std::string from,
-                 std::optional<Memory> memory)
-    : router_(router), feed_(feed), from_(std::move(from)), memory_(std::move(memory)) {}
+                 std::optional<Memory> memory, std::optional<AnsweringAgent> agent)
+    : router_(router),
+      feed_(feed),
+      from_(std::move(from)),
+      memory_(std::move(memory)),
+      agent_(std::move(agent)) {}
 
 Reply Answers::reply(Request const& request) const {
     auto const& segments = request.target.segments;
@@ -71,6 +101,7 @@ Reply Answers::reply(Request const& request) const {
     try {
         Filter filter;
         std::unique_ptr<Body> body;
+        bool isStream = false;
         if (path == "addresses") {
             filter = filterFor(query, {"address", "family", "interface", "prefix", "vrf"});
             body = addresses(filter);
@@ -86,6 +117,15 @@ Reply Answers::reply(Request const& request) const {
         } else if (path == "explain") {
             filter = filterFor(query, {"address", "interface", "vrf"}, "address");
             body = explain(filter);
+        } else if (path == "status" && agent_) {
+            filter = filterFor(query, {});
+            body = status();
+        } else if (path == "watch" && agent_) {
+            auto parameters = query;
+            bool const initial = takeInitial(parameters);
+            filter = filterFor(parameters, {"address", "family", "interface", "prefix", "vrf"});
+            body = std::make_unique<Watch>(agent_->changes, agent_->identity, filter, initial);
+            isStream = true;
         } else {
             return errorReply(404,
                               fmt::format("there is nothing at /{}", fmt::join(segments, "/")));
@@ -94,7 +134,8 @@ Reply Answers::reply(Request const& request) const {
         if (!isThere && unknown(filter).empty()) {
             return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
         }
-        return {.body = std::move(body)};
+        return {.contentType = isStream ? "application/x-ndjson" : Reply().contentType,
+                .body = std::move(body)};
     } catch (BadQuestion const& error) {
         return errorReply(400, error.what());
     }
@@ -196,6 +237,52 @@ std::unique_ptr<Body> Answers::subnets(Filter const& filter) const {
     auto list = std::make_shared<SubnetList>(router_, filter.vrf);
     document->list("subnets", [list](Document::Items& items) { return list->step(items); });
     return ended(std::move(document), filter);
+}
+
+std::unique_ptr<Body> Answers::status() const {
+    auto document = begun();
+    auto const [up, longestStall] = agent_->times();
+    document->member("version", [this] { return Json(agent_->version); })
+        .member("agent", [this] { return Json(agent_->identity); })
+        .member("process", [] { return Json(::getpid()); })
+        .member("uptime", [up = up] { return Json(up); })
+        .member("longestStall", [longestStall = longestStall] { return Json(longestStall); })
+        .member("memory", [] { return Json(residentMemory()); })
+        .member("watchers", [this] { return Json(agent_->changes.readers()); });
+    document->list("vrfs",
+                   eachVrf(router_.vrfs(), [this](L3::VrfName const& vrf, Document::Items& items) {
+                       auto const table = router_.tables()->intfAddrVrfTable(vrf);
+                       auto const machine = router_.tableSm(vrf);
+                       auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
+                       if (table) {
+                           write(items, {{"vrf", vrf.text()},
+                                         {"rows", table->intfAddrEntry().size()},
+                                         {"waiting", backlog ? backlog->backlog().size() : 0}});
+                       }
+                   }));
+    document->member("namespaces", [this] {
+        Json list = Json::array();
+        for (auto const& [vrf, counts] : feed_.counts()) {
+            list.push_back(
+                {{"vrf", vrf.text()}, {"losses", counts.losses}, {"dumps", counts.dumps}});
+        }
+        return list;
+    });
+    document->member("rebuilds", [this] {
+        Json list = Json::array();
+        for (auto const& [why, count] : agent_->supervisor.repairsByReason()) {
+            list.push_back({{"why", why}, {"count", count}});
+        }
+        return list;
+    });
+    document->member("leftOut", [this] {
+        Json list = Json::array();
+        for (auto const& [what, why] : feed_.leftOut()) {
+            list.push_back({{"what", what}, {"why", why}});
+        }
+        return list;
+    });
+    return ended(std::move(document), {});
 }
 
 std::unique_ptr<Body> Answers::rowOfIntf(Filter const& filter, bool isLinkLocal) const {

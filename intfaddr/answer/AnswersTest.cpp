@@ -201,6 +201,34 @@ TEST_F(AnswersTest, WhatIsNotReadWholeYetIsNotKnown) {
     EXPECT_EQ(answer["notKnown"][0]["what"], "VRF 'red'");
 }
 
+TEST_F(AnswersTest, TheAgentSaysHowItFares) {
+    addAddress(7, "10.0.0.1/24");
+    addAddress(8, "10.0.0.2/24");
+    runTo(1.0);
+    Json const before = ask("status");
+    EXPECT_EQ(before["namespaces"],
+              Json::array({{{"vrf", "default"}, {"losses", 0}, {"dumps", 1}}}));
+    kernel.overrun(own);
+    runTo(9.0);
+    Reply const watch = reply("watch");
+    Json const status = ask("status");
+
+    EXPECT_EQ(status["version"], "1.2");
+    EXPECT_EQ(status["agent"], "me");
+    EXPECT_EQ(status["process"], ::getpid());
+    EXPECT_EQ(status["uptime"], 9.5);
+    EXPECT_EQ(status["longestStall"], 0.25);
+    EXPECT_GT(status["memory"], 1 << 20);
+    EXPECT_EQ(status["watchers"], 1);
+    EXPECT_EQ(before["watchers"], 0);
+    EXPECT_EQ(status["vrfs"][0]["rows"], agent.router().rows(L3::VrfName("default")).size());
+    EXPECT_EQ(status["vrfs"][0]["waiting"], 1);
+    EXPECT_EQ(status["namespaces"],
+              Json::array({{{"vrf", "default"}, {"losses", 1}, {"dumps", 2}}}));
+    EXPECT_THAT(status["rebuilds"], IsEmpty());
+    EXPECT_THAT(status["notKnown"], IsEmpty());
+}
+
 TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
     runTo(1.0);
     auto const refusal = [this](std::string const& path, Parameters const& query,

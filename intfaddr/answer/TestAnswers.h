@@ -83,10 +83,20 @@ struct AnswersTest : testing::Test {
         return texts;
     }
 
+    static constexpr std::size_t heldChanges = 50;
+
     Netlink::Fake::FakeKernel kernel;
     Netlink::NamespaceId const own = kernel.ownNamespace();
     Agent agent{kernel, {}, [](std::string const&) {}, nullptr};
-    Answers const answers{agent.router(), agent.feed(), "agent"};
+    ChangeLog changes{agent.router(), agent.supervisor().follower(), heldChanges};
+    Answers const answers{
+        agent.router(), agent.feed(), "agent", std::nullopt,
+        AnsweringAgent{
+            .identity = "me",
+            .changes = changes,
+            .supervisor = agent.supervisor(),
+            .version = "1.2",
+            .times = [] { return AnsweringAgent::Times{.up = 9.5, .longestStall = 0.25}; }}};
 };
 
 }  // namespace IntfAddr

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <tuple>
 #include <utility>
@@ -111,6 +112,41 @@ std::string lookupText(Json const& answer) {
             {textOf((*one)["vrf"]), textOf((*one)["subnet"]), textOf((*one)["interface"])});
     }
     return answer["owners"].empty() ? connected.text() : owners.text();
+}
+
+std::string statusText(Json const& answer) {
+    std::string text;
+    for (char const* const name :
+         {"version", "agent", "process", "uptime", "longestStall", "memory", "watchers"}) {
+        auto const& value = answer[name];
+        fmt::format_to(std::back_inserter(text), "{:<12}  {}\n", name,
+                       value.is_string() ? textOf(value) : toLine(value));
+    }
+    TextTable vrfs({"VRF", "ROWS", "WAITING"});
+    for (auto const& one : answer["vrfs"]) {
+        vrfs.add({textOf(one["vrf"]), toLine(one["rows"]), toLine(one["waiting"])});
+    }
+    TextTable namespaces({"NAMESPACE OF", "LOSSES", "DUMPS"});
+    for (auto const& one : answer["namespaces"]) {
+        namespaces.add({textOf(one["vrf"]), toLine(one["losses"]), toLine(one["dumps"])});
+    }
+    TextTable rebuilds({"REBUILDS", "WHY"});
+    for (auto const& one : answer["rebuilds"]) {
+        rebuilds.add({toLine(one["count"]), textOf(one["why"])});
+    }
+    TextTable leftOut({"LEFT OUT", "WHY"});
+    for (auto const& one : answer["leftOut"]) {
+        leftOut.add({textOf(one["what"]), textOf(one["why"])});
+    }
+    TextTable unknown({"NOT KNOWN", "WHY"});
+    for (auto const& one : answer["notKnown"]) {
+        unknown.add({textOf(one["what"]), textOf(one["why"])});
+    }
+    for (auto const* const table : {&vrfs, &namespaces, &rebuilds, &leftOut, &unknown}) {
+        auto const lines = table->text();
+        text += (lines.empty() ? "" : "\n") + lines;
+    }
+    return text;
 }
 
 std::string subnetText(Json const& answer) {

@@ -15,5 +15,7 @@ std::string briefText(Json const& answer);
 // Who owns it, with the subnet; or the connected subnets that contain it.
 std::string lookupText(Json const& answer);
 std::string subnetText(Json const& answer);
+// How the agent fares: names and values, then what it has of each.
+std::string statusText(Json const& answer);
 
 }  // namespace IntfAddr

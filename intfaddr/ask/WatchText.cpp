@@ -1,0 +1,31 @@
+#include "intfaddr/ask/WatchText.h"
+
+#include <fmt/format.h>
+
+#include <cstdint>
+
+#include "intfaddr/ask/Printable.h"
+
+namespace IntfAddr {
+
+std::string watchText(Json const& line) {
+    if (line.contains("begin")) {
+        return fmt::format("# begin {}\n", line["begin"].get<std::string>());
+    }
+    if (line.contains("complete")) {
+        return "# complete\n";
+    }
+    if (line.contains("lost")) {
+        return fmt::format("# lost {} changes\n", line["lost"].get<std::uint64_t>());
+    }
+    bool const isVirtual = line["virtual"].get<bool>();
+    auto const name = [&line](char const* member) {
+        return printable(line[member].get<std::string>());
+    };
+    return fmt::format("{}  {:<10}  {:<24}  {:<16}  {}\n", line["present"].get<bool>() ? '+' : '-',
+                       name("vrf"),
+                       fmt::format("{}/{}", name("address"), line["prefixLength"].get<int>()),
+                       isVirtual ? "-" : name("interface"), isVirtual ? "virtual" : name("subnet"));
+}
+
+}  // namespace IntfAddr
