@@ -17,7 +17,8 @@ QUESTIONS = {"show": [[], ["127.0.0.1"], ["203.0.113.7"], ["vrf", "default", "fa
              "lookup": [["127.0.0.1"], ["127.9.9.9"], ["203.0.113.7"]],
              "subnets": [[], ["vrf", "default"]],
              "lowest6": [["lo"], ["none0"]],
-             "linklocal": [["lo"]]}
+             "linklocal": [["lo"]],
+             "explain": [["127.0.0.1"], ["127.9.9.9"], ["203.0.113.7"]]}
 
 
 def asked(*words):
@@ -37,7 +38,7 @@ class Json(unittest.TestCase):
     def test_every_command_that_asks_is_tried(self):
         listed = helped().split("Subcommands:\n")[1]
         commands = [line.split()[0] for line in listed.splitlines() if re.match(r"  \S", line)]
-        self.assertEqual(set(QUESTIONS),
+        self.assertEqual({*QUESTIONS, "status", "monitor"},
                          {command for command in commands if re.search(r"^  --json", helped(command), re.MULTILINE)})
 
     def test_of_a_single_look_at_the_kernel(self):
@@ -63,9 +64,22 @@ class Json(unittest.TestCase):
                         document = asked(command, *words, "--run-dir", folder)
                         check(command, document)
                         self.assertEqual(document["from"], "agent")
+                check("status", asked("status", "--run-dir", folder))
+                self.check_monitor(folder)
             finally:
                 agent.kill()
                 agent.wait()
+
+    def check_monitor(self, folder):
+        monitor = subprocess.Popen([PROGRAM, "monitor", "--initial", "--json", "--run-dir", folder],
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        lines = []
+        while not lines or "complete" not in lines[-1]:
+            lines.append(json.loads(monitor.stdout.readline()))
+            check("monitor", lines[-1])
+        monitor.kill()
+        monitor.communicate()
+        self.assertGreater(len(lines), 2)
 
     def test_what_is_not_documented_is_noticed(self):
         document = asked("show", "--kernel")
