@@ -37,6 +37,8 @@ namespace IntfAddr {
 namespace {
 
 constexpr Zin::Seconds flushPeriod = 1.0;
+// How long the agent works on an answer for the standard output before others have their turn.
+constexpr Zin::Seconds answerSlice = 0.002;
 // How long the end may wait for a reader that has not read yet.
 constexpr Zin::Seconds lastWords = 0.5;
 
@@ -121,7 +123,7 @@ ServerOptions serverOptions(AgentOptions const& options) {
     if (options.group) {
         auto const* const group = ::getgrnam(options.group->c_str());
         if (!group) {
-            throw std::runtime_error(fmt::format("there is no group '{}'", *options.group));
+            throw BadQuestion(fmt::format("there is no group '{}'", *options.group));
         }
         made.group = group->gr_gid;
     }
@@ -193,7 +195,7 @@ public:
             remember();
             tell();
             longestStall_ = std::max(longestStall_, loop_.now() - began);
-            loop_.wait(std::min(agent_.nextExpiry(), repairs_.recorder ? nextFlush_ : Velk::never));
+            loop_.wait(nextTurn());
         }
         if (repairs_.recorder) {
             repairs_.recorder->end();
@@ -244,17 +246,28 @@ private:
         }
     }
 
-    // Once a turn, whoever asks however often, and in one line, which goes whole or not at all.
+    // Whoever asks however often while an answer is made gets one more. It is made little by
+    // little, and goes in one line, whole or not at all.
     void answer() {
-        if (!std::exchange(isAsked_, false)) {
-            return;
+        if (!snapshot_ && std::exchange(isAsked_, false)) {
+            Request request;
+            request.method = "GET";
+            request.target.segments = {"v1", "addresses"};
+            snapshot_ = answers_.reply(request).body;
         }
-        Request request;
-        request.method = "GET";
-        request.target.segments = {"v1", "addresses"};
-        std::string text = drained(*answers_.reply(request).body);
-        std::erase(text, '\n');
-        out_.put(text);
+        for (Zin::Seconds const end = loop_.now() + answerSlice; snapshot_ && loop_.now() < end;) {
+            if (snapshot_->next(snapshotText_) == Body::Progress::ended) {
+                std::erase(snapshotText_, '\n');
+                out_.put(std::exchange(snapshotText_, {}));
+                snapshot_.reset();
+            }
+        }
+    }
+
+    Zin::Seconds nextTurn() const {
+        return snapshot_ || isAsked_
+                   ? loop_.now()
+                   : std::min(agent_.nextExpiry(), repairs_.recorder ? nextFlush_ : Velk::never);
     }
 
     void notice(std::string const& line) { err_.put("intfaddr: " + printable(line)); }
@@ -305,6 +318,8 @@ private:
     bool remembers_ = false;
     Zin::Seconds longestStall_ = 0.0;
     bool isAsked_ = false;
+    std::unique_ptr<Body> snapshot_;  // goes before what it is made of
+    std::string snapshotText_;
     bool ends_ = false;
 };
 

@@ -1,6 +1,7 @@
 #include "intfaddr/AskCommand.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <ostream>
@@ -65,7 +66,7 @@ bool looksAtKernel(AskOptions const& options) {
 Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice const& warn) {
     if (!looksAtKernel(options)) {
         try {
-            return answerOfAgent(target, socketPath(options.runDir.value_or(runDirectory())));
+            return answerOfAgent(target, socketToAsk(options.runDir));
         } catch (NoAgent const& error) {
             warn(
                 fmt::format("{}; this is what the kernel has now, read once and in its own order, "
@@ -79,6 +80,13 @@ Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice
 }  // namespace
 
 std::string socketPath(std::string const& runDirectory) { return runDirectory + "/intfaddr.sock"; }
+
+std::string socketToAsk(std::optional<std::string> const& runDir) {
+    auto const own = socketPath(runDir.value_or(runDirectory()));
+    auto const system = socketPath(systemRunDirectory);
+    bool const isForAll = !runDir && ::access(own.c_str(), F_OK) != 0;
+    return isForAll && ::access(system.c_str(), F_OK) == 0 ? system : own;
+}
 
 void throwRefusal(unsigned status, Json const& document) {
     if (status >= 500) {
@@ -154,10 +162,12 @@ int ask(AskCommand const& command, AskOptions const& options, Streams const& str
     if (!document["notKnown"].empty()) {
         return notKnown;
     }
-    warn(parameters.empty() || parameters[0].first == "vrf"
-             ? "there is none"
-             : fmt::format("nothing {} {}", command.name == "lookup" ? "owns" : "is found for",
-                           parameters[0].second));
+    Filter const filter = filterOf(parameters);
+    warn(filter.addr     ? fmt::format("nothing {} {}",
+                                   command.name == "lookup" ? "owns" : "is known of", *filter.addr)
+         : filter.prefix ? fmt::format("nothing is in {}", *filter.prefix)
+         : filter.intf   ? fmt::format("nothing is on {}", *filter.intf)
+                         : "there is none");
     return none;
 }
 

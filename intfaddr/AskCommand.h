@@ -56,5 +56,7 @@ void throwRefusal(unsigned status, Json const& document);
 
 // The socket of the agent whose run directory it is.
 std::string socketPath(std::string const& runDirectory);
+// Where no directory is given, that of the user's own agent, or where he has none the system's.
+std::string socketToAsk(std::optional<std::string> const& runDir);
 
 }  // namespace IntfAddr

@@ -77,7 +77,7 @@ int monitor(MonitorOptions const& options, Streams const& streams) {
     std::signal(SIGINT, endAtOnce);
     std::signal(SIGTERM, endAtOnce);
 
-    Client client(socketPath(options.runDir.value_or(runDirectory())), Client::noLimit);
+    Client client(socketToAsk(options.runDir), Client::noLimit);
     std::string refusal;
     Lines lines([&](std::string_view line) { print(line, options.json, streams.out); });
     try {

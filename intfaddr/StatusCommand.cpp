@@ -13,7 +13,7 @@ namespace IntfAddr {
 
 int agentStatus(StatusOptions const& options, Streams const& streams) {
     std::string text;
-    Client client(socketPath(options.runDir.value_or(runDirectory())));
+    Client client(socketToAsk(options.runDir));
     try {
         client.get("/v1/status", [&text](std::string_view piece) { text += piece; });
     } catch (NoAgent const& error) {

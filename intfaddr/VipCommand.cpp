@@ -27,7 +27,7 @@ int vip(VipOptions const& options, Streams const& streams) {
     std::string text;
     unsigned status = 0;
     try {
-        status = Client(socketPath(options.runDir.value_or(runDirectory())))
+        status = Client(socketToAsk(options.runDir))
                      .send(adds ? "PUT" : "DELETE", target({"v1", "virtual"}, parameters), "",
                            [&text](std::string_view piece) { text += piece; });
     } catch (NoAgent const& error) {

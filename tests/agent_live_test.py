@@ -517,6 +517,16 @@ class Asked(AgentCase):
                          (1, "intfaddr: nothing owns 10.0.0.1\n"))
         self.assert_ends_well(agent)
 
+        # Who has no agent of his own asks the system's.
+        agent = self.start("--group", group)
+        agent.snapshot()
+        del nobody["program"]
+        answered = machine.run(program, "lookup", "10.0.0.1", **nobody,
+                               env={**os.environ, "XDG_RUNTIME_DIR": self.path("none")})
+        self.assertEqual((answered.returncode, answered.stderr),
+                         (1, "intfaddr: nothing owns 10.0.0.1\n"))
+        self.assert_ends_well(agent)
+
     def test_a_long_answer_holds_up_nobody(self):
         machine.make_vrf("red")
         machine.join("red", "e0", "red", "e1")

@@ -81,7 +81,7 @@ std::string runDirectory() {
             return std::string(below) + "/intfaddr";
         }
     }
-    return "/run/intfaddr";
+    return systemRunDirectory;
 }
 
 Instance::Instance(std::string const& directory) : file_(locked(directory)) {}

@@ -24,6 +24,9 @@ public:
     using InstanceError::InstanceError;
 };
 
+// That of root's agents.
+constexpr char const* systemRunDirectory = "/run/intfaddr";
+
 // Where agents of this user leave their traces: /run/intfaddr, or for others than root the same
 // below their $XDG_RUNTIME_DIR, if that is an absolute path.
 std::string runDirectory();

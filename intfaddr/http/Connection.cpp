@@ -1,6 +1,7 @@
 #include "intfaddr/http/Connection.h"
 
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -100,9 +101,7 @@ public:
     }
 
     void begin() {
-        // Also while nothing is read of him or written to him.
-        socket_.async_wait(asio::socket_base::wait_error,
-                           whileOpen([this](Failure const&) { end(); }));
+        watch();
         receive();
     }
 
@@ -116,6 +115,23 @@ public:
     }
 
 private:
+    // Whether he has gone, also while nothing is read of him or written to him.
+    void watch() {
+        socket_.async_wait(asio::socket_base::wait_error, whileOpen([this](Failure const&) {
+                               if (hasGone()) {
+                                   end();
+                               } else {
+                                   watch();
+                               }
+                           }));
+    }
+
+    // What was told may have been about the socket that had the descriptor before.
+    bool hasGone() {
+        pollfd one{.fd = socket_.native_handle(), .events = 0, .revents = 0};
+        return ::poll(&one, 1, 0) == 1;
+    }
+
     void arm(Zin::Seconds time, void (State::*over)()) {
         timer_.expires_after(durationOf(time));
         timer_.async_wait(whileOpen([this, over](Failure const&) {
