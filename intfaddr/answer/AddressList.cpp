@@ -19,6 +19,24 @@ bool isDown(Interface::DeviceIntfStatus const& device) {
            device.operStatus() == Interface::OperStatus::notPresent;
 }
 
+Lack lackOf(IntfAddrVrfTable const& table, IntfAddrWithMaskKey const& key, bool deprecated) {
+    if (Routing::Published::isRefused(key, deprecated)) {
+        return Lack::refused;
+    }
+    auto const linkLocal =
+        key.isV6LinkLocal() ? table.llIntfAddrEntryFromIntfId(key.intfId) : nullptr;
+    return linkLocal && linkLocal->key().addr == key.addrWithMask.address() ? Lack::repeated
+                                                                            : Lack::missing;
+}
+
+std::string_view toStrep(Lack lack) {
+    static constexpr std::array<std::string_view, 3> texts{
+        "a link-local address that is deprecated",
+        "its interface has it with another prefix length",
+        "missing in the table, until an audit finds that"};
+    return texts.at(static_cast<std::size_t>(lack));
+}
+
 IntfAddrWithMaskKey keyOf(IpLib::IntfAddrEntry const& row) {
     return {row.intfId(), {row.key().addr, row.subnet().prefixLength()}};
 }
@@ -176,12 +194,11 @@ void AddressList::listPublished(L3::VrfName const& vrf, IntfAddrVrfTable const& 
                           .addr = key.addrWithMask,
                           .place = Place::leftOut,
                           .state = stateOf(router_, vrf, key)};
-    if (!router_.published(vrf).hasDevice(key.intfId)) {
-        address.place = Place::noDevice;
-    } else if (Routing::Published::isRefused(key, deprecated)) {
-        address.why = "a link-local address that is deprecated";
+    if (router_.published(vrf).hasDevice(key.intfId)) {
+        address.lack = lackOf(table, key, deprecated);
+        address.why = toStrep(*address.lack);
     } else {
-        address.why = "its interface has it with another prefix length";
+        address.place = Place::noDevice;
     }
     tell(address);
 }

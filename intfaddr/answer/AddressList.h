@@ -6,8 +6,9 @@
 //     }
 //
 // A step costs little, whatever the size of the tables, and between steps they may change: each
-// address stands in the list as it was at some moment between the first step and the last, none
-// twice in one place, and none that was there throughout is missing. Rows come in the order of
+// address stands in the list as it was at some moment between the first step and the last, and no
+// row that stood throughout is missing. One that goes and comes back meanwhile may be listed twice,
+// and an address that changes its place in both places or in neither. Rows come in the order of
 // their table, VRF by VRF; after those of the VRF come its other addresses, and after all VRFs
 // those that are left out.
 //
@@ -38,6 +39,13 @@ enum class Place {
 
 std::string_view toStrep(Place place);
 
+// Why a table does not have what is published and waits for nobody.
+enum class Lack {
+    refused,   // a link-local address that is deprecated
+    repeated,  // its interface has it with another prefix length
+    missing,   // an audit will find that
+};
+
 struct ListedAddress {
     L3::VrfName vrf;
     Nimb::IntfId intf;  // empty for a virtual address
@@ -47,6 +55,7 @@ struct ListedAddress {
     AddressState state = AddressState::preferred;
     // Whom it waits for; nothing where the way is free, and the next try is all that it waits for.
     std::optional<Routing::Holder> holder{};
+    std::optional<Lack> lack{};
     // Why it is left out; and as what the feed leaves it out, nothing where it is published.
     std::string why{};
     std::optional<Netlink::Place> left{};

@@ -256,7 +256,7 @@ TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
     EXPECT_EQ(refusal("addresses", {}, "POST"), "405 POST is not possible: GET is");
 }
 
-// Whatever changes meanwhile: no row that stands throughout is missing, and none comes twice.
+// Whatever changes meanwhile: no row that stands throughout is missing.
 TEST_F(AnswersTest, TheTableMayChangeWhileItIsToldOf) {
     for (int i = 1; i <= 40; ++i) {
         addAddress(7, fmt::format("10.0.{}.1/24", i).c_str());

@@ -325,16 +325,15 @@ void Explainer::explainLeftOut(ListedAddress const& address, Explanation& told) 
 
 void Explainer::explainUnpublished(ListedAddress const& address, Explanation& told) const {
     auto const& [vrf, intf, addr] = std::tie(address.vrf, address.intf, address.addr);
-    Key const key{intf, addr};
-    auto const linkLocal = router_.table(vrf)->llIntfAddrEntryFromIntfId(intf);
-    if (Routing::Published::isRefused(key, *router_.published(vrf).deprecated(key))) {
+    if (address.lack == Lack::refused) {
         told.verdict = Verdict::refused;
         told.sentence =
             fmt::format("{} is refused on {} of {}: it is deprecated.", addr, intf, inVrf(vrf));
         told.reasons.emplace_back(
             "A table cannot carry that of a link-local address, and has it when it is preferred "
             "again.");
-    } else if (addr.isV6LinkLocal() && linkLocal && linkLocal->key().addr == addr.address()) {
+    } else if (address.lack == Lack::repeated) {
+        auto const linkLocal = router_.table(vrf)->llIntfAddrEntryFromIntfId(intf);
         told.verdict = Verdict::repeated;
         told.sentence = fmt::format("{} is on {} of {} already, with prefix length {}.", addr, intf,
                                     inVrf(vrf), linkLocal->subnet().prefixLength());
