@@ -9,6 +9,7 @@ AGENT_LIVE_SECONDS says for how long things happen at random, AGENT_LIVE_SEED wh
 import grp
 import json
 import os
+import pathlib
 import random
 import re
 import resource
@@ -543,6 +544,47 @@ class Asked(AgentCase):
             self.assertEqual(len(told), 5000)
             self.assertEqual(len(set(told)), 5000)
         self.assert_ends_well(agent)
+class Readme(AgentCase):
+    """Its session, typed in as it stands there; times are another day's."""
+
+    def test_shows_what_happens(self):
+        readme = pathlib.Path(__file__).resolve().parent.parent / "README.md"
+        session = readme.read_text().split("## What it shows\n")[1].split("\nVRF `default`")[0]
+        lines = [line[4:] for line in session.splitlines() if line.startswith("    ")]
+        machine.batch(["link add eth0 type veth peer name eth1"])
+        self.addCleanup(machine.ip, "link", "del", "eth0")
+        for link in ("eth0", "eth1"):
+            machine.sh(f"echo 1 > /proc/sys/net/ipv6/conf/{link}/disable_ipv6")
+            machine.ip("link", "set", link, "up")
+        agent = self.start()
+        agent.snapshot()
+        printed = []
+        monitor = None
+        for line in lines:
+            if line.startswith("# ip "):
+                time.sleep(0.3)
+                printed.append(line)
+                machine.ip(*line.split()[2:])
+            elif line == "$ intfaddr monitor &":
+                printed.append(line)
+                monitor = subprocess.Popen([PROGRAM, "monitor"], stdout=subprocess.PIPE, text=True)
+                self.addCleanup(monitor.communicate)
+                self.addCleanup(monitor.kill)
+            elif line.startswith("$ intfaddr "):
+                # Until the address waits, and is not tried again any more.
+                time.sleep(2.5)
+                printed.append(line)
+                printed += machine.run(PROGRAM, *line.split()[2:]).stdout.splitlines()
+            elif monitor:
+                printed.append(monitor.stdout.readline().rstrip("\n"))
+        self.assertEqual(self.without_times(printed), self.without_times(lines))
+        self.assert_ends_well(agent)
+
+    @staticmethod
+    def without_times(lines):
+        return [re.sub(r"\s+\d+\.\d s\b", " T s", line) for line in lines]
+
+
 class Monitor(AgentCase):
     """What stands, and then what changes, for as long as the agent runs."""
 
