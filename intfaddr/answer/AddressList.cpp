@@ -107,12 +107,12 @@ void AddressList::walkRows(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> co
             }
         }
         if (filter_.addr->isV6LinkLocal()) {
-            steps_.walk(table, table->llIntfAddrEntryFromIntfId(),
-                        [this, vrf](auto const& member) { listRow(vrf, *member.value); });
+            steps_.walkPresent(table, table->llIntfAddrEntryFromIntfId(),
+                               [this, vrf](auto const& member) { listRow(vrf, *member.value); });
         }
     } else {
-        steps_.walk(table, table->intfAddrEntry(),
-                    [this, vrf](auto const& member) { listRow(vrf, *member.value); });
+        steps_.walkPresent(table, table->intfAddrEntry(),
+                           [this, vrf](auto const& member) { listRow(vrf, *member.value); });
     }
 }
 
@@ -120,7 +120,7 @@ void AddressList::walkWaiting(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable>
     auto const machine = router_.tableSm(vrf);
     auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
     if (backlog) {
-        steps_.walk(backlog, backlog->backlog(), [this, vrf, table](auto const& member) {
+        steps_.walkPresent(backlog, backlog->backlog(), [this, vrf, table](auto const& member) {
             listWaiting(vrf, *table, member.key);
         });
     }
@@ -129,24 +129,24 @@ void AddressList::walkWaiting(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable>
 void AddressList::walkPublished(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {
     auto const published = router_.published(vrf);
     if (auto const status = published.ipStatus()) {
-        steps_.walk(status, status->ipIntfStatus(), [this, vrf, table](auto const& member) {
+        steps_.walkPresent(status, status->ipIntfStatus(), [this, vrf, table](auto const& member) {
             Zin::Ptr<Ip::IpIntfStatus> const intf = member.value;
             if (Routing::Published::hasPrimary(*intf)) {
                 listPublished(vrf, *table, {intf->intfId(), intf->activeAddrWithMask()}, false);
             }
-            steps_.walk(intf, intf->secondaryActiveAddrWithMask(),
-                        [this, vrf, table, name = intf->intfId()](auto const& addr) {
-                            listPublished(vrf, *table, {name, addr.key}, false);
-                        });
+            steps_.walkPresent(intf, intf->secondaryActiveAddrWithMask(),
+                               [this, vrf, table, name = intf->intfId()](auto const& addr) {
+                                   listPublished(vrf, *table, {name, addr.key}, false);
+                               });
         });
     }
     if (auto const status = published.ip6Status()) {
-        steps_.walk(status, status->intfStatus(), [this, vrf, table](auto const& member) {
+        steps_.walkPresent(status, status->intfStatus(), [this, vrf, table](auto const& member) {
             Zin::Ptr<Ip6::IntfStatus> const intf = member.value;
-            steps_.walk(intf, intf->addr(),
-                        [this, vrf, table, name = intf->intfId()](auto const& addr) {
-                            listPublished(vrf, *table, {name, addr.key}, addr.value.deprecated);
-                        });
+            steps_.walkPresent(
+                intf, intf->addr(), [this, vrf, table, name = intf->intfId()](auto const& addr) {
+                    listPublished(vrf, *table, {name, addr.key}, addr.value.deprecated);
+                });
         });
     }
 }

@@ -256,6 +256,26 @@ TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
     EXPECT_EQ(refusal("addresses", {}, "POST"), "405 POST is not possible: GET is");
 }
 
+// Else an answer about a router that flaps would never end.
+TEST_F(AnswersTest, AListEndsThoughRowsComeAsFastAsTheyAreToldOf) {
+    addAddress(7, "10.0.0.1/32");
+    addAddress(7, "10.0.1.1/32");
+    runTo(1.0);
+    for (char const* const path : {"addresses", "subnets"}) {
+        Reply const one = reply(path);
+        std::string text;
+        int steps = 0;
+        for (bool more = true; more && steps < 1000; ++steps) {
+            more = one.body->next(text) == Body::Progress::more;
+            char const* const flaps = steps % 2 == 0 ? "10.0.0.1/32" : "10.0.1.1/32";
+            removeAddress(7, flaps);
+            addAddress(7, flaps);
+            runTo(kernel.now() + 0.1);
+        }
+        EXPECT_LT(steps, 100) << path;
+    }
+}
+
 // Whatever changes meanwhile: no row that stands throughout is missing.
 TEST_F(AnswersTest, TheTableMayChangeWhileItIsToldOf) {
     for (int i = 1; i <= 40; ++i) {

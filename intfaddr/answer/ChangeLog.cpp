@@ -54,7 +54,7 @@ void ChangeLog::handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent co
 // The table may have been replaced since the walk began.
 void ChangeLog::walk(L3::VrfName const& vrf) {
     if (auto const table = router_.tables()->intfAddrVrfTable(vrf)) {
-        steps_.walk(table, table->intfAddrEntry(), [this, vrf](auto const& member) {
+        steps_.walkPresent(table, table->intfAddrEntry(), [this, vrf](auto const& member) {
             auto const current = router_.tables()->intfAddrVrfTable(vrf);
             if (current && current->intfAddrEntryHas(member.key)) {
                 rows_.insert({.vrf = vrf, .content = member.key});

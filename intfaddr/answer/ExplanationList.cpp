@@ -49,7 +49,7 @@ bool ExplanationList::step(Each const& each) {
 
 void ExplanationList::walkBorrowers(L3::VrfName const& vrf) {
     if (auto const status = router_.published(vrf).ipStatus()) {
-        steps_.walk(status, status->ipIntfStatus(), [this, vrf](auto const& member) {
+        steps_.walkPresent(status, status->ipIntfStatus(), [this, vrf](auto const& member) {
             Ip::IpIntfStatus const& intf = *member.value;
             if (!intf.unnumberedIntfId().empty() &&
                 Nimb::IpGenAddr(intf.activeAddrWithMask().address()) == *filter_.addr) {

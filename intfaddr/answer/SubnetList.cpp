@@ -44,8 +44,8 @@ bool SubnetList::step(Document::Items& items) {
     vrf_ = vrfs_.back();
     vrfs_.pop_back();
     if (auto const table = router_.tables()->intfAddrVrfTable(vrf_)) {
-        steps_.walk(table, table->intfAddrEntrySetFromSubnet(),
-                    [this](auto const& member) { set_ = member.value; });
+        steps_.walkPresent(table, table->intfAddrEntrySetFromSubnet(),
+                           [this](auto const& member) { set_ = member.value; });
     }
     return true;
 }
