@@ -232,7 +232,7 @@ class Namespaces(unittest.TestCase):
 
             result = show("vrf", LONG)
             self.assertEqual((result.returncode, result.stdout), (3, ""))
-            self.assertIn(f"not known: VRF '{LONG}': Zin::String::bytes > 150", result.stderr)
+            self.assertIn(f"not known: namespace 'ns-{LONG}': Zin::String::bytes > 150", result.stderr)
         finally:
             ip("netns", "del", f"ns-{LONG}")
 
