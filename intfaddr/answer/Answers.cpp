@@ -25,8 +25,9 @@ Filter filterFor(Parameters const& parameters, std::set<std::string> const& allo
                  std::string const& needed = {}) {
     for (auto const& [name, value] : parameters) {
         if (!allowed.contains(name)) {
-            throw BadQuestion(
-                fmt::format("'{}' is unknown: {} is expected", name, fmt::join(allowed, " or ")));
+            throw BadQuestion(fmt::format(
+                "'{}' is unknown: {} is expected", name,
+                allowed.empty() ? "nothing" : fmt::format("{}", fmt::join(allowed, " or "))));
         }
     }
     bool const isThere = std::ranges::any_of(

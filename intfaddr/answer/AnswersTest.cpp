@@ -246,6 +246,7 @@ TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
     EXPECT_EQ(refusal("addresses", {{"vrf", ""}}), "400 the vrf is empty");
     EXPECT_EQ(refusal("addresses", {{"vrf", "a"}, {"vrf", "a"}}), "400 'vrf' is given twice");
     EXPECT_EQ(refusal("lookup", {}), "400 'address' is missing");
+    EXPECT_EQ(refusal("status", {{"vrf", "a"}}), "400 'vrf' is unknown: nothing is expected");
     EXPECT_EQ(refusal("lookup", {{"address", "::1"}, {"family", "6"}}),
               "400 'family' is unknown: address or interface or vrf is expected");
     EXPECT_EQ(refusal("explain", {}), "400 'address' is missing");
