@@ -26,6 +26,7 @@
 #include "intfaddr/agent/OutputQueue.h"
 #include "intfaddr/agent/TroubleDir.h"
 #include "intfaddr/answer/Answers.h"
+#include "intfaddr/answer/Rights.h"
 #include "intfaddr/answer/VirtualChanges.h"
 #include "intfaddr/ask/Printable.h"
 #include "intfaddr/history/HistoryRecorder.h"
@@ -154,15 +155,12 @@ public:
                                           return AnsweringAgent::Times{
                                               .up = loop_.now(), .longestStall = longestStall_};
                                       }}),
-          virtualChanges_(agent_.router(),
+          virtualChanges_(agent_.router(), rights_,
                           [this](auto const& operations) { agent_.apply(operations); }),
           output_(events_, agent_.clock()),
           server_(
               loop_, serverOptions(options),
-              [this](Request const& request) {
-                  return VirtualChanges::isAsked(request) ? virtualChanges_.reply(request)
-                                                          : answers_.reply(request);
-              },
+              [this](Request const& request) { return reply(request); },
               [this](std::string const& line) { notice(line); }) {
         repairs_.history = &history_;
         auto const config = agentOptions(options).config;
@@ -215,6 +213,13 @@ private:
             history_.handleKernel(vrf, intf, change, now);
         };
         return options;
+    }
+
+    Reply reply(Request const& request) {
+        auto const& segments = request.target.segments;
+        std::string const path =
+            segments.size() == 2 && segments[0] == "v1" ? segments[1] : std::string();
+        return path == "virtual" ? virtualChanges_.reply(request) : answers_.reply(request);
     }
 
     void remember() {
@@ -309,6 +314,7 @@ private:
     HistoryRecorder history_;
     ChangeLog changes_;
     Answers const answers_;
+    Rights rights_;
     VirtualChanges const virtualChanges_;
     std::ostringstream events_;
     Scenario::Output output_;

@@ -21,23 +21,6 @@ namespace IntfAddr {
 
 namespace {
 
-Filter filterFor(Parameters const& parameters, std::set<std::string> const& allowed,
-                 std::string const& needed = {}) {
-    for (auto const& [name, value] : parameters) {
-        if (!allowed.contains(name)) {
-            throw BadQuestion(fmt::format(
-                "'{}' is unknown: {} is expected", name,
-                allowed.empty() ? "nothing" : fmt::format("{}", fmt::join(allowed, " or "))));
-        }
-    }
-    bool const isThere = std::ranges::any_of(
-        parameters, [&needed](auto const& parameter) { return parameter.first == needed; });
-    if (!needed.empty() && !isThere) {
-        throw BadQuestion(fmt::format("'{}' is missing", needed));
-    }
-    return filterOf(parameters);
-}
-
 // Takes `initial` out, which is no filter: alone, "true" or "false".
 bool takeInitial(Parameters& parameters) {
     auto const found = std::ranges::find(parameters, "initial", &Parameters::value_type::first);
@@ -104,27 +87,27 @@ Reply Answers::reply(Request const& request) const {
         std::unique_ptr<Body> body;
         bool isStream = false;
         if (path == "addresses") {
-            filter = filterFor(query, {"address", "family", "interface", "prefix", "vrf"});
+            filter = filterOf(query, {"address", "family", "interface", "prefix", "vrf"});
             body = addresses(filter);
         } else if (path == "lookup") {
-            filter = filterFor(query, {"address", "interface", "vrf"}, "address");
+            filter = filterOf(query, {"address", "interface", "vrf"}, "address");
             body = lookup(filter);
         } else if (path == "subnets") {
-            filter = filterFor(query, {"vrf"});
+            filter = filterOf(query, {"vrf"});
             body = subnets(filter);
         } else if (path == "lowest6" || path == "linklocal") {
-            filter = filterFor(query, {"interface", "vrf"}, "interface");
+            filter = filterOf(query, {"interface", "vrf"}, "interface");
             body = rowOfIntf(filter, path == "linklocal");
         } else if (path == "explain") {
-            filter = filterFor(query, {"address", "interface", "vrf"}, "address");
+            filter = filterOf(query, {"address", "interface", "vrf"}, "address");
             body = explain(filter);
         } else if (path == "status" && agent_) {
-            filter = filterFor(query, {});
+            filter = filterOf(query, {});
             body = status();
         } else if (path == "watch" && agent_) {
             auto parameters = query;
             bool const initial = takeInitial(parameters);
-            filter = filterFor(parameters, {"address", "family", "interface", "prefix", "vrf"});
+            filter = filterOf(parameters, {"address", "family", "interface", "prefix", "vrf"});
             body = std::make_unique<Watch>(agent_->changes, agent_->identity, filter, initial);
             isStream = true;
         } else {

@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <set>
-
 namespace IntfAddr {
 
 namespace {
@@ -41,9 +39,19 @@ Nimb::IpGenAddr addressOf(std::string const& text) {
 }
 
 Filter filterOf(Parameters const& parameters) {
+    return filterOf(parameters, {"address", "family", "interface", "prefix", "vrf"});
+}
+
+Filter filterOf(Parameters const& parameters, std::set<std::string> const& allowed,
+                std::string const& needed) {
     Filter filter;
     std::set<std::string> seen;
     for (auto const& [name, value] : parameters) {
+        if (!allowed.contains(name)) {
+            throw BadQuestion(fmt::format(
+                "'{}' is unknown: {} is expected", name,
+                allowed.empty() ? "nothing" : fmt::format("{}", fmt::join(allowed, " or "))));
+        }
         if (!seen.insert(name).second) {
             throw BadQuestion(fmt::format("'{}' is given twice", name));
         }
@@ -56,12 +64,12 @@ Filter filterOf(Parameters const& parameters) {
             filter.family = familyOf(value);
         } else if (name == "address") {
             filter.addr = addressOf(value);
-        } else if (name == "prefix") {
-            filter.prefix = parsed<Nimb::IpGenPrefix>(value, "a prefix");
         } else {
-            throw BadQuestion(fmt::format(
-                "'{}' is unknown: vrf, interface, family, address or prefix is expected", name));
+            filter.prefix = parsed<Nimb::IpGenPrefix>(value, "a prefix");
         }
+    }
+    if (!needed.empty() && !seen.contains(needed)) {
+        throw BadQuestion(fmt::format("'{}' is missing", needed));
     }
     return filter;
 }

@@ -2,6 +2,7 @@
 // checked, and named where it is wrong.
 #pragma once
 
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -19,8 +20,10 @@ public:
 
 using Parameters = std::vector<std::pair<std::string, std::string>>;
 
-// `vrf`, `interface`, `family` (4 or 6), `address` and `prefix`, each once; other names are
-// refused. Throws BadQuestion.
+// `vrf`, `interface`, `family` (4 or 6), `address` and `prefix`, each once; of these the `allowed`
+// ones, and no others. Throws BadQuestion, also where the `needed` one is missing.
+Filter filterOf(Parameters const& parameters, std::set<std::string> const& allowed,
+                std::string const& needed = {});
 Filter filterOf(Parameters const& parameters);
 Parameters parametersOf(Filter const& filter);
 

@@ -1,7 +1,6 @@
 #include "intfaddr/answer/VirtualChanges.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include "intfaddr/answer/Document.h"
 #include "intfaddr/answer/Question.h"
@@ -23,12 +22,8 @@ Operation operationOf(L3::VrfName const& vrf, Nimb::IpGenAddr const& addr, bool 
 
 }  // namespace
 
-VirtualChanges::VirtualChanges(Routing::Router const& router, Apply apply)
-    : router_(router), apply_(std::move(apply)) {}
-
-bool VirtualChanges::isAsked(Request const& request) {
-    return request.target.segments == std::vector<std::string>{"v1", "virtual"};
-}
+VirtualChanges::VirtualChanges(Routing::Router const& router, Rights const& rights, Apply apply)
+    : router_(router), rights_(rights), apply_(std::move(apply)) {}
 
 Reply VirtualChanges::reply(Request const& request) const {
     bool const adds = request.method == "PUT";
@@ -36,19 +31,11 @@ Reply VirtualChanges::reply(Request const& request) const {
         return errorReply(405,
                           fmt::format("{} is not possible: PUT and DELETE are", request.method));
     }
-    if (request.peer.uid != 0 && request.peer.uid != ::geteuid()) {
-        return errorReply(403, "only root and the agent's own user may change virtual addresses");
+    if (!rights_.mayChange(request.peer)) {
+        return refusal();
     }
     try {
-        for (auto const& [name, value] : request.target.query) {
-            if (name != "vrf" && name != "address") {
-                throw BadQuestion(fmt::format("'{}' is unknown: address or vrf is expected", name));
-            }
-        }
-        auto const filter = filterOf(request.target.query);
-        if (!filter.addr) {
-            throw BadQuestion("'address' is missing");
-        }
+        auto const filter = filterOf(request.target.query, {"address", "vrf"}, "address");
         L3::VrfName const vrf = filter.vrf.value_or("default");
         if (!router_.tables()->intfAddrVrfTableHas(vrf)) {
             return errorReply(404, fmt::format("there is no VRF '{}'", vrf));

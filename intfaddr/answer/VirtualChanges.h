@@ -10,6 +10,7 @@
 #include <functional>
 #include <vector>
 
+#include "intfaddr/answer/Rights.h"
 #include "intfaddr/http/Reply.h"
 #include "intfaddr/http/Request.h"
 #include "router/Router.h"
@@ -20,16 +21,16 @@ class VirtualChanges {
 public:
     using Apply = std::function<void(std::vector<Routing::Operation> const& operations)>;
 
-    // Borrows the router.
-    VirtualChanges(Routing::Router const& router, Apply apply);
+    // Borrows the router and the rights.
+    VirtualChanges(Routing::Router const& router, Rights const& rights, Apply apply);
 
-    static bool isAsked(Request const& request);
-    // 403 for others than root and the agent's own user, 400 for a bad question, 404 for a VRF that
+    // 403 for who has no right to, 400 for a bad question, 404 for a VRF that
     // does not exist.
     Reply reply(Request const& request) const;
 
 private:
     Routing::Router const& router_;
+    Rights const& rights_;
     Apply const apply_;
 };
 

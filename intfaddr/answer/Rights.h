@@ -1,0 +1,27 @@
+// Who may change something of the agent: root, the user that it runs as, and whom its configuration
+// names. Who may ask, the socket's owner and group say (Server.h).
+#pragma once
+
+#include <sys/types.h>
+
+#include <set>
+
+#include "intfaddr/http/Reply.h"
+#include "intfaddr/http/Request.h"
+
+namespace IntfAddr {
+
+class Rights {
+public:
+    void changersAre(std::set<uid_t> users) { changers_ = std::move(users); }
+
+    bool mayChange(Peer const& peer) const;
+
+private:
+    std::set<uid_t> changers_;
+};
+
+// 403.
+Reply refusal();
+
+}  // namespace IntfAddr
