@@ -14,18 +14,12 @@
 
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "router/Router.h"
+#include "router/repair/RecordedOperation.h"
 
 namespace Routing {
-
-struct RecordedOperation {
-    // When it came, in seconds; nothing where it followed the one before without anything between.
-    std::optional<Zin::Seconds> at{};
-    Operation operation{};
-};
 
 // Cheap to copy: what is recorded is shared.
 class Recording {

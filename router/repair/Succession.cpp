@@ -12,20 +12,6 @@ using IpLib::IntfAddrVrfTableImpl::Place;
 
 namespace {
 
-// Whether the row is what look-ups find, and stands in its interface's own place.
-bool isOwn(IpLib::IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& row) {
-    auto const* const indexed = table.intfAddrEntryFromAddr().find(row.key());
-    if (!indexed || (*indexed)->content() != row.content()) {
-        return false;
-    }
-    if (row.key().addr.isV6LinkLocal()) {
-        auto const* const entry = table.llIntfAddrEntryFromIntfId().find(row.intfId());
-        return entry && (*entry)->content() == row.content();
-    }
-    auto const* const set = table.intfAddrEntrySetFromSubnet().find(row.subnet());
-    return set && (*set)->intfId() == row.intfId();
-}
-
 // The places that somebody wants who does not stand there.
 class Contest {
 public:
@@ -54,6 +40,31 @@ private:
 
 }  // namespace
 
+bool standsInItsPlace(IpLib::IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& row) {
+    auto const* const indexed = table.intfAddrEntryFromAddr().find(row.key());
+    if (!indexed || (*indexed)->content() != row.content()) {
+        return false;
+    }
+    if (row.key().addr.isV6LinkLocal()) {
+        auto const* const entry = table.llIntfAddrEntryFromIntfId().find(row.intfId());
+        return entry && (*entry)->content() == row.content();
+    }
+    auto const* const set = table.intfAddrEntrySetFromSubnet().find(row.subnet());
+    return set && (*set)->intfId() == row.intfId();
+}
+
+std::optional<std::pair<IntfAddrWithMaskKey, bool>> publishedAs(Published const& published,
+                                                                IntfAddrWithMaskKey const& key) {
+    auto const deprecated = published.deprecated(key);
+    if (!key.isV6LinkLocal()) {
+        return deprecated ? std::optional(std::pair(key, *deprecated)) : std::nullopt;
+    }
+    // With another length it is the same address.
+    auto const any = deprecated ? std::optional(key)
+                                : published.linkLocal(key.intfId, key.addrWithMask.address());
+    return any ? std::optional(std::pair(*any, false)) : std::nullopt;
+}
+
 std::vector<IntfAddrWithMask> succession(Published const& published,
                                          IpLib::IntfAddrVrfTable const& old,
                                          std::vector<IntfAddrWithMaskKey> const& waiting) {
@@ -72,7 +83,7 @@ std::vector<IntfAddrWithMask> succession(Published const& published,
         }
         Place const place(key);
         auto const* const row = old.intfAddrEntry().find(place.content);
-        if (row && isOwn(old, **row)) {
+        if (row && standsInItsPlace(old, **row)) {
             return;
         }
         contest.enter(key);
@@ -96,22 +107,15 @@ std::vector<IntfAddrWithMask> succession(Published const& published,
     });
     for (auto const& member : old.intfAddrEntry()) {
         auto const& row = *member.value;
-        IntfAddrWithMaskKey key{row.intfId(), {row.key().addr, row.subnet().prefixLength()}};
+        IntfAddrWithMaskKey const key{row.intfId(), {row.key().addr, row.subnet().prefixLength()}};
         bool const isLinkLocal = key.isV6LinkLocal();
         // A refused address comes to nobody's mind but here.
         if (row.key().virtualIp || !(contest.concerns(key) || isLinkLocal) ||
-            !published.hasDevice(key.intfId) || !isOwn(old, row)) {
+            !published.hasDevice(key.intfId) || !standsInItsPlace(old, row)) {
             continue;
         }
-        auto deprecated = published.deprecated(key);
-        if (auto const other = isLinkLocal && !deprecated
-                                   ? published.linkLocal(key.intfId, row.key().addr)
-                                   : std::nullopt) {
-            key = *other;  // with another length it is the same address
-            deprecated = false;
-        }
-        if (deprecated) {
-            take(order, key, *deprecated);
+        if (auto const as = publishedAs(published, key)) {
+            take(order, as->first, as->second);
         }
     }
     order.insert(order.end(), inOwnSubnet.begin(), inOwnSubnet.end());

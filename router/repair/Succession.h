@@ -15,6 +15,8 @@
 // published, and are left out here.
 #pragma once
 
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMask.h"
@@ -22,6 +24,15 @@
 #include "router/Published.h"
 
 namespace Routing {
+
+// Whether the row is what look-ups find, and stands in its interface's own subnet, or as its
+// interface's link-local one: a row of the first kind.
+bool standsInItsPlace(IpLib::IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& row);
+
+// As what the address of a row is published; a link-local one with whatever length, and as not
+// deprecated, since it would be refused. Nothing where it is not published.
+std::optional<std::pair<IpLib::IntfAddrWithMaskKey, bool>> publishedAs(
+    Published const& published, IpLib::IntfAddrWithMaskKey const& key);
 
 // Of what is published and has its device alone; an address may be named twice. A refused
 // link-local address is named, as not deprecated, where its row stands.
