@@ -60,7 +60,7 @@ std::vector<VrfState::Phase> const& VrfState::phases() {
         &VrfState::subnetsOfOwners,
         &VrfState::otherRows,
         &VrfState::virtualAddresses,
-        &VrfState::leavingThatWait,
+        &VrfState::waitingThatLeftBefore,
         &VrfState::cleanUpsBeforeTheWait,
         &VrfState::waiting,
         &VrfState::cleanUpsSince,
@@ -149,9 +149,6 @@ void VrfState::rows() {
             return;
         }
         auto const& [key, deprecated] = *written;
-        if (!published_.deprecated(key)) {
-            withdrawn_[{key.intfId, key.addrWithMask.family()}].push_back(key);
-        }
         if (standsInItsPlace(*table_, row)) {
             writeAddress(key, deprecated);
         } else {
@@ -199,14 +196,13 @@ void VrfState::virtualAddresses() {
     });
 }
 
-void VrfState::leavingThatWait() {
-    if (!leaving_ || !waiting_) {
+void VrfState::waitingThatLeftBefore() {
+    if (!waiting_ || !leaving_) {
         return;
     }
     steps_.walk(waiting_, waiting_->backlog(), [this](auto const& member) {
-        auto const& [intf, addr] = member.key;
-        if (!published_.deprecated(member.key) && isLeaving(intf, addr.family())) {
-            writeAddress(member.key, false);
+        if (isWaiting(member.key) && leftBeforeTheWait(member.key)) {
+            writeAddress(member.key, published_.deprecated(member.key).value_or(false));
         }
     });
 }
@@ -233,12 +229,19 @@ void VrfState::cleanUps(bool (*isMeant)(Zin::Seconds since, Zin::Seconds cameToW
 void VrfState::cleanUp(IntfCleanupEntry const& entry) {
     Nimb::IntfId const& intf = entry.intfId();
     at_ = entry.emplacementTime() - origin_;
-    if (goneDevices_.erase(intf) > 0) {
+    bool const isIp = entry.af() == Nimb::AddressFamily::ipv4;
+    // Its status has gone, or its device, which takes what is left of the other family too.
+    bool const hasItsStatus = hasStatus(entry.key());
+    if (!hasItsStatus) {
+        write(isIp ? Operation(IpIntfDel{vrf_, intf}) : Operation(Ip6IntfDel{vrf_, intf}));
+    }
+    auto const other =
+        leaving_->getBacklog(intf, isIp ? Nimb::AddressFamily::ipv6 : Nimb::AddressFamily::ipv4);
+    bool const isLast = !other || other->emplacementTime() <= entry.emplacementTime();
+    if ((hasItsStatus || isLast) && goneDevices_.erase(intf) > 0) {
         write(KernelDel{vrf_, intf});
     }
-    bool const isIp = entry.af() == Nimb::AddressFamily::ipv4;
-    if (!hasStatus(entry.key())) {
-        write(isIp ? Operation(IpIntfDel{vrf_, intf}) : Operation(Ip6IntfDel{vrf_, intf}));
+    if (!hasItsStatus) {
         return;
     }
     for (auto const& [_, addr] : withdrawn_[entry.key()]) {
@@ -256,9 +259,9 @@ void VrfState::waiting() {
         at_ = std::max(0.0, cameToWait_ - origin_);
     }
     steps_.walk(waiting_, waiting_->backlog(), [this](auto const& member) {
-        auto const deprecated = published_.deprecated(member.key);
-        if (deprecated && isWaiting(member.key) && !early_.contains(member.key)) {
-            writeAddress(member.key, *deprecated);
+        if (isWaiting(member.key) && !leftBeforeTheWait(member.key) &&
+            !early_.contains(member.key)) {
+            writeAddress(member.key, published_.deprecated(member.key).value_or(false));
         }
     });
 }
@@ -327,10 +330,20 @@ bool VrfState::isLeaving(Nimb::IntfId const& intf, Nimb::AddressFamily family) c
     return leaving_ && leaving_->hasBacklog(intf, family);
 }
 
+bool VrfState::leftBeforeTheWait(Key const& key) const {
+    auto const entry =
+        leaving_ ? leaving_->getBacklog(key.intfId, key.addrWithMask.family()) : nullptr;
+    return entry && entry->emplacementTime() < cameToWait_;
+}
+
 bool VrfState::isWaiting(Key const& key) const {
+    if (!waiting_ || !waiting_->backlogHas(key)) {
+        return false;
+    }
     auto const deprecated = published_.deprecated(key);
-    return waiting_ && waiting_->backlogHas(key) && deprecated &&
-           published_.hasDevice(key.intfId) && !Published::isRefused(key, *deprecated);
+    return isLeaving(key.intfId, key.addrWithMask.family()) ||
+           (deprecated && published_.hasDevice(key.intfId) &&
+            !Published::isRefused(key, *deprecated));
 }
 
 void VrfState::write(Operation operation) {
@@ -339,6 +352,9 @@ void VrfState::write(Operation operation) {
 
 void VrfState::writeAddress(Key const& key, bool deprecated) {
     auto const& [intf, addr] = key;
+    if (!published_.deprecated(key)) {
+        withdrawn_[{intf, addr.family()}].push_back(key);
+    }
     if (addr.family() == Nimb::AddressFamily::ipv6) {
         Nimb::Ip6AddrWithMask const address(addr.address().ip6(), addr.prefixLength());
         write(Ip6AddrSet{vrf_, intf, {.addr = address, .deprecated = deprecated}});

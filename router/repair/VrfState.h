@@ -15,7 +15,8 @@
 //
 // With Times::kept the rows of what has gone stand too, until their clean-up is due, and the try of
 // what waits is due when it is here: times start at 0, and `elapsed` says when the state is the one
-// of now. What waits although it is published no more waits from the start.
+// of now. What waits, and whose interface left before the try was asked for, waits from the start;
+// what waits although its way is free by now, for the next try alone, comes without it.
 //
 // Steps may be taken one by one while the VRF changes: then what is written may be half of one
 // state and half of another. Whoever needs to know looks for changes meanwhile.
@@ -60,7 +61,7 @@ private:
     void subnetsOfOwners();
     void otherRows();
     void virtualAddresses();
-    void leavingThatWait();
+    void waitingThatLeftBefore();
     void cleanUpsBeforeTheWait();
     void cleanUpsSince();
     void cleanUps(bool (*isMeant)(Zin::Seconds since, Zin::Seconds cameToWait));
@@ -74,6 +75,7 @@ private:
     std::optional<std::pair<Key, bool>> writtenAs(IpLib::IntfAddrEntry const& row) const;
     bool hasStatus(IpLib::IntfFamily const& intfFamily) const;
     bool isLeaving(Nimb::IntfId const& intf, Nimb::AddressFamily family) const;
+    bool leftBeforeTheWait(Key const& key) const;
     bool isWaiting(Key const& key) const;
     void write(Operation operation);
     void writeAddress(Key const& key, bool deprecated);
