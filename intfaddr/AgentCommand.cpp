@@ -148,6 +148,7 @@ public:
                    Memory{.recorder = history_, .now = [this] { return loop_.now(); }},
                    AnsweringAgent{.identity = startIdentity(),
                                   .changes = changes_,
+                                  .operations = agent_.router().inputs().effects(),
                                   .supervisor = agent_.supervisor(),
                                   .version = options.version,
                                   .times =

@@ -14,6 +14,7 @@
 #include "intfaddr/answer/AnswerJson.h"
 #include "intfaddr/answer/ExplanationList.h"
 #include "intfaddr/answer/Question.h"
+#include "intfaddr/answer/StateScenario.h"
 #include "intfaddr/answer/SubnetList.h"
 #include "intfaddr/answer/Watch.h"
 
@@ -85,7 +86,7 @@ Reply Answers::reply(Request const& request) const {
     try {
         Filter filter;
         std::unique_ptr<Body> body;
-        bool isStream = false;
+        bool isLines = false;
         if (path == "addresses") {
             filter = filterOf(query, {"address", "family", "interface", "prefix", "vrf"});
             body = addresses(filter);
@@ -101,6 +102,10 @@ Reply Answers::reply(Request const& request) const {
         } else if (path == "explain") {
             filter = filterOf(query, {"address", "interface", "vrf"}, "address");
             body = explain(filter);
+        } else if (path == "state") {
+            filter = filterOf(query, {"vrf"}, "vrf");
+            body = state(filter);
+            isLines = true;
         } else if (path == "status" && agent_) {
             filter = filterOf(query, {});
             body = status();
@@ -109,7 +114,7 @@ Reply Answers::reply(Request const& request) const {
             bool const initial = takeInitial(parameters);
             filter = filterOf(parameters, {"address", "family", "interface", "prefix", "vrf"});
             body = std::make_unique<Watch>(agent_->changes, agent_->identity, filter, initial);
-            isStream = true;
+            isLines = true;
         } else {
             return errorReply(404,
                               fmt::format("there is nothing at /{}", fmt::join(segments, "/")));
@@ -118,7 +123,7 @@ Reply Answers::reply(Request const& request) const {
         if (!isThere && unknown(filter).empty()) {
             return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
         }
-        return {.contentType = isStream ? "application/x-ndjson" : Reply().contentType,
+        return {.contentType = isLines ? "application/x-ndjson" : Reply().contentType,
                 .body = std::move(body)};
     } catch (BadQuestion const& error) {
         return errorReply(400, error.what());
@@ -221,6 +226,15 @@ std::unique_ptr<Body> Answers::subnets(Filter const& filter) const {
     auto list = std::make_shared<SubnetList>(router_, filter.vrf);
     document->list("subnets", [list](Document::Items& items) { return list->step(items); });
     return ended(std::move(document), filter);
+}
+
+std::unique_ptr<Body> Answers::state(Filter const& filter) const {
+    std::optional<StateScenario::Changes> changes;
+    if (agent_) {
+        changes.emplace(agent_->operations, agent_->supervisor.follower());
+    }
+    return std::make_unique<StateScenario>(router_, *filter.vrf, std::move(changes),
+                                           [this, filter] { return unknown(filter); });
 }
 
 std::unique_ptr<Body> Answers::status() const {

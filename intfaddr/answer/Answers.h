@@ -9,10 +9,12 @@
 //   /v1/explain     why an address is there, or is not (Explanation.h)
 //   /v1/watch       the changes of the tables' rows as they happen, with `initial` the rows first;
 //                   of what a filter admits (Watch.h)
+//   /v1/state       a VRF as a scenario that makes it again (StateScenario.h)
 //   /v1/status      how the agent fares
 //
-// The last two can be asked only of who runs. Each names what is not known: what could hold the
-// answer, and could not be read. A document is made while it is sent, from what is there then.
+// What is watched and how an agent fares can be asked only of who runs. Each names what is not
+// known: what could hold the answer, and could not be read. A document is made while it is sent,
+// from what is there then.
 //
 // Borrows the router and the feed. Outlives its replies.
 #pragma once
@@ -38,6 +40,7 @@ struct AnsweringAgent {
     // Another one each time that an agent starts.
     std::string identity;
     ChangeLog& changes;
+    Routing::OperationEffects& operations;
     Routing::Supervisor const& supervisor;
     std::string version;
     struct Times {
@@ -66,6 +69,7 @@ private:
     std::unique_ptr<Body> rowOfIntf(Filter const& filter, bool isLinkLocal) const;
 
     std::unique_ptr<Body> explain(Filter const& filter) const;
+    std::unique_ptr<Body> state(Filter const& filter) const;
     std::unique_ptr<Body> status() const;
 
     std::unique_ptr<Document> begun() const;

@@ -94,6 +94,7 @@ struct AnswersTest : testing::Test {
         AnsweringAgent{
             .identity = "me",
             .changes = changes,
+            .operations = agent.router().inputs().effects(),
             .supervisor = agent.supervisor(),
             .version = "1.2",
             .times = [] { return AnsweringAgent::Times{.up = 9.5, .longestStall = 0.25}; }}};

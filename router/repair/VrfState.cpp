@@ -86,7 +86,7 @@ void VrfState::devices() {
         write(TableAdd{vrf_});
     }
     auto const dir = router_.inputs().kniIntfStatusHelper()->deviceIntfStatusDir(vrf_);
-    steps_.walk(dir, dir->deviceIntfStatus(), [this](auto const& member) {
+    steps_.walkPresent(dir, dir->deviceIntfStatus(), [this](auto const& member) {
         auto const& device = *member.value;
         write(KernelAdd{vrf_,
                         member.key,
@@ -96,7 +96,7 @@ void VrfState::devices() {
                          .active = device.active()}});
     });
     if (leaving_) {
-        steps_.walk(leaving_, leaving_->backlog(), [this](auto const& member) {
+        steps_.walkPresent(leaving_, leaving_->backlog(), [this](auto const& member) {
             auto const& intf = member.key.intfId;
             if (!published_.hasDevice(intf) && goneDevices_.insert(intf).second) {
                 write(KernelAdd{vrf_, intf, {.deviceName = std::string(intf.name())}});
@@ -116,7 +116,7 @@ void VrfState::interfaces() {
         write(Ip6VrfAdd{vrf_});
     }
     if (ip) {
-        steps_.walk(ip, ip->ipIntfStatus(), [this](auto const& member) {
+        steps_.walkPresent(ip, ip->ipIntfStatus(), [this](auto const& member) {
             Ip::IpIntfStatus const& intf = *member.value;
             IpIntf addressing{.unnumberedSource = intf.unnumberedIntfId()};
             if (!Published::hasPrimary(intf)) {
@@ -126,12 +126,12 @@ void VrfState::interfaces() {
         });
     }
     if (ip6) {
-        steps_.walk(ip6, ip6->intfStatus(), [this](auto const& member) {
+        steps_.walkPresent(ip6, ip6->intfStatus(), [this](auto const& member) {
             write(Ip6IntfAdd{vrf_, member.key, {}});
         });
     }
     if (leaves) {
-        steps_.walk(leaving_, leaving_->backlog(), [this](auto const& member) {
+        steps_.walkPresent(leaving_, leaving_->backlog(), [this](auto const& member) {
             auto const& [intf, family] = member.key;
             if (!hasStatus(member.key)) {
                 write(family == Nimb::AddressFamily::ipv4 ? Operation(IpIntfAdd{vrf_, intf, {}})
@@ -142,7 +142,7 @@ void VrfState::interfaces() {
 }
 
 void VrfState::rows() {
-    steps_.walk(table_, table_->intfAddrEntry(), [this](auto const& member) {
+    steps_.walkPresent(table_, table_->intfAddrEntry(), [this](auto const& member) {
         IpLib::IntfAddrEntry const& row = *member.value;
         auto const written = row.key().virtualIp ? std::nullopt : writtenAs(row);
         if (!written) {
@@ -183,13 +183,13 @@ void VrfState::otherRows() {
 
 void VrfState::virtualAddresses() {
     auto const ip = router_.inputs().virtualIpStatus();
-    steps_.walk(ip, ip->virtualIp(), [this](auto const& member) {
+    steps_.walkPresent(ip, ip->virtualIp(), [this](auto const& member) {
         if (member.key.vrfName() == vrf_) {
             write(VipAdd{vrf_, member.key.addrWithMask()});
         }
     });
     auto const ip6 = router_.inputs().virtualIp6Status();
-    steps_.walk(ip6, ip6->virtualIp6(), [this](auto const& member) {
+    steps_.walkPresent(ip6, ip6->virtualIp6(), [this](auto const& member) {
         if (member.key.vrfName() == vrf_) {
             write(Vip6Add{vrf_, member.key.addr()});
         }
@@ -200,7 +200,7 @@ void VrfState::waitingThatLeftBefore() {
     if (!waiting_ || !leaving_) {
         return;
     }
-    steps_.walk(waiting_, waiting_->backlog(), [this](auto const& member) {
+    steps_.walkPresent(waiting_, waiting_->backlog(), [this](auto const& member) {
         if (isWaiting(member.key) && leftBeforeTheWait(member.key)) {
             writeAddress(member.key, published_.deprecated(member.key).value_or(false));
         }
@@ -219,7 +219,7 @@ void VrfState::cleanUps(bool (*isMeant)(Zin::Seconds since, Zin::Seconds cameToW
     if (!leaving_) {
         return;
     }
-    steps_.walk(leaving_, leaving_->backlog(), [this, isMeant](auto const& member) {
+    steps_.walkPresent(leaving_, leaving_->backlog(), [this, isMeant](auto const& member) {
         if (isMeant(member.value->emplacementTime(), cameToWait_)) {
             cleanUp(*member.value);
         }
@@ -258,7 +258,7 @@ void VrfState::waiting() {
     if (leaving_ && waiting_->backlog().size() > 0) {
         at_ = std::max(0.0, cameToWait_ - origin_);
     }
-    steps_.walk(waiting_, waiting_->backlog(), [this](auto const& member) {
+    steps_.walkPresent(waiting_, waiting_->backlog(), [this](auto const& member) {
         if (isWaiting(member.key) && !leftBeforeTheWait(member.key) &&
             !early_.contains(member.key)) {
             writeAddress(member.key, published_.deprecated(member.key).value_or(false));
@@ -280,22 +280,23 @@ void VrfState::rest() {
 
 void VrfState::forEachPublished(Each const& each) {
     if (auto const ip6 = published_.ip6Status()) {
-        steps_.walk(ip6, ip6->intfStatus(), [this, each](auto const& member) {
+        steps_.walkPresent(ip6, ip6->intfStatus(), [this, each](auto const& member) {
             auto const intf = member.value;
-            steps_.walk(intf, intf->addr(), [each, intf](auto const& addr) {
+            steps_.walkPresent(intf, intf->addr(), [each, intf](auto const& addr) {
                 each(Key{intf->intfId(), addr.key}, addr.value.deprecated);
             });
         });
     }
     if (auto const ip = published_.ipStatus()) {
-        steps_.walk(ip, ip->ipIntfStatus(), [this, each](auto const& member) {
+        steps_.walkPresent(ip, ip->ipIntfStatus(), [this, each](auto const& member) {
             auto const intf = member.value;
             if (Published::hasPrimary(*intf)) {
                 each(Key{intf->intfId(), intf->activeAddrWithMask()}, false);
             }
-            steps_.walk(intf, intf->secondaryActiveAddrWithMask(), [each, intf](auto const& addr) {
-                each(Key{intf->intfId(), addr.key}, false);
-            });
+            steps_.walkPresent(intf, intf->secondaryActiveAddrWithMask(),
+                               [each, intf](auto const& addr) {
+                                   each(Key{intf->intfId(), addr.key}, false);
+                               });
         });
     }
 }

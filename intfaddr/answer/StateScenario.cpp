@@ -1,0 +1,86 @@
+#include "intfaddr/answer/StateScenario.h"
+
+#include <fmt/format.h>
+
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+#include "feeds/scenario/OperationWriter.h"
+
+namespace IntfAddr {
+
+namespace {
+
+constexpr std::size_t pieceSize = 4096;
+
+std::string lineOf(Routing::RecordedOperation const& recorded) {
+    auto line = Scenario::lineOf(recorded.operation);
+    if (recorded.at) {
+        line["at"] = *recorded.at;
+    }
+    return Scenario::textOf(line);
+}
+
+}  // namespace
+
+StateScenario::StateScenario(Routing::Router const& router, L3::VrfName vrf,
+                             std::optional<Changes> changes, NotKnown notKnown)
+    : vrf_(std::move(vrf)),
+      changes_(std::move(changes)),
+      notKnown_(std::move(notKnown)),
+      text_(Scenario::textOf(Scenario::configLine({.machines = router.config()}))),
+      state_(router, vrf_, Routing::VrfState::Times::kept,
+             [this](Routing::RecordedOperation const& made) { text_ += lineOf(made); }) {
+    if (changes_) {
+        changes_->operations.observerAdd(*this);
+        notifierIs(changes_->rows);
+    }
+}
+
+StateScenario::~StateScenario() {
+    if (changes_) {
+        changes_->operations.observerDel(*this);
+    }
+}
+
+Body::Progress StateScenario::next(std::string& buffer) {
+    bool isMore = true;
+    while (isMore && text_.size() < pieceSize) {
+        isMore = state_.step();
+    }
+    if (!isMore) {
+        end();
+    }
+    buffer += std::exchange(text_, {});
+    return isMore ? Progress::more : Progress::ended;
+}
+
+void StateScenario::handleOperation(Routing::Operation const& operation) {
+    std::visit(
+        [this](auto const& op) {
+            if constexpr (requires { op.vrf; }) {
+                hasChanged_ = hasChanged_ || op.vrf == vrf_;
+            }
+        },
+        operation);
+}
+
+void StateScenario::handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const&,
+                              bool /*present*/) {
+    hasChanged_ = hasChanged_ || vrf == vrf_;
+}
+
+void StateScenario::end() {
+    Scenario::OrderedJson const present{
+        {"op", "advance"}, {"seconds", 0.0}, {"at", state_.elapsed()}};
+    text_ += Scenario::textOf(present);
+    for (auto const& [what, why] : notKnown_()) {
+        text_ += Scenario::commentLine(fmt::format("{}{}: {}", notKnownMark.substr(2), what, why));
+    }
+    if (hasChanged_) {
+        text_ += Scenario::commentLine(changedMark.substr(2));
+    }
+}
+
+}  // namespace IntfAddr
