@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <memory>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -13,10 +11,6 @@
 namespace Scenario {
 
 namespace {
-
-bool isSkipped(std::string const& line) {
-    return line.starts_with('#') || line.find_first_not_of(" \t\r") == std::string::npos;
-}
 
 Json objectOf(LineReader const& reader) {
     try {
@@ -29,68 +23,58 @@ Json objectOf(LineReader const& reader) {
     }
 }
 
-class Replayer {
-public:
-    Replayer(std::ostream& out, Options const& options) : out_(out), options_(options) {}
-
-    // Starts the run, unless it has begun.
-    Run& run(Config const& config = {}) {
-        if (!run_) {
-            run_ = std::make_unique<Run>(out_, config, options_);
-        }
-        return *run_;
+std::string takeOp(Json& object) {
+    auto const op = object.find("op");
+    if (op == object.end()) {
+        throw LineError("field 'op' is missing");
     }
-    std::optional<Outcome> outcome() const { return run_ ? run_->outcome() : std::nullopt; }
-    Zin::Seconds now() const { return run_ ? run_->now() : 0.0; }
-
-    void handleLine(LineReader const& reader) {
-        Json object = objectOf(reader);
-        Operation const& operation = operationOf(takeOp(object));
-        auto const at = takeAt(object);
-        Fields const fields(std::move(object), operation.fields);
-        bool const configures = operation.name == configOp && !run_;
-        run(configures ? readConfig(fields) : Config())
-            .carryOut(reader.number(), at, [this, configures, &operation, &fields] {
-                return configures ? Routing::Effect([] {}) : operation.check(*run_, fields);
-            });
+    if (!op->is_string()) {
+        throw LineError(
+            fmt::format("field 'op': expected a text, found {}", shortened(op->dump())));
     }
-
-private:
-    static std::string takeOp(Json& object) {
-        auto const op = object.find("op");
-        if (op == object.end()) {
-            throw LineError("field 'op' is missing");
-        }
-        if (!op->is_string()) {
-            throw LineError(
-                fmt::format("field 'op': expected a text, found {}", shortened(op->dump())));
-        }
-        std::string name = op->get<std::string>();
-        object.erase(op);
-        return name;
-    }
-
-    std::optional<Zin::Seconds> takeAt(Json& object) const {
-        static std::vector<Field> const syntax{{"at"}};
-        auto const member = object.find("at");
-        if (member == object.end()) {
-            return std::nullopt;
-        }
-        Fields const field({{"at", *member}}, syntax);
-        Zin::Seconds const at = field.number("at");
-        if (at < now()) {
-            throw field.error("at", fmt::format("a time from {} on", now()));
-        }
-        object.erase(member);
-        return at;
-    }
-
-    std::ostream& out_;
-    Options const& options_;
-    std::unique_ptr<Run> run_;
-};
+    std::string name = op->get<std::string>();
+    object.erase(op);
+    return name;
+}
 
 }  // namespace
+
+bool isSkipped(std::string_view line) {
+    return line.starts_with('#') || line.find_first_not_of(" \t\r") == line.npos;
+}
+
+Run& Replayer::run(Config const& config) {
+    if (!run_) {
+        run_ = std::make_unique<Run>(out_, config, options_);
+    }
+    return *run_;
+}
+
+void Replayer::handleLine(std::uint64_t number, Json object) {
+    Operation const& operation = operationOf(takeOp(object));
+    auto const at = takeAt(object);
+    Fields const fields(std::move(object), operation.fields);
+    bool const configures = operation.name == configOp && !run_;
+    run(configures ? readConfig(fields) : Config())
+        .carryOut(number, at, [this, configures, &operation, &fields] {
+            return configures ? Routing::Effect([] {}) : operation.check(*run_, fields);
+        });
+}
+
+std::optional<Zin::Seconds> Replayer::takeAt(Json& object) const {
+    static std::vector<Field> const syntax{{"at"}};
+    auto const member = object.find("at");
+    if (member == object.end()) {
+        return std::nullopt;
+    }
+    Fields const field({{"at", *member}}, syntax);
+    Zin::Seconds const at = origin_ + field.number("at");
+    if (at < now()) {
+        throw field.error("at", fmt::format("a time from {} on", now() - origin_));
+    }
+    object.erase(member);
+    return at;
+}
 
 Outcome replay(std::istream& in, std::ostream& out, Options const& options,
                Progress const& progress) {
@@ -99,7 +83,7 @@ Outcome replay(std::istream& in, std::ostream& out, Options const& options,
     try {
         while (out && reader.next()) {
             if (!isSkipped(reader.line())) {
-                replayer->handleLine(reader);
+                replayer->handleLine(reader.number(), objectOf(reader));
             }
             if (auto const outcome = replayer->outcome()) {
                 return *outcome;

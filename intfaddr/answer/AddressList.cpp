@@ -62,6 +62,30 @@ AddressState stateOf(Routing::Router const& router, L3::VrfName const& vrf,
     return *deprecated ? AddressState::deprecated : AddressState::preferred;
 }
 
+ListedAddress listed(Routing::Router const& router, L3::VrfName const& vrf,
+                     IntfAddrVrfTable const& table, IntfAddrWithMaskKey const& key) {
+    ListedAddress address{.vrf = vrf,
+                          .intf = key.intfId,
+                          .addr = key.addrWithMask,
+                          .state = stateOf(router, vrf, key)};
+    auto const machine = router.tableSm(vrf);
+    auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
+    auto const published = router.published(vrf);
+    if (backlog && backlog->backlogHas(key)) {
+        address.place = Place::waiting;
+        address.holder = Routing::holderOf(table, key);
+    } else if (table.intfAddrEntryHas(IpLib::IntfAddrVrfTableImpl::Place(key).content)) {
+        address.place = Place::table;
+    } else if (published.hasDevice(key.intfId)) {
+        address.place = Place::leftOut;
+        address.lack = lackOf(table, key, published.deprecated(key).value_or(false));
+        address.why = toStrep(*address.lack);
+    } else {
+        address.place = Place::noDevice;
+    }
+    return address;
+}
+
 AddressList::AddressList(Routing::Router const& router, Netlink::Feed const& feed, Filter filter)
     : router_(router), feed_(feed), filter_(std::move(filter)), vrfs_(router.vrfs()) {
     if (filter_.vrf) {
@@ -121,7 +145,9 @@ void AddressList::walkWaiting(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable>
     auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
     if (backlog) {
         steps_.walkPresent(backlog, backlog->backlog(), [this, vrf, table](auto const& member) {
-            listWaiting(vrf, *table, member.key);
+            if (filter_.admits(member.key.intfId, member.key.addrWithMask.address())) {
+                tell(listed(router_, vrf, *table, member.key));
+            }
         });
     }
 }
@@ -132,21 +158,21 @@ void AddressList::walkPublished(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTabl
         steps_.walkPresent(status, status->ipIntfStatus(), [this, vrf, table](auto const& member) {
             Zin::Ptr<Ip::IpIntfStatus> const intf = member.value;
             if (Routing::Published::hasPrimary(*intf)) {
-                listPublished(vrf, *table, {intf->intfId(), intf->activeAddrWithMask()}, false);
+                listPublished(vrf, *table, {intf->intfId(), intf->activeAddrWithMask()});
             }
             steps_.walkPresent(intf, intf->secondaryActiveAddrWithMask(),
                                [this, vrf, table, name = intf->intfId()](auto const& addr) {
-                                   listPublished(vrf, *table, {name, addr.key}, false);
+                                   listPublished(vrf, *table, {name, addr.key});
                                });
         });
     }
     if (auto const status = published.ip6Status()) {
         steps_.walkPresent(status, status->intfStatus(), [this, vrf, table](auto const& member) {
             Zin::Ptr<Ip6::IntfStatus> const intf = member.value;
-            steps_.walkPresent(
-                intf, intf->addr(), [this, vrf, table, name = intf->intfId()](auto const& addr) {
-                    listPublished(vrf, *table, {name, addr.key}, addr.value.deprecated);
-                });
+            steps_.walkPresent(intf, intf->addr(),
+                               [this, vrf, table, name = intf->intfId()](auto const& addr) {
+                                   listPublished(vrf, *table, {name, addr.key});
+                               });
         });
     }
 }
@@ -166,41 +192,14 @@ void AddressList::listRow(L3::VrfName const& vrf, IpLib::IntfAddrEntry const& ro
     }
 }
 
-void AddressList::listWaiting(L3::VrfName const& vrf, IntfAddrVrfTable const& table,
-                              IntfAddrWithMaskKey const& key) const {
-    if (filter_.admits(key.intfId, key.addrWithMask.address())) {
-        tell({.vrf = vrf,
-              .intf = key.intfId,
-              .addr = key.addrWithMask,
-              .place = Place::waiting,
-              .state = stateOf(router_, vrf, key),
-              .holder = Routing::holderOf(table, key)});
-    }
-}
-
 void AddressList::listPublished(L3::VrfName const& vrf, IntfAddrVrfTable const& table,
-                                IntfAddrWithMaskKey const& key, bool deprecated) const {
-    if (!filter_.admits(key.intfId, key.addrWithMask.address())) {
-        return;
+                                IntfAddrWithMaskKey const& key) const {
+    if (filter_.admits(key.intfId, key.addrWithMask.address())) {
+        auto const address = listed(router_, vrf, table, key);
+        if (address.place == Place::noDevice || address.place == Place::leftOut) {
+            tell(address);
+        }
     }
-    auto const machine = router_.tableSm(vrf);
-    auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
-    if ((backlog && backlog->backlogHas(key)) ||
-        table.intfAddrEntryHas(IpLib::IntfAddrVrfTableImpl::Place(key).content)) {
-        return;
-    }
-    ListedAddress address{.vrf = vrf,
-                          .intf = key.intfId,
-                          .addr = key.addrWithMask,
-                          .place = Place::leftOut,
-                          .state = stateOf(router_, vrf, key)};
-    if (router_.published(vrf).hasDevice(key.intfId)) {
-        address.lack = lackOf(table, key, deprecated);
-        address.why = toStrep(*address.lack);
-    } else {
-        address.place = Place::noDevice;
-    }
-    tell(address);
 }
 
 void AddressList::listLeftOut(Netlink::LinkRef const& link) const {

@@ -77,10 +77,8 @@ private:
     void walkWaiting(L3::VrfName const& vrf, Zin::Ptr<IpLib::IntfAddrVrfTable> const& table);
     void walkPublished(L3::VrfName const& vrf, Zin::Ptr<IpLib::IntfAddrVrfTable> const& table);
     void listRow(L3::VrfName const& vrf, IpLib::IntfAddrEntry const& row) const;
-    void listWaiting(L3::VrfName const& vrf, IpLib::IntfAddrVrfTable const& table,
-                     IpLib::IntfAddrWithMaskKey const& key) const;
     void listPublished(L3::VrfName const& vrf, IpLib::IntfAddrVrfTable const& table,
-                       IpLib::IntfAddrWithMaskKey const& key, bool deprecated) const;
+                       IpLib::IntfAddrWithMaskKey const& key) const;
     void listLeftOut(Netlink::LinkRef const& link) const;
     void tell(ListedAddress const& address) const;
 
@@ -92,6 +90,10 @@ private:
     std::optional<Netlink::LinkRef> link_;
     Each const* each_ = nullptr;
 };
+
+// The place of an address that is published, or waits, and all that goes with it.
+ListedAddress listed(Routing::Router const& router, L3::VrfName const& vrf,
+                     IpLib::IntfAddrVrfTable const& table, IpLib::IntfAddrWithMaskKey const& key);
 
 // The state of an address that is published, or of which the row stands still.
 AddressState stateOf(Routing::Router const& router, L3::VrfName const& vrf,
