@@ -20,15 +20,8 @@ namespace IntfAddr {
 
 namespace {
 
-enum ExitStatus { found = 0, none = 1, badQuestion = 2, notKnown = 3 };
-
 // How long a task may run before it must let others have their turn.
 constexpr Zin::Seconds taskSlice = 0.01;
-
-struct Answer {
-    unsigned status = 0;
-    std::string text;
-};
 
 // Of what the kernel has at this moment.
 Answer answerOfKernel(Target const& target, std::optional<L3::VrfName> const& vrf,
@@ -54,6 +47,7 @@ Answer answerOfKernel(Target const& target, std::optional<L3::VrfName> const& vr
 
 Answer answerOfAgent(Target const& target, std::string const& path) {
     Answer answer;
+    answer.isOfAgent = true;
     answer.status = Client(path).get(IntfAddr::target(target.segments, target.query),
                                      [&answer](std::string_view piece) { answer.text += piece; });
     return answer;
@@ -62,6 +56,8 @@ Answer answerOfAgent(Target const& target, std::string const& path) {
 bool looksAtKernel(AskOptions const& options) {
     return options.kernel || !options.policy.leftOut.empty() || !options.policy.borrows;
 }
+
+}  // namespace
 
 Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice const& warn) {
     if (!looksAtKernel(options)) {
@@ -76,8 +72,6 @@ Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice
     }
     return answerOfKernel(target, filterOf(target.query).vrf, options.policy, warn);
 }
-
-}  // namespace
 
 std::string socketPath(std::string const& runDirectory) { return runDirectory + "/intfaddr.sock"; }
 

@@ -15,12 +15,16 @@
 #include <string>
 #include <vector>
 
+#include "feeds/netlink/Follower.h"
 #include "feeds/netlink/Picture.h"
 #include "intfaddr/Streams.h"
 #include "intfaddr/answer/Document.h"
 #include "intfaddr/ask/Words.h"
+#include "intfaddr/http/Target.h"
 
 namespace IntfAddr {
+
+enum ExitStatus { found = 0, none = 1, badQuestion = 2, notKnown = 3 };
 
 // One command that asks.
 struct AskCommand {
@@ -40,6 +44,8 @@ struct AskOptions {
     std::vector<std::string> words{};
     bool json = false;
     bool brief = false;
+    // Of `explain`: a scenario (RehearsalCommand.h).
+    bool scenario = false;
     // Ask the kernel, whether an agent runs or not.
     bool kernel = false;
     // Where the agent is; the default where nothing is given.
@@ -47,6 +53,15 @@ struct AskOptions {
     // For a look at the kernel, which this implies where something is left out.
     Netlink::Policy policy{};
 };
+
+struct Answer {
+    unsigned status = 0;
+    std::string text;
+    bool isOfAgent = false;
+};
+
+// Of the agent, where one runs and may be asked; else of the kernel, which `warn` is told.
+Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice const& warn);
 
 // Returns the exit status. Throws BadQuestion, and std::exception for what fails.
 int ask(AskCommand const& command, AskOptions const& options, Streams const& streams);

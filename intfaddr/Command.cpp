@@ -17,6 +17,7 @@
 #include "intfaddr/AskCommand.h"
 #include "intfaddr/CaptureCommand.h"
 #include "intfaddr/MonitorCommand.h"
+#include "intfaddr/RehearsalCommand.h"
 #include "intfaddr/ReplayCommand.h"
 #include "intfaddr/StatusCommand.h"
 #include "intfaddr/VipCommand.h"
@@ -49,16 +50,24 @@ void addLeaveOut(CLI::App& command, Netlink::Policy& policy) {
         "device of its VRF has too, take it for the interface's own");
 }
 
+void addAsked(CLI::App& command, AskOptions& options) {
+    command.add_flag("--json", options.json, "Print one JSON document");
+    command.add_flag("--kernel", options.kernel, "Ask the kernel, whether an agent runs or not");
+    addRunDir(command, options.runDir);
+    addLeaveOut(command, options.policy);
+}
+
 void addAsk(CLI::App& app, AskCommand const& ask, AskOptions& options) {
     CLI::App* const command = app.add_subcommand(ask.name, ask.description);
     command->add_option("WORDS", options.words, toText(ask.grammar))->type_name("");
-    command->add_flag("--json", options.json, "Print one JSON document");
     if (ask.name == "show") {
         command->add_flag("--brief", options.brief, "Print a line for each interface");
     }
-    command->add_flag("--kernel", options.kernel, "Ask the kernel, whether an agent runs or not");
-    addRunDir(*command, options.runDir);
-    addLeaveOut(*command, options.policy);
+    if (ask.name == "explain") {
+        command->add_flag("--scenario", options.scenario,
+                          "Print a scenario that shows it: what is published, and what happened");
+    }
+    addAsked(*command, options);
     command->footer(
         "VRF \"default\" is the network namespace that the agent runs in; each namespace that is\n"
         "named ns-NAME is VRF NAME. A VRF device is a VRF of its name, in namespace ns-NAME it\n"
@@ -67,6 +76,31 @@ void addAsk(CLI::App& app, AskCommand const& ask, AskOptions& options) {
         "Exit status: 0; 1 if there is none; 2 for a bad question; 3 if it is not known, since\n"
         "something that could hold the answer could not be read; 70 if something else went\n"
         "wrong.");
+}
+
+void addRehearsals(CLI::App& app, AskOptions& options) {
+    CLI::App* const whyNot = app.add_subcommand(
+        "why-not", "Print what would come of an address if it were configured now.");
+    whyNot->add_option("WORDS", options.words, "ADDR/LEN intf NAME [vrf NAME]")->type_name("");
+    addAsked(*whyNot, options);
+    whyNot->footer(
+        "It is tried on a copy of what the agent has; nothing changes. Rows that come and go\n"
+        "because of it are printed with their times.\n"
+        "Exit status: 0 if it would be in the table; 1 if not; 2 for a bad question; 3 if it is\n"
+        "not known, since something that could hold it could not be read; 70 if something else\n"
+        "went wrong.");
+    CLI::App* const whatIf = app.add_subcommand(
+        "what-if", "Print what the operations of a scenario would come to if they came now.");
+    whatIf->add_option("FILE", options.words, "The scenario, JSON Lines; - is the standard input")
+        ->type_name("");
+    addAsked(*whatIf, options);
+    whatIf->footer(
+        "They are tried on a copy of what the agent has; nothing changes. Times count from now.\n"
+        "  echo '{\"op\":\"kernel.del\",\"vrf\":\"default\",\"intf\":\"eth0\"}' | intfaddr what-if "
+        "-\n"
+        "Exit status: 0 if rows would come or go; 1 if none would; 2 for a bad argument, or where\n"
+        "the file is wrong, which is told as FILE:LINE: MESSAGE; 3 if it is not known; 70 if\n"
+        "something else went wrong.");
 }
 
 void addMonitor(CLI::App& app, MonitorOptions& options) {
@@ -223,6 +257,7 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     for (AskCommand const& one : askCommands()) {
         addAsk(app, one, askOptions);
     }
+    addRehearsals(app, askOptions);
     MonitorOptions monitorOptions;
     addMonitor(app, monitorOptions);
     StatusOptions statusOptions;
@@ -247,7 +282,10 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
         }
         auto const asks = std::ranges::find_if(
             askCommands(), [&app](AskCommand const& one) { return app.got_subcommand(one.name); });
-        int const status = asks != askCommands().end()     ? ask(*asks, askOptions, streams)
+        int const status = askOptions.scenario             ? explainByScenario(askOptions, streams)
+                           : asks != askCommands().end()   ? ask(*asks, askOptions, streams)
+                           : app.got_subcommand("why-not") ? whyNot(askOptions, streams)
+                           : app.got_subcommand("what-if") ? whatIf(askOptions, streams)
                            : app.got_subcommand("vip")     ? vip(vipOptions, streams)
                            : app.got_subcommand("monitor") ? monitor(monitorOptions, streams)
                            : app.got_subcommand("status")  ? agentStatus(statusOptions, streams)

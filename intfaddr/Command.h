@@ -1,10 +1,9 @@
 // The command line of intfaddr.
 //
-//   intfaddr show [ADDRESS] [--vrf NAME] [--json]
-//   intfaddr replay FILE [--events] [--trace N] [--class NAME]...
+//   intfaddr COMMAND [WORD]... [--OPTION]...
 //
 // Exit status: 0; 2 for a command line that makes no sense, with a message that says why; 70 if
-// something went wrong that should not. show: 1 if nothing owns ADDRESS. replay: 1 if an
+// something went wrong that should not. Of commands that ask see AskCommand.h. replay: 1 if an
 // expectation of the file failed, 2 if something is wrong with the file, 3 if an invariant failed.
 #pragma once
 

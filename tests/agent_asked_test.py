@@ -17,13 +17,15 @@ from live import machine
 from live.case import NOBODY, PROGRAM, AgentCase, addresses, main
 
 
-class Asked(AgentCase):
+class AskingCase(AgentCase):
     def ask(self, *words, program=PROGRAM, **options):
         return machine.run(program, *words, "--run-dir", self.path("run"), **options)
 
     def json(self, *words):
         return json.loads(self.ask(*words, "--json").stdout)
 
+
+class Asked(AskingCase):
     def test_who_has_a_disputed_subnet_and_who_waits_for_it(self):
         machine.make_vrf("red")
         machine.join("red", "e0", "red", "e1")
@@ -109,6 +111,86 @@ class Asked(AgentCase):
             self.assertEqual(len(told), 5000)
             self.assertEqual(len(set(told)), 5000)
         self.assert_ends_well(agent)
+
+
+class Rehearsed(AskingCase):
+    """What would be, tried on a copy: nothing of it reaches the agent."""
+
+    def setUp(self):
+        super().setUp()
+        machine.make_vrf("red")
+        machine.join("red", "e0", "red", "e1")
+        self.agent = self.start("--run-dir", self.path("run"))
+        self.agent.snapshot()
+        machine.batch(["addr add 10.0.0.1/24 dev e0"], "red")
+        self.assert_soon(lambda: self.json("lookup", "10.0.0.1")["owners"])
+        machine.batch(["addr add 10.0.0.2/24 dev e1"], "red")
+        self.assert_soon(lambda: self.json("show", "10.0.0.2")["addresses"])
+
+    def tearDown(self):
+        self.assert_ends_well(self.agent)
+        super().tearDown()
+
+    def test_why_not(self):
+        free = self.ask("why-not", "10.0.1.1/24", "intf", "e1", "vrf", "red")
+        self.assertEqual((free.returncode, free.stderr), (0, ""))
+        answer = self.json("why-not", "10.0.0.3/24", "intf", "e1", "vrf", "red")
+        self.assertEqual(answer["address"]["waitsFor"],
+                         {"subnet": "10.0.0.0/24", "interface": "e0"})
+        self.assertEqual((answer["from"], answer["changes"]), ("agent", []))
+        self.assertFalse(self.json("show", "10.0.0.3")["addresses"])
+
+    def test_a_bad_question_is_refused(self):
+        for words, said in ((["10.0.0.1"], "'10.0.0.1' is not expected: ADDR/LEN is"),
+                            ([], "ADDR/LEN is missing"),
+                            (["10.0.0.1/24"], "intf NAME is missing"),
+                            (["10.0.0.1/33", "intf", "e0"], "'10.0.0.1/33' is no address"),
+                            (["224.0.0.1/24", "intf", "e0", "vrf", "red"], "multicast"),
+                            (["10.0.0.1/24", "intf", "e0", "vrf", "none"], "there is no VRF")):
+            result = self.ask("why-not", *words)
+            self.assertEqual(result.returncode, 2, words)
+            self.assertIn(said, result.stderr)
+
+    def test_what_if(self):
+        with open(self.path("file"), "w") as file:
+            file.write('{"op":"kernel.del","vrf":"red","intf":"e0"}\n')
+        answer = self.json("what-if", self.path("file"))
+        goes, comes = (one for one in answer["changes"] if one["family"] == "IPv4")
+        self.assertEqual((goes["present"], goes["address"], round(goes["at"], 3)),
+                         (False, "10.0.0.1", 1.5))
+        # At the next try, which may be due already.
+        self.assertEqual((comes["present"], comes["address"]), (True, "10.0.0.2"))
+        self.assertTrue(1.5 <= comes["at"] <= 3.6, comes["at"])
+        self.assertTrue(self.json("lookup", "10.0.0.1")["owners"])
+        with open(self.path("file"), "a") as file:
+            file.write('{"op":"snapshot"}\n')
+        result = self.ask("what-if", self.path("file"))
+        self.assertEqual((result.returncode, result.stdout), (2, ""))
+        self.assertIn(f"{self.path('file')}:2: 'snapshot' changes nothing", result.stderr)
+        self.assertEqual(self.ask("what-if", self.path("none")).returncode, 2)
+
+    def test_a_scenario_that_explains_replays_to_the_same(self):
+        for addr, owner in (("10.0.0.1", "e0"), ("10.0.0.2", None)):
+            scenario = self.ask("explain", "--scenario", addr)
+            self.assertEqual((scenario.returncode, scenario.stderr), (0, ""))
+            lines = scenario.stdout.splitlines()
+            self.assertIn("was published as primary", scenario.stdout)
+            self.assertEqual(json.loads(lines[-1])["lookup"]["intf"], owner)
+            # The configuration, the table, two devices, the status, two interfaces, two addresses,
+            # the present, and what is expected.
+            self.assertLessEqual(sum(line[0] == "{" for line in lines), 11, scenario.stdout)
+            replayed = subprocess.run([PROGRAM, "replay", "-"], input=scenario.stdout, text=True,
+                                      capture_output=True, timeout=60)
+            self.assertEqual((replayed.returncode, replayed.stdout), (0, ""))
+        self.assertEqual(self.ask("explain", "--scenario", "10.0.0.3").returncode, 1)
+        machine.batch(["addr add 10.0.0.1/32 dev lo"])
+        self.assert_soon(lambda: len(self.json("lookup", "10.0.0.1")["owners"]) == 2)
+        result = self.ask("explain", "--scenario", "10.0.0.1")
+        self.assertEqual(result.returncode, 2)
+        self.assertIn("is in VRFs default, red: say which, with vrf NAME", result.stderr)
+        machine.batch(["addr del 10.0.0.1/32 dev lo"])
+
+
 class Readme(AgentCase):
     """Its session, typed in as it stands there; times are another day's."""
 
@@ -140,7 +222,7 @@ class Readme(AgentCase):
                 time.sleep(2.5)
                 printed.append(line)
                 printed += machine.run(PROGRAM, *line.split()[2:]).stdout.splitlines()
-            elif monitor:
+            elif monitor and line[0] in "#+-":
                 printed.append(monitor.stdout.readline().rstrip("\n"))
         self.assertEqual(self.without_times(printed), self.without_times(lines))
         self.assert_ends_well(agent)

@@ -18,11 +18,15 @@ QUESTIONS = {"show": [[], ["127.0.0.1"], ["203.0.113.7"], ["vrf", "default", "fa
              "subnets": [[], ["vrf", "default"]],
              "lowest6": [["lo"], ["none0"]],
              "linklocal": [["lo"]],
-             "explain": [["127.0.0.1"], ["127.9.9.9"], ["203.0.113.7"]]}
+             "explain": [["127.0.0.1"], ["127.9.9.9"], ["203.0.113.7"]],
+             "why-not": [["127.0.0.1/8", "intf", "lo"], ["203.0.113.7/24", "intf", "lo"],
+                         ["203.0.113.7/24", "vrf", "default", "intf", "none0"]],
+             "what-if": [["-"]]}
+SCENARIO = '{"op":"kernel.del","vrf":"default","intf":"lo"}\n'
 
 
 def asked(*words):
-    result = subprocess.run([PROGRAM, *words, "--json"], stdin=subprocess.DEVNULL,
+    result = subprocess.run([PROGRAM, *words, "--json"], input=SCENARIO,
                             capture_output=True, text=True, timeout=30)
     if result.returncode not in (0, 1, 3):
         raise RuntimeError(f"{words}: exit {result.returncode}: {result.stderr}")
