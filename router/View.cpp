@@ -40,8 +40,11 @@ std::optional<Holder> holderOf(IntfAddrVrfTable const& table,
 IntfAddrVrfTable::SetPtr connectedSubnet(IntfAddrVrfTable const& table,
                                          Nimb::IpGenAddr const& addr) {
     for (int length = Nimb::maxPrefixLength(addr.family()); length >= 0; --length) {
-        Nimb::IpGenPrefix const subnet(addr, static_cast<std::uint8_t>(length));
-        if (auto set = table.intfAddrEntrySetFromSubnet(subnet)) {
+        auto const used = static_cast<std::uint8_t>(length);
+        if (!table.hasSubnetOfLength(addr.family(), used)) {
+            continue;
+        }
+        if (auto set = table.intfAddrEntrySetFromSubnet({addr, used})) {
             return set;
         }
     }

@@ -56,7 +56,7 @@ std::optional<Holder> holderOf(IpLib::IntfAddrVrfTable const& table,
                                IpLib::IntfAddrWithMaskKey const& key);
 
 // The longest connected subnet that contains the address; null where none does. Costs a look-up for
-// each length that a prefix may have.
+// each length that a subnet has.
 IpLib::IntfAddrVrfTable::SetPtr connectedSubnet(IpLib::IntfAddrVrfTable const& table,
                                                 Nimb::IpGenAddr const& addr);
 

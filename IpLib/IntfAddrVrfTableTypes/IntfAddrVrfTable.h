@@ -26,6 +26,7 @@
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntry.h"
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntrySet.h"
 #include "IpLib/IntfAddrVrfTableTypes/IntfFamily.h"
+#include "IpLib/IntfAddrVrfTableTypes/SubnetIndex.h"
 #include "IpLib/IntfAddrVrfTableTypes/TableChanges.h"
 #include "Velk/DumpContext.h"
 #include "Zin/Attribute.h"
@@ -113,6 +114,11 @@ public:
         return intfAddrEntrySetFromSubnet_.index().keys(intfFamily);
     }
 
+    // Whether any subnet has that length; at most that of the family's addresses.
+    bool hasSubnetOfLength(Nimb::AddressFamily family, std::uint8_t length) const {
+        return intfAddrEntrySetFromSubnet_.index().lengths().has(family, length);
+    }
+
     // The link-local rows by their interface. A null row raises Zin::NullArgumentError.
     auto const& llIntfAddrEntryFromIntfId() const { return llIntfAddrEntryFromIntfId_.map(); }
     RowPtr llIntfAddrEntryFromIntfId(Nimb::IntfId const& intfId) const {
@@ -170,7 +176,7 @@ private:
                         Zin::GroupIndex<RowOwner, IntfFamily, IntfAddrEntryKey>>
         intfAddrEntryFromAddr_{*this, 0x90c2e67d};
     Zin::HashCollection<&Notifiee::handleIntfAddrEntrySetFromSubnet, Nimb::IpGenPrefix, SetPtr,
-                        Zin::GroupIndex<SetOwner, IntfFamily, Nimb::IpGenPrefix>>
+                        SubnetIndex<SetOwner>>
         intfAddrEntrySetFromSubnet_{*this, 0x4e7a13b9};
     Zin::HashCollection<&Notifiee::handleLlIntfAddrEntryFromIntfId, Nimb::IntfId, RowPtr>
         llIntfAddrEntryFromIntfId_{*this, 0xd5086fc2};
