@@ -2,10 +2,9 @@
 // walks to do first. Between steps the collections may change.
 #pragma once
 
-#include <cstddef>
 #include <deque>
 #include <functional>
-#include <limits>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -16,14 +15,25 @@ public:
     // Leaves a walk over the map to do, before what was left before; `alive` keeps the map.
     template <class Alive, class Map, class Check>
     void walk(Alive alive, Map const& map, Check check) {
-        walkSome(std::move(alive), map, std::move(check), std::numeric_limits<std::size_t>::max());
+        // Between steps it stands on what was looked at last, which may leave meanwhile.
+        work_.push_back([alive = std::move(alive), &map,
+                         at = std::optional<typename Map::ConstIterator>(),
+                         check = std::move(check)]() mutable { return go(map, at, check); });
     }
-    // The same, for a map in which what comes stands behind the others: as many members as it has
-    // now, which is all that stand throughout. What comes as fast as it is looked at keeps it from
-    // its end no longer.
+    // The same up to what is the last member now. In a map in which what comes stands behind the
+    // others no member is looked at twice, though it goes and comes back; and what comes as fast as
+    // it is looked at keeps no walk from its end.
     template <class Alive, class Map, class Check>
     void walkPresent(Alive alive, Map const& map, Check check) {
-        walkSome(std::move(alive), map, std::move(check), map.size());
+        if (map.empty()) {
+            return;
+        }
+        work_.push_back([alive = std::move(alive), &map, last = map.last(),
+                         at = std::optional<typename Map::ConstIterator>(),
+                         check = std::move(check)]() mutable {
+            // Where the last one has left, what follows its place is new.
+            return nextOf(map, at) != std::next(last) && go(map, at, check);
+        });
     }
 
     // Returns whether there is more to do.
@@ -39,26 +49,19 @@ public:
     }
 
 private:
-    template <class Alive, class Map, class Check>
-    void walkSome(Alive alive, Map const& map, Check check, std::size_t most) {
-        // Between steps it stands on what was looked at last, which may leave meanwhile.
-        work_.push_back([alive = std::move(alive), &map,
-                         at = std::optional<typename Map::ConstIterator>(), left = most,
-                         check = std::move(check)]() mutable {
-            if (left-- == 0) {
-                return false;
-            }
-            if (at) {
-                ++*at;
-            } else {
-                at = map.begin();
-            }
-            if (*at == map.end()) {
-                return false;
-            }
-            check(**at);
-            return true;
-        });
+    template <class Map>
+    static auto nextOf(Map const& map, std::optional<typename Map::ConstIterator> const& at) {
+        return at ? std::next(*at) : map.begin();
+    }
+    template <class Map, class Check>
+    static bool go(Map const& map, std::optional<typename Map::ConstIterator>& at,
+                   Check const& check) {
+        at = nextOf(map, at);
+        if (*at == map.end()) {
+            return false;
+        }
+        check(**at);
+        return true;
     }
 
     std::deque<std::function<bool()>> work_;

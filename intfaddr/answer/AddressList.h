@@ -7,10 +7,10 @@
 //
 // A step costs little, whatever the size of the tables, and between steps they may change: each
 // address stands in the list as it was at some moment between the first step and the last, and no
-// row that stood throughout is missing. One that goes and comes back meanwhile may be listed twice,
-// and an address that changes its place in both places or in neither. Rows come in the order of
-// their table, VRF by VRF; after those of the VRF come its other addresses, and after all VRFs
-// those that are left out.
+// row that stood throughout is missing, nor any there twice. An address that changes its place
+// meanwhile may be listed in both places or in neither. Rows come in the order of their table, VRF
+// by VRF; after those of the VRF come its other addresses, and after all VRFs those that are left
+// out.
 //
 // Borrows the router and the feed.
 #pragma once

@@ -274,6 +274,10 @@ TEST_F(AnswersTest, AListEndsThoughRowsComeAsFastAsTheyAreToldOf) {
             runTo(kernel.now() + 0.1);
         }
         EXPECT_LT(steps, 100) << path;
+        for (char const* const addr : {"\"10.0.0.1\"", "\"10.0.1.1\""}) {
+            auto const first = text.find(addr);
+            EXPECT_TRUE(first == text.npos || text.find(addr, first + 1) == text.npos) << text;
+        }
     }
 }
 

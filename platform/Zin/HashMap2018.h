@@ -142,6 +142,8 @@ public:
     ConstIterator begin() const { return ConstIterator(*this, store_.first); }
     Iterator end() { return {}; }
     ConstIterator end() const { return {}; }
+    // A walk that starts at the last member; at its end where the map is empty.
+    ConstIterator last() const { return ConstIterator(*this, store_.last); }
     // A walk that starts at the key; at its end if there is no such member.
     Iterator from(Key const& key) { return Iterator(*this, slotOf(probe(key))); }
     ConstIterator from(Key const& key) const { return ConstIterator(*this, slotOf(probe(key))); }

@@ -96,6 +96,10 @@ public:
 
     Iterator begin() { return Iterator(*this, {tree_.begin(), {}}); }
     ConstIterator begin() const { return ConstIterator(*this, {tree_.begin(), {}}); }
+    // A walk that starts at the last member; at its end where the map is empty.
+    ConstIterator last() const {
+        return ConstIterator(*this, {empty() ? tree_.end() : std::prev(tree_.end()), {}});
+    }
     Iterator end() { return {}; }
     ConstIterator end() const { return {}; }
 
