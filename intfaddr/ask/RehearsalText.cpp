@@ -31,8 +31,9 @@ std::string whyNotText(Json const& answer) {
         text += fmt::format("  - {}\n", printable(reason.get<std::string>()));
     }
     auto const changes = changeText(answer);
-    return text + (changes.empty() ? "No row would come or go.\n"
-                                   : "Rows that would come (+) and go (-):\n" + changes);
+    text +=
+        changes.empty() ? "No row would come or go.\n" : "Rows that would come (+) and go (-):\n";
+    return text + changes;
 }
 
 std::string whatIfText(Json const& answer) {
