@@ -27,8 +27,10 @@
 #include "intfaddr/agent/TroubleDir.h"
 #include "intfaddr/answer/Answers.h"
 #include "intfaddr/answer/Rights.h"
+#include "intfaddr/answer/VirtualAddresses.h"
 #include "intfaddr/answer/VirtualChanges.h"
 #include "intfaddr/ask/Printable.h"
+#include "intfaddr/config/Configuration.h"
 #include "intfaddr/history/HistoryRecorder.h"
 #include "intfaddr/http/Server.h"
 #include "intfaddr/loop/EventLoop.h"
@@ -110,21 +112,30 @@ private:
     Netlink::Notice const notice_;
 };
 
-Agent::Options agentOptions(AgentOptions const& options) {
+Configuration configurationOf(AgentOptions const& options) {
+    try {
+        return Configuration(options.given, options.configFile);
+    } catch (ConfigError const& error) {
+        throw BadQuestion(error.what());
+    }
+}
+
+Zin::Seconds coalesceOf(Config const& config) { return config.coalesce / 1000.0; }
+
+Agent::Options agentOptions(Config const& config) {
     Agent::Options made;
-    made.feed.follower = {.receiveBuffer = options.receiveBuffer,
-                          .coalesce = options.coalesceMilliseconds / 1000.0};
-    made.feed.policy = options.policy;
-    made.config.yieldEvery = options.yieldEvery;
+    made.feed.follower = {.receiveBuffer = config.receiveBuffer, .coalesce = coalesceOf(config)};
+    made.feed.policy = config.policy;
+    made.config.yieldEvery = config.yieldEvery;
     return made;
 }
 
-ServerOptions serverOptions(AgentOptions const& options) {
-    ServerOptions made{.path = socketPath(options.runDir.value_or(runDirectory()))};
-    if (options.group) {
-        auto const* const group = ::getgrnam(options.group->c_str());
+ServerOptions serverOptions(Config const& config) {
+    ServerOptions made{.path = socketPath(config.runDir.value_or(runDirectory()))};
+    if (config.group) {
+        auto const* const group = ::getgrnam(config.group->c_str());
         if (!group) {
-            throw BadQuestion(fmt::format("there is no group '{}'", *options.group));
+            throw BadQuestion(fmt::format("there is no group '{}'", *config.group));
         }
         made.group = group->gr_gid;
     }
@@ -134,13 +145,14 @@ ServerOptions serverOptions(AgentOptions const& options) {
 class Running {
 public:
     explicit Running(AgentOptions const& options)
-        : instance_(options.runDir.value_or(runDirectory())),
+        : configuration_(configurationOf(options)),
+          instance_(config().runDir.value_or(runDirectory())),
           out_(loop_, STDOUT_FILENO),
           err_(loop_, STDERR_FILENO),
           kernel_(loop_),
           repairs_([this](std::string const& line) { notice(line); }),
           agent_(
-              kernel_, listening(agentOptions(options)),
+              kernel_, listening(agentOptions(config())),
               [this](std::string const& line) { notice(line); }, &repairs_),
           history_(agent_.router(), agent_.supervisor().follower(), AddressHistory::Options()),
           changes_(agent_.router(), agent_.supervisor().follower()),
@@ -156,28 +168,26 @@ public:
                                           return AnsweringAgent::Times{
                                               .up = loop_.now(), .longestStall = longestStall_};
                                       }}),
-          virtualChanges_(agent_.router(), rights_,
-                          [this](auto const& operations) { agent_.apply(operations); }),
+          virtualAddresses_([this](auto const& operations) { agent_.apply(operations); },
+                            [this](std::string const& line) { notice(line); }),
+          virtualChanges_(agent_.router(), rights_, virtualAddresses_),
           output_(events_, agent_.clock()),
           server_(
-              loop_, serverOptions(options),
+              loop_, serverOptions(config()),
               [this](Request const& request) { return reply(request); },
               [this](std::string const& line) { notice(line); }) {
         repairs_.history = &history_;
-        auto const config = agentOptions(options).config;
-        if (options.record) {
-            recordTo(*options.record, config, options.recordLimit);
+        auto const replayed = agentOptions(config()).config;
+        if (config().record) {
+            recordTo(*config().record, replayed, config().limit);
         }
-        if (options.troubleDir) {
+        if (config().troubleDir) {
             repairs_.troubles = std::make_unique<TroubleDir>(
-                *options.troubleDir, config, [this](std::string const& line) { notice(line); });
+                *config().troubleDir, replayed, [this](std::string const& line) { notice(line); });
         }
-        if (options.events) {
-            repairs_.printer = std::make_unique<Scenario::RepairPrinter>(output_);
-            printer_ = std::make_unique<Scenario::FollowedEventPrinter>(
-                agent_.supervisor().follower(), output_, Scenario::RowDetail::owner);
-        }
-        loop_.onSignals({SIGTERM, SIGINT, SIGUSR1}, [this](int signal) { handleSignal(signal); });
+        configure();
+        loop_.onSignals({SIGTERM, SIGINT, SIGUSR1, SIGHUP},
+                        [this](int signal) { handleSignal(signal); });
     }
 
     ~Running() {
@@ -216,6 +226,27 @@ private:
         return options;
     }
 
+    Config const& config() const { return configuration_.config(); }
+
+    // What may change while it runs is as the configuration has it.
+    void configure() {
+        agent_.coalesceIs(coalesceOf(config()));
+        rights_.changersAre(config().changers);
+        if (!config().events) {
+            repairs_.printer = nullptr;
+            printer_ = nullptr;
+        } else if (!printer_) {
+            repairs_.printer = std::make_unique<Scenario::RepairPrinter>(output_);
+            printer_ = std::make_unique<Scenario::FollowedEventPrinter>(
+                agent_.supervisor().follower(), output_, Scenario::RowDetail::owner);
+        }
+        virtualAddresses_.configuredAre(config().virtualAddresses);
+        virtualAddresses_.keptAt(
+            config().keepVirtual
+                ? std::optional(config().stateDir.value_or(stateDirectory()) + "/virtual-addresses")
+                : std::nullopt);
+    }
+
     Reply reply(Request const& request) {
         auto const& segments = request.target.segments;
         std::string const path =
@@ -247,6 +278,11 @@ private:
     void handleSignal(int signal) {
         if (signal == SIGUSR1) {
             isAsked_ = true;
+        } else if (signal == SIGHUP) {
+            for (auto const& line : configuration_.reload()) {
+                notice(line);
+            }
+            configure();
         } else {
             ends_ = true;
         }
@@ -303,6 +339,7 @@ private:
         }
     }
 
+    Configuration configuration_;
     Instance const instance_;
     EventLoop loop_;
     Outlet out_;
@@ -316,6 +353,7 @@ private:
     ChangeLog changes_;
     Answers const answers_;
     Rights rights_;
+    VirtualAddresses virtualAddresses_;
     VirtualChanges const virtualChanges_;
     std::ostringstream events_;
     Scenario::Output output_;
@@ -336,6 +374,7 @@ int agent(AgentOptions const& options) {
     // A reader that has gone is an error of writing to it.
     std::signal(SIGPIPE, SIG_IGN);
     // Who asks too early gets no answer, and does no harm.
+    std::signal(SIGHUP, SIG_IGN);
     std::signal(SIGUSR1, SIG_IGN);
     Running running(options);
     running.run();

@@ -23,6 +23,7 @@
 #include "intfaddr/VipCommand.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/ask/Printable.h"
+#include "intfaddr/config/Configuration.h"
 
 namespace IntfAddr {
 
@@ -127,43 +128,60 @@ void addStatus(CLI::App& app, StatusOptions& options) {
 void addAgent(CLI::App& app, AgentOptions& options) {
     CLI::App* const command = app.add_subcommand(
         "agent", "Follow the kernel, and keep the tables of every VRF right, until told to end.");
-    command->add_flag("--events", options.events, "Print each change of a table as it happens");
-    command->add_option("--record", options.record, "Record what is published, as a scenario")
-        ->type_name("FILE");
-    command->add_option("--limit", options.recordLimit, "End the recording at this size (1 GiB)")
-        ->type_name("BYTES")
-        ->check(CLI::Range(std::uint64_t{4096}, std::numeric_limits<std::uint64_t>::max()));
+    Config& config = options.given.config;
     command
-        ->add_option("--trouble-dir", options.troubleDir,
+        ->add_option("--config", options.configFile,
+                     fmt::format("Read this configuration file ({}, if it is there)",
+                                 Configuration::systemFile))
+        ->type_name("FILE");
+    command->add_flag("--events", config.events, "Print each change of a table as it happens");
+    command->add_option("--record", config.record, "Record what is published, as a scenario")
+        ->type_name("FILE");
+    command->add_option("--limit", config.limit, "End the recording at this size (1 GiB)")
+        ->type_name("BYTES")
+        ->check(CLI::Range(Limits::least, std::numeric_limits<std::uint64_t>::max()));
+    command
+        ->add_option("--trouble-dir", config.troubleDir,
                      "Leave a scenario of what led to each repair there, the last 100")
         ->type_name("DIR");
-    addRunDir(*command, options.runDir);
+    addRunDir(*command, config.runDir);
     command
-        ->add_option("--group", options.group,
+        ->add_option("--group", config.group,
                      "Who may ask, by the group of the socket (the agent's own)")
         ->type_name("NAME");
     command
-        ->add_option("--coalesce", options.coalesceMilliseconds,
+        ->add_option("--coalesce", config.coalesce,
                      "Wait so long for more after a change, for one publication (1)")
         ->type_name("MILLISECONDS")
-        ->check(CLI::Range(0.0, 1000.0));
+        ->check(CLI::Range(0.0, Limits::mostCoalesce));
     command
-        ->add_option("--yield-every", options.yieldEvery,
+        ->add_option("--yield-every", config.yieldEvery,
                      "How many items a task does before others have their turn (1000)")
         ->type_name("N")
         ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max()));
     command
-        ->add_option("--receive-buffer", options.receiveBuffer,
+        ->add_option("--receive-buffer", config.receiveBuffer,
                      "Of each namespace's notifications (16 MiB)")
         ->type_name("BYTES")
-        ->check(CLI::Range(std::uint64_t{4096}, std::uint64_t{1} << 30));
-    addLeaveOut(*command, options.policy);
+        ->check(CLI::Range(Limits::least, Limits::mostReceiveBuffer));
+    addLeaveOut(*command, config.policy);
     command->footer(
         "What is a VRF is what `intfaddr show` shows. Needs root for other namespaces than its "
         "own.\n"
         "`intfaddr show` and others ask it, at intfaddr.sock in its run directory.\n"
+        "The configuration file, TOML, has a key of the name of each option, virtual addresses,\n"
+        "and who may change something; the command line holds against it, and SIGHUP has it read\n"
+        "again. docs/intfaddr.toml explains each key.\n"
         "SIGUSR1 prints the JSON of `show --json`; SIGTERM and SIGINT end it.\n"
-        "Exit status: 0; 2 for a bad argument; 70 if it cannot begin, or another agent runs.");
+        "Exit status: 0; 2 for a bad argument or configuration; 70 if it cannot begin, or\n"
+        "another agent runs.");
+    command->callback([command, &options] {
+        for (CLI::Option const* const option : command->get_options()) {
+            if (option->count() > 0) {
+                options.given.names.insert(option->get_lnames().front());
+            }
+        }
+    });
 }
 
 void addCapture(CLI::App& app, CaptureOptions& options) {
@@ -184,8 +202,9 @@ void addVip(CLI::App& app, VipOptions& options) {
     command->add_option("WORDS", options.words, "add|del ADDR [vrf NAME]")->type_name("");
     addRunDir(*command, options.runDir);
     command->footer(
-        "For root and the agent's own user. The VRF is default where none is named. Virtual\n"
-        "addresses go with the agent.\n"
+        "For root, the agent's own user and whom its configuration names as changers. The VRF is\n"
+        "default where none is named. What is added goes with the agent, unless its configuration\n"
+        "says keep-virtual; what the configuration has is removed there alone.\n"
         "Exit status: 0; 1 if it was so already; 2 for a bad argument; 3 if no agent could be\n"
         "asked; 70 if something else went wrong.");
 }

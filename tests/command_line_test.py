@@ -2,7 +2,9 @@
 
 import ctypes
 import json
+import pathlib
 import platform
+import re
 import socket
 import struct
 import subprocess
@@ -70,6 +72,26 @@ class CommandLine(unittest.TestCase):
                                 (["--receive-buffer", "1"], "--receive-buffer"),
                                 (["--no-such"], "--no-such"), (["surplus"], "surplus")):
             self.expect_bad_argument(["agent", *arguments], word)
+
+    def test_a_bad_configuration_of_the_agent_is_refused(self):
+        with tempfile.TemporaryDirectory() as directory:
+            file = f"{directory}/intfaddr.toml"
+            self.expect_bad_argument(["agent", "--config", file], f"{file}: cannot be read: No such")
+            for text, error in (("\ncoalesce = -1", ":2: 'coalesce': -1 is not expected"),
+                                ("event = true", ":1: 'event' is unknown: is 'events' meant?"),
+                                ("[virtual]\nred = ['x']", ":2: 'red': 'x' is not an address"),
+                                ("changers = ['no one']", ":1: 'changers': there is no user 'no one'"),
+                                ("coalesce 7", ":1: ")):
+                with open(file, "w") as written:
+                    written.write(text)
+                self.expect_bad_argument(["agent", "--config", file, "--coalesce", "7"], file + error)
+
+    def test_each_option_of_the_agent_has_its_key_in_the_example(self):
+        example = pathlib.Path(__file__).resolve().parent.parent / "docs" / "intfaddr.toml"
+        keys = set(re.findall(r"^# ([a-z-]+) = ", example.read_text().split("[virtual]\n")[0], re.M))
+        options = set(re.findall(r"^ +(?:-h,)?--([a-z-]+)", run("agent", "--help").stdout, re.M))
+        self.assertEqual(keys - {"changers", "keep-virtual", "state-dir"},
+                         options - {"help", "config"})
 
     def test_an_agent_that_cannot_record_does_not_begin(self):
         with tempfile.TemporaryDirectory() as directory:

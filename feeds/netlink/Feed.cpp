@@ -62,6 +62,13 @@ Feed::Feed(Kernel& kernel, Options options, Publish publish, Notice notice)
 
 Feed::~Feed() { kernel_.watchNamespaces(nullptr); }
 
+void Feed::coalesceIs(Zin::Seconds coalesce) {
+    options_.follower.coalesce = coalesce;
+    for (auto const& [number, space] : spaces_) {
+        space.follower->coalesceIs(coalesce);
+    }
+}
+
 void Feed::watch() {
     if (!options_.watches || isWatching_) {
         return;

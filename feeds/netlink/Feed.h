@@ -52,6 +52,9 @@ public:
     Feed(Feed const&) = delete;
     Feed& operator=(Feed const&) = delete;
 
+    // From now on, for each namespace (FollowerOptions).
+    void coalesceIs(Zin::Seconds coalesce);
+
     Zin::Seconds nextExpiry() const;
     void run(Zin::Seconds now);
 
@@ -122,7 +125,7 @@ private:
     void tellOnce(std::string const& line);
 
     Kernel& kernel_;
-    Options const options_;
+    Options options_;
     Publish const publish_;
     Notice const notice_;
 

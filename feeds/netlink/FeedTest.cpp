@@ -130,6 +130,22 @@ TEST_F(FeedTest, NothingIsPublishedBeforeAllHaveBeenReadWhole) {
     EXPECT_THAT(batches[0], Contains(HasSubstr("IpIntfAdd red lo 10.0.0.1/32")));
 }
 
+TEST_F(FeedTest, WaitsAsLongAsItIsToldLastInEachNamespace) {
+    start();
+    runTo(1.0);
+    feed->coalesceIs(0.5);
+    auto const red = kernel.makeNamespace("ns-red");
+    runTo(2.0);
+    all();
+    add(own, 1, "10.0.0.1/32");
+    add(red, 1, "10.0.0.2/32");
+    runTo(2.4);
+    EXPECT_THAT(batches, IsEmpty());
+    runTo(2.6);
+    EXPECT_THAT(all(),
+                AllOf(Contains(HasSubstr("10.0.0.1/32")), Contains(HasSubstr("10.0.0.2/32"))));
+}
+
 TEST_F(FeedTest, WhatCannotBeReadHoldsNobodyUpForLong) {
     kernel.makeNamespace("ns-red");
     start();

@@ -50,6 +50,8 @@ public:
     Follower(Follower const&) = delete;
     Follower& operator=(Follower const&) = delete;
 
+    void coalesceIs(Zin::Seconds coalesce) { options_.coalesce = coalesce; }
+
     Mirror& mirror() { return mirror_; }
     Mirror const& mirror() const { return mirror_; }
     // Calls `tell` with each change that is notified and brings anything new: right after it is
@@ -99,7 +101,7 @@ private:
     Kernel& kernel_;
     std::optional<NamedNamespace> const named_;
     std::string const label_;
-    FollowerOptions const options_;
+    FollowerOptions options_;
     Notice const notice_;
     Tell tell_;
 

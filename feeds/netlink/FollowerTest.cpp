@@ -88,6 +88,16 @@ TEST_F(FollowerTest, ReadsWhatIsThereAndIsReady) {
     EXPECT_THAT(notices, IsEmpty());
 }
 
+TEST_F(FollowerTest, WaitsAsLongAsItIsToldLast) {
+    runTo(1.0);
+    follower.coalesceIs(0.5);
+    add("10.0.0.1/24");
+    while (kernel.deliver()) {
+    }
+    follower.run(1.0);
+    EXPECT_EQ(follower.nextExpiry(), 1.5);
+}
+
 TEST_F(FollowerTest, FollowsWhatChangesAfterAShortWait) {
     runTo(1.0);
     add("10.0.0.1/24");

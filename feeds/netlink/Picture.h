@@ -28,6 +28,8 @@ struct Policy {
     bool borrows = true;
 
     bool leavesOut(Nimb::IntfId const& intf) const;
+
+    friend bool operator==(Policy const&, Policy const&) = default;
 };
 
 enum class Place {

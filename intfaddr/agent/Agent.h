@@ -37,6 +37,8 @@ public:
     Routing::Router& router() { return router_; }
     Routing::Supervisor& supervisor() { return supervisor_; }
     Netlink::Feed const& feed() const { return feed_; }
+    // From now on (FollowerOptions).
+    void coalesceIs(Zin::Seconds coalesce) { feed_.coalesceIs(coalesce); }
     Zin::Ptr<Zin::Clock const> clock() const { return clock_; }
 
     // Called before the first operation of each batch.

@@ -9,21 +9,13 @@ namespace IntfAddr {
 
 namespace {
 
-using Routing::Operation;
-
-Operation operationOf(L3::VrfName const& vrf, Nimb::IpGenAddr const& addr, bool adds) {
-    if (addr.family() == Nimb::AddressFamily::ipv6) {
-        return adds ? Operation(Routing::Vip6Add{vrf, addr.ip6()})
-                    : Operation(Routing::Vip6Del{vrf, addr.ip6()});
-    }
-    Nimb::IpAddrWithMask const alone(addr.ip4(), Nimb::maxPrefixLength(addr.family()));
-    return adds ? Operation(Routing::VipAdd{vrf, alone}) : Operation(Routing::VipDel{vrf, alone});
-}
+Reply done(bool changed) { return textReply(200, toLine(Json{{"changed", changed}}) + "\n"); }
 
 }  // namespace
 
-VirtualChanges::VirtualChanges(Routing::Router const& router, Rights const& rights, Apply apply)
-    : router_(router), rights_(rights), apply_(std::move(apply)) {}
+VirtualChanges::VirtualChanges(Routing::Router const& router, Rights const& rights,
+                               VirtualAddresses& addresses)
+    : router_(router), rights_(rights), addresses_(addresses) {}
 
 Reply VirtualChanges::reply(Request const& request) const {
     bool const adds = request.method == "PUT";
@@ -36,18 +28,36 @@ Reply VirtualChanges::reply(Request const& request) const {
     }
     try {
         auto const filter = filterOf(request.target.query, {"address", "vrf"}, "address");
-        L3::VrfName const vrf = filter.vrf.value_or("default");
-        if (!router_.tables()->intfAddrVrfTableHas(vrf)) {
-            return errorReply(404, fmt::format("there is no VRF '{}'", vrf));
+        VirtualAddress const address{.vrf = filter.vrf.value_or("default"), .addr = *filter.addr};
+        // Of a VRF that has gone what is there can go too.
+        if (!addresses_.has(address) && !router_.tables()->intfAddrVrfTableHas(address.vrf)) {
+            return errorReply(404, fmt::format("there is no VRF '{}'", address.vrf));
         }
-        bool const changes = router_.published(vrf).hasVirtual(*filter.addr) != adds;
-        if (changes) {
-            apply_({operationOf(vrf, *filter.addr, adds)});
-        }
-        return textReply(200, toLine(Json{{"changed", changes}}) + "\n");
+        return adds ? add(address) : del(address);
     } catch (BadQuestion const& error) {
         return errorReply(400, error.what());
     }
+}
+
+Reply VirtualChanges::add(VirtualAddress const& address) const {
+    if (addresses_.has(address)) {
+        return done(false);
+    }
+    addresses_.add(address);
+    return done(true);
+}
+
+Reply VirtualChanges::del(VirtualAddress const& address) const {
+    if (addresses_.isConfigured(address)) {
+        return errorReply(409, fmt::format("{} of VRF '{}' is configured: take it out of the "
+                                           "configuration, and send SIGHUP",
+                                           address.addr, address.vrf));
+    }
+    if (!addresses_.has(address)) {
+        return done(false);
+    }
+    addresses_.del(address);
+    return done(true);
 }
 
 }  // namespace IntfAddr

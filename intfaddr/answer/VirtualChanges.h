@@ -4,13 +4,12 @@
 //   DELETE  /v1/virtual?vrf=NAME&address=ADDR
 //
 // Answers {"changed": true}, or false where it was so already. The VRF is "default" where none is
-// named; it has to exist. Virtual addresses go with the agent.
+// named; it has to exist where an address is to come. One that the configuration has is not
+// removed.
 #pragma once
 
-#include <functional>
-#include <vector>
-
 #include "intfaddr/answer/Rights.h"
+#include "intfaddr/answer/VirtualAddresses.h"
 #include "intfaddr/http/Reply.h"
 #include "intfaddr/http/Request.h"
 #include "router/Router.h"
@@ -19,19 +18,21 @@ namespace IntfAddr {
 
 class VirtualChanges {
 public:
-    using Apply = std::function<void(std::vector<Routing::Operation> const& operations)>;
+    // Borrows all of them.
+    VirtualChanges(Routing::Router const& router, Rights const& rights,
+                   VirtualAddresses& addresses);
 
-    // Borrows the router and the rights.
-    VirtualChanges(Routing::Router const& router, Rights const& rights, Apply apply);
-
-    // 403 for who has no right to, 400 for a bad question, 404 for a VRF that
-    // does not exist.
+    // 403 for who has no right to, 400 for a bad question, 404 for a VRF that does not exist, 409
+    // for an address that is to go and is configured.
     Reply reply(Request const& request) const;
 
 private:
+    Reply add(VirtualAddress const& address) const;
+    Reply del(VirtualAddress const& address) const;
+
     Routing::Router const& router_;
     Rights const& rights_;
-    Apply const apply_;
+    VirtualAddresses& addresses_;
 };
 
 }  // namespace IntfAddr

@@ -23,9 +23,10 @@ struct VirtualChangesTest : AnswersTest {
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }
 
-    Rights const rights;
-    VirtualChanges changes{agent.router(), rights,
-                           [this](auto const& operations) { agent.apply(operations); }};
+    Rights const rights{};
+    VirtualAddresses addresses_{[this](auto const& operations) { agent.apply(operations); },
+                                [](std::string const&) {}};
+    VirtualChanges changes{agent.router(), rights, addresses_};
 };
 
 TEST_F(VirtualChangesTest, AVirtualAddressComesAndGoes) {
@@ -40,6 +41,25 @@ TEST_F(VirtualChangesTest, AVirtualAddressComesAndGoes) {
                   "200 {\"changed\":true}\n");
         EXPECT_THAT(addresses(query), IsEmpty());
     }
+}
+
+TEST_F(VirtualChangesTest, WhatIsConfiguredIsThereAlreadyAndDoesNotGo) {
+    runTo(1.0);
+    addresses_.configuredAre({{"default", Nimb::IpGenAddr("10.0.0.9")}});
+    Parameters const query{{"address", "10.0.0.9"}};
+    EXPECT_EQ(changed("PUT", query), "200 {\"changed\":false}\n");
+    EXPECT_THAT(changed("DELETE", query),
+                HasSubstr("409 {\"error\":\"10.0.0.9 of VRF 'default' is configured: "));
+    EXPECT_THAT(addresses(query), Contains(HasSubstr("- table PREFERRED")));
+}
+
+TEST_F(VirtualChangesTest, WhatIsOfAVrfThatHasGoneCanGo) {
+    runTo(1.0);
+    addresses_.add({"none", Nimb::IpGenAddr("10.0.0.9")});
+    Parameters const query{{"address", "10.0.0.9"}, {"vrf", "none"}};
+    EXPECT_EQ(changed("PUT", query), "200 {\"changed\":false}\n");
+    EXPECT_EQ(changed("DELETE", query), "200 {\"changed\":true}\n");
+    EXPECT_THAT(changed("DELETE", query), HasSubstr("404 "));
 }
 
 TEST_F(VirtualChangesTest, WhoHasNoRightToChangesNothing) {

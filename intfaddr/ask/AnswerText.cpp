@@ -91,7 +91,7 @@ std::string briefText(Json const& answer) {
         bool const isRow = (*one)["place"] == "table";
         auto const addr = withLength(*one);
         std::string& text = lines[found->second].second;
-        text += (text.empty() ? "" : " ") + (isRow ? addr : "[" + addr + "]");
+        text += (text.empty() ? "" : " ") + (isRow ? addr : fmt::format("[{}]", addr));
     }
     TextTable table({"VRF", "INTERFACE", "ADDRESSES"});
     for (auto const& [key, text] : lines) {

@@ -1,0 +1,58 @@
+#include "intfaddr/config/WholeFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "feeds/netlink/Descriptor.h"
+
+namespace IntfAddr {
+
+namespace {
+
+template <class Result>
+Result checked(Result result) {
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    return result;
+}
+
+Netlink::Descriptor opened(std::string const& path, int flags) {
+    return Netlink::Descriptor(checked(::open(path.c_str(), flags | O_CLOEXEC, 0644)));
+}
+
+}  // namespace
+
+std::string readWhole(std::string const& path) {
+    auto const file = opened(path, O_RDONLY);
+    std::string text;
+    std::array<char, 65536> buffer;
+    while (auto const taken = checked(::read(file.number(), buffer.data(), buffer.size()))) {
+        text.append(buffer.data(), static_cast<std::size_t>(taken));
+    }
+    return text;
+}
+
+void writeWhole(std::string const& path, std::string_view content) {
+    auto const directory = std::filesystem::path(path).parent_path();
+    std::filesystem::create_directories(directory);
+    std::string const unfinished = path + ".tmp";
+    {
+        auto const file = opened(unfinished, O_WRONLY | O_CREAT | O_TRUNC);
+        while (!content.empty()) {
+            auto const written = checked(::write(file.number(), content.data(), content.size()));
+            content.remove_prefix(static_cast<std::size_t>(written));
+        }
+        checked(::fsync(file.number()));
+    }
+    checked(std::rename(unfinished.c_str(), path.c_str()));
+    checked(::fsync(opened(directory, O_RDONLY).number()));
+}
+
+}  // namespace IntfAddr
