@@ -63,7 +63,8 @@ std::vector<Json const*> sorted(Json const& list, char const* address) {
 std::string joined(Json const& list) {
     std::string text;
     for (auto const& one : list) {
-        text += (text.empty() ? "" : ",") + one.get<std::string>();
+        text += text.empty() ? "" : ",";
+        text += one.get<std::string>();
     }
     return text;
 }
@@ -91,7 +92,8 @@ std::string briefText(Json const& answer) {
         bool const isRow = (*one)["place"] == "table";
         auto const addr = withLength(*one);
         std::string& text = lines[found->second].second;
-        text += (text.empty() ? "" : " ") + (isRow ? addr : fmt::format("[{}]", addr));
+        text += text.empty() ? "" : " ";
+        text += isRow ? addr : fmt::format("[{}]", addr);
     }
     TextTable table({"VRF", "INTERFACE", "ADDRESSES"});
     for (auto const& [key, text] : lines) {

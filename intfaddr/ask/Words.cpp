@@ -129,7 +129,7 @@ std::string toText(Grammar const& grammar) {
                        : grammar.subject == Subject::addr ? "ADDR"
                                                           : "ADDR|PREFIX";
     if (!text.empty() && !grammar.isNeeded) {
-        text = "[" + text + "]";
+        text = fmt::format("[{}]", text);
     }
     for (char const* const keyword : {"vrf", "intf", "family"}) {
         if (grammar.has(keyword)) {
