@@ -15,6 +15,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Pell/Trace.h"
 #include "feeds/netlink/LiveKernel.h"
 #include "feeds/scenario/FollowedEventPrinter.h"
 #include "feeds/scenario/Recorder.h"
@@ -26,7 +27,9 @@
 #include "intfaddr/agent/OutputQueue.h"
 #include "intfaddr/agent/TroubleDir.h"
 #include "intfaddr/answer/Answers.h"
+#include "intfaddr/answer/Dumps.h"
 #include "intfaddr/answer/Rights.h"
+#include "intfaddr/answer/TraceLevels.h"
 #include "intfaddr/answer/VirtualChanges.h"
 #include "intfaddr/ask/Printable.h"
 #include "intfaddr/history/HistoryRecorder.h"
@@ -77,6 +80,25 @@ private:
     OutputQueue queue_;
     std::unique_ptr<Netlink::Watch> watch_;
     bool toldFailure_ = false;
+};
+
+// Traces go the way of notices, so that who does not read them holds up nobody.
+class TraceLines final : public Pell::Sink {
+public:
+    explicit TraceLines(Netlink::Notice notice)
+        : notice_(std::move(notice)), before_(Pell::sinkIs(this)) {}
+    ~TraceLines() { Pell::sinkIs(before_); }
+    TraceLines(TraceLines const&) = delete;
+    TraceLines& operator=(TraceLines const&) = delete;
+
+private:
+    void trace(Pell::Trace const& trace) override {
+        notice_(fmt::format("trace {} {}::{}: {}", trace.level, trace.className, trace.function,
+                            trace.message));
+    }
+
+    Netlink::Notice const notice_;
+    Pell::Sink* const before_;
 };
 
 // Who is told of repairs: the events, the recording, the directory of troubles and the operator.
@@ -137,6 +159,7 @@ public:
         : instance_(options.runDir.value_or(runDirectory())),
           out_(loop_, STDOUT_FILENO),
           err_(loop_, STDERR_FILENO),
+          traces_([this](std::string const& line) { notice(line); }),
           kernel_(loop_),
           repairs_([this](std::string const& line) { notice(line); }),
           agent_(
@@ -157,6 +180,8 @@ public:
                                       }}),
           virtualChanges_(agent_.router(), rights_,
                           [this](auto const& operations) { agent_.apply(operations); }),
+          dumps_(agent_.router()),
+          traceLevels_(rights_),
           output_(events_, agent_.clock()),
           server_(
               loop_, serverOptions(options),
@@ -217,9 +242,12 @@ private:
 
     Reply reply(Request const& request) {
         auto const& segments = request.target.segments;
-        std::string const path =
-            segments.size() == 2 && segments[0] == "v1" ? segments[1] : std::string();
-        return path == "virtual" ? virtualChanges_.reply(request) : answers_.reply(request);
+        bool const isOurs = segments.size() >= 2 && segments[0] == "v1";
+        std::string const path = isOurs && segments.size() == 2 ? segments[1] : std::string();
+        return path == "virtual"                 ? virtualChanges_.reply(request)
+               : path == "trace"                 ? traceLevels_.reply(request)
+               : isOurs && segments[1] == "dump" ? dumps_.reply(request)
+                                                 : answers_.reply(request);
     }
 
     void remember() {
@@ -306,6 +334,7 @@ private:
     EventLoop loop_;
     Outlet out_;
     Outlet err_;
+    TraceLines const traces_;
     Netlink::LiveKernel kernel_;
     std::string recordingPath_;
     std::ofstream recording_;
@@ -316,6 +345,8 @@ private:
     Answers const answers_;
     Rights rights_;
     VirtualChanges const virtualChanges_;
+    Dumps const dumps_;
+    TraceLevels const traceLevels_;
     std::ostringstream events_;
     Scenario::Output output_;
     Server server_;  // goes before what it asks
