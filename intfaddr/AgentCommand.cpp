@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "Pell/Trace.h"
+#include "Tremlog/Record.h"
 #include "feeds/netlink/LiveKernel.h"
 #include "feeds/scenario/FollowedEventPrinter.h"
 #include "feeds/scenario/Recorder.h"
@@ -25,6 +26,7 @@
 #include "intfaddr/agent/Identity.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/agent/OutputQueue.h"
+#include "intfaddr/agent/RingFile.h"
 #include "intfaddr/agent/TroubleDir.h"
 #include "intfaddr/answer/Answers.h"
 #include "intfaddr/answer/Dumps.h"
@@ -116,6 +118,7 @@ private:
                       std::vector<IpLib::IntfAddrEntryContent> const& added,
                       std::vector<IpLib::IntfAddrEntryContent> const& removed) override {
         auto const line = fmt::format("VRF '{}' was rebuilt: {}", repair.vrf, repair.why);
+        Tremlog::record<"VRF {} was rebuilt: {}">(repair.vrf.bytes(), repair.why);
         notice_(line);
         history->handleRepair(repair, added, removed);
         if (recorder) {
@@ -169,7 +172,7 @@ public:
           changes_(agent_.router(), agent_.supervisor().follower()),
           answers_(agent_.router(), agent_.feed(), "agent",
                    Memory{.recorder = history_, .now = [this] { return loop_.now(); }},
-                   AnsweringAgent{.identity = startIdentity(),
+                   AnsweringAgent{.identity = identity_,
                                   .changes = changes_,
                                   .supervisor = agent_.supervisor(),
                                   .version = options.version,
@@ -187,6 +190,7 @@ public:
               loop_, serverOptions(options),
               [this](Request const& request) { return reply(request); },
               [this](std::string const& line) { notice(line); }) {
+        keepRing(options);
         repairs_.history = &history_;
         auto const config = agentOptions(options).config;
         if (options.record) {
@@ -220,6 +224,7 @@ public:
             longestStall_ = std::max(longestStall_, loop_.now() - began);
             loop_.wait(nextTurn());
         }
+        Tremlog::record<"agent ends">();
         if (repairs_.recorder) {
             repairs_.recorder->end();
         }
@@ -250,8 +255,19 @@ private:
                                                  : answers_.reply(request);
     }
 
+    // Without a file the ring is lost with the process, and no more is.
+    void keepRing(AgentOptions const& options) {
+        try {
+            moveRingTo(options.runDir.value_or(runDirectory()) + "/ring", identity_);
+        } catch (RingFileError const& error) {
+            notice(error.what());
+        }
+        Tremlog::record<"agent {} begins">(identity_);
+    }
+
     void remember() {
         if (agent_.feed().isStarted() && !std::exchange(remembers_, true)) {
+            Tremlog::record<"every namespace has been read">();
             history_.begin();
         }
         history_.catchUp();
@@ -324,6 +340,7 @@ private:
 
     void flush() {
         nextFlush_ = loop_.now() + flushPeriod;
+        Tremlog::ring.measure();
         if (repairs_.recorder && !repairs_.recorder->flush()) {
             notice(fmt::format("{}: cannot be written any more: {}", recordingPath_,
                                std::generic_category().message(repairs_.recorder->error())));
@@ -331,6 +348,7 @@ private:
     }
 
     Instance const instance_;
+    std::string const identity_ = startIdentity();
     EventLoop loop_;
     Outlet out_;
     Outlet err_;

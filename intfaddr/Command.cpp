@@ -19,6 +19,7 @@
 #include "intfaddr/DumpCommand.h"
 #include "intfaddr/MonitorCommand.h"
 #include "intfaddr/ReplayCommand.h"
+#include "intfaddr/RingCommand.h"
 #include "intfaddr/StatusCommand.h"
 #include "intfaddr/TraceCommand.h"
 #include "intfaddr/VipCommand.h"
@@ -191,6 +192,21 @@ void addTrace(CLI::App& app, TraceOptions& options) {
         "else went wrong.");
 }
 
+void addRing(CLI::App& app, RingOptions& options) {
+    CLI::App* const command = app.add_subcommand(
+        "ring", "Print what an agent has done last, also one that has ended or crashed.");
+    command
+        ->add_option("FILE", options.file,
+                     "Its ring; that in the run directory where none is given")
+        ->type_name("");
+    command->add_flag("--json", options.json, "Print one JSON document");
+    addRunDir(*command, options.runDir);
+    command->footer(
+        "The rings of the agents before it are ring.1 and ring.2 in the run directory.\n"
+        "Exit status: 0; 1 if nothing has been recorded; 2 for a bad argument; 3 if there is no\n"
+        "ring that can be read; 70 if something else went wrong.");
+}
+
 std::string checkTraceClass(std::string const& name) {
     auto const known = Pell::traceClassNames();
     return std::ranges::find(known, name) != known.end()
@@ -271,6 +287,8 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     addVip(app, vipOptions);
     DumpOptions dumpOptions;
     addDump(app, dumpOptions);
+    RingOptions ringOptions;
+    addRing(app, ringOptions);
     TraceOptions traceOptions;
     addTrace(app, traceOptions);
     CaptureOptions captureOptions;
@@ -289,6 +307,7 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
         int const status = asks != askCommands().end()     ? ask(*asks, askOptions, streams)
                            : app.got_subcommand("vip")     ? vip(vipOptions, streams)
                            : app.got_subcommand("dump")    ? dump(dumpOptions, streams)
+                           : app.got_subcommand("ring")    ? ring(ringOptions, streams)
                            : app.got_subcommand("trace")   ? trace(traceOptions, streams)
                            : app.got_subcommand("monitor") ? monitor(monitorOptions, streams)
                            : app.got_subcommand("status")  ? agentStatus(statusOptions, streams)

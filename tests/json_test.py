@@ -38,7 +38,7 @@ class Json(unittest.TestCase):
     def test_every_command_that_asks_is_tried(self):
         listed = helped().split("Subcommands:\n")[1]
         commands = [line.split()[0] for line in listed.splitlines() if re.match(r"  \S", line)]
-        self.assertEqual({*QUESTIONS, "dump", "status", "monitor", "trace"},
+        self.assertEqual({*QUESTIONS, "dump", "ring", "status", "monitor", "trace"},
                          {command for command in commands if re.search(r"^  --json", helped(command), re.MULTILINE)})
 
     def test_of_a_single_look_at_the_kernel(self):
@@ -67,6 +67,7 @@ class Json(unittest.TestCase):
                 check("status", asked("status", "--run-dir", folder))
                 for what in ("tables", "machines"):
                     check("dump", asked("dump", what, "--run-dir", folder))
+                check("ring", asked("ring", "--run-dir", folder))
                 check("trace", asked("trace", "--run-dir", folder))
                 check("trace", asked("trace", "off", "--run-dir", folder))
                 self.check_monitor(folder)
