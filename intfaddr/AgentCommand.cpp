@@ -15,6 +15,8 @@
 #include <system_error>
 #include <utility>
 
+#include "Pell/Trace.h"
+#include "Tremlog/Record.h"
 #include "feeds/netlink/LiveKernel.h"
 #include "feeds/scenario/FollowedEventPrinter.h"
 #include "feeds/scenario/Recorder.h"
@@ -24,9 +26,12 @@
 #include "intfaddr/agent/Identity.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/agent/OutputQueue.h"
+#include "intfaddr/agent/RingFile.h"
 #include "intfaddr/agent/TroubleDir.h"
 #include "intfaddr/answer/Answers.h"
+#include "intfaddr/answer/Dumps.h"
 #include "intfaddr/answer/Rights.h"
+#include "intfaddr/answer/TraceLevels.h"
 #include "intfaddr/answer/VirtualAddresses.h"
 #include "intfaddr/answer/VirtualChanges.h"
 #include "intfaddr/ask/Printable.h"
@@ -81,6 +86,25 @@ private:
     bool toldFailure_ = false;
 };
 
+// Traces go the way of notices, so that who does not read them holds up nobody.
+class TraceLines final : public Pell::Sink {
+public:
+    explicit TraceLines(Netlink::Notice notice)
+        : notice_(std::move(notice)), before_(Pell::sinkIs(this)) {}
+    ~TraceLines() { Pell::sinkIs(before_); }
+    TraceLines(TraceLines const&) = delete;
+    TraceLines& operator=(TraceLines const&) = delete;
+
+private:
+    void trace(Pell::Trace const& trace) override {
+        notice_(fmt::format("trace {} {}::{}: {}", trace.level, trace.className, trace.function,
+                            trace.message));
+    }
+
+    Netlink::Notice const notice_;
+    Pell::Sink* const before_;
+};
+
 // Who is told of repairs: the events, the recording, the directory of troubles and the operator.
 class Repairs final : public Routing::RepairObserver {
 public:
@@ -96,6 +120,7 @@ private:
                       std::vector<IpLib::IntfAddrEntryContent> const& added,
                       std::vector<IpLib::IntfAddrEntryContent> const& removed) override {
         auto const line = fmt::format("VRF '{}' was rebuilt: {}", repair.vrf, repair.why);
+        Tremlog::record<"VRF {} was rebuilt: {}">(repair.vrf.bytes(), repair.why);
         notice_(line);
         history->handleRepair(repair, added, removed);
         if (recorder) {
@@ -149,6 +174,7 @@ public:
           instance_(config().runDir.value_or(runDirectory())),
           out_(loop_, STDOUT_FILENO),
           err_(loop_, STDERR_FILENO),
+          traces_([this](std::string const& line) { notice(line); }),
           kernel_(loop_),
           repairs_([this](std::string const& line) { notice(line); }),
           agent_(
@@ -158,7 +184,7 @@ public:
           changes_(agent_.router(), agent_.supervisor().follower()),
           answers_(agent_.router(), agent_.feed(), "agent",
                    Memory{.recorder = history_, .now = [this] { return loop_.now(); }},
-                   AnsweringAgent{.identity = startIdentity(),
+                   AnsweringAgent{.identity = identity_,
                                   .changes = changes_,
                                   .operations = agent_.router().inputs().effects(),
                                   .supervisor = agent_.supervisor(),
@@ -171,11 +197,14 @@ public:
           virtualAddresses_([this](auto const& operations) { agent_.apply(operations); },
                             [this](std::string const& line) { notice(line); }),
           virtualChanges_(agent_.router(), rights_, virtualAddresses_),
+          dumps_(agent_.router()),
+          traceLevels_(rights_),
           output_(events_, agent_.clock()),
           server_(
               loop_, serverOptions(config()),
               [this](Request const& request) { return reply(request); },
               [this](std::string const& line) { notice(line); }) {
+        keepRing();
         repairs_.history = &history_;
         auto const replayed = agentOptions(config()).config;
         if (config().record) {
@@ -206,6 +235,7 @@ public:
             longestStall_ = std::max(longestStall_, loop_.now() - began);
             loop_.wait(nextTurn());
         }
+        Tremlog::record<"agent ends">();
         if (repairs_.recorder) {
             repairs_.recorder->end();
         }
@@ -249,13 +279,27 @@ private:
 
     Reply reply(Request const& request) {
         auto const& segments = request.target.segments;
-        std::string const path =
-            segments.size() == 2 && segments[0] == "v1" ? segments[1] : std::string();
-        return path == "virtual" ? virtualChanges_.reply(request) : answers_.reply(request);
+        bool const isOurs = segments.size() >= 2 && segments[0] == "v1";
+        std::string const path = isOurs && segments.size() == 2 ? segments[1] : std::string();
+        return path == "virtual"                 ? virtualChanges_.reply(request)
+               : path == "trace"                 ? traceLevels_.reply(request)
+               : isOurs && segments[1] == "dump" ? dumps_.reply(request)
+                                                 : answers_.reply(request);
+    }
+
+    // Without a file the ring is lost with the process, and no more is.
+    void keepRing() {
+        try {
+            moveRingTo(config().runDir.value_or(runDirectory()) + "/ring", identity_);
+        } catch (RingFileError const& error) {
+            notice(error.what());
+        }
+        Tremlog::record<"agent {} begins">(identity_);
     }
 
     void remember() {
         if (agent_.feed().isStarted() && !std::exchange(remembers_, true)) {
+            Tremlog::record<"every namespace has been read">();
             history_.begin();
         }
         history_.catchUp();
@@ -333,6 +377,7 @@ private:
 
     void flush() {
         nextFlush_ = loop_.now() + flushPeriod;
+        Tremlog::ring.measure();
         if (repairs_.recorder && !repairs_.recorder->flush()) {
             notice(fmt::format("{}: cannot be written any more: {}", recordingPath_,
                                std::generic_category().message(repairs_.recorder->error())));
@@ -341,9 +386,11 @@ private:
 
     Configuration configuration_;
     Instance const instance_;
+    std::string const identity_ = startIdentity();
     EventLoop loop_;
     Outlet out_;
     Outlet err_;
+    TraceLines const traces_;
     Netlink::LiveKernel kernel_;
     std::string recordingPath_;
     std::ofstream recording_;
@@ -355,6 +402,8 @@ private:
     Rights rights_;
     VirtualAddresses virtualAddresses_;
     VirtualChanges const virtualChanges_;
+    Dumps const dumps_;
+    TraceLevels const traceLevels_;
     std::ostringstream events_;
     Scenario::Output output_;
     Server server_;  // goes before what it asks

@@ -16,20 +16,24 @@
 #include "intfaddr/AgentCommand.h"
 #include "intfaddr/AskCommand.h"
 #include "intfaddr/CaptureCommand.h"
+#include "intfaddr/DumpCommand.h"
 #include "intfaddr/MonitorCommand.h"
 #include "intfaddr/RehearsalCommand.h"
 #include "intfaddr/ReplayCommand.h"
+#include "intfaddr/RingCommand.h"
 #include "intfaddr/StatusCommand.h"
+#include "intfaddr/TraceCommand.h"
 #include "intfaddr/VipCommand.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/ask/Printable.h"
 #include "intfaddr/config/Configuration.h"
+#include "intfaddr/http/Client.h"
 
 namespace IntfAddr {
 
 namespace {
 
-enum ExitStatus { ok = 0, badArgument = 2, broken = 70 };
+enum ExitStatus { ok = 0, badArgument = 2, noAgent = 3, broken = 70 };
 
 void addRunDir(CLI::App& command, std::optional<std::string>& runDir) {
     command
@@ -209,6 +213,53 @@ void addVip(CLI::App& app, VipOptions& options) {
         "asked; 70 if something else went wrong.");
 }
 
+void addDump(CLI::App& app, DumpOptions& options) {
+    CLI::App* const command =
+        app.add_subcommand("dump", "Print what the agent's tables or machines say of themselves.");
+    command->add_option("WORDS", options.words, "tables|machines [vrf NAME]")->type_name("");
+    command->add_flag("--verbose", options.verbose, "Shorten no list");
+    command->add_option("--max", options.max, "Shorten lists to so many entries (100)")
+        ->type_name("N");
+    command->add_flag("--json", options.json, "Print one JSON document");
+    addRunDir(*command, options.runDir);
+    command->footer(
+        "A VRF's part ends after 4000 lines, so that the agent is not held up; `intfaddr show`\n"
+        "has every address. tables has every row and index, machines what they were given too.\n"
+        "Exit status: 0; 2 for a bad question; 3 if no agent could be asked; 70 if something\n"
+        "else went wrong.");
+}
+
+void addTrace(CLI::App& app, TraceOptions& options) {
+    CLI::App* const command =
+        app.add_subcommand("trace", "List how much each class of the agent traces, or change it.");
+    command->add_option("SPEC", options.spec, "CLASS=LEVEL[,CLASS=LEVEL...], *=LEVEL or off")
+        ->type_name("");
+    command->add_flag("--json", options.json, "Print one JSON document");
+    addRunDir(*command, options.runDir);
+    command->footer(
+        "Traces go to the agent's standard error. Level 3 has noteworthy events, 8 every "
+        "decision,\n"
+        "9 every item, 0 nothing. Changing is for root and the agent's own user. Example:\n"
+        "  intfaddr trace IntfCleanupSm=9,DeferredIntfAddSm=8\n"
+        "Exit status: 0; 2 for a bad argument; 3 if no agent could be asked; 70 if something\n"
+        "else went wrong.");
+}
+
+void addRing(CLI::App& app, RingOptions& options) {
+    CLI::App* const command = app.add_subcommand(
+        "ring", "Print what an agent has done last, also one that has ended or crashed.");
+    command
+        ->add_option("FILE", options.file,
+                     "Its ring; that in the run directory where none is given")
+        ->type_name("");
+    command->add_flag("--json", options.json, "Print one JSON document");
+    addRunDir(*command, options.runDir);
+    command->footer(
+        "The rings of the agents before it are ring.1 and ring.2 in the run directory.\n"
+        "Exit status: 0; 1 if nothing has been recorded; 2 for a bad argument; 3 if there is no\n"
+        "ring that can be read; 70 if something else went wrong.");
+}
+
 std::string checkTraceClass(std::string const& name) {
     auto const known = Pell::traceClassNames();
     return std::ranges::find(known, name) != known.end()
@@ -288,6 +339,12 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     addAgent(app, agentOptions);
     VipOptions vipOptions;
     addVip(app, vipOptions);
+    DumpOptions dumpOptions;
+    addDump(app, dumpOptions);
+    RingOptions ringOptions;
+    addRing(app, ringOptions);
+    TraceOptions traceOptions;
+    addTrace(app, traceOptions);
     CaptureOptions captureOptions;
     addCapture(app, captureOptions);
 
@@ -306,6 +363,9 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
                            : app.got_subcommand("why-not") ? whyNot(askOptions, streams)
                            : app.got_subcommand("what-if") ? whatIf(askOptions, streams)
                            : app.got_subcommand("vip")     ? vip(vipOptions, streams)
+                           : app.got_subcommand("dump")    ? dump(dumpOptions, streams)
+                           : app.got_subcommand("ring")    ? ring(ringOptions, streams)
+                           : app.got_subcommand("trace")   ? trace(traceOptions, streams)
                            : app.got_subcommand("monitor") ? monitor(monitorOptions, streams)
                            : app.got_subcommand("status")  ? agentStatus(statusOptions, streams)
                            : app.got_subcommand("agent")   ? agent(agentOptions)
@@ -320,6 +380,9 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     } catch (BadQuestion const& error) {
         err << "intfaddr: " << printable(error.what()) << '\n';
         return badArgument;
+    } catch (NoAgent const& error) {
+        err << "intfaddr: " << printable(error.what()) << '\n';
+        return noAgent;
     } catch (std::exception const& error) {
         err << "intfaddr: " << printable(error.what()) << '\n';
         return broken;

@@ -42,7 +42,7 @@ class Json(unittest.TestCase):
     def test_every_command_that_asks_is_tried(self):
         listed = helped().split("Subcommands:\n")[1]
         commands = [line.split()[0] for line in listed.splitlines() if re.match(r"  \S", line)]
-        self.assertEqual({*QUESTIONS, "status", "monitor"},
+        self.assertEqual({*QUESTIONS, "dump", "ring", "status", "monitor", "trace"},
                          {command for command in commands if re.search(r"^  --json", helped(command), re.MULTILINE)})
 
     def test_of_a_single_look_at_the_kernel(self):
@@ -69,6 +69,11 @@ class Json(unittest.TestCase):
                         check(command, document)
                         self.assertEqual(document["from"], "agent")
                 check("status", asked("status", "--run-dir", folder))
+                for what in ("tables", "machines"):
+                    check("dump", asked("dump", what, "--run-dir", folder))
+                check("ring", asked("ring", "--run-dir", folder))
+                check("trace", asked("trace", "--run-dir", folder))
+                check("trace", asked("trace", "off", "--run-dir", folder))
                 self.check_monitor(folder)
             finally:
                 agent.kill()

@@ -12,7 +12,8 @@ namespace IntfAddr {
 
 namespace {
 
-constexpr std::size_t pieceSize = 4096;
+// Of a piece. Most members of a table that is whole are written once, and passed over later.
+constexpr int mostSteps = 64;
 
 std::string lineOf(Routing::RecordedOperation const& recorded) {
     auto line = Scenario::lineOf(recorded.operation);
@@ -46,7 +47,7 @@ StateScenario::~StateScenario() {
 
 Body::Progress StateScenario::next(std::string& buffer) {
     bool isMore = true;
-    while (isMore && text_.size() < pieceSize) {
+    for (int i = 0; isMore && i < mostSteps; ++i) {
         isMore = state_.step();
     }
     if (!isMore) {

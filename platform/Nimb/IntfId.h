@@ -115,7 +115,10 @@ class IntfId::Raw {
 public:
     // Of an IntfId that was empty.
     Raw() = default;
-    std::string_view text() const noexcept { return {bytes_.data(), size_}; }
+    // What a damaged file holds may say that it is longer than it can be.
+    std::string_view text() const noexcept {
+        return {bytes_.data(), size_ < inlineMax ? size_ : inlineMax};
+    }
     std::string toStrep() const { return std::string(text()); }
 
 private:

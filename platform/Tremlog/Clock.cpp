@@ -11,23 +11,17 @@ struct Reading {
 };
 
 Reading const loaded;
-
-// Counters of ticks wrap, and a record made by a static object may precede `loaded`: the difference
-// is signed.
-double ticksSinceLoad(std::uint64_t ticks) {
-    return static_cast<double>(static_cast<std::int64_t>(ticks - loaded.ticks));
-}
+std::int64_t const loadedAt =
+    std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
 
 }  // namespace
 
-SecondsFromTicks::SecondsFromTicks() noexcept {
+TickScale tickScale() noexcept {
     Reading const now;
     std::chrono::duration<double> const passed = now.time - loaded.time;
-    secondsPerTick_ = passed.count() / ticksSinceLoad(now.ticks);
-}
-
-double SecondsFromTicks::operator()(std::uint64_t ticks) const noexcept {
-    return ticksSinceLoad(ticks) * secondsPerTick_;
+    TickScale scale{.loaded = loaded.ticks, .loadedAt = loadedAt, .secondsPerTick = 1.0};
+    scale.secondsPerTick = passed.count() / scale.seconds(now.ticks);
+    return scale;
 }
 
 }  // namespace Tremlog

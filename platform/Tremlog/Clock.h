@@ -19,15 +19,21 @@ inline std::uint64_t ticks() noexcept {
 #endif
 }
 
-// Turns ticks into seconds since the program was loaded. The rate is that of the whole time passed
-// since then, measured against the steady clock when the converter is made.
-class SecondsFromTicks {
-public:
-    SecondsFromTicks() noexcept;
-    double operator()(std::uint64_t ticks) const noexcept;
+// What ticks are in seconds, and on the clock on the wall. The rate is that of the time passed
+// since the program was loaded, measured against the steady clock.
+struct TickScale {
+    std::uint64_t loaded;   // in ticks
+    std::int64_t loadedAt;  // in nanoseconds since 1970, UTC
+    double secondsPerTick;
 
-private:
-    double secondsPerTick_;
+    // Since the program was loaded. Counters of ticks wrap, and a record made by a static object
+    // may precede `loaded`: the difference is signed.
+    double seconds(std::uint64_t ticks) const noexcept {
+        return static_cast<double>(static_cast<std::int64_t>(ticks - loaded)) * secondsPerTick;
+    }
 };
+
+// As far as is known now.
+TickScale tickScale() noexcept;
 
 }  // namespace Tremlog

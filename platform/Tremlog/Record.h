@@ -3,28 +3,29 @@
 //     Tremlog::record<"removing deferred ip {} on {}">(addr, intfId);
 //
 // The format is checked against the arguments' types when compiled, and kept in a static
-// descriptor; the record holds a pointer to it and the arguments' raw bytes. An argument is stored
+// descriptor, which the first record enters into the ring's catalogue; the record holds its number
+// there and the arguments' raw bytes. An argument is stored
 //
 //   - as its raw(), where it has one: a trivially copyable snapshot of a type that is not;
 //   - as its first 31 bytes, where it is a text, or a value that owns one and gives it as text();
 //   - as it is otherwise; it must be trivially copyable then.
 //
-// What is stored must have an fmt formatter, and all of it must fit a slot of the ring.
+// What is stored must have an fmt formatter, which must do no harm whatever the bytes are (Kind.h),
+// and all of it must fit a slot of the ring. A format has no width or precision of more than three
+// digits, or that is an argument.
 #pragma once
 
 #include <fmt/format.h>
 
 #include <array>
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstring>
-#include <string>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 
+#include "Tremlog/Kind.h"
 #include "Tremlog/Ring.h"
 #include "Tremlog/Text.h"
 #include "Zin/FixedString.h"
@@ -54,33 +55,22 @@ void put(std::byte*& to, Value const& value) noexcept {
     to += sizeof value;
 }
 
-template <class Value>
-Value take(std::byte const*& from) {
-    std::array<std::byte, sizeof(Value)> bytes;
-    std::memcpy(bytes.data(), from, bytes.size());
-    from += bytes.size();
-    return std::bit_cast<Value>(bytes);
-}
-
 template <class... Values>
-std::string message(fmt::string_view format, [[maybe_unused]] std::byte const* arguments) {
-    // Braces, since they are evaluated from left to right.
-    std::tuple<Values...> const values{take<Values>(arguments)...};
-    return std::apply(
-        [format](Values const&... value) {
-            return fmt::vformat(format, fmt::make_format_args(value...));
-        },
-        values);
-}
+constexpr std::array<Kind const*, sizeof...(Values)> kinds{&kind<Values>...};
 
 template <Zin::FixedString format, class... Values>
 consteval Descriptor describe() {
+    static_assert(format.view().size() <= Format::maxSize, "the format is too long");
+    static_assert(isPlainFormat(format.view()), "the format may give a text of any length");
+    static_assert(sizeof...(Values) <= Format::maxArguments, "there are too many arguments");
+    static_assert(((kindName<Values>().size() <= Kind::maxNameSize) && ...),
+                  "the name of an argument's type is too long");
     [[maybe_unused]] fmt::format_string<Values...> const checked{format.view()};
-    return {format.view(), message<Values...>};
+    return {.format = format.view(), .kinds = kinds<Values...>};
 }
 
 template <Zin::FixedString format, class... Values>
-constexpr Descriptor descriptor = describe<format, Values...>();
+constinit inline Descriptor descriptor = describe<format, Values...>();
 
 }  // namespace Detail
 
@@ -88,8 +78,9 @@ template <Zin::FixedString format, class... Arguments>
 void record(Arguments const&... arguments) noexcept {
     static_assert((std::is_trivially_copyable_v<Detail::Stored<Arguments>> && ...),
                   "an argument is not trivially copyable, and has neither raw() nor text()");
-    static_assert((sizeof(Detail::Stored<Arguments>) + ... + 0) <= Ring::argumentSize,
+    static_assert((sizeof(Detail::Stored<Arguments>) + ... + 0) <= Slot::argumentSize,
                   "the arguments do not fit a slot of the ring");
+    (static_cast<void>(&Detail::listing<Detail::Stored<Arguments>>), ...);
     ring.write(
         Detail::descriptor<format, Detail::Stored<Arguments>...>,
         [&]([[maybe_unused]] std::byte* to) { (Detail::put(to, Detail::stored(arguments)), ...); });

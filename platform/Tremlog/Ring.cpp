@@ -7,8 +7,9 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <exception>
+#include <unistd.h>
+
+#include <memory>
 #include <thread>
 #include <utility>
 
@@ -25,53 +26,68 @@ void recordSuppressed(std::string_view text) noexcept {
 
 Zin::ModuleRegistration const module{{.name = "Tremlog", .dependsOn = {&Zin::module}}};
 
+constinit Image Ring::memory_{};
 constinit Ring ring;
 
-namespace {
-
-std::string messageOf(Descriptor const& descriptor, std::byte const* arguments) {
-    try {
-        return descriptor.message(descriptor.format, arguments);
-    } catch (...) {
-        return fmt::format("<no text for \"{}\": {}>", descriptor.format,
-                           Zin::textOf(std::current_exception()));
+bool Ring::enter(Descriptor& descriptor) noexcept {
+    Image& image = *image_.load(std::memory_order_relaxed);
+    std::uint64_t const used = image.header.formats;
+    if (used == Image::formatCount) {
+        return false;
     }
+    Format& format = image.formats[used];
+    format.text.put(descriptor.format);
+    format.argumentCount = descriptor.kinds.size();
+    for (std::size_t i = 0; i < descriptor.kinds.size(); ++i) {
+        format.arguments[i].kind.put(descriptor.kinds[i]->name);
+        format.arguments[i].size = descriptor.kinds[i]->size;
+    }
+    image.header.formats = used + 1;
+    descriptor.number = static_cast<std::uint16_t>(used + 1);
+    return true;
 }
 
-}  // namespace
+void Ring::moveTo(Image& image, std::string_view identity) {
+    Image& before = *image_.load(std::memory_order_relaxed);
+    image = before;
+    image.header.process = static_cast<std::uint32_t>(::getpid());
+    image.header.identity.put(identity);
+    image.header.scale = tickScale();
+    image.header.version = Image::ownVersion;
+    image.header.slotCount = Image::slotCount;
+    image.header.formatCount = Image::formatCount;
+    image.header.magic.put(Image::ownMagic);
+    image_.store(&image, std::memory_order_relaxed);
+}
+
+void Ring::measure() noexcept {
+    std::atomic_ref(header().scale.secondsPerTick)
+        .store(tickScale().secondsPerTick, std::memory_order_relaxed);
+}
 
 std::vector<Entry> Ring::entries() const {
     // Copied first and formatted afterwards: a formatter may record, and takes its time.
-    std::vector<Slot> copy(slotCount);
+    auto const copy = std::make_unique<Image>();
     bool inUse = false;  // by this thread itself
     while (!inUse && !take()) {
         inUse = holder_.load(std::memory_order_relaxed) == &thisThread_;
         std::this_thread::yield();
     }
-    std::uint64_t const first = cleared();
-    std::uint64_t const end = written();
-    std::copy(slots_.begin(), slots_.end(), copy.begin());
+    Image const& image = *image_.load(std::memory_order_relaxed);
+    copy->header.cleared = cleared();
+    copy->header.written = written();
+    copy->header.scale = tickScale();
+    copy->formats = image.formats;
+    copy->slots = image.slots;
     if (!inUse) {
         give();
     }
-    // A record under way takes the place of the oldest.
-    std::uint64_t const held = std::min<std::uint64_t>(end - first, slotCount - inUse);
-    SecondsFromTicks const seconds;
-    std::vector<Entry> result;
-    for (std::uint64_t i = end - held; i != end; ++i) {
-        Slot const& slot = copy[i % slotCount];
-        result.push_back(
-            {i - first, seconds(slot.ticks), messageOf(*slot.descriptor, slot.arguments.data())});
-    }
-    if (inUse) {
-        result.push_back({end - first, seconds(ticks()), "<the ring is in use>"});
-    }
-    return result;
+    return entriesOf(*copy, "<the ring is in use>");
 }
 
 void Ring::clear() noexcept {
-    cleared_.store(written(), std::memory_order_release);
-    lost_.store(0, std::memory_order_relaxed);
+    std::atomic_ref(header().cleared).store(written(), std::memory_order_release);
+    std::atomic_ref(header().lost).store(0, std::memory_order_relaxed);
 }
 
 std::vector<std::string> messages() {

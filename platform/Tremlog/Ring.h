@@ -2,11 +2,17 @@
 //
 //   in     write: a descriptor and the raw bytes of its arguments, from Tremlog::record
 //   out    entries, messages, decode: what the ring still holds, oldest first, as text
+//   time   whoever moved it calls measure() once in a while, for readers of the file
 //
 // Recording stamps the time and copies bytes into a slot of fixed size: it never allocates,
-// formats, blocks or throws. Formatting is the decoder's, which finds in each slot's descriptor
-// what the bytes mean; where a formatter throws, the entry says so in the message's place. The
-// newest record takes the place of the oldest.
+// formats, blocks or throws. Formatting is the decoder's, which finds in the ring's own catalogue
+// what the bytes mean (Image.h); where a formatter throws, the entry says so in the message's
+// place. The newest record takes the place of the oldest.
+//
+// The ring begins in the process's own memory. moveTo() takes it elsewhere, once, with what it
+// holds: to memory that is a file's, where it can be read beside the process and after its end.
+// Writing to that may wait where the kernel writes the file to a disk, so it lies best in a file
+// system without one.
 //
 // The ring is meant for one thread and safe for any: a record made while somebody else is busy with
 // the ring is not written but counted in lost(). Whoever reads waits for another thread's record;
@@ -21,36 +27,32 @@
 // Failures that a turn drops (Zin/Turn.h) are recorded too: "suppressed failure: {}".
 #pragma once
 
-#include <fmt/core.h>
-
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Tremlog/Clock.h"
+#include "Tremlog/Image.h"
+#include "Tremlog/Kind.h"
 
 namespace Tremlog {
 
 // What every record of one kind has in common.
 struct Descriptor {
-    fmt::string_view format;
-    std::string (*message)(fmt::string_view format, std::byte const* arguments);
-};
-
-// One record as text.
-struct Entry {
-    std::uint64_t sequence;  // counted from 0 at the start, or from clear() on
-    double seconds;          // since the program was loaded
-    std::string message;
+    std::string_view format;
+    std::span<Kind const* const> kinds = {};  // of its arguments
+    // In the catalogue; 0 before the first record. Whoever holds the ring may look.
+    std::uint16_t number = 0;
 };
 
 class Ring {
 public:
-    static constexpr std::size_t slotCount = 4096;
-    static constexpr std::size_t argumentSize = 112;
+    static constexpr std::size_t slotCount = Image::slotCount;
+    static constexpr std::size_t argumentSize = Slot::argumentSize;
 
     constexpr Ring() = default;
     Ring(Ring const&) = delete;
@@ -61,41 +63,70 @@ public:
         std::uint64_t const first = cleared();
         return written() - first;
     }
-    std::uint64_t lost() const noexcept { return lost_.load(std::memory_order_relaxed); }
+    std::uint64_t lost() const noexcept { return load(header().lost); }
 
     std::vector<Entry> entries() const;
 
-    // `store` copies the arguments to the bytes it is given.
+    // `store` copies the arguments to the bytes it is given. A record whose format has no place in
+    // the catalogue is lost.
     template <class Store>
-    void write(Descriptor const& descriptor, Store store) noexcept {
+    void write(Descriptor& descriptor, Store store) noexcept {
         if (!take()) [[unlikely]] {
-            lost_.fetch_add(1, std::memory_order_relaxed);
+            lose();
             return;
         }
-        std::uint64_t const sequence = written();
-        Slot& slot = slots_[sequence % slotCount];
+        if (descriptor.number == 0 && !enter(descriptor)) [[unlikely]] {
+            lose();
+            give();
+            return;
+        }
+        Image& image = *image_.load(std::memory_order_relaxed);
+        std::uint64_t const sequence = load(image.header.written);
+        Slot& slot = image.slots[sequence % slotCount];
+        std::uint64_t const stamp = (sequence + 1) << Slot::formatBits;
+        std::atomic_ref const slotStamp(slot.stamp);
+        slotStamp.store(stamp | Slot::unfinished, std::memory_order_relaxed);
+        keepOrder();
         slot.ticks = ticks();
-        slot.descriptor = &descriptor;
         store(slot.arguments.data());
-        written_.store(sequence + 1, std::memory_order_relaxed);
+        slotStamp.store(stamp | descriptor.number, std::memory_order_release);
+        std::atomic_ref(image.header.written).store(sequence + 1, std::memory_order_relaxed);
         give();
     }
+
+    // Takes the ring to `image`, which is zero and stays for as long as the process does. Not while
+    // others use the ring.
+    void moveTo(Image& image, std::string_view identity);
+    // What ticks are is known the better the longer they have been counted.
+    void measure() noexcept;
 
     // Forgets everything, the counts too.
     void clear() noexcept;
 
 private:
-    struct alignas(64) Slot {
-        std::uint64_t ticks;
-        Descriptor const* descriptor;
-        std::array<std::byte, argumentSize> arguments;
-    };
-    static_assert(sizeof(Slot) == 128);
-
     using Holder = char const*;
 
-    std::uint64_t written() const noexcept { return written_.load(std::memory_order_relaxed); }
-    std::uint64_t cleared() const noexcept { return cleared_.load(std::memory_order_acquire); }
+    static std::uint64_t load(std::uint64_t& count) noexcept {
+        return std::atomic_ref(count).load(std::memory_order_relaxed);
+    }
+    Image::Header& header() const noexcept {
+        return image_.load(std::memory_order_relaxed)->header;
+    }
+    std::uint64_t written() const noexcept { return load(header().written); }
+    std::uint64_t cleared() const noexcept {
+        return std::atomic_ref(header().cleared).load(std::memory_order_acquire);
+    }
+    void lose() noexcept { std::atomic_ref(header().lost).fetch_add(1, std::memory_order_relaxed); }
+    // Into the catalogue; false where it is full.
+    bool enter(Descriptor& descriptor) noexcept;
+    // For readers of other processes: the stamp is unfinished before anything else of the slot is
+    // seen to change. ThreadSanitizer does not know fences; within the process the holder is
+    // enough.
+    static void keepOrder() noexcept {
+#if !defined(__SANITIZE_THREAD__)
+        std::atomic_thread_fence(std::memory_order_release);
+#endif
+    }
     // False where the ring is held already.
     bool take() const noexcept {
         Holder nobody = nullptr;
@@ -108,10 +139,8 @@ private:
 
     // The thread that records, or copies the ring; null where none does.
     mutable std::atomic<Holder> holder_ = nullptr;
-    std::atomic<std::uint64_t> written_ = 0;
-    std::atomic<std::uint64_t> cleared_ = 0;  // how many were written when last cleared
-    std::atomic<std::uint64_t> lost_ = 0;
-    std::array<Slot, slotCount> slots_ = {};
+    static constinit Image memory_;
+    std::atomic<Image*> image_ = &memory_;
 };
 
 extern constinit Ring ring;

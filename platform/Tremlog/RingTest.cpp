@@ -52,9 +52,7 @@ protected:
     ~TheRing() override { clear(); }
 };
 
-constexpr Descriptor outer{"outer", [](fmt::string_view format, std::byte const*) {
-                               return std::string(format.data(), format.size());
-                           }};
+constinit Descriptor outer{.format = "outer"};
 
 TEST_F(TheRing, IsEmptyAtFirst) {
     EXPECT_EQ(count(), 0U);

@@ -16,6 +16,8 @@ namespace Tremlog {
 template <std::size_t capacity>
 class CutText {
 public:
+    static constexpr std::string_view kind = "text";
+
     explicit CutText(std::string_view text) noexcept
         : bytes_{}, size_(static_cast<std::uint8_t>(std::min(text.size(), capacity))) {
         text.copy(bytes_.data(), capacity);
@@ -24,7 +26,10 @@ public:
         }
     }
 
-    std::string_view text() const noexcept { return {bytes_.data(), size_}; }
+    // What a damaged file holds may say that it is longer than it can be.
+    std::string_view text() const noexcept {
+        return {bytes_.data(), std::min<std::size_t>(size_, capacity)};
+    }
 
 private:
     std::array<char, capacity> bytes_;

@@ -1,0 +1,146 @@
+#include "intfaddr/answer/Dumps.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+#include <vector>
+
+#include "intfaddr/answer/Question.h"
+
+namespace IntfAddr {
+
+namespace {
+
+struct Wanted {
+    bool machines = false;
+    bool verbose = false;
+    std::uint32_t max = Dumps::defaultMax;
+};
+
+// A dump into a string that ends in the middle, by this exception, when it is long enough.
+struct LongEnough {};
+
+class CutDumpContext final : public Velk::DumpContext {
+public:
+    using DumpContext::DumpContext;
+    void print(std::string_view text) const override {
+        text_ += text;
+        lines_ += static_cast<std::uint32_t>(std::ranges::count(text, '\n'));
+        if (lines_ >= Dumps::linesOfVrf) {
+            throw LongEnough();
+        }
+    }
+    std::string& text() { return text_; }
+
+private:
+    mutable std::string text_;
+    mutable std::uint32_t lines_ = 0;
+};
+
+std::string dumpOf(Routing::Router const& router, L3::VrfName const& vrf, Wanted const& wanted) {
+    auto const context = Zin::make<CutDumpContext>(wanted.verbose, wanted.max);
+    try {
+        if (wanted.machines) {
+            if (auto const machine = router.tableSm(vrf)) {
+                machine->dumpState(context, 0);
+            }
+        } else if (auto const table = router.tables()->intfAddrVrfTable(vrf)) {
+            Velk::dumpLine(context, 0, "IntfAddrVrfTable for vrf {}\n", vrf);
+            table->dumpState(context, 2);
+        }
+    } catch (LongEnough const&) {
+        context->text() +=
+            fmt::format("-- VRF {} ends here, after {} lines --\n", vrf, Dumps::linesOfVrf);
+    }
+    return std::move(context->text());
+}
+
+class Dump final : public Body {
+public:
+    Dump(Routing::Router const& router, std::vector<L3::VrfName> vrfs, Wanted const& wanted)
+        : router_(router), vrfs_(std::move(vrfs)), wanted_(wanted) {}
+
+    Progress next(std::string& buffer) override {
+        if (piece_ && piece_->next(buffer) == Progress::more) {
+            return Progress::more;
+        }
+        piece_.reset();
+        if (done_ == vrfs_.size()) {
+            return Progress::ended;
+        }
+        piece_ = std::make_unique<TextBody>(dumpOf(router_, vrfs_[done_++], wanted_));
+        return Progress::more;
+    }
+
+private:
+    Routing::Router const& router_;
+    std::vector<L3::VrfName> const vrfs_;
+    Wanted const wanted_;
+    std::size_t done_ = 0;
+    std::unique_ptr<TextBody> piece_;
+};
+
+std::uint32_t maxOf(std::string const& text) {
+    std::uint32_t max = 0;
+    auto const* const end = text.data() + text.size();
+    auto const [rest, error] = std::from_chars(text.data(), end, max);
+    if (error != std::errc() || rest != end || max > Dumps::linesOfVrf) {
+        throw BadQuestion(
+            fmt::format("max '{}': a number from 0 to {} is expected", text, Dumps::linesOfVrf));
+    }
+    return max;
+}
+
+// Takes out what is no filter.
+Wanted takeWanted(Parameters& parameters) {
+    Wanted wanted;
+    for (auto const& [name, value] : parameters) {
+        if (name == "max") {
+            wanted.max = maxOf(value);
+        } else if (name == "verbose") {
+            if (!value.empty() && value != "true" && value != "false") {
+                throw BadQuestion(fmt::format("verbose '{}': true or false is expected", value));
+            }
+            wanted.verbose = value != "false";
+        }
+    }
+    std::erase_if(parameters,
+                  [](auto const& one) { return one.first == "max" || one.first == "verbose"; });
+    return wanted;
+}
+
+}  // namespace
+
+Reply Dumps::reply(Request const& request) const {
+    auto const& segments = request.target.segments;
+    if (request.method != "GET" && request.method != "HEAD") {
+        return errorReply(405, fmt::format("{} is not possible: GET is", request.method));
+    }
+    if (segments.size() != 3 || (segments[2] != "tables" && segments[2] != "machines")) {
+        return errorReply(404, fmt::format("there is nothing at /{}: tables and machines can be "
+                                           "dumped",
+                                           fmt::join(segments, "/")));
+    }
+    try {
+        auto parameters = request.target.query;
+        Wanted wanted = takeWanted(parameters);
+        wanted.machines = segments[2] == "machines";
+        Filter const filter = filterOf(parameters, {"vrf"});
+        auto vrfs = router_.vrfs();
+        std::ranges::sort(vrfs);
+        if (filter.vrf) {
+            if (!router_.tables()->intfAddrVrfTableHas(*filter.vrf)) {
+                return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
+            }
+            vrfs = {*filter.vrf};
+        }
+        return {.contentType = "text/plain; charset=utf-8",
+                .body = std::make_unique<Dump>(router_, std::move(vrfs), wanted)};
+    } catch (BadQuestion const& error) {
+        return errorReply(400, error.what());
+    }
+}
+
+}  // namespace IntfAddr
