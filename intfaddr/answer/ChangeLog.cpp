@@ -5,7 +5,9 @@
 namespace IntfAddr {
 
 ChangeLog::Reader::Reader(ChangeLog& log, std::function<void()> more)
-    : log_(log), place_(log.readers_.insert(log.readers_.end(), std::move(more))) {}
+    : log_(log), place_(log.readers_.insert(log.readers_.end(), std::move(more))) {
+    log_.notifierIs(log_.follower_);
+}
 
 ChangeLog::Reader::~Reader() { log_.readers_.erase(place_); }
 
@@ -13,58 +15,39 @@ ChangeLog::ChangeLog(Routing::Router const& router, Zin::Ptr<Routing::TableFollo
                      std::size_t limit)
     : router_(router), follower_(std::move(follower)), limit_(limit) {}
 
-void ChangeLog::step() {
-    if (!std::exchange(hasBegun_, true)) {
-        notifierIs(follower_);
-        vrfs_ = router_.vrfs();
+std::optional<ChangeLog::Place> ChangeLog::beginOf(L3::VrfName const* behind) const {
+    for (auto const& vrf : router_.vrfs()) {
+        if (!behind || Routing::VrfOrder()(*behind, vrf)) {
+            return Place{.vrf = vrf};
+        }
     }
-    if (steps_.step()) {
-        return;
-    }
-    if (vrfs_.empty()) {
-        isWhole_ = true;
+    return std::nullopt;
+}
+
+void ChangeLog::walk(std::optional<Place>& place,
+                     std::function<void(Row const&)> const& each) const {
+    auto& [vrf, hash] = *place;
+    auto const table = router_.tables()->intfAddrVrfTable(vrf);
+    if (table && hash < table->intfAddrEntry().scanEnd) {
+        hash = table->intfAddrEntry().scan(hash, [&each, &vrf = vrf](auto const& member) {
+            each({vrf, member.key});
+        });
     } else {
-        L3::VrfName const vrf = vrfs_.back();
-        vrfs_.pop_back();
-        walk(vrf);
+        place = beginOf(&vrf);
     }
 }
 
-ChangeLog::Row const* ChangeLog::rowAfter(std::optional<Row> const& row) const {
-    auto const found = row ? rows_.upper_bound(*row) : rows_.begin();
-    return found == rows_.end() ? nullptr : &*found;
-}
-
-// What both tables have is not told.
-void ChangeLog::handleReplacement(L3::VrfName const& vrf, Routing::TableDifference const&) {
-    if (!isWhole_) {
-        vrfs_.push_back(vrf);
+bool ChangeLog::hasPassed(std::optional<Place> const& place, Row const& row) const {
+    if (!place) {
+        return true;
     }
+    return row.vrf == place->vrf ? anyTable_->intfAddrEntry().hashOf(row.content) < place->hash
+                                 : Routing::VrfOrder()(row.vrf, place->vrf);
 }
 
 void ChangeLog::handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& content,
                           bool present) {
-    Row const row{.vrf = vrf, .content = content};
-    bool const isNews = present ? rows_.insert(row).second : rows_.erase(row) > 0;
-    if (isNews && isWhole_) {
-        put({.row = row, .present = present});
-    }
-}
-
-// The table may have been replaced since the walk began.
-void ChangeLog::walk(L3::VrfName const& vrf) {
-    if (auto const table = router_.tables()->intfAddrVrfTable(vrf)) {
-        steps_.walkPresent(table, table->intfAddrEntry(), [this, vrf](auto const& member) {
-            auto const current = router_.tables()->intfAddrVrfTable(vrf);
-            if (current && current->intfAddrEntryHas(member.key)) {
-                rows_.insert({.vrf = vrf, .content = member.key});
-            }
-        });
-    }
-}
-
-void ChangeLog::put(Change change) {
-    changes_.push_back(std::move(change));
+    changes_.push_back({.row = {.vrf = vrf, .content = content}, .present = present});
     if (changes_.size() > limit_) {
         changes_.pop_front();
         ++first_;

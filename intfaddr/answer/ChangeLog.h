@@ -1,18 +1,16 @@
 // The latest changes of the rows of all tables, in one log that any number of readers share, each
-// with a position of his own in it; and the rows as the log's end leaves them, sorted.
+// with a position of his own in it; and the rows as they stand, in an order that lets a reader who
+// walks them say of any row whether he has passed it.
 //
 //   in     the tables; the rows that come and go
-//   out    changes, each with its position; the row that follows a given one
+//   out    changes, each with its position; the rows, some few at a time
 //
-//     idle --step()--> looking --all seen--> whole
+// Nothing is kept before the first reader comes. The log holds the last `limit` changes, so who is
+// slower falls out of it: his position is before first(). That is all that is kept, whatever
+// readers do: rows are walked in their tables, VRF by VRF, and in one in the order of their hashes.
 //
-// Nothing is looked at, and nothing is kept, before the first reader comes. Then what stands is
-// looked at step by step, while it may change; the log is whole, and holds changes, from then on.
-// It stays so when the last reader has gone, since who has watched once will do so again.
-//
-// Each change is one to the rows before: a row that is there does not come again, whatever becomes
-// of its table. The log holds the last `limit` changes, so who is slower falls out of it: his
-// position is before first(). That and the rows are all that is kept, whatever readers do.
+// A reader who walks reads all changes first: then the tables are as the end of the log leaves
+// them.
 //
 // Borrows the router, outside whose operations its readers read.
 #pragma once
@@ -23,11 +21,8 @@
 #include <functional>
 #include <list>
 #include <optional>
-#include <set>
-#include <vector>
 
 #include "router/Router.h"
-#include "router/Steps.h"
 #include "router/repair/TableFollower.h"
 
 namespace IntfAddr {
@@ -39,14 +34,15 @@ public:
     struct Row {
         L3::VrfName vrf;
         IpLib::IntfAddrEntryContent content;
-
-        friend bool operator<(Row const& a, Row const& b) {
-            return a.vrf == b.vrf ? a.content < b.content : Routing::VrfOrder()(a.vrf, b.vrf);
-        }
     };
     struct Change {
         Row row;
         bool present;
+    };
+    // Where a walk is.
+    struct Place {
+        L3::VrfName vrf;
+        std::uint64_t hash = 0;
     };
     // Somebody who is told, while it lives, that there is something to be read. He only notes it.
     class Reader {
@@ -66,10 +62,6 @@ public:
     ChangeLog(ChangeLog const&) = delete;
     ChangeLog& operator=(ChangeLog const&) = delete;
 
-    // Before it is whole, readers take steps instead of changes.
-    bool isWhole() const { return isWhole_; }
-    void step();
-
     // The positions of the changes that it holds are those from first() to before end().
     std::uint64_t first() const { return first_; }
     std::uint64_t end() const { return first_ + changes_.size(); }
@@ -77,26 +69,26 @@ public:
         return changes_[static_cast<std::size_t>(position - first_)];
     }
 
-    // The first one where none is given; null where there is no more.
-    Row const* rowAfter(std::optional<Row> const& row) const;
+    // Where a walk begins; nothing where there are no tables, as behind the last of them.
+    std::optional<Place> beginning() const { return beginOf(nullptr); }
+    // Calls `each` with the rows that stand there, none or some few, and goes on behind them.
+    void walk(std::optional<Place>& place, std::function<void(Row const&)> const& each) const;
+    // Whether a walk that is there has passed the row, or the place where it would stand.
+    bool hasPassed(std::optional<Place> const& place, Row const& row) const;
+
     std::size_t readers() const { return readers_.size(); }
 
 private:
-    void handleReplacement(L3::VrfName const& vrf, Routing::TableDifference const&) override;
     void handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& content,
                    bool present) override;
-    void walk(L3::VrfName const& vrf);
-    void put(Change change);
+    // Of the table behind that VRF's.
+    std::optional<Place> beginOf(L3::VrfName const* behind) const;
 
     Routing::Router const& router_;
     Zin::Ptr<Routing::TableFollower const> const follower_;
     std::size_t const limit_;
-    bool hasBegun_ = false;
-    bool isWhole_ = false;
-    // To be looked at still.
-    std::vector<L3::VrfName> vrfs_;
-    Routing::Steps steps_;
-    std::set<Row> rows_;
+    // All tables have their rows in the same order of hashes.
+    Zin::Ptr<IpLib::IntfAddrVrfTable const> const anyTable_ = IpLib::intfAddrVrfTableFactory();
     std::deque<Change> changes_;
     std::uint64_t first_ = 0;
     std::list<std::function<void()>> readers_;

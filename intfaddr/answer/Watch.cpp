@@ -16,9 +16,7 @@ Watch::Watch(ChangeLog& log, std::string agent, Filter filter, bool initial)
 // What has changed comes before the walk goes on, which finds the rows as they are.
 Body::Progress Watch::next(std::string& buffer) {
     buffer_ = &buffer;
-    if (!log_.isWhole()) {
-        log_.step();
-    } else if (!position_) {
+    if (!position_) {
         begin(initial_ ? "table" : "changes", initial_);
     } else if (*position_ < log_.first()) {
         beginAnew();
@@ -36,7 +34,7 @@ Body::Progress Watch::next(std::string& buffer) {
 void Watch::begin(char const* what, bool walks) {
     position_ = log_.end();
     walks_ = walks;
-    passed_.reset();
+    place_ = log_.beginning();
     tell({{"begin", what}});
 }
 
@@ -46,15 +44,14 @@ void Watch::beginAnew() {
 }
 
 void Watch::tellChange(ChangeLog::Change const& change) {
-    if (!walks_ || (passed_ && !(*passed_ < change.row))) {
+    if (!walks_ || log_.hasPassed(place_, change.row)) {
         tellRow(change.row, change.present);
     }
 }
 
 void Watch::walk() {
-    if (auto const* const row = log_.rowAfter(passed_)) {
-        passed_ = *row;
-        tellRow(*row, true);
+    if (place_) {
+        log_.walk(place_, [this](ChangeLog::Row const& row) { tellRow(row, true); });
     } else {
         walks_ = false;
         tell({{"complete", true}});

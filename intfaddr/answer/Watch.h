@@ -15,9 +15,9 @@
 //              '───────lost────────┴──────────────────────'
 //
 // A replica applies each line without error: a row that comes was not there, one that goes was.
-// While the rows are walked, in their order, a change to one that the walk has passed is told, and
-// one to a row before which it stands is not: the walk will find that as it is by then. So nothing
-// is kept of a reader but two positions.
+// While the rows are walked, in the log's order, a change to one that the walk has passed is told,
+// and one to a row before which it stands is not: the walk will find that as it is by then. So
+// nothing is kept of a reader but two positions.
 //
 // Borrows the log.
 #pragma once
@@ -59,7 +59,7 @@ private:
     std::uint64_t lines_ = 0;
     std::optional<std::uint64_t> position_;  // none before it has begun
     bool walks_ = false;
-    std::optional<ChangeLog::Row> passed_;  // the last one, by the walk
+    std::optional<ChangeLog::Place> place_;  // of the walk; none at its end
     ChangeLog::Reader const reader_;
 };
 

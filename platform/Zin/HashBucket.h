@@ -44,6 +44,7 @@ struct alignas(64) HashBucket {
 #endif
     }
     unsigned empties() const { return match(0); }
+    unsigned used() const { return empties() ^ ((1u << places) - 1); }
 };
 static_assert(sizeof(HashBucket) == 64);
 

@@ -144,6 +144,34 @@ public:
     ConstIterator end() const { return {}; }
     // A walk that starts at the last member; at its end where the map is empty.
     ConstIterator last() const { return ConstIterator(*this, store_.last); }
+    // Where the key stands in the order of a scan: it depends on the seed and the key alone.
+    std::uint32_t hashOf(Key const& key) const { return hash_(key); }
+    static constexpr std::uint64_t scanEnd = std::uint64_t{1} << 32;
+    // Calls `each` with the members, some few, whose hashes are at least `from` and less than what
+    // is returned, from where the next call goes on. So from 0 to scanEnd each member that stands
+    // throughout is met once, whatever comes and goes between calls, and nothing is kept of the
+    // scan but a number. `each` does not change the map.
+    template <class Each>
+    std::uint64_t scan(std::uint64_t from, Each const& each) const {
+        std::uint32_t const home = static_cast<std::uint32_t>(from >> store_.shift);
+        std::uint32_t at = home;
+        do {
+            HashBucket const& bucket = store_.buckets[at];
+            for (unsigned left = bucket.used(); left != 0; left &= left - 1) {
+                Member const& member =
+                    store_.member(bucket.slot[static_cast<unsigned>(std::countr_zero(left))]);
+                std::uint32_t const hash = hash_(member.key);
+                if (store_.home(hash) == home && hash >= from) {
+                    each(member);
+                }
+            }
+            if (bucket.passed == 0) {
+                break;
+            }
+            at = store_.after(at);
+        } while (at != home);
+        return (std::uint64_t{home} + 1) << store_.shift;
+    }
     // A walk that starts at the key; at its end if there is no such member.
     Iterator from(Key const& key) { return Iterator(*this, slotOf(probe(key))); }
     ConstIterator from(Key const& key) const { return ConstIterator(*this, slotOf(probe(key))); }

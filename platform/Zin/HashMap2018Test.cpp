@@ -5,6 +5,8 @@
 
 #include <array>
 #include <memory>
+#include <random>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,14 @@
 
 namespace Zin {
 namespace {
+
+struct Scanned {
+    int value;
+    std::uint32_t hash(std::uint32_t seed) const {
+        return (static_cast<std::uint32_t>(value) * 2654435761U) ^ seed;
+    }
+    friend bool operator==(Scanned const&, Scanned const&) = default;
+};
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -391,6 +401,55 @@ TEST(HashSet2018, HoldsEachKeyOnce) {
     EXPECT_THAT(keys(set), ElementsAre(1));
     set.clear();
     EXPECT_THAT(keys(set), IsEmpty());
+}
+
+// Whatever comes and goes, and however the map grows, between the calls of a scan.
+TEST(HashMap2018, AScanMeetsOnceWhatStandsThroughout) {
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        std::mt19937 random(seed);
+        HashMap2018<Scanned, int> map(seed);
+        std::set<int> throughout;
+        for (int i = static_cast<int>(random() % 400); i > 0; --i) {
+            map.emplace(Scanned{i}, i);
+            throughout.insert(i);
+        }
+        std::multiset<int> met;
+        std::uint64_t at = 0;
+        while (at < map.scanEnd) {
+            std::uint64_t const from = at;
+            at = map.scan(from, [&](auto const& member) {
+                EXPECT_GE(map.hashOf(member.key), from);
+                met.insert(member.key.value);
+            });
+            ASSERT_GT(at, from);
+            for (int const key : met) {
+                if (map.contains(Scanned{key})) {
+                    ASSERT_LT(map.hashOf(Scanned{key}), at);
+                }
+            }
+            for (auto changes = random() % 40; changes > 0; --changes) {
+                int const key = static_cast<int>(random() % 3000);
+                if (random() % 3 == 0) {
+                    map.erase(Scanned{key});
+                    throughout.erase(key);
+                } else {
+                    map.emplace(Scanned{key}, key);
+                }
+            }
+            if (random() % 100 == 0) {
+                map.clear();
+                throughout.clear();
+            }
+        }
+        for (int const key : throughout) {
+            ASSERT_EQ(met.count(key), 1U) << "seed " << seed << " key " << key;
+        }
+    }
+}
+
+TEST(HashMap2018, AScanOfAnEmptyMapEndsAtOnce) {
+    HashMap2018<Scanned, int> const map(1);
+    EXPECT_EQ(map.scan(0, [](auto const&) { FAIL(); }), map.scanEnd);
 }
 
 }  // namespace
