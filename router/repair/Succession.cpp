@@ -108,9 +108,8 @@ std::vector<IntfAddrWithMask> succession(Published const& published,
     for (auto const& member : old.intfAddrEntry()) {
         auto const& row = *member.value;
         IntfAddrWithMaskKey const key{row.intfId(), {row.key().addr, row.subnet().prefixLength()}};
-        bool const isLinkLocal = key.isV6LinkLocal();
         // A refused address comes to nobody's mind but here.
-        if (row.key().virtualIp || !(contest.concerns(key) || isLinkLocal) ||
+        if (row.key().virtualIp || !(contest.concerns(key) || key.isV6LinkLocal()) ||
             !published.hasDevice(key.intfId) || !standsInItsPlace(old, row)) {
             continue;
         }
