@@ -155,6 +155,11 @@ Explainer::Unknown Answers::unknown(Filter const& filter) const {
             found.emplace(vrfText(vrf), why);
         }
     }
+    for (auto const& vrf : agent_ ? vrfsOf(filter) : std::vector<L3::VrfName>()) {
+        if (agent_->supervisor.degraded(vrf)) {
+            found.emplace(vrfText(vrf), "an invariant failed, and its table is to be rebuilt");
+        }
+    }
     return found;
 }
 
@@ -231,7 +236,8 @@ std::unique_ptr<Body> Answers::subnets(Filter const& filter) const {
 std::unique_ptr<Body> Answers::state(Filter const& filter) const {
     std::optional<StateScenario::Changes> changes;
     if (agent_) {
-        changes.emplace(agent_->operations, agent_->supervisor.follower());
+        changes.emplace(StateScenario::Changes{.operations = agent_->operations,
+                                               .rows = agent_->supervisor.follower()});
     }
     return std::make_unique<StateScenario>(router_, *filter.vrf, std::move(changes),
                                            [this, filter] { return unknown(filter); });

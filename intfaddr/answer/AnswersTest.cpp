@@ -229,6 +229,28 @@ TEST_F(AnswersTest, TheAgentSaysHowItFares) {
     EXPECT_THAT(status["notKnown"], IsEmpty());
 }
 
+// Without a device eth9 withdraws what eth0 has: the second failure in a minute waits for its
+// rebuild.
+TEST_F(AnswersTest, AVrfThatIsToBeRebuiltIsNotKnown) {
+    addAddress(7, "10.0.0.1/24");
+    runTo(1.0);
+    auto const fail = [this] {
+        agent.apply({Routing::IpIntfAdd{
+                         "default", "eth9", {.primary = Nimb::IpAddrWithMask("10.0.0.1/24")}},
+                     Routing::IpPrimaryIs{"default", "eth9", {}}});
+    };
+    fail();
+    EXPECT_THAT(ask("addresses")["notKnown"], IsEmpty());
+    fail();
+    auto const unknown = ask("lookup", {{"address", "10.0.0.2"}})["notKnown"];
+    ASSERT_EQ(unknown.size(), 1U);
+    EXPECT_EQ(unknown[0]["what"], "VRF 'default'");
+    EXPECT_THAT(unknown[0]["why"].get<std::string>(), HasSubstr("an invariant failed"));
+    EXPECT_EQ(ask("status")["notKnown"], unknown);
+    runTo(5.0);
+    EXPECT_THAT(ask("addresses")["notKnown"], IsEmpty());
+}
+
 TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
     runTo(1.0);
     auto const refusal = [this](std::string const& path, Parameters const& query,
