@@ -231,7 +231,8 @@ std::unique_ptr<Body> Answers::subnets(Filter const& filter) const {
 std::unique_ptr<Body> Answers::state(Filter const& filter) const {
     std::optional<StateScenario::Changes> changes;
     if (agent_) {
-        changes.emplace(agent_->operations, agent_->supervisor.follower());
+        changes.emplace(StateScenario::Changes{.operations = agent_->operations,
+                                               .rows = agent_->supervisor.follower()});
     }
     return std::make_unique<StateScenario>(router_, *filter.vrf, std::move(changes),
                                            [this, filter] { return unknown(filter); });
