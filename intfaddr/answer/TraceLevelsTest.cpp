@@ -26,7 +26,7 @@ struct TraceLevelsTest : testing::Test {
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }
 
-    Rights const rights;
+    Rights const rights{};
     TraceLevels const levels{rights};
     Pell::TraceHandle const one{"TestOne"};
     Pell::TraceHandle const two{"TestTwo"};
