@@ -116,6 +116,20 @@ TEST_F(RehearsalTest, AFileThatNeverEndsIsNotReadForEver) {
     }
 }
 
+TEST_F(RehearsalTest, OfAVrfThatIsNotThereNothingIsSaid) {
+    EXPECT_TRUE(
+        IntfAddr::whyNot("", "red", {"eth0", Nimb::IpGenAddrWithMask("10.0.0.1/24")}).is_null());
+}
+
+TEST_F(RehearsalTest, NamesThatMayBeTakenForOneAnotherAreToldOf) {
+    add(own, 9, "n\xff");
+    runTo(1.0);
+    EXPECT_THAT(state(),
+                HasSubstr("# not known: {\"what\":\"VRF 'default'\",\"why\":\"names that are "
+                          "not UTF-8 may be taken for one another\"}\n"));
+    EXPECT_EQ(whyNot("n\xef\xbf\xbd", "10.0.0.1/24")["verdict"], "owned");
+}
+
 TEST_F(RehearsalTest, AFreeAddressWouldComeAtOnce) {
     addAddress(7, "10.0.0.1/24");
     runTo(1.0);
