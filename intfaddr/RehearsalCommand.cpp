@@ -260,11 +260,8 @@ int explainByScenario(AskOptions const& options, Streams const& streams) {
     std::multimap<Zin::Seconds, std::string> events;
     for (auto const& one : told["explanations"]) {
         streams.out << comment(one["sentence"].get<std::string>());
-        auto const on = one["interface"].is_string() ? one["interface"].get<std::string>()
-                                                     : std::string("virtual");
         for (auto const& event : one["events"]) {
-            events.emplace(event["at"].get<double>(),
-                           fmt::format("{}: {}", on, event["text"].get<std::string>()));
+            events.emplace(event["at"].get<double>(), event["text"].get<std::string>());
         }
     }
     for (auto const& [at, text] : events) {
