@@ -78,8 +78,9 @@ public:
     char const* from() const { return isOfAgent_ ? "agent" : "kernel"; }
     Json const& unknown() const { return unknown_; }
     void tellUnknown() const {
-        for (auto const& text : unknownTexts_) {
-            warn("not known: " + text);
+        for (auto const& one : unknown_) {
+            warn(fmt::format("not known: {}: {}", one["what"].get<std::string>(),
+                             one["why"].get<std::string>()));
         }
     }
 
@@ -108,9 +109,7 @@ private:
             auto const begin = at + 1 + notKnownMark.size();
             auto const text = state.substr(begin, state.find('\n', begin) - begin);
             if (unknownTexts_.insert(text).second) {
-                auto const colon = text.find(": ");
-                unknown_.push_back({{"what", text.substr(0, colon)},
-                                    {"why", colon == text.npos ? "" : text.substr(colon + 2)}});
+                unknown_.push_back(Json::parse(text));
             }
         }
     }
@@ -184,13 +183,17 @@ int whyNot(AskOptions const& options, Streams const& streams) {
     if (!filter.intf) {
         throw BadQuestion("intf NAME is missing");
     }
-    key.intfId = *filter.intf;
     L3::VrfName const vrf = filter.vrf.value_or("default");
 
     Source source(options, streams);
-    auto const answer = whyNot(source.state(vrf), vrf, key);
+    key.intfId = Scenario::nameIn(filter.intf->name());
+    auto const answer = whyNot(source.state(vrf), Scenario::nameIn(vrf.bytes()), key);
+    if (answer.is_null()) {
+        source.tellUnknown();
+        return notKnown;
+    }
     print(answer, whyNotText, options, source, streams);
-    return !isAdmitted(answer) ? none : source.unknown().empty() ? found : notKnown;
+    return !source.unknown().empty() ? notKnown : isAdmitted(answer) ? found : none;
 }
 
 int whatIf(AskOptions const& options, Streams const& streams) {
@@ -228,7 +231,8 @@ int explainByScenario(AskOptions const& options, Streams const& streams) {
     }
     Grammar const grammar{.subject = Subject::addr, .isNeeded = true, .keywords = {"vrf"}};
     auto const parameters = parametersOf(grammar, options.words);
-    auto const addr = *filterOf(parameters).addr;
+    auto const filter = filterOf(parameters);
+    auto const addr = *filter.addr;
 
     Source source(options, streams);
     auto const told = source.document("explain", parameters);
@@ -246,20 +250,18 @@ int explainByScenario(AskOptions const& options, Streams const& streams) {
         source.warn(fmt::format("nothing is known of {}", addr));
         return told["notKnown"].empty() ? none : notKnown;
     }
-    L3::VrfName const vrf(*vrfs.begin());
+    L3::VrfName const vrf = filter.vrf.value_or(*vrfs.begin());
     auto const state = source.state(vrf);
     auto const addresses = source.document(
         "addresses", {{"address", addr.toStrep()}, {"vrf", vrf.bytes()}})["addresses"];
-    auto const [lines, isSame] = reduced(state, vrf, addr, addresses, reducingTime);
+    auto const [lines, isSame] =
+        reduced(state, Scenario::nameIn(vrf.bytes()), addr, addresses, reducingTime);
 
     std::multimap<Zin::Seconds, std::string> events;
     for (auto const& one : told["explanations"]) {
         streams.out << comment(one["sentence"].get<std::string>());
-        auto const on = one["interface"].is_string() ? one["interface"].get<std::string>()
-                                                     : std::string("virtual");
         for (auto const& event : one["events"]) {
-            events.emplace(event["at"].get<double>(),
-                           fmt::format("{}: {}", on, event["text"].get<std::string>()));
+            events.emplace(event["at"].get<double>(), event["text"].get<std::string>());
         }
     }
     for (auto const& [at, text] : events) {

@@ -174,7 +174,7 @@ class Rehearsed(AskingCase):
             scenario = self.ask("explain", "--scenario", addr)
             self.assertEqual((scenario.returncode, scenario.stderr), (0, ""))
             lines = scenario.stdout.splitlines()
-            self.assertIn("was published as primary", scenario.stdout)
+            self.assertRegex(scenario.stdout, r"(?m)^# \d+\.\d s ago: was published as primary on e\d$")
             self.assertEqual(json.loads(lines[-1])["lookup"]["intf"], owner)
             # The configuration, the table, two devices, the status, two interfaces, two addresses,
             # the present, and what is expected.

@@ -132,6 +132,10 @@ std::string textOf(OrderedJson const& line) {
     return line.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) + '\n';
 }
 
+std::string nameIn(std::string_view name) {
+    return Json::parse(textOf(std::string(name))).get<std::string>();
+}
+
 std::string commentLine(std::string_view text) {
     constexpr std::size_t longest = 1000;
     // What JSON escapes, the quotes apart, is all that could harm.

@@ -19,6 +19,10 @@ OrderedJson configLine(Config const& config);
 // With its end. A device may have a name that is no UTF-8, which a scenario file is: such bytes are
 // replaced.
 std::string textOf(OrderedJson const& line);
+// A name as it stands there, and in place of what is no UTF-8 this, by which others may be called
+// too.
+std::string nameIn(std::string_view name);
+inline constexpr std::string_view replacement = "\xef\xbf\xbd";
 // One line, with its end, of what may be shown on a terminal, whatever the text holds.
 std::string commentLine(std::string_view text);
 

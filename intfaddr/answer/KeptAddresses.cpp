@@ -45,9 +45,10 @@ VirtualAddressSet KeptAddresses::get() const {
     std::string text;
     try {
         text = readWhole(path_);
-    } catch (std::system_error const& error) {
-        if (error.code().value() != ENOENT) {
-            setAside(fmt::format("{}: cannot be read: {}", path_, error.code().message()));
+    } catch (std::runtime_error const& error) {
+        auto const* const failure = dynamic_cast<std::system_error const*>(&error);
+        if (!failure || failure->code().value() != ENOENT) {
+            setAside(fmt::format("{}: cannot be read: {}", path_, error.what()));
         }
     }
     std::string damage;

@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "feeds/scenario/OperationWriter.h"
+#include "intfaddr/answer/Document.h"
 
 namespace IntfAddr {
 
@@ -32,7 +33,7 @@ StateScenario::StateScenario(Routing::Router const& router, L3::VrfName vrf,
       notKnown_(std::move(notKnown)),
       text_(Scenario::textOf(Scenario::configLine({.machines = router.config()}))),
       state_(router, vrf_, Routing::VrfState::Times::kept,
-             [this](Routing::RecordedOperation const& made) { text_ += lineOf(made); }) {
+             [this](Routing::RecordedOperation const& made) { write(lineOf(made)); }) {
     if (changes_) {
         changes_->operations.observerAdd(*this);
         notifierIs(changes_->rows);
@@ -57,6 +58,11 @@ Body::Progress StateScenario::next(std::string& buffer) {
     return isMore ? Progress::more : Progress::ended;
 }
 
+void StateScenario::write(std::string const& line) {
+    isReplaced_ = isReplaced_ || line.find(Scenario::replacement) != line.npos;
+    text_ += line;
+}
+
 void StateScenario::handleOperation(Routing::Operation const& operation) {
     std::visit(
         [this](auto const& op) {
@@ -76,11 +82,16 @@ void StateScenario::end() {
     Scenario::OrderedJson const present{
         {"op", "advance"}, {"seconds", 0.0}, {"at", state_.elapsed()}};
     text_ += Scenario::textOf(present);
-    for (auto const& [what, why] : notKnown_()) {
-        text_ += Scenario::commentLine(fmt::format("{}{}: {}", notKnownMark.substr(2), what, why));
+    auto unknown = notKnown_();
+    if (isReplaced_) {
+        unknown.emplace(fmt::format("VRF '{}'", vrf_),
+                        "names that are not UTF-8 may be taken for one another");
+    }
+    for (auto const& [what, why] : unknown) {
+        text_ += fmt::format("{}{}\n", notKnownMark, toLine({{"what", what}, {"why", why}}));
     }
     if (hasChanged_) {
-        text_ += Scenario::commentLine(changedMark.substr(2));
+        text_ += fmt::format("{}\n", changedMark);
     }
 }
 

@@ -6,12 +6,12 @@
 //     {"op":"table.add","vrf":"red"}
 //     ...
 //     {"op":"advance","seconds":0.0,"at":1.3}
-//     # not known: VRF 'red': ...
+//     # not known: {"what":"VRF 'red'","why":"..."}
 //     # changed
 //
 // It is made step by step while the agent works. `# changed` stands at the end where the VRF has
 // changed meanwhile: then the state may be half an old and half a new one, and is to be asked for
-// again.
+// again. A name that is no UTF-8 has replacements in it, which is told as not known.
 //
 // Borrows what it is given.
 #pragma once
@@ -53,6 +53,7 @@ private:
     void handleOperation(Routing::Operation const& operation) override;
     void handleRow(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row,
                    bool present) override;
+    void write(std::string const& line);
     void end();
 
     L3::VrfName const vrf_;
@@ -61,6 +62,7 @@ private:
     std::string text_;  // of what the last steps wrote
     Routing::VrfState state_;
     bool hasChanged_ = false;
+    bool isReplaced_ = false;  // whether a name is not what stands there
 };
 
 }  // namespace IntfAddr

@@ -298,8 +298,8 @@ Config readConfigFile(std::string const& path, Given const& given) {
     std::string text;
     try {
         text = readWhole(path);
-    } catch (std::system_error const& error) {
-        throw ConfigError(path, 0, fmt::format("cannot be read: {}", error.code().message()));
+    } catch (std::runtime_error const& error) {
+        throw ConfigError(path, 0, fmt::format("cannot be read: {}", error.what()));
     }
     return readConfig(text, path, given);
 }

@@ -1,12 +1,15 @@
 #include "intfaddr/config/WholeFile.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 
 #include "feeds/netlink/Descriptor.h"
@@ -14,6 +17,8 @@
 namespace IntfAddr {
 
 namespace {
+
+constexpr std::size_t most = std::size_t{64} * 1024 * 1024;
 
 template <class Result>
 Result checked(Result result) {
@@ -30,11 +35,20 @@ Netlink::Descriptor opened(std::string const& path, int flags) {
 }  // namespace
 
 std::string readWhole(std::string const& path) {
-    auto const file = opened(path, O_RDONLY);
+    // A pipe without a writer would be waited for, or be as empty as /dev/null.
+    auto const file = opened(path, O_RDONLY | O_NONBLOCK);
+    struct stat status {};
+    checked(::fstat(file.number(), &status));
+    if (S_ISFIFO(status.st_mode)) {
+        throw std::runtime_error("is a pipe");
+    }
     std::string text;
     std::array<char, 65536> buffer;
     while (auto const taken = checked(::read(file.number(), buffer.data(), buffer.size()))) {
         text.append(buffer.data(), static_cast<std::size_t>(taken));
+        if (text.size() > most) {
+            throw std::runtime_error(fmt::format("is longer than {} bytes", most));
+        }
     }
     return text;
 }

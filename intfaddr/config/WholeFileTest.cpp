@@ -1,7 +1,9 @@
 #include "intfaddr/config/WholeFile.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -38,6 +40,23 @@ TEST(WholeFile, SaysWhyItCannotBeReadOrWritten) {
     EXPECT_EQ(failureOf([&] { readWhole(folder.path); }), EISDIR);
     writeWhole(folder / "file", "x");
     EXPECT_EQ(failureOf([&] { writeWhole(folder / "file/below", "y"); }), ENOTDIR);
+}
+
+std::string refusalOf(std::string const& path) {
+    try {
+        readWhole(path);
+        return "";
+    } catch (std::runtime_error const& error) {
+        return error.what();
+    }
+}
+
+TEST(WholeFile, WhatIsNoSmallFileIsNotRead) {
+    TestFolder const folder;
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(refusalOf(folder / "pipe"), "is a pipe");
+    EXPECT_EQ(refusalOf("/dev/zero"), "is longer than 67108864 bytes");
+    EXPECT_EQ(readWhole("/dev/null"), "");
 }
 
 TEST(WholeFile, WhatWasLeftUnfinishedIsInNobodysWay) {

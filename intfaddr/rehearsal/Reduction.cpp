@@ -1,6 +1,7 @@
 #include "intfaddr/rehearsal/Reduction.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <utility>
@@ -41,8 +42,14 @@ public:
     }
 
     Reduced reduce(std::string_view state) {
-        Reduced result{.lines = concerning(state)};
+        auto const all = concerning(state);
+        Reduced result;
+        std::ranges::copy_if(all, std::back_inserter(result.lines),
+                             [this](auto const& line) { return isNear(line); });
         result.isSame = isSame(result.lines);
+        if (!result.isSame) {
+            result = {.lines = all, .isSame = isSame(all)};
+        }
         for (std::size_t size = result.lines.size() / 2; result.isSame && size > 0; size /= 2) {
             leaveOut(result.lines, size);
         }
@@ -74,6 +81,17 @@ private:
             return Nimb::IpGenAddrWithMask(withLength(line["addr"])).address() == addr_;
         }
         return !line.contains("intf") || intfs_.contains(line["intf"].get<std::string>());
+    }
+    // An interface may have very many addresses, of which few have a say: to try which ones would
+    // take more time than there is. Only one that is link-local stands in the way of such a one.
+    bool isNear(std::string const& text) const {
+        auto const line = Scenario::Json::parse(text);
+        if (!line.contains("addr") || addr_.isV6LinkLocal()) {
+            return true;
+        }
+        Nimb::IpGenAddrWithMask const addr(withLength(line["addr"]));
+        return addr.family() == addr_.family() &&
+               Nimb::IpGenAddrWithMask(addr_, addr.prefixLength()).prefix() == addr.prefix();
     }
     static std::string withLength(std::string addr) {
         return addr.find('/') == addr.npos ? addr + "/128" : addr;

@@ -4,9 +4,10 @@
 //   in     the state, as /v1/state tells it; how the address stands, as /v1/addresses lists it
 //   out    the lines that are left, which give the same on a replay
 //
-// What concerns other interfaces is left out first, then line by line whatever may go, for as long
-// as there is time. Where a replay does not give what is wanted, as of an address whose way is free
-// and which waits for its next try alone, nothing is left out but what other interfaces have.
+// What concerns other interfaces is left out first, then addresses in whose subnets it does not
+// lie, then line by line whatever may go, for as long as there is time. Where a replay does not
+// give what is wanted, as of an address whose way is free and which waits for its next try alone,
+// nothing is left out but what other interfaces have.
 #pragma once
 
 #include <chrono>

@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <istream>
 #include <sstream>
+#include <streambuf>
 
 #include "intfaddr/answer/Question.h"
 #include "intfaddr/answer/StateScenario.h"
@@ -94,6 +96,38 @@ TEST_F(RehearsalTest, WhatASickStateNamesInVainIsLeftOut) {
     EXPECT_EQ(Rehearsal(state() + "{\"op\":\"ip.intf.del\",\"vrf\":\"default\",\"intf\":\"et9\"}\n")
                   .leftOut(),
               1U);
+}
+
+TEST_F(RehearsalTest, AFileThatNeverEndsIsNotReadForEver) {
+    struct Endless : std::streambuf {
+        int_type underflow() override {
+            setg(line.data(), line.data(), line.data() + line.size());
+            return traits_type::to_int_type(line.front());
+        }
+        std::string line =
+            "{\"op\":\"manager.start\"," + std::string(1'000'000, ' ') + "\"at\":1}\n";
+    } endless;
+    std::istream file(&endless);
+    try {
+        IntfAddr::whatIf(file, [](auto const&) { return std::string(); });
+        FAIL();
+    } catch (Scenario::FileError const& error) {
+        EXPECT_STREQ(error.what(), "the file has more than 16777216 bytes");
+    }
+}
+
+TEST_F(RehearsalTest, OfAVrfThatIsNotThereNothingIsSaid) {
+    EXPECT_TRUE(
+        IntfAddr::whyNot("", "red", {"eth0", Nimb::IpGenAddrWithMask("10.0.0.1/24")}).is_null());
+}
+
+TEST_F(RehearsalTest, NamesThatMayBeTakenForOneAnotherAreToldOf) {
+    add(own, 9, "n\xff");
+    runTo(1.0);
+    EXPECT_THAT(state(),
+                HasSubstr("# not known: {\"what\":\"VRF 'default'\",\"why\":\"names that are "
+                          "not UTF-8 may be taken for one another\"}\n"));
+    EXPECT_EQ(whyNot("n\xef\xbf\xbd", "10.0.0.1/24")["verdict"], "owned");
 }
 
 TEST_F(RehearsalTest, AFreeAddressWouldComeAtOnce) {

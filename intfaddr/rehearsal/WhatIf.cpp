@@ -19,9 +19,12 @@ namespace IntfAddr {
 
 namespace {
 
+// Of all lines, which are kept until the last: what never ends shall not take all of the memory.
+constexpr std::size_t mostBytes = std::size_t{16} * 1024 * 1024;
+
 struct Line {
     std::uint64_t number;
-    Scenario::Json object;
+    std::string text;
     std::optional<L3::VrfName> vrf;
 };
 
@@ -37,18 +40,24 @@ void checkChanges(Scenario::Json const& object) {
 
 std::vector<Line> linesOf(std::istream& file) {
     std::vector<Line> lines;
+    std::size_t size = 0;
     Scenario::LineReader reader(file);
     try {
         while (reader.next()) {
             if (Scenario::isSkipped(reader.line())) {
                 continue;
             }
-            auto object = Scenario::readObject(reader.line());
+            size += reader.line().size();
+            if (size > mostBytes) {
+                throw Scenario::LineError(
+                    fmt::format("the file has more than {} bytes", mostBytes));
+            }
+            auto const object = Scenario::readObject(reader.line());
             checkChanges(object);
             auto const vrf = object.value("vrf", Scenario::Json());
             bool const isNamed = vrf.is_string() && !vrf.get<std::string>().empty();
             lines.push_back(
-                {reader.number(), std::move(object),
+                {reader.number(), reader.line(),
                  isNamed ? std::optional<L3::VrfName>(vrf.get<std::string>()) : std::nullopt});
         }
     } catch (Scenario::LineError const& error) {
@@ -76,12 +85,12 @@ Json whatIf(std::istream& file, StateOf const& stateOf) {
     Json remarks = Json::array();
     for (auto const& vrf : vrfsOf(lines)) {
         Rehearsal rehearsal(stateOf(vrf));
-        for (auto const& [number, object, itsVrf] : lines) {
+        for (auto const& [number, text, itsVrf] : lines) {
             if (itsVrf && itsVrf != vrf) {
                 continue;
             }
             try {
-                rehearsal.handleLine(number, object);
+                rehearsal.handleLine(number, Scenario::readObject(text));
             } catch (Scenario::LineError const& error) {
                 throw Scenario::FileError(number, error.what());
             }

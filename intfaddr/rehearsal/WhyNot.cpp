@@ -93,6 +93,9 @@ Json whyNot(std::string_view state, L3::VrfName const& vrf, IpLib::IntfAddrWithM
     {
         Rehearsal rehearsal(state);
         auto& router = rehearsal.router();
+        if (!router.tables()->intfAddrVrfTableHas(vrf)) {
+            return nullptr;
+        }
         auto const published = router.published(vrf);
         answer["already"] = published.deprecated(key).has_value();
         if (!published.deprecated(key)) {

@@ -16,8 +16,8 @@
 
 namespace IntfAddr {
 
-// `state` of the VRF, as /v1/state tells it. Throws BadQuestion where no interface can have the
-// address.
+// `state` of the VRF, as /v1/state tells it; null where that has none. Throws BadQuestion where no
+// interface can have the address.
 Json whyNot(std::string_view state, L3::VrfName const& vrf, IpLib::IntfAddrWithMaskKey const& key);
 
 // Whether the table would have it.

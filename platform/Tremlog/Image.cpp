@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <exception>
 
 #include "Tremlog/Kind.h"
@@ -77,7 +76,8 @@ std::string faultOf(Image::Header const& header) {
         return fmt::format("is damaged: {} of {} records have been cleared", header.cleared,
                            header.written);
     }
-    if (!std::isfinite(header.scale.secondsPerTick)) {
+    // Below this rate every time is a number.
+    if (!(header.scale.secondsPerTick >= 0.0 && header.scale.secondsPerTick < 1.0)) {
         return "is damaged: its clock has no rate";
     }
     return "";
