@@ -15,14 +15,6 @@ namespace {
 // Of a piece. Most members of a table that is whole are written once, and passed over later.
 constexpr int mostSteps = 64;
 
-std::string lineOf(Routing::RecordedOperation const& recorded) {
-    auto line = Scenario::lineOf(recorded.operation);
-    if (recorded.at) {
-        line["at"] = *recorded.at;
-    }
-    return Scenario::textOf(line);
-}
-
 }  // namespace
 
 StateScenario::StateScenario(Routing::Router const& router, L3::VrfName vrf,
@@ -32,7 +24,9 @@ StateScenario::StateScenario(Routing::Router const& router, L3::VrfName vrf,
       notKnown_(std::move(notKnown)),
       text_(Scenario::textOf(Scenario::configLine({.machines = router.config()}))),
       state_(router, vrf_, Routing::VrfState::Times::kept,
-             [this](Routing::RecordedOperation const& made) { text_ += lineOf(made); }) {
+             [this](Routing::RecordedOperation const& made) {
+                 text_ += Scenario::textOf(Scenario::lineOf(made));
+             }) {
     if (changes_) {
         changes_->operations.observerAdd(*this);
         notifierIs(changes_->rows);
