@@ -5,13 +5,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
-#include <fstream>
 #include <memory>
 #include <ostream>
 #include <sstream>
-#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -19,7 +16,6 @@
 #include "Tremlog/Record.h"
 #include "feeds/netlink/LiveKernel.h"
 #include "feeds/scenario/FollowedEventPrinter.h"
-#include "feeds/scenario/Recorder.h"
 #include "feeds/scenario/RepairPrinter.h"
 #include "intfaddr/AskCommand.h"
 #include "intfaddr/agent/Agent.h"
@@ -30,6 +26,7 @@
 #include "intfaddr/agent/TroubleDir.h"
 #include "intfaddr/answer/Answers.h"
 #include "intfaddr/answer/Dumps.h"
+#include "intfaddr/answer/Recordings.h"
 #include "intfaddr/answer/Rights.h"
 #include "intfaddr/answer/TraceLevels.h"
 #include "intfaddr/answer/VirtualAddresses.h"
@@ -44,7 +41,7 @@ namespace IntfAddr {
 
 namespace {
 
-constexpr Zin::Seconds flushPeriod = 1.0;
+constexpr Zin::Seconds measurePeriod = 1.0;
 // How long the agent works on an answer for the standard output before others have their turn.
 constexpr Zin::Seconds answerSlice = 0.002;
 // How long the end may wait for a reader that has not read yet.
@@ -112,7 +109,7 @@ public:
 
     std::unique_ptr<Scenario::RepairPrinter> printer;
     std::unique_ptr<TroubleDir> troubles;
-    std::unique_ptr<Scenario::Recorder> recorder;
+    Recordings* recordings = nullptr;
     HistoryRecorder* history = nullptr;
 
 private:
@@ -123,9 +120,7 @@ private:
         Tremlog::record<"VRF {} was rebuilt: {}">(repair.vrf.bytes(), repair.why);
         notice_(line);
         history->handleRepair(repair, added, removed);
-        if (recorder) {
-            recorder->comment(line);
-        }
+        recordings->comment(line);
         if (printer) {
             printer->handleRepair(repair, added, removed);
         }
@@ -182,12 +177,15 @@ public:
               [this](std::string const& line) { notice(line); }, &repairs_),
           history_(agent_.router(), agent_.supervisor().follower(), AddressHistory::Options()),
           changes_(agent_.router(), agent_.supervisor().follower()),
+          recordings_(agent_, {.replayed = agentOptions(config()).config, .limit = config().limit},
+                      rights_, [this](std::string const& line) { notice(line); }),
           answers_(agent_.router(), agent_.feed(), "agent",
                    Memory{.recorder = history_, .now = [this] { return loop_.now(); }},
                    AnsweringAgent{.identity = identity_,
                                   .changes = changes_,
                                   .operations = agent_.router().inputs().effects(),
                                   .supervisor = agent_.supervisor(),
+                                  .recordings = recordings_,
                                   .version = options.version,
                                   .times =
                                       [this] {
@@ -206,9 +204,10 @@ public:
               [this](std::string const& line) { notice(line); }) {
         keepRing();
         repairs_.history = &history_;
+        repairs_.recordings = &recordings_;
         auto const replayed = agentOptions(config()).config;
         if (config().record) {
-            recordTo(*config().record, replayed, config().limit);
+            recordings_.start(*config().record, config().limit);
         }
         if (config().troubleDir) {
             repairs_.troubles = std::make_unique<TroubleDir>(
@@ -219,27 +218,21 @@ public:
                         [this](int signal) { handleSignal(signal); });
     }
 
-    ~Running() {
-        printer_ = nullptr;
-        if (repairs_.recorder) {
-            agent_.router().inputs().effects().observerDel(*repairs_.recorder);
-        }
-    }
+    ~Running() { printer_ = nullptr; }
 
     void run() {
         while (!ends_) {
             Zin::Seconds const began = loop_.now();
             agent_.run(began);
             remember();
+            recordings_.step(loop_.now());
             tell();
             longestStall_ = std::max(longestStall_, loop_.now() - began);
             loop_.wait(nextTurn());
         }
         Tremlog::record<"agent ends">();
-        if (repairs_.recorder) {
-            repairs_.recorder->end();
-        }
-        flush();
+        Tremlog::ring.measure();
+        recordings_.end();
         Zin::Seconds const end = loop_.now() + lastWords;
         for (tell(); !(out_.isDone() && err_.isDone()) && loop_.now() < end; tell()) {
             loop_.wait(end);
@@ -282,6 +275,7 @@ private:
         bool const isOurs = segments.size() >= 2 && segments[0] == "v1";
         std::string const path = isOurs && segments.size() == 2 ? segments[1] : std::string();
         return path == "virtual"                 ? virtualChanges_.reply(request)
+               : path == "record"                ? recordings_.reply(request)
                : path == "trace"                 ? traceLevels_.reply(request)
                : isOurs && segments[1] == "dump" ? dumps_.reply(request)
                                                  : answers_.reply(request);
@@ -303,20 +297,6 @@ private:
             history_.begin();
         }
         history_.catchUp();
-    }
-
-    void recordTo(std::string const& path, Scenario::Config const& config, std::uint64_t limit) {
-        errno = 0;
-        recording_.open(path, std::ios::binary | std::ios::trunc);
-        if (!recording_) {
-            throw std::runtime_error(fmt::format("{}: cannot be opened: {}", path,
-                                                 std::generic_category().message(errno)));
-        }
-        recordingPath_ = path;
-        repairs_.recorder =
-            std::make_unique<Scenario::Recorder>(recording_, config, agent_.clock(), limit);
-        agent_.router().inputs().effects().observerAdd(*repairs_.recorder);
-        agent_.batchBeginsIs([this] { repairs_.recorder->batchBegins(); });
     }
 
     void handleSignal(int signal) {
@@ -351,9 +331,8 @@ private:
     }
 
     Zin::Seconds nextTurn() const {
-        return snapshot_ || isAsked_
-                   ? loop_.now()
-                   : std::min(agent_.nextExpiry(), repairs_.recorder ? nextFlush_ : Velk::never);
+        return snapshot_ || isAsked_ ? loop_.now()
+                                     : std::min(agent_.nextExpiry(), recordings_.nextTurn());
     }
 
     void notice(std::string const& line) { err_.put("intfaddr: " + printable(line)); }
@@ -363,8 +342,9 @@ private:
             out_.putLines(events_.view());
             events_.str({});
         }
-        if (loop_.now() >= nextFlush_) {
-            flush();
+        if (loop_.now() >= nextMeasure_) {
+            nextMeasure_ = loop_.now() + measurePeriod;
+            Tremlog::ring.measure();
         }
         answer();
         out_.write();
@@ -375,15 +355,6 @@ private:
         err_.write();
     }
 
-    void flush() {
-        nextFlush_ = loop_.now() + flushPeriod;
-        Tremlog::ring.measure();
-        if (repairs_.recorder && !repairs_.recorder->flush()) {
-            notice(fmt::format("{}: cannot be written any more: {}", recordingPath_,
-                               std::generic_category().message(repairs_.recorder->error())));
-        }
-    }
-
     Configuration configuration_;
     Instance const instance_;
     std::string const identity_ = startIdentity();
@@ -392,14 +363,13 @@ private:
     Outlet err_;
     TraceLines const traces_;
     Netlink::LiveKernel kernel_;
-    std::string recordingPath_;
-    std::ofstream recording_;
     Repairs repairs_;
     Agent agent_;
     HistoryRecorder history_;
     ChangeLog changes_;
-    Answers const answers_;
     Rights rights_;
+    Recordings recordings_;
+    Answers const answers_;
     VirtualAddresses virtualAddresses_;
     VirtualChanges const virtualChanges_;
     Dumps const dumps_;
@@ -408,7 +378,7 @@ private:
     Scenario::Output output_;
     Server server_;  // goes before what it asks
     std::unique_ptr<Scenario::FollowedEventPrinter> printer_;
-    Zin::Seconds nextFlush_ = 0.0;
+    Zin::Seconds nextMeasure_ = 0.0;
     bool remembers_ = false;
     Zin::Seconds longestStall_ = 0.0;
     bool isAsked_ = false;

@@ -18,6 +18,7 @@
 #include "intfaddr/CaptureCommand.h"
 #include "intfaddr/DumpCommand.h"
 #include "intfaddr/MonitorCommand.h"
+#include "intfaddr/RecordCommand.h"
 #include "intfaddr/RehearsalCommand.h"
 #include "intfaddr/ReplayCommand.h"
 #include "intfaddr/RingCommand.h"
@@ -245,6 +246,23 @@ void addTrace(CLI::App& app, TraceOptions& options) {
         "else went wrong.");
 }
 
+void addRecord(CLI::App& app, RecordOptions& options) {
+    CLI::App* const command = app.add_subcommand(
+        "record", "Have the agent that runs record what it does, as a scenario, or end that.");
+    command->add_option("WORDS", options.words, "start FILE|stop")->type_name("");
+    command
+        ->add_option("--limit", options.limit, "End the recording at this size (the agent's own)")
+        ->type_name("BYTES");
+    addRunDir(*command, options.runDir);
+    command->footer(
+        "For root and the agent's own user. The scenario begins with what stands, so that\n"
+        "`intfaddr replay --heal FILE` makes what the agent has; a file that is there already is\n"
+        "overwritten. stop ends when the file is complete, also what `agent --record` has begun.\n"
+        "`intfaddr status` shows what is recorded.\n"
+        "Exit status: 0; 1 if there is nothing to stop; 2 for a bad argument, or if a recording\n"
+        "runs already; 3 if no agent could be asked; 70 if something else went wrong.");
+}
+
 void addRing(CLI::App& app, RingOptions& options) {
     CLI::App* const command = app.add_subcommand(
         "ring", "Print what an agent has done last, also one that has ended or crashed.");
@@ -341,6 +359,8 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
     addVip(app, vipOptions);
     DumpOptions dumpOptions;
     addDump(app, dumpOptions);
+    RecordOptions recordOptions;
+    addRecord(app, recordOptions);
     RingOptions ringOptions;
     addRing(app, ringOptions);
     TraceOptions traceOptions;
@@ -364,6 +384,7 @@ int runCommand(std::vector<std::string> const& args, Streams const& streams) {
                            : app.got_subcommand("what-if") ? whatIf(askOptions, streams)
                            : app.got_subcommand("vip")     ? vip(vipOptions, streams)
                            : app.got_subcommand("dump")    ? dump(dumpOptions, streams)
+                           : app.got_subcommand("record")  ? record(recordOptions, streams)
                            : app.got_subcommand("ring")    ? ring(ringOptions, streams)
                            : app.got_subcommand("trace")   ? trace(traceOptions, streams)
                            : app.got_subcommand("monitor") ? monitor(monitorOptions, streams)

@@ -119,6 +119,14 @@ struct Writer {
 
 OrderedJson lineOf(Routing::Operation const& operation) { return std::visit(Writer(), operation); }
 
+OrderedJson lineOf(Routing::RecordedOperation const& recorded) {
+    OrderedJson line = lineOf(recorded.operation);
+    if (recorded.at) {
+        line["at"] = *recorded.at;
+    }
+    return line;
+}
+
 OrderedJson configLine(Config const& config) {
     return {{"op", configOp},
             {"intfCleanupDelay", config.machines.intfCleanupDelay},
@@ -146,12 +154,8 @@ std::string commentLine(std::string_view text) {
 
 void writeScenario(std::ostream& out, Config const& config, Routing::Recording const& recording) {
     out << textOf(configLine(config));
-    for (auto const& [at, operation] : recording.operations()) {
-        OrderedJson line = lineOf(operation);
-        if (at) {
-            line["at"] = *at;
-        }
-        out << textOf(line);
+    for (std::size_t i = 0; i < recording.size(); ++i) {
+        out << textOf(lineOf(recording[i]));
     }
 }
 

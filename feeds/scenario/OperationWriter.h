@@ -14,6 +14,8 @@ namespace Scenario {
 
 // {"op", its fields}
 OrderedJson lineOf(Routing::Operation const& operation);
+// With its time, where it has one.
+OrderedJson lineOf(Routing::RecordedOperation const& recorded);
 OrderedJson configLine(Config const& config);
 
 // With its end. A device may have a name that is no UTF-8, which a scenario file is: such bytes are

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <ios>
+#include <system_error>
 #include <utility>
 
 #include "feeds/scenario/FileError.h"
@@ -17,13 +18,14 @@ namespace {
 constexpr std::size_t handedOverAtOnce = std::size_t{1} << 16;
 // What the last comment takes at most.
 constexpr std::size_t lastLine = 100;
+constexpr int linesOfPiece = 100;
 
 }  // namespace
 
 Recorder::Recorder(std::ostream& sink, Config const& config, Zin::Ptr<Zin::Clock const> clock,
-                   std::size_t limit)
-    : sink_(sink), clock_(std::move(clock)), limit_(limit) {
-    put(textOf(configLine(config)));
+                   std::size_t limit, Routing::Recording before)
+    : sink_(sink), clock_(std::move(clock)), limit_(limit), before_(std::move(before)) {
+    append(textOf(configLine(config)));
 }
 
 Recorder::~Recorder() { flush(); }
@@ -34,11 +36,27 @@ void Recorder::end() { put(textOf({{"op", "advance"}, {"seconds", 0}, {"at", clo
 
 bool Recorder::flush() {
     write();
-    return error_ == 0 || std::exchange(isErrorTold_, true);
+    return !hasFailed_ || std::exchange(isErrorTold_, true);
+}
+
+void Recorder::catchUp() {
+    for (int i = 0; i < linesOfPiece && isBehind(); ++i) {
+        if (next_ < before_.size()) {
+            append(textOf(lineOf(before_[next_++])));
+        } else {
+            std::string const line = std::move(queue_.front());
+            queue_.pop_front();
+            append(line);
+        }
+    }
+    if (!isBehind()) {
+        before_ = {};
+        next_ = 0;
+    }
 }
 
 void Recorder::handleOperation(Routing::Operation const& operation) {
-    if (isClosed_) {
+    if (isClosed()) {
         return;
     }
     OrderedJson line = lineOf(operation);
@@ -50,8 +68,16 @@ void Recorder::handleOperation(Routing::Operation const& operation) {
     put(textOf(line));
 }
 
-void Recorder::put(std::string const& line) {
-    if (isClosed_) {
+void Recorder::put(std::string line) {
+    if (isBehind()) {
+        queue_.push_back(std::move(line));
+    } else {
+        append(line);
+    }
+}
+
+void Recorder::append(std::string const& line) {
+    if (isClosed()) {
         return;
     }
     if (line.size() > LineReader::maxLength) {
@@ -67,14 +93,23 @@ void Recorder::put(std::string const& line) {
     }
 }
 
-void Recorder::close(std::string_view why) {
-    lines_ += commentLine(fmt::format("the recording ends here: {}", why));
-    isClosed_ = true;
+void Recorder::close(std::string why) {
+    std::string const last = commentLine(fmt::format("the recording ends here: {}", why));
+    size_ += last.size();
+    lines_ += last;
+    closeBecause(std::move(why));
     write();
 }
 
+void Recorder::closeBecause(std::string why) {
+    whyClosed_ = std::move(why);
+    before_ = {};
+    next_ = 0;
+    queue_.clear();
+}
+
 void Recorder::write() {
-    if (error_ != 0 || lines_.empty()) {
+    if (hasFailed_ || lines_.empty()) {
         return;
     }
     errno = 0;
@@ -85,8 +120,9 @@ void Recorder::write() {
     } catch (std::ios::failure const&) {
     }
     if (!isWritten) {
-        error_ = errno != 0 ? errno : EIO;
-        isClosed_ = true;
+        int const error = errno != 0 ? errno : EIO;
+        hasFailed_ = true;
+        closeBecause("it cannot be written any more: " + std::generic_category().message(error));
     }
     lines_.clear();
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -159,7 +160,7 @@ TEST(Recorder, AtItsLimitItSaysSoAndCloses) {
     }
     EXPECT_TRUE(recorded.recorder->isClosed());
     EXPECT_TRUE(recorded.recorder->flush());
-    EXPECT_EQ(recorded.recorder->error(), 0);
+    EXPECT_THAT(recorded.recorder->whyClosed(), HasSubstr("limit"));
 
     EXPECT_LE(sink.str().size(), limit);
     EXPECT_GT(sink.str().size(), limit - 150);
@@ -218,7 +219,7 @@ TEST(Recorder, AFullDiskIsToldOnceAndClosesIt) {
     recorded.vrf("red");
 
     EXPECT_FALSE(recorded.recorder->flush());
-    EXPECT_EQ(recorded.recorder->error(), ENOSPC);
+    EXPECT_THAT(recorded.recorder->whyClosed(), HasSubstr(std::strerror(ENOSPC)));
     EXPECT_TRUE(recorded.recorder->isClosed());
     recorded.vrf("blue");
     EXPECT_TRUE(recorded.recorder->flush());
@@ -239,7 +240,7 @@ TEST(Recorder, ASinkThatThrowsFailsAlike) {
         EXPECT_TRUE(recorded.recorder->isClosed());
         EXPECT_FALSE(recorded.recorder->flush());
         EXPECT_TRUE(recorded.recorder->flush());
-        EXPECT_EQ(recorded.recorder->error(), EIO);
+        EXPECT_THAT(recorded.recorder->whyClosed(), HasSubstr(std::strerror(EIO)));
         EXPECT_EQ(chunks.chunks.size(), 1U);
     }
 }

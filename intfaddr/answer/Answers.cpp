@@ -252,7 +252,8 @@ std::unique_ptr<Body> Answers::status() const {
         .member("uptime", [up = up] { return Json(up); })
         .member("longestStall", [longestStall = longestStall] { return Json(longestStall); })
         .member("memory", [] { return Json(residentMemory()); })
-        .member("watchers", [this] { return Json(agent_->changes.readers()); });
+        .member("watchers", [this] { return Json(agent_->changes.readers()); })
+        .member("recording", [this] { return agent_->recordings.status(); });
     document->list("vrfs",
                    eachVrf(router_.vrfs(), [this](L3::VrfName const& vrf, Document::Items& items) {
                        auto const table = router_.tables()->intfAddrVrfTable(vrf);

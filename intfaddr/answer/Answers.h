@@ -29,6 +29,7 @@
 #include "intfaddr/answer/Document.h"
 #include "intfaddr/answer/Explanation.h"
 #include "intfaddr/answer/Filter.h"
+#include "intfaddr/answer/Recordings.h"
 #include "intfaddr/http/Request.h"
 #include "router/Router.h"
 #include "router/repair/Supervisor.h"
@@ -42,6 +43,7 @@ struct AnsweringAgent {
     ChangeLog& changes;
     Routing::OperationEffects& operations;
     Routing::Supervisor const& supervisor;
+    Recordings const& recordings;
     std::string version;
     struct Times {
         Zin::Seconds up = 0.0;

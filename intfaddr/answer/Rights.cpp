@@ -5,8 +5,10 @@
 namespace IntfAddr {
 
 bool Rights::mayChange(Peer const& peer) const {
-    return peer.uid == 0 || peer.uid == ::geteuid() || changers_.contains(peer.uid);
+    return mayWriteFiles(peer) || changers_.contains(peer.uid);
 }
+
+bool Rights::mayWriteFiles(Peer const& peer) { return peer.uid == 0 || peer.uid == ::geteuid(); }
 
 Reply refusal() {
     return errorReply(403,

@@ -16,6 +16,8 @@ public:
     void changersAre(std::set<uid_t> users) { changers_ = std::move(users); }
 
     bool mayChange(Peer const& peer) const;
+    // Whom the configuration names does not: he could have root overwrite any file.
+    static bool mayWriteFiles(Peer const& peer);
 
 private:
     std::set<uid_t> changers_;

@@ -16,14 +16,6 @@ namespace {
 // Of a piece. Most members of a table that is whole are written once, and passed over later.
 constexpr int mostSteps = 64;
 
-std::string lineOf(Routing::RecordedOperation const& recorded) {
-    auto line = Scenario::lineOf(recorded.operation);
-    if (recorded.at) {
-        line["at"] = *recorded.at;
-    }
-    return Scenario::textOf(line);
-}
-
 }  // namespace
 
 StateScenario::StateScenario(Routing::Router const& router, L3::VrfName vrf,
@@ -33,7 +25,9 @@ StateScenario::StateScenario(Routing::Router const& router, L3::VrfName vrf,
       notKnown_(std::move(notKnown)),
       text_(Scenario::textOf(Scenario::configLine({.machines = router.config()}))),
       state_(router, vrf_, Routing::VrfState::Times::kept,
-             [this](Routing::RecordedOperation const& made) { write(lineOf(made)); }) {
+             [this](Routing::RecordedOperation const& made) {
+                 write(Scenario::textOf(Scenario::lineOf(made)));
+             }) {
     if (changes_) {
         changes_->operations.observerAdd(*this);
         notifierIs(changes_->rows);

@@ -89,6 +89,11 @@ struct AnswersTest : testing::Test {
     Netlink::NamespaceId const own = kernel.ownNamespace();
     Agent agent{kernel, {}, [](std::string const&) {}, nullptr};
     ChangeLog changes{agent.router(), agent.supervisor().follower(), heldChanges};
+    Rights rights;
+    Recordings recordings{agent,
+                          {.replayed = Agent::Options().config, .limit = 1 << 20},
+                          rights,
+                          [](std::string const&) {}};
     Answers const answers{
         agent.router(), agent.feed(), "agent", std::nullopt,
         AnsweringAgent{
@@ -96,6 +101,7 @@ struct AnswersTest : testing::Test {
             .changes = changes,
             .operations = agent.router().inputs().effects(),
             .supervisor = agent.supervisor(),
+            .recordings = recordings,
             .version = "1.2",
             .times = [] { return AnsweringAgent::Times{.up = 9.5, .longestStall = 0.25}; }}};
 };

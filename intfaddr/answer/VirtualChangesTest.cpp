@@ -23,7 +23,6 @@ struct VirtualChangesTest : AnswersTest {
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }
 
-    Rights const rights{};
     VirtualAddresses addresses_{[this](auto const& operations) { agent.apply(operations); },
                                 [](std::string const&) {}};
     VirtualChanges changes{agent.router(), rights, addresses_};

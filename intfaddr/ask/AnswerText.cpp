@@ -124,6 +124,11 @@ std::string statusText(Json const& answer) {
         fmt::format_to(std::back_inserter(text), "{:<12}  {}\n", name,
                        value.is_string() ? textOf(value) : toLine(value));
     }
+    TextTable recordings({"RECORDING", "BYTES", "STATE", "WHY"});
+    if (auto const& one = answer["recording"]; !one.is_null()) {
+        recordings.add(
+            {textOf(one["file"]), toLine(one["bytes"]), textOf(one["state"]), textOf(one["why"])});
+    }
     TextTable vrfs({"VRF", "ROWS", "WAITING"});
     for (auto const& one : answer["vrfs"]) {
         vrfs.add({textOf(one["vrf"]), toLine(one["rows"]), toLine(one["waiting"])});
@@ -144,7 +149,8 @@ std::string statusText(Json const& answer) {
     for (auto const& one : answer["notKnown"]) {
         unknown.add({textOf(one["what"]), textOf(one["why"])});
     }
-    for (auto const* const table : {&vrfs, &namespaces, &rebuilds, &leftOut, &unknown}) {
+    for (auto const* const table :
+         {&recordings, &vrfs, &namespaces, &rebuilds, &leftOut, &unknown}) {
         auto const lines = table->text();
         text += (lines.empty() ? "" : "\n") + lines;
     }

@@ -93,15 +93,26 @@ Recording OperationHistory::recording() const {
     return recording;
 }
 
-std::vector<RecordedOperation> Recording::operations() const {
-    auto const& first = older_ ? *older_ : *newer_;
-    Operations all = first.state;
-    if (older_) {
-        all.insert(all.end(), older_->operations.begin(), older_->operations.end());
+std::size_t Recording::size() const {
+    if (!newer_) {
+        return 0;
     }
-    all.insert(all.end(), newer_->operations.begin(),
-               newer_->operations.begin() + static_cast<std::ptrdiff_t>(newerOperations_));
-    return all;
+    return newerOperations_ +
+           (older_ ? older_->state.size() + older_->operations.size() : newer_->state.size());
+}
+
+RecordedOperation const& Recording::operator[](std::size_t index) const {
+    Generation const& first = older_ ? *older_ : *newer_;
+    if (index < first.state.size()) {
+        return first.state[index];
+    }
+    index -= first.state.size();
+    if (!older_) {
+        return newer_->operations[index];
+    }
+    return index < older_->operations.size()
+               ? older_->operations[index]
+               : newer_->operations[index - older_->operations.size()];
 }
 
 }  // namespace Routing

@@ -24,8 +24,10 @@ namespace Routing {
 // Cheap to copy: what is recorded is shared.
 class Recording {
 public:
-    // On a router that is empty, and whose manager runs.
-    std::vector<RecordedOperation> operations() const;
+    // Of operations on a router that is empty, and whose manager runs.
+    std::size_t size() const;
+    // Stays until something else is recorded.
+    RecordedOperation const& operator[](std::size_t index) const;
 
 private:
     friend class OperationHistory;
@@ -37,7 +39,7 @@ private:
     };
 
     std::shared_ptr<Generation const> older_;  // null where the newer one is the first
-    std::shared_ptr<Generation const> newer_;
+    std::shared_ptr<Generation const> newer_;  // null where nothing is recorded
     std::size_t newerOperations_ = 0;
 };
 

@@ -115,6 +115,9 @@ public:
     // Whether one has begun and is not over: whoever is idle goes on with it at once.
     bool isAuditing() const { return bool(slicedPass_); }
 
+    // What has led to the present.
+    Recording recording() const { return history_.recording(); }
+
     // Whether a rebuild of the VRF is owed.
     bool degraded(L3::VrfName const& vrf) const;
     // How many rebuilds there were, by reason: the function whose invariant failed, or what the

@@ -82,7 +82,7 @@ TEST(Supervisor, CountsAndTracesAndKeepsWhatLedToARepair) {
                     "that disagree: 10.0.0.1/24 on eth0"));
     ASSERT_EQ(fixture.supervisor.lastRepairs().size(), 2U);
     // That no manager runs, its start, the VRF's making, and the two of the failure.
-    EXPECT_EQ(fixture.supervisor.lastRepairs().front().recording.operations().size(), 11U);
+    EXPECT_EQ(fixture.supervisor.lastRepairs().front().recording.size(), 11U);
 }
 
 TEST(Supervisor, KeepsTheLastFewRepairs) {
