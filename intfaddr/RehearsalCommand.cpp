@@ -31,6 +31,8 @@ constexpr int tries = 3;
 constexpr std::chrono::seconds reducingTime{2};
 
 constexpr unsigned notFound = 404;
+// Of how many addresses of a subnet that is in the way the events are told.
+constexpr std::size_t mostInTheWay = 8;
 
 // Who asks the agent, or the kernel, for what a copy is made of.
 class Source {
@@ -45,7 +47,8 @@ public:
     // Empty where there is no such VRF and `mayLack`.
     std::string state(L3::VrfName const& vrf, bool mayLack = false) {
         Answer answer;
-        for (int i = 0; i < tries; ++i) {
+        bool hasChanged = true;
+        for (int i = 0; hasChanged && i < tries; ++i) {
             answer = ask({.segments = {"v1", "state"}, .query = {{"vrf", vrf.bytes()}}});
             if (answer.status == notFound && mayLack) {
                 return "";
@@ -53,12 +56,9 @@ public:
             if (answer.status != 200) {
                 throwRefusal(answer.status, jsonOf(answer));
             }
-            if (!answer.text.ends_with(fmt::format("{}\n", changedMark))) {
-                break;
-            }
-            answer.text += '\n';
+            hasChanged = answer.text.ends_with(fmt::format("{}\n", changedMark));
         }
-        if (answer.text.ends_with("\n\n")) {
+        if (hasChanged) {
             warn(
                 fmt::format("VRF '{}' changes as fast as it is read: what changed meanwhile may "
                             "be taken as it was before",
@@ -135,7 +135,39 @@ void print(Json const& answer, std::string (*toText)(Json const& answer), AskOpt
     source.tellUnknown();
 }
 
-// As /v1/state has it: "VRF 'a': why".
+using Events = std::multimap<Zin::Seconds, std::string>;
+
+void noteEvents(Json const& told, std::string const& prefix, Events& events) {
+    for (auto const& one : told["explanations"]) {
+        for (auto const& event : one["events"]) {
+            events.emplace(event["at"].get<double>(), prefix + event["text"].get<std::string>());
+        }
+    }
+}
+
+// Of those whose subnet is what an address waits for.
+void noteEventsOfHolders(Source& source, L3::VrfName const& vrf, Json const& addresses,
+                         Events& events) {
+    for (auto const& address : addresses) {
+        auto const holder = address.value("waitsFor", Json());
+        if (!holder.is_object() || !holder.contains("subnet")) {
+            continue;
+        }
+        auto const intf = holder["interface"].get<std::string>();
+        Parameters const query{{"prefix", holder["subnet"].get<std::string>()},
+                               {"interface", intf},
+                               {"vrf", vrf.bytes()}};
+        auto const inTheWay = source.document("addresses", query)["addresses"];
+        for (std::size_t i = 0; i < inTheWay.size() && i < mostInTheWay; ++i) {
+            auto const addr = inTheWay[i]["address"].get<std::string>();
+            noteEvents(
+                source.document("explain",
+                                {{"address", addr}, {"interface", intf}, {"vrf", vrf.bytes()}}),
+                fmt::format("{} ", addr), events);
+        }
+    }
+}
+
 std::string comment(std::string const& text) { return Scenario::commentLine(text); }
 
 // Who has it says what is expected of a replay; nothing where a link-local address asks for more
@@ -257,13 +289,12 @@ int explainByScenario(AskOptions const& options, Streams const& streams) {
     auto const [lines, isSame] =
         reduced(state, Scenario::nameIn(vrf.bytes()), addr, addresses, reducingTime);
 
-    std::multimap<Zin::Seconds, std::string> events;
     for (auto const& one : told["explanations"]) {
         streams.out << comment(one["sentence"].get<std::string>());
-        for (auto const& event : one["events"]) {
-            events.emplace(event["at"].get<double>(), event["text"].get<std::string>());
-        }
     }
+    Events events;
+    noteEvents(told, fmt::format("{} ", addr), events);
+    noteEventsOfHolders(source, vrf, addresses, events);
     for (auto const& [at, text] : events) {
         streams.out << comment(
             fmt::format("{:.1f} s ago: {}", told["history"]["now"].get<double>() - at, text));

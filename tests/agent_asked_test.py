@@ -174,7 +174,11 @@ class Rehearsed(AskingCase):
             scenario = self.ask("explain", "--scenario", addr)
             self.assertEqual((scenario.returncode, scenario.stderr), (0, ""))
             lines = scenario.stdout.splitlines()
-            self.assertRegex(scenario.stdout, r"(?m)^# \d+\.\d s ago: was published as primary on e\d$")
+            self.assertRegex(scenario.stdout, rf"(?m)^# \d+\.\d s ago: {re.escape(addr)} "
+                             r"was published as primary on e\d$")
+            # Of all concerned: the owner of the subnet too.
+            self.assertRegex(scenario.stdout,
+                             r"(?m)^# \d+\.\d s ago: 10\.0\.0\.1 came into the table on e0$")
             self.assertEqual(json.loads(lines[-1])["lookup"]["intf"], owner)
             # The configuration, the table, two devices, the status, two interfaces, two addresses,
             # the present, and what is expected.

@@ -62,6 +62,9 @@ void Rehearsal::goOnToTheEnd() {
 
 std::vector<std::string> Rehearsal::remarks() const {
     std::vector<std::string> remarks;
+    if (leftOut_ > 0) {
+        remarks.push_back(fmt::format("{} lines of the state made no sense", leftOut_));
+    }
     std::istringstream lines(said_.str().substr(saidBefore_));
     for (std::string line; std::getline(lines, line);) {
         auto const said = Scenario::Json::parse(line);

@@ -93,9 +93,10 @@ TEST_F(RehearsalTest, AStateThatChangesMeanwhileSaysSo) {
 
 TEST_F(RehearsalTest, WhatASickStateNamesInVainIsLeftOut) {
     runTo(1.0);
-    EXPECT_EQ(Rehearsal(state() + "{\"op\":\"ip.intf.del\",\"vrf\":\"default\",\"intf\":\"et9\"}\n")
-                  .leftOut(),
-              1U);
+    Rehearsal const rehearsal(state() +
+                              "{\"op\":\"ip.intf.del\",\"vrf\":\"default\",\"intf\":\"et9\"}\n");
+    EXPECT_EQ(rehearsal.leftOut(), 1U);
+    EXPECT_THAT(rehearsal.remarks(), ElementsAre("1 lines of the state made no sense"));
 }
 
 TEST_F(RehearsalTest, AFileThatNeverEndsIsNotReadForEver) {
