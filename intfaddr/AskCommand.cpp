@@ -1,7 +1,6 @@
 #include "intfaddr/AskCommand.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <ostream>
@@ -20,6 +19,7 @@ namespace IntfAddr {
 
 namespace {
 
+constexpr char const* socketName = "intfaddr.sock";
 // How long a task may run before it must let others have their turn.
 constexpr Zin::Seconds taskSlice = 0.01;
 
@@ -73,13 +73,10 @@ Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice
     return answerOfKernel(target, filterOf(target.query).vrf, options.policy, warn);
 }
 
-std::string socketPath(std::string const& runDirectory) { return runDirectory + "/intfaddr.sock"; }
+std::string socketPath(std::string const& runDirectory) { return runDirectory + "/" + socketName; }
 
 std::string socketToAsk(std::optional<std::string> const& runDir) {
-    auto const own = socketPath(runDir.value_or(runDirectory()));
-    auto const system = socketPath(systemRunDirectory);
-    bool const isForAll = !runDir && ::access(own.c_str(), F_OK) != 0;
-    return isForAll && ::access(system.c_str(), F_OK) == 0 ? system : own;
+    return fileOfAgent(runDir, socketName);
 }
 
 void throwRefusal(unsigned status, Json const& document) {

@@ -2,7 +2,6 @@
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <ostream>
@@ -15,14 +14,6 @@
 namespace IntfAddr {
 
 namespace {
-
-// Where no directory is given, of the user's own agent, or where he has none the system's.
-std::string ringPath(std::optional<std::string> const& runDir) {
-    auto const own = runDir.value_or(runDirectory()) + "/ring";
-    auto const system = std::string(systemRunDirectory) + "/ring";
-    bool const isForAll = !runDir && ::access(own.c_str(), F_OK) != 0;
-    return isForAll && ::access(system.c_str(), F_OK) == 0 ? system : own;
-}
 
 // What a damaged file says may be no time at all.
 std::string timeText(double sinceEpoch) {
@@ -68,7 +59,7 @@ void writeJson(std::string const& path, RingContent const& ring, double loadedAt
 }  // namespace
 
 int ring(RingOptions const& options, Streams const& streams) {
-    auto const path = options.file.value_or(ringPath(options.runDir));
+    auto const path = options.file.value_or(fileOfAgent(options.runDir, "ring"));
     RingContent ring;
     try {
         ring = readRing(path);

@@ -84,6 +84,13 @@ std::string runDirectory() {
     return systemRunDirectory;
 }
 
+std::string fileOfAgent(std::optional<std::string> const& directory, std::string const& name) {
+    auto const own = directory.value_or(runDirectory()) + "/" + name;
+    auto const system = std::string(systemRunDirectory) + "/" + name;
+    bool const isForAll = !directory && ::access(own.c_str(), F_OK) != 0;
+    return isForAll && ::access(system.c_str(), F_OK) == 0 ? system : own;
+}
+
 Instance::Instance(std::string const& directory) : file_(locked(directory)) {}
 
 }  // namespace IntfAddr

@@ -5,6 +5,7 @@
 // forked does not hold it, and no process may make two for one directory.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -30,6 +31,9 @@ constexpr char const* systemRunDirectory = "/run/intfaddr";
 // Where agents of this user leave their traces: /run/intfaddr, or for others than root the same
 // below their $XDG_RUNTIME_DIR, if that is an absolute path.
 std::string runDirectory();
+// What an agent has left under that name: in the directory, or where none is given in that of the
+// user's own agent, or where there is none, and there is one of the system's, in that.
+std::string fileOfAgent(std::optional<std::string> const& directory, std::string const& name);
 
 class Instance {
 public:
