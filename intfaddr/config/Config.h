@@ -47,9 +47,9 @@ struct Config {
 
 // What options and keys may be, the ends included.
 namespace Limits {
-constexpr std::uint64_t least = 4096;  // bytes, of `limit` and `receive-buffer`
-constexpr std::uint64_t mostReceiveBuffer = std::uint64_t{1} << 30;
-constexpr double mostCoalesce = 1000.0;
+inline constexpr std::uint64_t least = 4096;  // bytes, of `limit` and `receive-buffer`
+inline constexpr std::uint64_t mostReceiveBuffer = std::uint64_t{1} << 30;
+inline constexpr double mostCoalesce = 1000.0;
 }  // namespace Limits
 
 }  // namespace IntfAddr
