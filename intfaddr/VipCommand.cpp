@@ -41,6 +41,9 @@ int vip(VipOptions const& options, Streams const& streams) {
     if (status != 200) {
         throw BadQuestion(answer.value("error", "the agent refused"));
     }
+    if (!answer.value("kept", true)) {
+        streams.err << "intfaddr: that is so now, but could not be kept: a restart will not know\n";
+    }
     if (answer.value("changed", false)) {
         return 0;
     }

@@ -235,7 +235,9 @@ class Kept(ConfiguredCase):
         with open(self.path("state"), "w"):
             pass
         agent = self.start_with(self.keeps)
-        self.assertEqual(self.vip("add", "10.0.0.1").returncode, 0)
+        added = self.vip("add", "10.0.0.1")
+        self.assertEqual(added.returncode, 0)
+        self.assertIn("could not be kept: a restart will not know", added.stderr)
         self.assert_soon(lambda: agent.told(f"{self.kept}: cannot be written: Not a directory"))
         self.assert_there("10.0.0.1")
         self.assert_ends_well(agent)

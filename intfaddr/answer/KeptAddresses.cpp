@@ -81,16 +81,18 @@ void KeptAddresses::setAside(std::string const& why) const {
                               std::generic_category().message(errno)));
 }
 
-void KeptAddresses::put(VirtualAddressSet const& addresses) const {
+bool KeptAddresses::put(VirtualAddressSet const& addresses) const {
     std::string text;
     for (auto const& address : addresses) {
         text += lineOf(address);
     }
     try {
         writeWhole(path_, text);
+        return true;
     } catch (std::system_error const& error) {
         notice_(fmt::format("{}: cannot be written: {}; virtual addresses are not kept", path_,
                             error.code().message()));
+        return false;
     }
 }
 

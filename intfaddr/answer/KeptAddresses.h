@@ -24,7 +24,8 @@ public:
 
     // Mends the file where it is damaged.
     VirtualAddressSet get() const;
-    void put(VirtualAddressSet const& addresses) const;
+    // Whether they are; a notice says why not.
+    bool put(VirtualAddressSet const& addresses) const;
 
 private:
     void setAside(std::string const& why) const;

@@ -34,7 +34,7 @@ TEST_F(KeptAddressesTest, WhatWasPutIsThere) {
     EXPECT_THAT(kept.get(), IsEmpty());
     // A VRF may have any name.
     VirtualAddress const odd{std::string("\xff \n&"), Nimb::IpGenAddr("10.0.0.1")};
-    kept.put({one, other, odd});
+    EXPECT_TRUE(kept.put({one, other, odd}));
     EXPECT_THAT(contentOf(path), HasSubstr("/v1/virtual?address=10.0.0.1&vrf=red\n"));
     EXPECT_EQ(kept.get(), (VirtualAddressSet{one, other, odd}));
     kept.put({});
@@ -74,7 +74,7 @@ TEST_F(KeptAddressesTest, WhatCannotBeWrittenIsTold) {
     put("");
     KeptAddresses const below(path + "/kept",
                               [this](std::string const& line) { notices.push_back(line); });
-    below.put({one});
+    EXPECT_FALSE(below.put({one}));
     EXPECT_THAT(notices, ElementsAre(StartsWith(path + "/kept: cannot be written: ")));
 }
 

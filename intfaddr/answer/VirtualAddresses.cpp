@@ -31,16 +31,18 @@ VirtualAddressSet without(VirtualAddressSet const& all, VirtualAddressSet const&
 VirtualAddresses::VirtualAddresses(Apply apply, KeptAddresses::Notice notice)
     : apply_(std::move(apply)), notice_(std::move(notice)) {}
 
-void VirtualAddresses::add(VirtualAddress const& address) {
+bool VirtualAddresses::add(VirtualAddress const& address) {
     added_.insert(address);
-    keep();
+    bool const isKept = keep();
     change({address}, {});
+    return isKept;
 }
 
-void VirtualAddresses::del(VirtualAddress const& address) {
+bool VirtualAddresses::del(VirtualAddress const& address) {
     added_.erase(address);
-    keep();
+    bool const isKept = keep();
     change({}, {address});
+    return isKept;
 }
 
 void VirtualAddresses::configuredAre(VirtualAddressSet const& configured) {
@@ -79,10 +81,6 @@ void VirtualAddresses::change(VirtualAddressSet const& added,
     }
 }
 
-void VirtualAddresses::keep() const {
-    if (path_) {
-        KeptAddresses(*path_, notice_).put(added_);
-    }
-}
+bool VirtualAddresses::keep() const { return !path_ || KeptAddresses(*path_, notice_).put(added_); }
 
 }  // namespace IntfAddr

@@ -32,9 +32,10 @@ public:
         return isConfigured(address) || added_.contains(address);
     }
 
-    // By hand: one that is not there; one that is, and is not configured.
-    void add(VirtualAddress const& address);
-    void del(VirtualAddress const& address);
+    // By hand: one that is not there; one that is, and is not configured. False where a restart
+    // will not know, though it is to be kept.
+    bool add(VirtualAddress const& address);
+    bool del(VirtualAddress const& address);
 
     // In place of those that were configured.
     void configuredAre(VirtualAddressSet const& configured);
@@ -44,7 +45,7 @@ public:
 
 private:
     void change(VirtualAddressSet const& added, VirtualAddressSet const& removed) const;
-    void keep() const;
+    bool keep() const;
 
     Apply const apply_;
     KeptAddresses::Notice const notice_;

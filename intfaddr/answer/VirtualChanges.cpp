@@ -9,7 +9,13 @@ namespace IntfAddr {
 
 namespace {
 
-Reply done(bool changed) { return textReply(200, toLine(Json{{"changed", changed}}) + "\n"); }
+Reply done(bool changed, bool isKept = true) {
+    Json answer{{"changed", changed}};
+    if (!isKept) {
+        answer["kept"] = false;
+    }
+    return textReply(200, toLine(answer) + "\n");
+}
 
 }  // namespace
 
@@ -43,8 +49,7 @@ Reply VirtualChanges::add(VirtualAddress const& address) const {
     if (addresses_.has(address)) {
         return done(false);
     }
-    addresses_.add(address);
-    return done(true);
+    return done(true, addresses_.add(address));
 }
 
 Reply VirtualChanges::del(VirtualAddress const& address) const {
@@ -56,8 +61,7 @@ Reply VirtualChanges::del(VirtualAddress const& address) const {
     if (!addresses_.has(address)) {
         return done(false);
     }
-    addresses_.del(address);
-    return done(true);
+    return done(true, addresses_.del(address));
 }
 
 }  // namespace IntfAddr
