@@ -12,8 +12,8 @@ Json change(double at, bool present) {
 }
 
 TEST(RehearsalText, WhatWouldComeIsSaidWithItsTimes) {
-    Json const answer{{"changes", {change(0.0, false), change(12.5, true)}},
-                      {"remarks", {"after 1.0 s a remark"}}};
+    Json const answer{{"changes", Json::array({change(0.0, false), change(12.5, true)})},
+                      {"remarks", Json::array({"after 1.0 s a remark"})}};
     EXPECT_EQ(whatIfText(answer),
               "  after    0.0 s  -  default     10.0.0.1/24               eth0?             "
               "10.0.0.0/24\n"
@@ -28,11 +28,11 @@ TEST(RehearsalText, WhereNothingWouldComeThatIsSaid) {
 
     answer["already"] = false;
     answer["sentence"] = "It waits.";
-    answer["reasons"] = {"So it is."};
+    answer["reasons"] = Json::array({"So it is."});
     EXPECT_EQ(whyNotText(answer),
               "If it were configured now:\nIt waits.\n  - So it is.\nNo row would come or go.\n");
     answer["already"] = true;
-    answer["changes"] = {change(0.0, true)};
+    answer["changes"] = Json::array({change(0.0, true)});
     EXPECT_TRUE(whyNotText(answer).starts_with("It is configured already:\nIt waits.\n"));
 }
 
