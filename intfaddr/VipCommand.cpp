@@ -3,12 +3,10 @@
 #include <fmt/format.h>
 
 #include <ostream>
-#include <stdexcept>
 
-#include "intfaddr/AskCommand.h"
-#include "intfaddr/agent/Instance.h"
-#include "intfaddr/ask/Printable.h"
-#include "intfaddr/http/Client.h"
+#include "intfaddr/AgentReply.h"
+#include "intfaddr/answer/Document.h"
+#include "intfaddr/ask/Words.h"
 
 namespace IntfAddr {
 
@@ -24,23 +22,9 @@ int vip(VipOptions const& options, Streams const& streams) {
     Grammar const grammar{.subject = Subject::addr, .isNeeded = true, .keywords = {"vrf"}};
     Parameters const parameters = parametersOf(grammar, words);
 
-    std::string text;
-    unsigned status = 0;
-    try {
-        status = Client(socketToAsk(options.runDir))
-                     .send(adds ? "PUT" : "DELETE", target({"v1", "virtual"}, parameters), "",
-                           [&text](std::string_view piece) { text += piece; });
-    } catch (NoAgent const& error) {
-        streams.err << "intfaddr: " << printable(error.what()) << '\n';
-        return 3;
-    }
-    Json const answer = Json::parse(text, nullptr, false);
-    if (answer.is_discarded() || status >= 500) {
-        throw std::runtime_error(fmt::format("the agent failed: {}", text));
-    }
-    if (status != 200) {
-        throw BadQuestion(answer.value("error", "the agent refused"));
-    }
+    Json const answer =
+        Json::parse(agentReply(options.runDir, adds ? "PUT" : "DELETE",
+                               {.segments = {"v1", "virtual"}, .query = parameters}));
     if (!answer.value("kept", true)) {
         streams.err << "intfaddr: that is so now, but could not be kept: a restart will not know\n";
     }
