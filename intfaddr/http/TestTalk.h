@@ -159,4 +159,18 @@ private:
     ServerOptions options_;
 };
 
+inline ServerOptions limited(ConnectionLimits const& limits) {
+    ServerOptions options;
+    options.limits = limits;
+    return options;
+}
+
+// What is answered to this; the connection is closed after it.
+inline std::string answerTo(Served& served, std::string const& text) {
+    auto client = served.client();
+    client.say(text);
+    EXPECT_TRUE(client.isLetGo()) << text;
+    return client.heard();
+}
+
 }  // namespace IntfAddr
