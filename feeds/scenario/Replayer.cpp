@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -41,6 +42,16 @@ std::string takeOp(Json& object) {
 
 bool isSkipped(std::string_view line) {
     return line.starts_with('#') || line.find_first_not_of(" \t\r") == line.npos;
+}
+
+void forEachLine(std::string_view text, std::function<void(std::string_view line)> const& each) {
+    while (!text.empty()) {
+        auto const end = std::min(text.find('\n'), text.size());
+        if (auto const line = text.substr(0, end); !isSkipped(line)) {
+            each(line);
+        }
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
 }
 
 Run& Replayer::run(Config const& config) {

@@ -46,6 +46,8 @@ private:
 
 // Whether a line of a file says nothing: it is blank, or a comment.
 bool isSkipped(std::string_view line);
+// Calls `each` with the lines of a text that say something, without their ends.
+void forEachLine(std::string_view text, std::function<void(std::string_view line)> const& each);
 
 // Told after each line how far the replay is.
 using Progress = std::function<void(std::uint64_t line, Zin::Seconds time)>;

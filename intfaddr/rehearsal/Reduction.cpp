@@ -65,14 +65,11 @@ private:
 
     Lines concerning(std::string_view state) const {
         Lines lines;
-        while (!state.empty()) {
-            auto const end = std::min(state.find('\n'), state.size());
-            std::string const line(state.substr(0, end));
-            state.remove_prefix(std::min(end + 1, state.size()));
-            if (!Scenario::isSkipped(line) && concerns(Scenario::Json::parse(line))) {
-                lines.push_back(line);
+        Scenario::forEachLine(state, [this, &lines](std::string_view line) {
+            if (concerns(Scenario::Json::parse(line))) {
+                lines.emplace_back(line);
             }
-        }
+        });
         return lines;
     }
     bool concerns(Scenario::Json const& line) const {

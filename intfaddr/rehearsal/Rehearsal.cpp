@@ -17,11 +17,7 @@ constexpr Zin::Seconds untilAudited = 5.0;
 }  // namespace
 
 Rehearsal::Rehearsal(std::string_view state) {
-    while (!state.empty()) {
-        auto const end = std::min(state.find('\n'), state.size());
-        read(state.substr(0, end));
-        state.remove_prefix(std::min(end + 1, state.size()));
-    }
+    Scenario::forEachLine(state, [this](std::string_view line) { read(line); });
     began_ = replayer_.now();
     replayer_.originIs(began_);
     saidBefore_ = said_.view().size();
@@ -31,9 +27,6 @@ Rehearsal::Rehearsal(std::string_view state) {
 Rehearsal::~Rehearsal() = default;
 
 void Rehearsal::read(std::string_view line) {
-    if (Scenario::isSkipped(line)) {
-        return;
-    }
     try {
         replayer_.handleLine(0, Scenario::readObject(line));
     } catch (Scenario::LineError const&) {
