@@ -86,13 +86,16 @@ ListedAddress listed(Routing::Router const& router, L3::VrfName const& vrf,
     return address;
 }
 
-AddressList::AddressList(Routing::Router const& router, Netlink::Feed const& feed, Filter filter)
-    : router_(router), feed_(feed), filter_(std::move(filter)), vrfs_(router.vrfs()) {
+AddressList::AddressList(Routing::Router const& router, Netlink::Feed const& feed, Filter filter,
+                         What what)
+    : router_(router), feed_(feed), filter_(std::move(filter)), what_(what), vrfs_(router.vrfs()) {
     if (filter_.vrf) {
         std::erase_if(vrfs_, [this](L3::VrfName const& vrf) { return vrf != *filter_.vrf; });
     }
     std::ranges::reverse(vrfs_);
-    link_ = feed_.linkAfter(std::nullopt);
+    if (what_ == What::all) {
+        link_ = feed_.linkAfter(std::nullopt);
+    }
 }
 
 bool AddressList::step(Each const& each) {
@@ -115,8 +118,10 @@ bool AddressList::step(Each const& each) {
 // What is to be walked first is left to do last.
 void AddressList::begin(L3::VrfName const& vrf) {
     if (auto const table = router_.tables()->intfAddrVrfTable(vrf)) {
-        walkPublished(vrf, table);
-        walkWaiting(vrf, table);
+        if (what_ == What::all) {
+            walkPublished(vrf, table);
+            walkWaiting(vrf, table);
+        }
         walkRows(vrf, table);
     }
 }

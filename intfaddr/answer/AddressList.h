@@ -63,7 +63,11 @@ struct ListedAddress {
 
 class AddressList {
 public:
-    AddressList(Routing::Router const& router, Netlink::Feed const& feed, Filter filter);
+    // Of the tables' rows alone, or of all.
+    enum class What { rows, all };
+
+    AddressList(Routing::Router const& router, Netlink::Feed const& feed, Filter filter,
+                What what = What::all);
     AddressList(AddressList const&) = delete;
     AddressList& operator=(AddressList const&) = delete;
 
@@ -85,6 +89,7 @@ private:
     Routing::Router const& router_;
     Netlink::Feed const& feed_;
     Filter const filter_;
+    What const what_;
     std::vector<L3::VrfName> vrfs_;  // the next is the last
     Routing::Steps steps_;
     std::optional<Netlink::LinkRef> link_;

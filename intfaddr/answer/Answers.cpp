@@ -22,20 +22,6 @@ namespace IntfAddr {
 
 namespace {
 
-// Takes `initial` out, which is no filter: alone, "true" or "false".
-bool takeInitial(Parameters& parameters) {
-    auto const found = std::ranges::find(parameters, "initial", &Parameters::value_type::first);
-    if (found == parameters.end()) {
-        return false;
-    }
-    std::string const value = found->second;
-    if (!value.empty() && value != "true" && value != "false") {
-        throw BadQuestion(fmt::format("initial '{}': true or false is expected", value));
-    }
-    parameters.erase(found);
-    return value != "false";
-}
-
 // In bytes; 0 where the kernel does not tell.
 std::uint64_t residentMemory() {
     std::uint64_t all = 0;
@@ -111,7 +97,7 @@ Reply Answers::reply(Request const& request) const {
             body = status();
         } else if (path == "watch" && agent_) {
             auto parameters = query;
-            bool const initial = takeInitial(parameters);
+            bool const initial = takeFlag(parameters, "initial");
             filter = filterOf(parameters, {"address", "family", "interface", "prefix", "vrf"});
             body = std::make_unique<Watch>(agent_->changes, agent_->identity, filter, initial);
             isLines = true;
@@ -201,23 +187,16 @@ std::unique_ptr<Body> Answers::addresses(Filter const& filter) const {
 std::unique_ptr<Body> Answers::lookup(Filter const& filter) const {
     auto document = begun();
     auto const addr = *filter.addr;
-    document->list("owners", eachVrf(vrfsOf(filter), [this, filter](L3::VrfName const& vrf,
-                                                                    Document::Items& items) {
-                       if (auto const table = router_.tables()->intfAddrVrfTable(vrf)) {
-                           for (auto const& row : Routing::ownersOf(*table, *filter.addr)) {
-                               if (filter.admits(row.intfId, row.addr)) {
-                                   write(items, rowJson(router_, vrf, row));
-                               }
-                           }
-                       }
-                   }));
+    auto owners = std::make_shared<AddressList>(router_, feed_, filter, AddressList::What::rows);
+    document->list("owners", [owners](Document::Items& items) {
+        return owners->step(
+            [&items](ListedAddress const& address) { write(items, jsonOf(address)); });
+    });
     document->list("connected", eachVrf(vrfsOf(filter), [this, addr](L3::VrfName const& vrf,
                                                                      Document::Items& items) {
                        auto const table = router_.tables()->intfAddrVrfTable(vrf);
-                       if (!table || !Routing::ownersOf(*table, addr).empty()) {
-                           return;
-                       }
-                       if (auto const set = Routing::connectedSubnet(*table, addr)) {
+                       auto const set = table ? Routing::connectedSubnet(*table, addr) : nullptr;
+                       if (set && Routing::ownersOf(*table, addr).empty()) {
                            write(items, {{"vrf", vrf.text()},
                                          {"subnet", set->subnet().toStrep()},
                                          {"interface", set->intfId().name()}});

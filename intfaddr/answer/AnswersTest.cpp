@@ -251,6 +251,24 @@ TEST_F(AnswersTest, AVrfThatIsToBeRebuiltIsNotKnown) {
     EXPECT_THAT(ask("addresses")["notKnown"], IsEmpty());
 }
 
+// A link-local address may stand on any number of interfaces.
+TEST_F(AnswersTest, ManyOwnersAreToldOneByOne) {
+    constexpr int count = 50;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        add(own, 100 + i, fmt::format("d{}", i).c_str());
+        addAddress(100 + i, "fe80::1/64");
+    }
+    runTo(1.0);
+    Reply const one = reply("lookup", {{"address", "fe80::1"}});
+    std::string text;
+    int pieces = 1;
+    while (one.body->next(text) == Body::Progress::more) {
+        ++pieces;
+    }
+    EXPECT_EQ(Json::parse(text)["owners"].size(), count);
+    EXPECT_GT(pieces, count);
+}
+
 TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
     runTo(1.0);
     auto const refusal = [this](std::string const& path, Parameters const& query,

@@ -96,18 +96,10 @@ std::uint32_t maxOf(std::string const& text) {
 // Takes out what is no filter.
 Wanted takeWanted(Parameters& parameters) {
     Wanted wanted;
-    for (auto const& [name, value] : parameters) {
-        if (name == "max") {
-            wanted.max = maxOf(value);
-        } else if (name == "verbose") {
-            if (!value.empty() && value != "true" && value != "false") {
-                throw BadQuestion(fmt::format("verbose '{}': true or false is expected", value));
-            }
-            wanted.verbose = value != "false";
-        }
+    if (auto const max = takeValue(parameters, "max")) {
+        wanted.max = maxOf(*max);
     }
-    std::erase_if(parameters,
-                  [](auto const& one) { return one.first == "max" || one.first == "verbose"; });
+    wanted.verbose = takeFlag(parameters, "verbose");
     return wanted;
 }
 

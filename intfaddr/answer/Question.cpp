@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace IntfAddr {
 
 namespace {
@@ -72,6 +74,24 @@ Filter filterOf(Parameters const& parameters, std::set<std::string> const& allow
         throw BadQuestion(fmt::format("'{}' is missing", needed));
     }
     return filter;
+}
+
+std::optional<std::string> takeValue(Parameters& parameters, std::string const& name) {
+    auto const found = std::ranges::find(parameters, name, &Parameters::value_type::first);
+    if (found == parameters.end()) {
+        return std::nullopt;
+    }
+    std::string value = found->second;
+    parameters.erase(found);
+    return value;
+}
+
+bool takeFlag(Parameters& parameters, std::string const& name) {
+    auto const value = takeValue(parameters, name);
+    if (value && !value->empty() && *value != "true" && *value != "false") {
+        throw BadQuestion(fmt::format("{} '{}': true or false is expected", name, *value));
+    }
+    return value && *value != "false";
 }
 
 Parameters parametersOf(Filter const& filter) {

@@ -2,6 +2,7 @@
 // checked, and named where it is wrong.
 #pragma once
 
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -25,6 +26,13 @@ using Parameters = std::vector<std::pair<std::string, std::string>>;
 Filter filterOf(Parameters const& parameters, std::set<std::string> const& allowed,
                 std::string const& needed = {});
 Filter filterOf(Parameters const& parameters);
+// Takes a parameter out; nothing where it is not given. One that is given twice is left once, which
+// filterOf() refuses.
+std::optional<std::string> takeValue(Parameters& parameters, std::string const& name);
+// The same of one that is "true", also where it stands alone, or "false", as where it is not given.
+// Throws BadQuestion.
+bool takeFlag(Parameters& parameters, std::string const& name);
+
 Parameters parametersOf(Filter const& filter);
 
 // Throws BadQuestion.
