@@ -28,6 +28,7 @@
 #include "intfaddr/answer/Dumps.h"
 #include "intfaddr/answer/Recordings.h"
 #include "intfaddr/answer/Rights.h"
+#include "intfaddr/answer/Routes.h"
 #include "intfaddr/answer/TraceLevels.h"
 #include "intfaddr/answer/VirtualAddresses.h"
 #include "intfaddr/answer/VirtualChanges.h"
@@ -200,8 +201,13 @@ public:
           output_(events_, agent_.clock()),
           server_(
               loop_, serverOptions(config()),
-              [this](Request const& request) { return reply(request); },
+              [this](Request const& request) { return routes_.reply(request); },
               [this](std::string const& line) { notice(line); }) {
+        answers_.addTo(routes_);
+        virtualChanges_.addTo(routes_);
+        recordings_.addTo(routes_);
+        dumps_.addTo(routes_);
+        traceLevels_.addTo(routes_);
         keepRing();
         repairs_.history = &history_;
         repairs_.recordings = &recordings_;
@@ -270,17 +276,6 @@ private:
                 : std::nullopt);
     }
 
-    Reply reply(Request const& request) {
-        auto const& segments = request.target.segments;
-        bool const isOurs = segments.size() >= 2 && segments[0] == "v1";
-        std::string const path = isOurs && segments.size() == 2 ? segments[1] : std::string();
-        return path == "virtual"                 ? virtualChanges_.reply(request)
-               : path == "record"                ? recordings_.reply(request)
-               : path == "trace"                 ? traceLevels_.reply(request)
-               : isOurs && segments[1] == "dump" ? dumps_.reply(request)
-                                                 : answers_.reply(request);
-    }
-
     // Without a file the ring is lost with the process, and no more is.
     void keepRing() {
         try {
@@ -318,8 +313,8 @@ private:
         if (!snapshot_ && std::exchange(isAsked_, false)) {
             Request request;
             request.method = "GET";
-            request.target.segments = {"v1", "addresses"};
-            snapshot_ = answers_.reply(request).body;
+            request.target = targetOf("addresses", {});
+            snapshot_ = routes_.reply(request).body;
         }
         for (Zin::Seconds const end = loop_.now() + answerSlice; snapshot_ && loop_.now() < end;) {
             if (snapshot_->next(snapshotText_) == Body::Progress::ended) {
@@ -374,6 +369,7 @@ private:
     VirtualChanges const virtualChanges_;
     Dumps const dumps_;
     TraceLevels const traceLevels_;
+    Routes routes_;
     std::ostringstream events_;
     Scenario::Output output_;
     Server server_;  // goes before what it asks

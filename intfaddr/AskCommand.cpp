@@ -37,7 +37,9 @@ Answer answerOfKernel(Target const& target, std::optional<L3::VrfName> const& vr
         request.method = "GET";
         request.target = target;
         Answers const answers(router, feed, "kernel");
-        Reply const reply = answers.reply(request);
+        Routes routes;
+        answers.addTo(routes);
+        Reply const reply = routes.reply(request);
         answer.status = reply.status;
         answer.text = drained(*reply.body);
     });
@@ -59,7 +61,8 @@ bool looksAtKernel(AskOptions const& options) {
 
 }  // namespace
 
-Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice const& warn) {
+Answer answerTo(Question const& question, AskOptions const& options, Netlink::Notice const& warn) {
+    Target const target = targetOf(question.name, question.parameters);
     if (!looksAtKernel(options)) {
         try {
             return answerOfAgent(target, socketToAsk(options.runDir));
@@ -70,7 +73,7 @@ Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice
                             error.what()));
         }
     }
-    return answerOfKernel(target, filterOf(target.query).vrf, options.policy, warn);
+    return answerOfKernel(target, filterOf(question.parameters).vrf, options.policy, warn);
 }
 
 std::string socketPath(std::string const& runDirectory) { return runDirectory + "/" + socketName; }
@@ -92,7 +95,8 @@ std::vector<AskCommand> const& askCommands() {
     static std::vector<AskCommand> const commands{
         {.name = "show",
          .description = "Print the addresses, where they are, and what those that wait wait for.",
-         .grammar = {.subject = Subject::addrOrPrefix, .keywords = {"vrf", "intf", "family"}},
+         .grammar = {.subject = Subject::addrOrPrefix,
+                     .keywords = {"vrf", "intf", "family", "state"}},
          .found = "addresses",
          .toText = addressText},
         {.name = "lookup",
@@ -127,12 +131,12 @@ std::vector<AskCommand> const& askCommands() {
 
 int ask(AskCommand const& command, AskOptions const& options, Streams const& streams) {
     Parameters const parameters = parametersOf(command.grammar, options.words);
-    // Its path is called like the command, but for the list of all.
+    // It is called like the command, but for the list of all.
     std::string const path = command.name == "show" ? "addresses" : command.name;
     Netlink::Notice const warn = [&streams](std::string const& message) {
         streams.err << "intfaddr: " << printable(message) << '\n';
     };
-    Answer const answer = answerTo({.segments = {"v1", path}, .query = parameters}, options, warn);
+    Answer const answer = answerTo({.name = path, .parameters = parameters}, options, warn);
     Json const document = Json::parse(answer.text, nullptr, false);
     if (document.is_discarded()) {
         throw std::runtime_error(fmt::format("the answer is no JSON: {}", answer.text));

@@ -54,6 +54,11 @@ struct AskOptions {
     Netlink::Policy policy{};
 };
 
+struct Question {
+    std::string name;
+    Parameters parameters{};
+};
+
 struct Answer {
     unsigned status = 0;
     std::string text;
@@ -61,7 +66,7 @@ struct Answer {
 };
 
 // Of the agent, where one runs and may be asked; else of the kernel, which `warn` is told.
-Answer answerTo(Target const& target, AskOptions const& options, Netlink::Notice const& warn);
+Answer answerTo(Question const& question, AskOptions const& options, Netlink::Notice const& warn);
 
 // Returns the exit status. Throws BadQuestion, and std::exception for what fails.
 int ask(AskCommand const& command, AskOptions const& options, Streams const& streams);

@@ -49,7 +49,7 @@ public:
         Answer answer;
         bool hasChanged = true;
         for (int i = 0; hasChanged && i < tries; ++i) {
-            answer = ask({.segments = {"v1", "state"}, .query = {{"vrf", vrf.bytes()}}});
+            answer = ask({.name = "state", .parameters = {{"vrf", vrf.bytes()}}});
             if (answer.status == notFound && mayLack) {
                 return "";
             }
@@ -68,7 +68,7 @@ public:
         return answer.text;
     }
     Json document(char const* path, Parameters const& query) {
-        auto const answer = ask({.segments = {"v1", path}, .query = query});
+        auto const answer = ask({.name = path, .parameters = query});
         auto document = jsonOf(answer);
         throwRefusal(answer.status, document);
         return document;
@@ -85,9 +85,9 @@ public:
     }
 
 private:
-    Answer ask(Target const& target) {
+    Answer ask(Question const& question) {
         bool const isFirst = !std::exchange(hasAsked_, true);
-        auto answer = answerTo(target, options_, [this, isFirst](std::string const& message) {
+        auto answer = answerTo(question, options_, [this, isFirst](std::string const& message) {
             if (isFirst) {
                 warn(message);
             }

@@ -228,7 +228,8 @@ void AddressList::listLeftOut(Netlink::LinkRef const& link) const {
 }
 
 void AddressList::tell(ListedAddress const& address) const {
-    if (filter_.admits(address.intf, address.addr.address())) {
+    if (filter_.admits(address.intf, address.addr.address()) &&
+        (!filter_.state || *filter_.state == address.state)) {
         (*each_)(address);
     }
 }

@@ -2,6 +2,7 @@
 // MIB and the network models give it (IpAddressStatusTC of RFC 4293).
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
@@ -14,6 +15,11 @@ enum class AddressState : std::uint8_t {
     inaccessible,  // its interface is down
     tentative,     // duplicate address detection still runs
     duplicate,     // somebody else on the link has it
+};
+
+inline constexpr std::array addressStates{
+    AddressState::preferred,    AddressState::deprecated, AddressState::invalid,
+    AddressState::inaccessible, AddressState::tentative,  AddressState::duplicate,
 };
 
 // In capitals.

@@ -22,6 +22,8 @@ namespace IntfAddr {
 
 namespace {
 
+constexpr char const* linesType = "application/x-ndjson";
+
 // In bytes; 0 where the kernel does not tell.
 std::uint64_t residentMemory() {
     std::uint64_t all = 0;
@@ -61,59 +63,64 @@ Answers::Answers(Routing::Router const& router, Netlink::Feed const& feed, std::
       memory_(std::move(memory)),
       agent_(std::move(agent)) {}
 
-Reply Answers::reply(Request const& request) const {
-    auto const& segments = request.target.segments;
-    auto const& query = request.target.query;
-    if (request.method != "GET" && request.method != "HEAD") {
-        return errorReply(405, fmt::format("{} is not possible: GET is", request.method));
+void Answers::addTo(Routes& routes) const {
+    using Names = std::set<std::string>;
+    using Ask = std::unique_ptr<Body> (Answers::*)(Filter const&) const;
+    auto const add = [this, &routes](std::string path, Names parameters, Names needed, Ask body) {
+        routes.add({.method = "GET",
+                    .path = std::move(path),
+                    .parameters = std::move(parameters),
+                    .needed = std::move(needed)},
+                   [this, body](Request const&, Parameters const& given) {
+                       return reply(given, [this, body](Filter const& filter) {
+                           return Reply{.body = (this->*body)(filter)};
+                       });
+                   });
+    };
+    Names const ofAddresses{"address", "family", "interface", "prefix", "state"};
+    for (std::string const of : {"/v1", "/v1/vrfs/{vrf}"}) {
+        add(of + "/addresses", ofAddresses, {}, &Answers::addresses);
+        add(of + "/subnets", {}, {}, &Answers::subnets);
     }
-    std::string const path =
-        segments.size() == 2 && segments[0] == "v1" ? segments[1] : std::string();
-    try {
-        Filter filter;
-        std::unique_ptr<Body> body;
-        bool isLines = false;
-        if (path == "addresses") {
-            filter = filterOf(query, {"address", "family", "interface", "prefix", "vrf"});
-            body = addresses(filter);
-        } else if (path == "lookup") {
-            filter = filterOf(query, {"address", "interface", "vrf"}, "address");
-            body = lookup(filter);
-        } else if (path == "subnets") {
-            filter = filterOf(query, {"vrf"});
-            body = subnets(filter);
-        } else if (path == "lowest6" || path == "linklocal") {
-            filter = filterOf(query, {"interface", "vrf"}, "interface");
-            body = rowOfIntf(filter, path == "linklocal");
-        } else if (path == "explain") {
-            filter = filterOf(query, {"address", "interface", "vrf"}, "address");
-            body = explain(filter);
-        } else if (path == "state") {
-            filter = filterOf(query, {"vrf"}, "vrf");
-            body = state(filter);
-            isLines = true;
-        } else if (path == "status" && agent_) {
-            filter = filterOf(query, {});
-            body = status();
-        } else if (path == "watch" && agent_) {
-            auto parameters = query;
-            bool const initial = takeFlag(parameters, "initial");
-            filter = filterOf(parameters, {"address", "family", "interface", "prefix", "vrf"});
-            body = std::make_unique<Watch>(agent_->changes, agent_->identity, filter, initial);
-            isLines = true;
-        } else {
-            return errorReply(404,
-                              fmt::format("there is nothing at /{}", fmt::join(segments, "/")));
-        }
-        bool const isThere = !filter.vrf || router_.tables()->intfAddrVrfTableHas(*filter.vrf);
-        if (!isThere && unknown(filter).empty()) {
-            return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
-        }
-        return {.contentType = isLines ? "application/x-ndjson" : Reply().contentType,
-                .body = std::move(body)};
-    } catch (BadQuestion const& error) {
-        return errorReply(400, error.what());
+    add("/v1/vrfs", {}, {}, &Answers::vrfs);
+    add("/v1/lookup", {"address", "interface", "vrf"}, {"address"}, &Answers::lookup);
+    add("/v1/lowest6", {"interface", "vrf"}, {"interface"}, &Answers::lowest6);
+    add("/v1/linklocal", {"interface", "vrf"}, {"interface"}, &Answers::linkLocal);
+    add("/v1/explain", {"address", "interface", "vrf"}, {"address"}, &Answers::explain);
+    routes.add({.method = "GET", .path = "/v1/vrfs/{vrf}/state"},
+               [this](Request const&, Parameters const& given) {
+                   return reply(given, [this](Filter const& filter) {
+                       return Reply{.contentType = linesType, .body = state(filter)};
+                   });
+               });
+    if (!agent_) {
+        return;
     }
+    add("/v1/status", {}, {}, &Answers::status);
+    routes.add({.method = "GET", .path = "/healthz"},
+               [this](Request const&, Parameters const&) { return health(); });
+    Names ofWatch = ofAddresses;
+    ofWatch.erase("state");
+    ofWatch.insert({"initial", "vrf"});
+    routes.add({.method = "GET", .path = "/v1/watch", .parameters = ofWatch},
+               [this](Request const&, Parameters given) {
+                   bool const initial = takeFlag(given, "initial");
+                   return reply(given, [this, initial](Filter const& filter) {
+                       return Reply{.contentType = linesType,
+                                    .body = std::make_unique<Watch>(
+                                        agent_->changes, agent_->identity, filter, initial)};
+                   });
+               });
+}
+
+Reply Answers::reply(Parameters const& given,
+                     std::function<Reply(Filter const& filter)> const& made) const {
+    Filter const filter = filterOf(given);
+    bool const isThere = !filter.vrf || router_.tables()->intfAddrVrfTableHas(*filter.vrf);
+    if (!isThere && unknown(filter).empty()) {
+        return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
+    }
+    return made(filter);
 }
 
 std::vector<L3::VrfName> Answers::vrfsOf(Filter const& filter) const {
@@ -222,7 +229,40 @@ std::unique_ptr<Body> Answers::state(Filter const& filter) const {
                                            [this, filter] { return unknown(filter); });
 }
 
-std::unique_ptr<Body> Answers::status() const {
+std::unique_ptr<Body> Answers::vrfs(Filter const& filter) const {
+    auto document = begun();
+    listVrfs(*document);
+    return ended(std::move(document), filter);
+}
+
+void Answers::listVrfs(Document& document) const {
+    document.list("vrfs",
+                  eachVrf(router_.vrfs(), [this](L3::VrfName const& vrf, Document::Items& items) {
+                      auto const table = router_.tables()->intfAddrVrfTable(vrf);
+                      auto const machine = router_.tableSm(vrf);
+                      auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
+                      if (table) {
+                          write(items, {{"vrf", vrf.text()},
+                                        {"rows", table->intfAddrEntry().size()},
+                                        {"waiting", backlog ? backlog->backlog().size() : 0}});
+                      }
+                  }));
+}
+
+Reply Answers::health() const {
+    auto const isDegraded = [this](L3::VrfName const& vrf) {
+        return agent_->supervisor.degraded(vrf);
+    };
+    std::string const state = !feed_.isStarted()                                ? "starting"
+                              : std::ranges::any_of(router_.vrfs(), isDegraded) ? "degraded"
+                              : !feed_.stale().empty()                          ? "stale"
+                                                                                : "ok";
+    auto document = begun();
+    document->member("state", [state] { return Json(state); });
+    return {.status = state == "ok" ? 200U : 503U, .body = ended(std::move(document), {})};
+}
+
+std::unique_ptr<Body> Answers::status(Filter const& filter) const {
     auto document = begun();
     auto const [up, longestStall] = agent_->times();
     document->member("version", [this] { return Json(agent_->version); })
@@ -233,17 +273,7 @@ std::unique_ptr<Body> Answers::status() const {
         .member("memory", [] { return Json(residentMemory()); })
         .member("watchers", [this] { return Json(agent_->changes.readers()); })
         .member("recording", [this] { return agent_->recordings.status(); });
-    document->list("vrfs",
-                   eachVrf(router_.vrfs(), [this](L3::VrfName const& vrf, Document::Items& items) {
-                       auto const table = router_.tables()->intfAddrVrfTable(vrf);
-                       auto const machine = router_.tableSm(vrf);
-                       auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
-                       if (table) {
-                           write(items, {{"vrf", vrf.text()},
-                                         {"rows", table->intfAddrEntry().size()},
-                                         {"waiting", backlog ? backlog->backlog().size() : 0}});
-                       }
-                   }));
+    listVrfs(*document);
     document->member("namespaces", [this] {
         Json list = Json::array();
         for (auto const& [vrf, counts] : feed_.counts()) {
@@ -266,7 +296,15 @@ std::unique_ptr<Body> Answers::status() const {
         }
         return list;
     });
-    return ended(std::move(document), {});
+    return ended(std::move(document), filter);
+}
+
+std::unique_ptr<Body> Answers::lowest6(Filter const& filter) const {
+    return rowOfIntf(filter, false);
+}
+
+std::unique_ptr<Body> Answers::linkLocal(Filter const& filter) const {
+    return rowOfIntf(filter, true);
 }
 
 std::unique_ptr<Body> Answers::rowOfIntf(Filter const& filter, bool isLinkLocal) const {

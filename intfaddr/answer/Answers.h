@@ -1,6 +1,7 @@
-// Answers questions about the addresses of this machine: each path below /v1/ is one question, each
-// answer a JSON document (docs/json.md).
+// Answers questions about the addresses of this machine: each path is one question, each answer a
+// JSON document (docs/json.md).
 //
+//   /v1/vrfs        the VRFs, and how much is in each
 //   /v1/addresses   what is published, and its place and state; of what a filter admits
 //   /v1/lookup      who owns an address; where nobody does, the connected subnet that contains it
 //   /v1/subnets     each connected subnet with its rows
@@ -9,8 +10,13 @@
 //   /v1/explain     why an address is there, or is not (Explanation.h)
 //   /v1/watch       the changes of the tables' rows as they happen, with `initial` the rows first;
 //                   of what a filter admits (Watch.h)
-//   /v1/state       a VRF as a scenario that makes it again (StateScenario.h)
+//   /v1/vrfs/{vrf}/addresses, /v1/vrfs/{vrf}/subnets
+//                   the same of one VRF
+//   /v1/vrfs/{vrf}/state
+//                   that VRF as a scenario that makes it again (StateScenario.h)
 //   /v1/status      how the agent fares
+//   /healthz        whether its answers can be relied on: "starting", "degraded" (a VRF is to be
+//                   rebuilt), "stale" (a namespace is not known as it is now), each a 503, or "ok"
 //
 // What is watched and how an agent fares can be asked only of who runs. Each names what is not
 // known: what could hold the answer, and could not be read. A document is made while it is sent,
@@ -30,7 +36,7 @@
 #include "intfaddr/answer/Explanation.h"
 #include "intfaddr/answer/Filter.h"
 #include "intfaddr/answer/Recordings.h"
-#include "intfaddr/http/Request.h"
+#include "intfaddr/answer/Routes.h"
 #include "router/Router.h"
 #include "router/repair/Supervisor.h"
 
@@ -60,20 +66,26 @@ public:
             std::optional<Memory> memory = std::nullopt,
             std::optional<AnsweringAgent> agent = std::nullopt);
 
-    // 400 for a bad question, 404 for a path or a VRF that does not exist, 405 for another method
-    // than GET and HEAD.
-    Reply reply(Request const& request) const;
+    // A VRF that does not exist is a 404. Outlives the routes.
+    void addTo(Routes& routes) const;
 
 private:
+    Reply reply(Parameters const& given,
+                std::function<Reply(Filter const& filter)> const& made) const;
+
     std::unique_ptr<Body> addresses(Filter const& filter) const;
     std::unique_ptr<Body> lookup(Filter const& filter) const;
     std::unique_ptr<Body> subnets(Filter const& filter) const;
+    std::unique_ptr<Body> lowest6(Filter const& filter) const;
+    std::unique_ptr<Body> linkLocal(Filter const& filter) const;
     std::unique_ptr<Body> rowOfIntf(Filter const& filter, bool isLinkLocal) const;
-
     std::unique_ptr<Body> explain(Filter const& filter) const;
     std::unique_ptr<Body> state(Filter const& filter) const;
-    std::unique_ptr<Body> status() const;
+    std::unique_ptr<Body> vrfs(Filter const& filter) const;
+    std::unique_ptr<Body> status(Filter const& filter) const;
+    Reply health() const;
 
+    void listVrfs(Document& document) const;
     std::unique_ptr<Document> begun() const;
     // Ends with what is not known.
     std::unique_ptr<Body> ended(std::unique_ptr<Document> document, Filter const& filter) const;

@@ -99,6 +99,54 @@ TEST_F(AnswersTest, WhatIsAskedForIsGivenAndNothingElse) {
     EXPECT_EQ(count({{"interface", "eth1"}, {"family", "6"}}), 1U);
     EXPECT_EQ(count({{"interface", "eth0"}, {"vrf", "red"}}), 0U);
     EXPECT_THAT(addresses({{"vrf", "red"}}), testing::Each(testing::StartsWith("red ")));
+    runTo(2.0);
+    kernel.links().setUp({own, 8}, false);
+    runTo(3.0);
+    EXPECT_THAT(addresses({{"state", "INACCESSIBLE"}, {"family", "4"}}),
+                ElementsAre("default 10.1.0.1/24 eth1 table INACCESSIBLE"));
+    EXPECT_EQ(count({{"state", "preferred"}, {"family", "4"}, {"vrf", "default"}}), 2U);
+}
+
+TEST_F(AnswersTest, VrfsAreListedWithHowMuchIsInThem) {
+    addAddress(7, "10.0.0.1/24");
+    addAddress(8, "10.0.0.2/24");
+    kernel.makeNamespace("ns-red");
+    runTo(1.0);
+    EXPECT_EQ(ask("vrfs")["vrfs"],
+              Json::array({{{"vrf", "default"},
+                            {"rows", agent.router().rows(L3::VrfName("default")).size()},
+                            {"waiting", 1}},
+                           {{"vrf", "red"},
+                            {"rows", agent.router().rows(L3::VrfName("red")).size()},
+                            {"waiting", 0}}}));
+}
+
+TEST_F(AnswersTest, ItsHealthIsWhetherItsAnswersCanBeReliedOn) {
+    auto const health = [this] {
+        Reply const one = routes.reply({.method = "GET",
+                                        .target = {.segments = {"healthz"}, .query = {}},
+                                        .lastEventId = {},
+                                        .body = {},
+                                        .peer = {}});
+        Json const answer = Json::parse(drained(*one.body));
+        return fmt::format("{} {} {}", one.status, answer["state"].get<std::string>(),
+                           answer["notKnown"].size());
+    };
+    EXPECT_EQ(health(), "503 starting 2");
+    addAddress(7, "10.0.0.1/24");
+    runTo(1.0);
+    EXPECT_EQ(health(), "200 ok 0");
+    kernel.faults().next(Netlink::Fake::Fault::interruptDump, 0, 2);
+    kernel.overrun(own);
+    kernel.links().setUp({own, 8}, false);
+    runTo(1.002);
+    EXPECT_EQ(health(), "503 stale 1");
+    runTo(3.0);
+    EXPECT_EQ(health(), "200 ok 0");
+    for (int i = 0; i < 2; ++i) {
+        failOnce();
+    }
+    EXPECT_EQ(health(), "503 degraded 1");
 }
 
 TEST_F(AnswersTest, ALinkLocalAddressHasAnOwnerOnEachInterface) {
@@ -229,19 +277,13 @@ TEST_F(AnswersTest, TheAgentSaysHowItFares) {
     EXPECT_THAT(status["notKnown"], IsEmpty());
 }
 
-// Without a device eth9 withdraws what eth0 has: the second failure in a minute waits for its
-// rebuild.
+// The second failure in a minute waits for its rebuild.
 TEST_F(AnswersTest, AVrfThatIsToBeRebuiltIsNotKnown) {
     addAddress(7, "10.0.0.1/24");
     runTo(1.0);
-    auto const fail = [this] {
-        agent.apply({Routing::IpIntfAdd{
-                         "default", "eth9", {.primary = Nimb::IpAddrWithMask("10.0.0.1/24")}},
-                     Routing::IpPrimaryIs{"default", "eth9", {}}});
-    };
-    fail();
+    failOnce();
     EXPECT_THAT(ask("addresses")["notKnown"], IsEmpty());
-    fail();
+    failOnce();
     auto const unknown = ask("lookup", {{"address", "10.0.0.2"}})["notKnown"];
     ASSERT_EQ(unknown.size(), 1U);
     EXPECT_EQ(unknown[0]["what"], "VRF 'default'");
@@ -284,7 +326,11 @@ TEST_F(AnswersTest, ABadQuestionIsRefusedInWords) {
                 HasSubstr("400 '10.0.0.1/24' is not a prefix"));
     EXPECT_EQ(refusal("addresses", {{"family", "5"}}), "400 '5' is no family: 4 or 6 is expected");
     EXPECT_EQ(refusal("addresses", {{"vrf", ""}}), "400 the vrf is empty");
-    EXPECT_EQ(refusal("addresses", {{"vrf", "a"}, {"vrf", "a"}}), "400 'vrf' is given twice");
+    EXPECT_EQ(refusal("addresses", {{"family", "4"}, {"family", "4"}}),
+              "400 'family' is given twice");
+    EXPECT_EQ(refusal("addresses", {{"state", "INVISIBLE"}}),
+              "400 'INVISIBLE' is no state: PREFERRED or DEPRECATED or INVALID or INACCESSIBLE or "
+              "TENTATIVE or DUPLICATE is expected");
     EXPECT_EQ(refusal("lookup", {}), "400 'address' is missing");
     EXPECT_EQ(refusal("status", {{"vrf", "a"}}), "400 'vrf' is unknown: nothing is expected");
     EXPECT_EQ(refusal("lookup", {{"address", "::1"}, {"family", "6"}}),

@@ -13,11 +13,7 @@ namespace IntfAddr {
 
 namespace {
 
-struct Wanted {
-    bool machines = false;
-    bool verbose = false;
-    std::uint32_t max = Dumps::defaultMax;
-};
+using Wanted = Dumps::Wanted;
 
 // A dump into a string that ends in the middle, by this exception, when it is long enough.
 struct LongEnough {};
@@ -105,34 +101,30 @@ Wanted takeWanted(Parameters& parameters) {
 
 }  // namespace
 
-Reply Dumps::reply(Request const& request) const {
-    auto const& segments = request.target.segments;
-    if (request.method != "GET" && request.method != "HEAD") {
-        return errorReply(405, fmt::format("{} is not possible: GET is", request.method));
+void Dumps::addTo(Routes& routes) const {
+    for (bool const machines : {false, true}) {
+        routes.add({.method = "GET",
+                    .path = machines ? "/v1/dump/machines" : "/v1/dump/tables",
+                    .parameters = std::set<std::string>{"max", "verbose", "vrf"}},
+                   [this, machines](Request const&, Parameters parameters) {
+                       Wanted wanted = takeWanted(parameters);
+                       wanted.machines = machines;
+                       return reply(wanted, filterOf(parameters));
+                   });
     }
-    if (segments.size() != 3 || (segments[2] != "tables" && segments[2] != "machines")) {
-        return errorReply(404, fmt::format("there is nothing at /{}: tables and machines can be "
-                                           "dumped",
-                                           fmt::join(segments, "/")));
-    }
-    try {
-        auto parameters = request.target.query;
-        Wanted wanted = takeWanted(parameters);
-        wanted.machines = segments[2] == "machines";
-        Filter const filter = filterOf(parameters, {"vrf"});
-        auto vrfs = router_.vrfs();
-        std::ranges::sort(vrfs);
-        if (filter.vrf) {
-            if (!router_.tables()->intfAddrVrfTableHas(*filter.vrf)) {
-                return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
-            }
-            vrfs = {*filter.vrf};
+}
+
+Reply Dumps::reply(Wanted const& wanted, Filter const& filter) const {
+    auto vrfs = router_.vrfs();
+    std::ranges::sort(vrfs);
+    if (filter.vrf) {
+        if (!router_.tables()->intfAddrVrfTableHas(*filter.vrf)) {
+            return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
         }
-        return {.contentType = "text/plain; charset=utf-8",
-                .body = std::make_unique<Dump>(router_, std::move(vrfs), wanted)};
-    } catch (BadQuestion const& error) {
-        return errorReply(400, error.what());
+        vrfs = {*filter.vrf};
     }
+    return {.contentType = "text/plain; charset=utf-8",
+            .body = std::make_unique<Dump>(router_, std::move(vrfs), wanted)};
 }
 
 }  // namespace IntfAddr

@@ -11,8 +11,9 @@
 // Borrows the router, and outlives its replies.
 #pragma once
 
-#include "intfaddr/http/Reply.h"
-#include "intfaddr/http/Request.h"
+#include <cstdint>
+
+#include "intfaddr/answer/Routes.h"
 #include "router/Router.h"
 
 namespace IntfAddr {
@@ -24,11 +25,18 @@ public:
 
     explicit Dumps(Routing::Router const& router) : router_(router) {}
 
-    // Text; 400 for a bad question, 404 for what does not exist, 405 for another method than GET
-    // and HEAD.
-    Reply reply(Request const& request) const;
+    // Answers with text. Outlives the routes.
+    void addTo(Routes& routes) const;
+
+    struct Wanted {
+        bool machines = false;
+        bool verbose = false;
+        std::uint32_t max = defaultMax;
+    };
 
 private:
+    Reply reply(Wanted const& wanted, Filter const& filter) const;
+
     Routing::Router const& router_;
 };
 

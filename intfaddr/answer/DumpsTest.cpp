@@ -13,11 +13,13 @@ using testing::Not;
 using testing::StartsWith;
 
 struct DumpsTest : AnswersTest {
+    DumpsTest() { dumps.addTo(routes); }
+
     std::string dump(char const* what, Parameters const& query = {}, char const* method = "GET") {
         Request request;
         request.method = method;
         request.target = {.segments = {"v1", "dump", what}, .query = query};
-        Reply const reply = dumps.reply(request);
+        Reply const reply = routes.reply(request);
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }
 

@@ -91,12 +91,13 @@ struct ExplanationTest : testing::Test {
                                                        .now = [this] { return kernel.now(); }})
                                 : std::nullopt;
         Answers const answers(agent->router(), agent->feed(), "agent", memory);
-        Reply const reply =
-            answers.reply({.method = "GET",
-                           .target = {.segments = {"v1", "explain"}, .query = query},
-                           .lastEventId = {},
-                           .body = {},
-                           .peer = {}});
+        Routes routes;
+        answers.addTo(routes);
+        Reply const reply = routes.reply({.method = "GET",
+                                          .target = {.segments = {"v1", "explain"}, .query = query},
+                                          .lastEventId = {},
+                                          .body = {},
+                                          .peer = {}});
         EXPECT_EQ(reply.status, 200U);
         return Json::parse(drained(*reply.body));
     }

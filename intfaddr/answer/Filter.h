@@ -6,6 +6,7 @@
 #include "L3/VrfName.h"
 #include "Nimb/IntfId.h"
 #include "Nimb/IpGenPrefix.h"
+#include "intfaddr/answer/AddressState.h"
 
 namespace IntfAddr {
 
@@ -16,8 +17,9 @@ struct Filter {
     // The address itself, and those in the subnet.
     std::optional<Nimb::IpGenAddr> addr{};
     std::optional<Nimb::IpGenPrefix> prefix{};
+    std::optional<AddressState> state{};
 
-    // But for the VRF. Who is on no interface has an empty name.
+    // But for the VRF and the state. Who is on no interface has an empty name.
     bool admits(Nimb::IntfId const& on, Nimb::IpGenAddr const& address) const {
         return (!intf || *intf == on) && (!family || *family == address.family()) &&
                (!addr || *addr == address) &&

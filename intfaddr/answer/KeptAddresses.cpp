@@ -27,8 +27,10 @@ std::string lineOf(VirtualAddress const& address) {
 }
 
 VirtualAddress addressIn(std::string const& line) {
-    auto const filter = filterOf(readTarget(line).query, {"address", "vrf"}, "address");
-    VirtualAddress const address{.vrf = filter.vrf.value_or(L3::VrfName()), .addr = *filter.addr};
+    auto const parameters = readTarget(line).query;
+    checkParameters(parameters, {"address", "vrf"}, {"address", "vrf"});
+    auto const filter = filterOf(parameters);
+    VirtualAddress const address{.vrf = *filter.vrf, .addr = *filter.addr};
     if (lineOf(address) != line + "\n") {
         throw std::runtime_error("is not what was written");
     }

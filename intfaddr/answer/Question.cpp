@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
+#include <string_view>
 
 namespace IntfAddr {
 
@@ -27,6 +29,20 @@ Nimb::AddressFamily familyOf(std::string const& text) {
     throw BadQuestion(fmt::format("'{}' is no family: 4 or 6 is expected", text));
 }
 
+AddressState stateOf(std::string const& text) {
+    std::vector<std::string_view> names;
+    for (auto const state : addressStates) {
+        names.push_back(toStrep(state));
+        if (std::ranges::equal(text, names.back(), [](char given, char of) {
+                return std::toupper(static_cast<unsigned char>(given)) == of;
+            })) {
+            return state;
+        }
+    }
+    throw BadQuestion(
+        fmt::format("'{}' is no state: {} is expected", text, fmt::join(names, " or ")));
+}
+
 void checkGiven(std::string const& name, std::string const& value) {
     if (value.empty()) {
         throw BadQuestion(fmt::format("the {} is empty", name));
@@ -40,13 +56,8 @@ Nimb::IpGenAddr addressOf(std::string const& text) {
     return parsed<Nimb::IpGenAddr>(text, "an address");
 }
 
-Filter filterOf(Parameters const& parameters) {
-    return filterOf(parameters, {"address", "family", "interface", "prefix", "vrf"});
-}
-
-Filter filterOf(Parameters const& parameters, std::set<std::string> const& allowed,
-                std::string const& needed) {
-    Filter filter;
+void checkParameters(Parameters const& parameters, std::set<std::string> const& allowed,
+                     std::set<std::string> const& needed) {
     std::set<std::string> seen;
     for (auto const& [name, value] : parameters) {
         if (!allowed.contains(name)) {
@@ -57,6 +68,18 @@ Filter filterOf(Parameters const& parameters, std::set<std::string> const& allow
         if (!seen.insert(name).second) {
             throw BadQuestion(fmt::format("'{}' is given twice", name));
         }
+    }
+    for (auto const& name : needed) {
+        if (!seen.contains(name)) {
+            throw BadQuestion(fmt::format("'{}' is missing", name));
+        }
+    }
+}
+
+Filter filterOf(Parameters const& parameters) {
+    checkParameters(parameters, {"address", "family", "interface", "prefix", "state", "vrf"});
+    Filter filter;
+    for (auto const& [name, value] : parameters) {
         checkGiven(name, value);
         if (name == "vrf") {
             filter.vrf = L3::VrfName(value);
@@ -66,12 +89,11 @@ Filter filterOf(Parameters const& parameters, std::set<std::string> const& allow
             filter.family = familyOf(value);
         } else if (name == "address") {
             filter.addr = addressOf(value);
+        } else if (name == "state") {
+            filter.state = stateOf(value);
         } else {
             filter.prefix = parsed<Nimb::IpGenPrefix>(value, "a prefix");
         }
-    }
-    if (!needed.empty() && !seen.contains(needed)) {
-        throw BadQuestion(fmt::format("'{}' is missing", needed));
     }
     return filter;
 }
@@ -111,7 +133,18 @@ Parameters parametersOf(Filter const& filter) {
     if (filter.family) {
         parameters.emplace_back("family", *filter.family == Nimb::AddressFamily::ipv4 ? "4" : "6");
     }
+    if (filter.state) {
+        parameters.emplace_back("state", toStrep(*filter.state));
+    }
     return parameters;
+}
+
+Target targetOf(std::string const& name, Parameters parameters) {
+    static std::set<std::string> const ofVrfs{"addresses", "state", "subnets"};
+    auto const vrf = ofVrfs.contains(name) ? takeValue(parameters, "vrf") : std::nullopt;
+    return {.segments = vrf ? std::vector<std::string>{"v1", "vrfs", *vrf, name}
+                            : std::vector<std::string>{"v1", name},
+            .query = std::move(parameters)};
 }
 
 }  // namespace IntfAddr

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "intfaddr/answer/Filter.h"
+#include "intfaddr/http/Target.h"
 
 namespace IntfAddr {
 
@@ -21,19 +22,25 @@ public:
 
 using Parameters = std::vector<std::pair<std::string, std::string>>;
 
-// `vrf`, `interface`, `family` (4 or 6), `address` and `prefix`, each once; of these the `allowed`
-// ones, and no others. Throws BadQuestion, also where the `needed` one is missing.
-Filter filterOf(Parameters const& parameters, std::set<std::string> const& allowed,
-                std::string const& needed = {});
+// That each is one of the `allowed`, and stands there once, and that none of the `needed` is
+// missing. Throws BadQuestion.
+void checkParameters(Parameters const& parameters, std::set<std::string> const& allowed,
+                     std::set<std::string> const& needed = {});
+
+// `vrf`, `interface`, `family` (4 or 6), `address`, `prefix` and `state`, each once, and no others.
+// Throws BadQuestion.
 Filter filterOf(Parameters const& parameters);
-// Takes a parameter out; nothing where it is not given. One that is given twice is left once, which
-// filterOf() refuses.
+
+// Takes a parameter out; nothing where it is not given.
 std::optional<std::string> takeValue(Parameters& parameters, std::string const& name);
 // The same of one that is "true", also where it stands alone, or "false", as where it is not given.
 // Throws BadQuestion.
 bool takeFlag(Parameters& parameters, std::string const& name);
 
 Parameters parametersOf(Filter const& filter);
+
+// The request for a list or an answer of that name. What is of one VRF alone stands below it.
+Target targetOf(std::string const& name, Parameters parameters);
 
 // Throws BadQuestion.
 Nimb::IpGenAddr addressOf(std::string const& text);

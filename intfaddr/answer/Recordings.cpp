@@ -8,7 +8,6 @@
 #include <optional>
 #include <utility>
 
-#include "intfaddr/answer/Question.h"
 #include "intfaddr/config/Config.h"
 
 namespace IntfAddr {
@@ -106,48 +105,40 @@ void Recordings::step(Zin::Seconds now) {
 
 Json Recordings::status() const { return jsonOf(last_.get()); }
 
-Reply Recordings::reply(Request const& request) {
-    if (request.method != "PUT" && request.method != "DELETE") {
-        return errorReply(405,
-                          fmt::format("{} is not possible: PUT and DELETE are", request.method));
-    }
-    if (!rights_.mayWriteFiles(request.peer)) {
+void Recordings::addTo(Routes& routes) {
+    routes.add({.method = "PUT",
+                .path = "/v1/record",
+                .parameters = std::set<std::string>{"file", "limit"},
+                .needed = {"file"}},
+               [this](Request const& request, Parameters given) {
+                   return permitted(request, [&] { return startAsked(std::move(given)); });
+               });
+    routes.add({.method = "DELETE", .path = "/v1/record"},
+               [this](Request const& request, Parameters const&) {
+                   return permitted(request, [&] { return stop(); });
+               });
+}
+
+Reply Recordings::permitted(Request const& request, std::function<Reply()> const& act) {
+    if (!Rights::mayWriteFiles(request.peer)) {
         return errorReply(403, "only root and the agent's own user may have it write a file");
     }
     try {
-        if (request.method == "PUT") {
-            return start(request);
-        }
-        static_cast<void>(filterOf(request.target.query, {}));
-        return stop();
-    } catch (BadQuestion const& error) {
-        return errorReply(400, error.what());
+        return act();
     } catch (RecordingError const& error) {
-        return errorReply(400, error.what());
+        throw BadQuestion(error.what());
     }
 }
 
-Reply Recordings::start(Request const& request) {
-    std::optional<std::string> file;
-    std::optional<std::uint64_t> limit;
-    for (auto const& [name, value] : request.target.query) {
-        if (name == "file" && !file) {
-            file = value;
-        } else if (name == "limit" && !limit) {
-            limit = limitOf(value);
-        } else {
-            throw BadQuestion(
-                fmt::format("'{}' is not expected: file and limit are, once each", name));
-        }
-    }
-    if (!file) {
-        throw BadQuestion("file is missing");
-    }
+Reply Recordings::startAsked(Parameters given) {
+    auto const file = takeValue(given, "file");
+    auto const limit = takeValue(given, "limit");
+    std::uint64_t const bytes = limit ? limitOf(*limit) : options_.limit;
     checkFile(*file);
     if (last_ && !last_->hasEnded()) {
         return errorReply(409, fmt::format("{} is being recorded already", last_->file()));
     }
-    start(*file, limit.value_or(options_.limit));
+    start(*file, bytes);
     return textReply(200, textOf(true, last_.get()));
 }
 

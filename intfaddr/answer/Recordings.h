@@ -12,11 +12,13 @@
 // Borrows the agent and the rights, and goes before them.
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "intfaddr/agent/Recording.h"
 #include "intfaddr/answer/AnswerJson.h"
 #include "intfaddr/answer/Rights.h"
+#include "intfaddr/answer/Routes.h"
 
 namespace IntfAddr {
 
@@ -38,14 +40,16 @@ public:
     Zin::Seconds nextTurn() const;
     void step(Zin::Seconds now);
 
-    // 403 for who has no right to, 400 for a bad question or a file that cannot be made, 409 where
-    // one runs.
-    Reply reply(Request const& request);
+    // 403 for who has no right to, 400 for a file that cannot be made, 409 where one runs. Outlives
+    // the routes.
+    void addTo(Routes& routes);
     // {"file","bytes","state","why"}; null where none was begun.
     Json status() const;
 
 private:
-    Reply start(Request const& request);
+    // Where the client may have it write.
+    static Reply permitted(Request const& request, std::function<Reply()> const& act);
+    Reply startAsked(Parameters given);
     Reply stop();
 
     Agent& agent_;

@@ -17,12 +17,14 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 struct RecordingsTest : AnswersTest {
+    RecordingsTest() { recordings.addTo(routes); }
+
     std::string asked(char const* method, Parameters const& query = {}, uid_t uid = 0) {
         Request request;
         request.method = method;
         request.target = {.segments = {"v1", "record"}, .query = query};
         request.peer.uid = uid;
-        Reply const reply = recordings.reply(request);
+        Reply const reply = routes.reply(request);
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }
 
@@ -78,15 +80,15 @@ TEST_F(RecordingsTest, ABadQuestionIsRefusedInWords) {
     std::string const pipe = folder / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     for (auto const& [query, why] : std::vector<std::pair<Parameters, std::string>>{
-             {{}, "file is missing"},
+             {{}, "'file' is missing"},
              {{{"file", "recording"}}, "file 'recording': an absolute path is expected"},
              {{{"file", folder / "no/such"}}, "no/such: cannot be opened: No such file"},
              {{{"file", folder.path}}, "is no regular file"},
              {{{"file", pipe}}, "is no regular file"},
              {{{"file", file}, {"limit", "4095"}}, "limit '4095': a number of bytes from 4096"},
              {{{"file", file}, {"limit", "4096x"}}, "limit '4096x': "},
-             {{{"file", file}, {"file", file}}, "'file' is not expected: file and limit are"},
-             {{{"file", file}, {"vrf", "red"}}, "'vrf' is not expected: "}}) {
+             {{{"file", file}, {"file", file}}, "'file' is given twice"},
+             {{{"file", file}, {"vrf", "red"}}, "'vrf' is unknown: file or limit is expected"}}) {
         std::string const answer = asked("PUT", query);
         EXPECT_THAT(answer, StartsWith("400 "));
         EXPECT_THAT(answer, HasSubstr(why));

@@ -17,6 +17,7 @@ namespace IntfAddr {
 
 struct AnswersTest : testing::Test {
     AnswersTest() {
+        answers.addTo(routes);
         kernel.settings(own).linkLocal = false;
         add(own, 7, "eth0");
         add(own, 8, "eth1");
@@ -36,6 +37,12 @@ struct AnswersTest : testing::Test {
             kernel.links().removeAddress({own, ifIndex}, {.own = Nimb::IpGenAddrWithMask(addr)}),
             0);
     }
+    // An invariant of the VRF's machine: without a device eth9 withdraws what eth0 has.
+    void failOnce() {
+        agent.apply({Routing::IpIntfAdd{
+                         "default", "eth9", {.primary = Nimb::IpAddrWithMask("10.0.0.1/24")}},
+                     Routing::IpPrimaryIs{"default", "eth9", {}}});
+    }
     void runTo(Zin::Seconds time) {
         for (int turn = 0; turn < 100'000; ++turn) {
             while (kernel.deliver()) {
@@ -53,11 +60,11 @@ struct AnswersTest : testing::Test {
 
     Reply reply(std::string const& path, Parameters const& query = {},
                 char const* method = "GET") const {
-        return answers.reply({.method = method,
-                              .target = {.segments = {"v1", path}, .query = query},
-                              .lastEventId = {},
-                              .body = {},
-                              .peer = {}});
+        return routes.reply({.method = method,
+                             .target = targetOf(path, query),
+                             .lastEventId = {},
+                             .body = {},
+                             .peer = {}});
     }
     Json ask(std::string const& path, Parameters const& query = {}) const {
         Reply const one = reply(path, query);
@@ -104,6 +111,7 @@ struct AnswersTest : testing::Test {
             .recordings = recordings,
             .version = "1.2",
             .times = [] { return AnsweringAgent::Times{.up = 9.5, .longestStall = 0.25}; }}};
+    Routes routes;
 };
 
 }  // namespace IntfAddr

@@ -31,33 +31,31 @@ Json classes() {
     return list;
 }
 
-}  // namespace
-
-Reply TraceLevels::reply(Request const& request) const {
-    auto const& query = request.target.query;
-    try {
-        if (request.method == "PUT") {
-            if (!rights_.mayChange(request.peer)) {
-                return refusal();
-            }
-            for (auto const& [name, level] : query) {
-                check(name, level);
-            }
-            for (auto const& [name, level] : query) {
-                Pell::traceLevelIs(name, level[0] - '0');
-            }
-        } else if (request.method != "GET" && request.method != "HEAD") {
-            return errorReply(405,
-                              fmt::format("{} is not possible: GET and PUT are", request.method));
-        } else {
-            static_cast<void>(filterOf(query, {}));
-        }
-    } catch (BadQuestion const& error) {
-        return errorReply(400, error.what());
-    }
+Reply levels() {
     auto document = std::make_unique<Document>();
     document->member("from", [] { return Json("agent"); }).member("classes", classes);
     return {.body = std::move(document)};
+}
+
+}  // namespace
+
+void TraceLevels::addTo(Routes& routes) const {
+    routes.add({.method = "GET", .path = "/v1/trace"},
+               [](Request const&, Parameters const&) { return levels(); });
+    routes.add({.method = "PUT", .path = "/v1/trace", .parameters = std::nullopt},
+               [this](Request const& request, Parameters const& given) {
+                   return rights_.mayChange(request.peer) ? change(given) : refusal();
+               });
+}
+
+Reply TraceLevels::change(Parameters const& given) {
+    for (auto const& [name, level] : given) {
+        check(name, level);
+    }
+    for (auto const& [name, level] : given) {
+        Pell::traceLevelIs(name, level[0] - '0');
+    }
+    return levels();
 }
 
 }  // namespace IntfAddr

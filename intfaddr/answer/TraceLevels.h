@@ -8,8 +8,7 @@
 #pragma once
 
 #include "intfaddr/answer/Rights.h"
-#include "intfaddr/http/Reply.h"
-#include "intfaddr/http/Request.h"
+#include "intfaddr/answer/Routes.h"
 
 namespace IntfAddr {
 
@@ -18,10 +17,12 @@ public:
     // Borrows the rights.
     explicit TraceLevels(Rights const& rights) : rights_(rights) {}
 
-    // 403 for who has no right to, 400 for a bad question.
-    Reply reply(Request const& request) const;
+    // Who has no right to change them gets a 403. Outlives the routes.
+    void addTo(Routes& routes) const;
 
 private:
+    static Reply change(Parameters const& given);
+
     Rights const& rights_;
 };
 

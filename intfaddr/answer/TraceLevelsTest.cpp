@@ -15,6 +15,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 struct TraceLevelsTest : testing::Test {
+    TraceLevelsTest() { levels.addTo(routes); }
     ~TraceLevelsTest() override { Pell::traceLevelsIs({}); }
 
     std::string said(char const* method, Parameters const& query, uid_t uid = 0) {
@@ -22,12 +23,13 @@ struct TraceLevelsTest : testing::Test {
         request.method = method;
         request.target = {.segments = {"v1", "trace"}, .query = query};
         request.peer.uid = uid;
-        Reply const reply = levels.reply(request);
+        Reply const reply = routes.reply(request);
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }
 
     Rights const rights{};
     TraceLevels const levels{rights};
+    Routes routes;
     Pell::TraceHandle const one{"TestOne"};
     Pell::TraceHandle const two{"TestTwo"};
 };

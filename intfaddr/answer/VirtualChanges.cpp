@@ -2,8 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "intfaddr/answer/Document.h"
-#include "intfaddr/answer/Question.h"
+#include <string>
 
 namespace IntfAddr {
 
@@ -23,26 +22,27 @@ VirtualChanges::VirtualChanges(Routing::Router const& router, Rights const& righ
                                VirtualAddresses& addresses)
     : router_(router), rights_(rights), addresses_(addresses) {}
 
-Reply VirtualChanges::reply(Request const& request) const {
-    bool const adds = request.method == "PUT";
-    if (!adds && request.method != "DELETE") {
-        return errorReply(405,
-                          fmt::format("{} is not possible: PUT and DELETE are", request.method));
+void VirtualChanges::addTo(Routes& routes) const {
+    for (std::string const method : {"PUT", "DELETE"}) {
+        routes.add({.method = method,
+                    .path = "/v1/virtual",
+                    .parameters = std::set<std::string>{"address", "vrf"},
+                    .needed = {"address"}},
+                   [this](Request const& request, Parameters const& given) {
+                       return rights_.mayChange(request.peer)
+                                  ? reply(request.method == "PUT", filterOf(given))
+                                  : refusal();
+                   });
     }
-    if (!rights_.mayChange(request.peer)) {
-        return refusal();
+}
+
+Reply VirtualChanges::reply(bool adds, Filter const& filter) const {
+    VirtualAddress const address{.vrf = filter.vrf.value_or("default"), .addr = *filter.addr};
+    // Of a VRF that has gone what is there can go too.
+    if (!addresses_.has(address) && !router_.tables()->intfAddrVrfTableHas(address.vrf)) {
+        return errorReply(404, fmt::format("there is no VRF '{}'", address.vrf));
     }
-    try {
-        auto const filter = filterOf(request.target.query, {"address", "vrf"}, "address");
-        VirtualAddress const address{.vrf = filter.vrf.value_or("default"), .addr = *filter.addr};
-        // Of a VRF that has gone what is there can go too.
-        if (!addresses_.has(address) && !router_.tables()->intfAddrVrfTableHas(address.vrf)) {
-            return errorReply(404, fmt::format("there is no VRF '{}'", address.vrf));
-        }
-        return adds ? add(address) : del(address);
-    } catch (BadQuestion const& error) {
-        return errorReply(400, error.what());
-    }
+    return adds ? add(address) : del(address);
 }
 
 Reply VirtualChanges::add(VirtualAddress const& address) const {

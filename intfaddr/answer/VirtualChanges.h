@@ -9,9 +9,8 @@
 #pragma once
 
 #include "intfaddr/answer/Rights.h"
+#include "intfaddr/answer/Routes.h"
 #include "intfaddr/answer/VirtualAddresses.h"
-#include "intfaddr/http/Reply.h"
-#include "intfaddr/http/Request.h"
 #include "router/Router.h"
 
 namespace IntfAddr {
@@ -22,11 +21,12 @@ public:
     VirtualChanges(Routing::Router const& router, Rights const& rights,
                    VirtualAddresses& addresses);
 
-    // 403 for who has no right to, 400 for a bad question, 404 for a VRF that does not exist, 409
-    // for an address that is to go and is configured.
-    Reply reply(Request const& request) const;
+    // 403 for who has no right to, 404 for a VRF that does not exist, 409 for an address that is
+    // to go and is configured. Outlives the routes.
+    void addTo(Routes& routes) const;
 
 private:
+    Reply reply(bool adds, Filter const& filter) const;
     Reply add(VirtualAddress const& address) const;
     Reply del(VirtualAddress const& address) const;
 

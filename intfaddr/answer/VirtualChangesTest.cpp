@@ -14,12 +14,14 @@ using testing::IsEmpty;
 using testing::Not;
 
 struct VirtualChangesTest : AnswersTest {
+    VirtualChangesTest() { changes.addTo(routes); }
+
     std::string changed(char const* method, Parameters const& query, uid_t uid = 0) {
         Request request;
         request.method = method;
         request.target = {.segments = {"v1", "virtual"}, .query = query};
         request.peer.uid = uid;
-        Reply const reply = changes.reply(request);
+        Reply const reply = routes.reply(request);
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }
 

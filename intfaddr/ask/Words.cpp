@@ -40,7 +40,9 @@ public:
             if (grammar_.has(word)) {
                 if (i + 1 == words.size()) {
                     throw BadQuestion(fmt::format("'{}' is the last word: {} is expected", word,
-                                                  word == "family" ? "4 or 6" : "a name"));
+                                                  word == "family"  ? "4 or 6"
+                                                  : word == "state" ? "a state"
+                                                                    : "a name"));
                 }
                 put(parameterOf(word), words[++i]);
             } else if (grammar_.subject != Subject::none && !std::exchange(hasSubject_, true)) {
@@ -131,10 +133,12 @@ std::string toText(Grammar const& grammar) {
     if (!text.empty() && !grammar.isNeeded) {
         text = fmt::format("[{}]", text);
     }
-    for (char const* const keyword : {"vrf", "intf", "family"}) {
+    for (char const* const keyword : {"vrf", "intf", "family", "state"}) {
         if (grammar.has(keyword)) {
             text += fmt::format("{}[{} {}]", text.empty() ? "" : " ", keyword,
-                                std::string_view(keyword) == "family" ? "4|6" : "NAME");
+                                std::string_view(keyword) == "family"  ? "4|6"
+                                : std::string_view(keyword) == "state" ? "STATE"
+                                                                       : "NAME");
         }
     }
     return text;

@@ -20,7 +20,7 @@ enum class Subject { none, intf, addr, addrOrPrefix };
 struct Grammar {
     Subject subject = Subject::none;
     bool isNeeded = false;  // the subject
-    // Of "vrf", "intf" and "family".
+    // Of "vrf", "intf", "family" and "state".
     std::vector<std::string> keywords{};
 
     bool has(std::string const& keyword) const {

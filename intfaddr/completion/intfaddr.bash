@@ -49,6 +49,9 @@ _intfaddr() {
         family)
             choices="4 6"
             ;;
+        state)
+            choices="PREFERRED DEPRECATED INVALID INACCESSIBLE TENTATIVE DUPLICATE"
+            ;;
         --run-dir | --trouble-dir | --state-dir)
             mapfile -t COMPREPLY < <(compgen -d -- "$word")
             return
