@@ -282,6 +282,7 @@ private:
         disarm();
         status_ = reply.status;
         contentType_ = std::move(reply.contentType);
+        headers_ = std::move(reply.headers);
         body_ = reply.body ? std::move(reply.body) : std::make_unique<TextBody>("");
         isHeadSent_ = false;
         if (hasNoBody(status_)) {
@@ -309,7 +310,8 @@ private:
         out_ += ReplyHead{.status = status_,
                           .contentType = contentType_,
                           .framing = framing,
-                          .isLast = isLast_}
+                          .isLast = isLast_,
+                          .headers = headers_}
                     .text();
         isHeadSent_ = true;
     }
@@ -391,6 +393,7 @@ private:
     // Its reply.
     unsigned status_ = 0;
     std::string contentType_;
+    HeaderFields headers_;
     std::unique_ptr<Body> body_;  // while it has not ended
     bool isHeadSent_ = false;
     bool isWaiting_ = false;

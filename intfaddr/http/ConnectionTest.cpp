@@ -48,6 +48,27 @@ TEST(Connection, ABodyThatIsReadyHasItsLength) {
     EXPECT_FALSE(served.requests[0].lastEventId);
 }
 
+TEST(Connection, AReplyMayHaveFurtherFields) {
+    Served served;
+    bool isFirst = true;
+    served.handle = [&](Request const&) {
+        auto reply = textReply(405, "no");
+        if (std::exchange(isFirst, false)) {
+            reply.headers = {{"Allow", "GET, HEAD"}};
+        }
+        return reply;
+    };
+    auto client = served.client();
+    client.get("/a");
+    ASSERT_TRUE(client.hears("\r\n\r\nno"));
+    EXPECT_THAT(client.heard(), HasSubstr("\r\nAllow: GET, HEAD\r\n"));
+
+    client.forget();
+    client.get("/a");
+    ASSERT_TRUE(client.hears("\r\n\r\nno"));
+    EXPECT_THAT(client.heard(), Not(HasSubstr("Allow:")));
+}
+
 TEST(Connection, ReadsBytesThatComeOneByOne) {
     Served served;
     auto client = served.client();

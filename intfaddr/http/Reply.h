@@ -13,6 +13,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace IntfAddr {
 
@@ -49,10 +51,14 @@ private:
     std::size_t sent_ = 0;
 };
 
+// Names and values, as they are written.
+using HeaderFields = std::vector<std::pair<std::string, std::string>>;
+
 struct Reply {
     unsigned status = 200;
     std::string contentType = "application/json";
     std::unique_ptr<Body> body;  // none is an empty one
+    HeaderFields headers{};      // besides those that say what the body is
 };
 
 Reply textReply(unsigned status, std::string text);
