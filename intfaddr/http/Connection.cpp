@@ -273,9 +273,16 @@ private:
     }
 
     Reply failed(std::exception const& error) {
+        if (auto const* const refused = dynamic_cast<RefusedReply const*>(&error)) {
+            return errorReply(refused->status(), error.what());
+        }
+        tell(error);
+        return errorReply(500, error.what());
+    }
+
+    void tell(std::exception const& error) {
         notice_(fmt::format("a request failed: {} {}: {}", stringOf(parser_->get().method_string()),
                             stringOf(parser_->get().target()), error.what()));
-        return errorReply(500, error.what());
     }
 
     void begin(Reply reply) {
@@ -326,8 +333,11 @@ private:
             } while (progress == Body::Progress::more && piece.size() < pieceSize &&
                      Clock::now() < end);
         } catch (std::exception const& error) {
-            auto reply = failed(error);
-            return isHeadSent_ ? end() : begin(std::move(reply));
+            if (isHeadSent_) {
+                tell(error);
+                return end();
+            }
+            return begin(failed(error));
         }
         put(piece, progress);
         if (!out_.empty()) {
@@ -349,7 +359,7 @@ private:
             out_ += piece;
             return;
         }
-        if (!isHeadSent_ && (!piece.empty() || progress == Body::Progress::waits)) {
+        if (!isHeadSent_ && !piece.empty()) {
             putHead("Transfer-Encoding: chunked");
         }
         out_ += chunkOf(piece);
