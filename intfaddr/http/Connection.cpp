@@ -273,15 +273,23 @@ private:
     }
 
     Reply failed(std::exception const& error) {
+        if (auto const* const refused = dynamic_cast<RefusedReply const*>(&error)) {
+            return errorReply(refused->status(), error.what());
+        }
+        tell(error);
+        return errorReply(500, error.what());
+    }
+
+    void tell(std::exception const& error) {
         notice_(fmt::format("a request failed: {} {}: {}", stringOf(parser_->get().method_string()),
                             stringOf(parser_->get().target()), error.what()));
-        return errorReply(500, error.what());
     }
 
     void begin(Reply reply) {
         disarm();
         status_ = reply.status;
         contentType_ = std::move(reply.contentType);
+        headers_ = std::move(reply.headers);
         body_ = reply.body ? std::move(reply.body) : std::make_unique<TextBody>("");
         isHeadSent_ = false;
         if (hasNoBody(status_)) {
@@ -309,7 +317,8 @@ private:
         out_ += ReplyHead{.status = status_,
                           .contentType = contentType_,
                           .framing = framing,
-                          .isLast = isLast_}
+                          .isLast = isLast_,
+                          .headers = headers_}
                     .text();
         isHeadSent_ = true;
     }
@@ -324,8 +333,11 @@ private:
             } while (progress == Body::Progress::more && piece.size() < pieceSize &&
                      Clock::now() < end);
         } catch (std::exception const& error) {
-            auto reply = failed(error);
-            return isHeadSent_ ? end() : begin(std::move(reply));
+            if (isHeadSent_) {
+                tell(error);
+                return end();
+            }
+            return begin(failed(error));
         }
         put(piece, progress);
         if (!out_.empty()) {
@@ -347,7 +359,7 @@ private:
             out_ += piece;
             return;
         }
-        if (!isHeadSent_ && (!piece.empty() || progress == Body::Progress::waits)) {
+        if (!isHeadSent_ && !piece.empty()) {
             putHead("Transfer-Encoding: chunked");
         }
         out_ += chunkOf(piece);
@@ -391,6 +403,7 @@ private:
     // Its reply.
     unsigned status_ = 0;
     std::string contentType_;
+    HeaderFields headers_;
     std::unique_ptr<Body> body_;  // while it has not ended
     bool isHeadSent_ = false;
     bool isWaiting_ = false;

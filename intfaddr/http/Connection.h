@@ -53,7 +53,7 @@ public:
     static constexpr std::size_t pieceSize = std::size_t{64} << 10;
     static constexpr Zin::Seconds pieceTime = 0.002;
 
-    // May throw std::exception: a reply 500, and a notice.
+    // May throw as a body does (Reply.h).
     using Handle = std::function<Reply(Request const&)>;
     // Tells the operator.
     using Notice = std::function<void(std::string const& line)>;

@@ -17,6 +17,9 @@ std::string ReplyHead::text() const {
     if (!framing.empty()) {
         text += fmt::format("Content-Type: {}\r\n{}\r\n", contentType, framing);
     }
+    for (auto const& [name, value] : headers) {
+        text += fmt::format("{}: {}\r\n", name, value);
+    }
     return text + (isLast ? "Connection: close\r\n\r\n" : "\r\n");
 }
 

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "intfaddr/http/Reply.h"
+
 namespace IntfAddr {
 
 struct ReplyHead {
@@ -12,6 +14,7 @@ struct ReplyHead {
     // The field that says where the body ends; none for a reply that cannot have one.
     std::string framing;
     bool isLast;  // the connection is closed after this reply
+    HeaderFields headers{};
 
     std::string text() const;
 };
