@@ -37,6 +37,7 @@
 #include "intfaddr/history/HistoryRecorder.h"
 #include "intfaddr/http/Server.h"
 #include "intfaddr/loop/EventLoop.h"
+#include "intfaddr/rehearsal/Rehearsals.h"
 
 namespace IntfAddr {
 
@@ -198,6 +199,8 @@ public:
           virtualChanges_(agent_.router(), rights_, virtualAddresses_),
           dumps_(agent_.router()),
           traceLevels_(rights_),
+          rehearsals_(loop_, {"/proc/self/exe", "what-if", "--json", "--run-dir",
+                              config().runDir.value_or(runDirectory()), "-"}),
           output_(events_, agent_.clock()),
           server_(
               loop_, serverOptions(config()),
@@ -208,6 +211,7 @@ public:
         recordings_.addTo(routes_);
         dumps_.addTo(routes_);
         traceLevels_.addTo(routes_);
+        rehearsals_.addTo(routes_);
         keepRing();
         repairs_.history = &history_;
         repairs_.recordings = &recordings_;
@@ -369,6 +373,7 @@ private:
     VirtualChanges const virtualChanges_;
     Dumps const dumps_;
     TraceLevels const traceLevels_;
+    Rehearsals rehearsals_;
     Routes routes_;
     std::ostringstream events_;
     Scenario::Output output_;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -66,9 +67,15 @@ Reply Routes::reply(Request const& request) const {
     if (methods.empty()) {
         return errorReply(404, fmt::format("there is nothing at /{}", fmt::join(segments, "/")));
     }
-    return errorReply(
+    auto reply = errorReply(
         405, fmt::format("{} is not possible: {} {}", request.method, fmt::join(methods, " and "),
                          methods.size() == 1 ? "is" : "are"));
+    if (std::ranges::find(methods, "GET") != methods.end()) {
+        methods.emplace_back("HEAD");
+    }
+    // RFC 9110, 15.5.6.
+    reply.headers.emplace_back("Allow", fmt::format("{}", fmt::join(methods, ", ")));
+    return reply;
 }
 
 Json Routes::list() const {

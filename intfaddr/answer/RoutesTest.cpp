@@ -26,12 +26,16 @@ struct RoutesTest : testing::Test {
                    });
     }
 
-    std::string said(char const* method, char const* text) const {
+    std::string said(char const* method, char const* asked) const {
         Request request;
         request.method = method;
-        request.target = readTarget(text);
+        request.target = readTarget(asked);
         Reply const reply = routes.reply(request);
-        return fmt::format("{} {}", reply.status, drained(*reply.body));
+        std::string text = fmt::format("{} {}", reply.status, drained(*reply.body));
+        for (auto const& [name, value] : reply.headers) {
+            text += fmt::format("{}: {}\n", name, value);
+        }
+        return text;
     }
 
     Routes routes;
@@ -53,8 +57,9 @@ TEST_F(RoutesTest, WhatIsNotThereOrNotPossibleIsRefused) {
     EXPECT_EQ(said("GET", "/v1/vrfs"), "404 {\"error\":\"there is nothing at /v1/vrfs\"}\n");
     EXPECT_EQ(said("GET", "/"), "404 {\"error\":\"there is nothing at /\"}\n");
     EXPECT_EQ(said("GET", "/thing"),
-              "405 {\"error\":\"GET is not possible: PUT and DELETE are\"}\n");
-    EXPECT_EQ(said("put", "/bad"), "405 {\"error\":\"put is not possible: GET is\"}\n");
+              "405 {\"error\":\"GET is not possible: PUT and DELETE are\"}\nAllow: PUT, DELETE\n");
+    EXPECT_EQ(said("put", "/bad"),
+              "405 {\"error\":\"put is not possible: GET is\"}\nAllow: GET, HEAD\n");
     EXPECT_EQ(said("GET", "/bad"), "400 {\"error\":\"that cannot be asked\"}\n");
 }
 

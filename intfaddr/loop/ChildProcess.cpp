@@ -185,7 +185,8 @@ void ChildProcess::handleEnd() {
     if (WIFEXITED(status)) {
         exitStatus_ = WEXITSTATUS(status);
     }
-    ended_();
+    auto const ended = ended_;
+    ended();
 }
 
 std::string readAt(Netlink::Descriptor const& file, std::size_t offset, std::size_t size) {

@@ -35,8 +35,8 @@ struct ChildLimits {
 
 class ChildProcess {
 public:
-    // `command`: the path of the program, and its arguments. `ended` is called once, from the loop.
-    // Throws std::system_error where it cannot be started.
+    // `command`: the path of the program, and its arguments. `ended` is called once, from the loop,
+    // and may destroy it. Throws std::system_error where it cannot be started.
     ChildProcess(EventLoop& loop, std::vector<std::string> const& command, std::string_view input,
                  ChildLimits const& limits, std::function<void()> ended);
     ~ChildProcess();

@@ -71,6 +71,16 @@ TEST_F(ChildProcessTest, GoesWithItsOwner) {
     EXPECT_EQ(ended, 0);
 }
 
+TEST_F(ChildProcessTest, MayGoWhenItIsToldToHaveEnded) {
+    std::unique_ptr<ChildProcess> child;
+    child = std::make_unique<ChildProcess>(loop, std::vector<std::string>{"/bin/true"}, "",
+                                           ChildLimits(), [this, &child] {
+                                               child.reset();
+                                               ++ended;
+                                           });
+    waitForEnd();
+}
+
 TEST_F(ChildProcessTest, WritesNoMoreThanItMay) {
     auto const child = shell("exec head -c 100000 /dev/zero", "", {.output = 1000});
     waitForEnd();

@@ -1,0 +1,95 @@
+#include "intfaddr/rehearsal/Rehearsals.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <system_error>
+#include <utility>
+
+namespace IntfAddr {
+namespace {
+
+struct RehearsalsTest : testing::Test {
+    Reply post(Rehearsals& rehearsals, std::string body = "") {
+        Routes routes;
+        rehearsals.addTo(routes);
+        Request request;
+        request.method = "POST";
+        request.target = targetOf("whatif", {});
+        request.body = std::move(body);
+        return routes.reply(request);
+    }
+    std::string read(Reply reply) {
+        std::string text;
+        bool hasMore = true;
+        reply.body->onMore([&hasMore] { hasMore = true; });
+        try {
+            while (loop.now() < 20.0) {
+                auto const progress = reply.body->next(text);
+                if (progress == Body::Progress::ended) {
+                    return fmt::format("{} {}", reply.status, text);
+                }
+                for (hasMore = progress == Body::Progress::more; !hasMore && loop.now() < 20.0;) {
+                    loop.wait(20.0);
+                }
+            }
+        } catch (RefusedReply const& refused) {
+            return fmt::format("{} {}", refused.status(), refused.what());
+        }
+        return "nothing came";
+    }
+    // The answer of one whose command this is, in the shell.
+    std::string said(std::string const& command, std::string const& body = "",
+                     ChildLimits const& limits = {}) {
+        Rehearsals rehearsals(loop, {"/bin/sh", "-c", command}, limits);
+        return read(post(rehearsals, body));
+    }
+
+    EventLoop loop;
+};
+
+TEST_F(RehearsalsTest, WhatTheCommandPrintsIsTheAnswer) {
+    std::string const body(100'000, 'x');
+    EXPECT_EQ(said("cat", body), "200 " + body);
+    EXPECT_EQ(said("echo none; exit 1"), "200 none\n");
+    EXPECT_EQ(said("echo unknown; exit 3"), "200 unknown\n");
+}
+
+TEST_F(RehearsalsTest, ABadScenarioIsToldOf) {
+    EXPECT_EQ(said("echo 'intfaddr: -:3: no' >&2; echo more >&2; exit 2"), "400 -:3: no");
+    EXPECT_EQ(said("echo half; echo broken >&2; exit 70"), "500 broken");
+}
+
+TEST_F(RehearsalsTest, WhatTakesTooMuchIsEnded) {
+    EXPECT_EQ(said("exec sleep 100", "", {.time = 0.05}), "503 it takes longer than 0.05 s");
+    EXPECT_EQ(said("exec head -c 100000 /dev/zero", "", {.output = 1000}),
+              "503 it was ended before its time: it takes more memory than it may");
+}
+
+TEST_F(RehearsalsTest, OneGoesOnAtATime) {
+    Rehearsals rehearsals(loop, {"/bin/sh", "-c", "cat"});
+    auto first = post(rehearsals, "first");
+    auto const second = post(rehearsals, "second");
+    EXPECT_EQ(second.status, 503U);
+    EXPECT_EQ(second.headers, (HeaderFields{{"Retry-After", "1"}}));
+    EXPECT_EQ(read(std::move(first)), "200 first");
+    EXPECT_EQ(read(post(rehearsals, "third")), "200 third");
+}
+
+TEST_F(RehearsalsTest, WhatNobodyWaitsForAnyMoreIsEnded) {
+    Rehearsals rehearsals(loop, {"/bin/sh", "-c", "read -r line; $line"});
+    { auto const abandoned = post(rehearsals, "exec sleep 100\n"); }
+    while (post(rehearsals, "echo next\n").status == 503 && loop.now() < 20.0) {
+        loop.wait(20.0);
+    }
+    EXPECT_LT(loop.now(), 20.0);
+}
+
+TEST_F(RehearsalsTest, WhatCannotBeStartedIsAFailure) {
+    Rehearsals rehearsals(loop, {"/nowhere"});
+    EXPECT_THROW(post(rehearsals), std::system_error);
+    EXPECT_THROW(post(rehearsals), std::system_error);
+}
+
+}  // namespace
+}  // namespace IntfAddr
