@@ -1,4 +1,5 @@
-"""Holds what commands print to docs/json.md."""
+"""Holds what commands print to docs/json.md, and to docs/api.yaml where they print what the agent
+answers."""
 
 import json
 import pathlib
@@ -6,8 +7,12 @@ import re
 
 import jsonschema
 
+from live.api import ref, validate
+
 DOCUMENT = pathlib.Path(__file__).resolve().parents[2] / "docs/json.md"
-TITLES = {"show": "addresses", "lowest6": "addresses", "linklocal": "addresses"}
+ANSWERS = {"show": "Addresses", "lowest6": "Addresses", "linklocal": "Addresses",
+           "lookup": "Lookup", "subnets": "Subnets", "explain": "Explain", "what-if": "WhatIf",
+           "status": "Status", "trace": "Trace", "monitor": "Event"}
 
 
 def _schemas():
@@ -18,11 +23,9 @@ def _schemas():
     return {schema["title"]: schema for schema in schemas}
 
 
-SCHEMAS = _schemas()
+SCHEMAS = {**{command: ref(name) for command, name in ANSWERS.items()}, **_schemas()}
 
 
 def check(command, document):
     """Raises jsonschema.ValidationError where the document is not what a command prints."""
-    schema = SCHEMAS[TITLES.get(command, command)]
-    resolver = jsonschema.RefResolver("", schema, store=SCHEMAS)
-    jsonschema.Draft202012Validator(schema, resolver=resolver).validate(document)
+    validate(SCHEMAS[command], document)
