@@ -72,7 +72,7 @@ Reply Answers::reply(Request const& request) const {
     try {
         Filter filter;
         std::unique_ptr<Body> body;
-        bool isLines = false;
+        std::string contentType = Reply().contentType;
         if (path == "addresses") {
             filter = filterOf(query, {"address", "family", "interface", "prefix", "vrf"});
             body = addresses(filter);
@@ -91,7 +91,7 @@ Reply Answers::reply(Request const& request) const {
         } else if (path == "state") {
             filter = filterOf(query, {"vrf"}, "vrf");
             body = state(filter);
-            isLines = true;
+            contentType = "application/x-ndjson";
         } else if (path == "status" && agent_) {
             filter = filterOf(query, {});
             body = status();
@@ -99,8 +99,9 @@ Reply Answers::reply(Request const& request) const {
             auto parameters = query;
             bool const initial = takeFlag(parameters, "initial");
             filter = filterOf(parameters, {"address", "family", "interface", "prefix", "vrf"});
-            body = std::make_unique<Watch>(agent_->changes, agent_->identity, filter, initial);
-            isLines = true;
+            body = std::make_unique<Watch>(agent_->changes, agent_->identity, filter, initial,
+                                           request.lastEventId);
+            contentType = Watch::contentType;
         } else {
             return errorReply(404,
                               fmt::format("there is nothing at /{}", fmt::join(segments, "/")));
@@ -109,8 +110,7 @@ Reply Answers::reply(Request const& request) const {
         if (!isThere && unknown(filter).empty()) {
             return errorReply(404, fmt::format("there is no VRF '{}'", *filter.vrf));
         }
-        return {.contentType = isLines ? "application/x-ndjson" : Reply().contentType,
-                .body = std::move(body)};
+        return {.contentType = std::move(contentType), .body = std::move(body)};
     } catch (BadQuestion const& error) {
         return errorReply(400, error.what());
     }

@@ -5,7 +5,9 @@
 #include <linux/if_addr.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "feeds/netlink/fake/FakeKernel.h"
@@ -51,11 +53,11 @@ struct AnswersTest : testing::Test {
         FAIL() << "it never rests";
     }
 
-    Reply reply(std::string const& path, Parameters const& query = {},
-                char const* method = "GET") const {
+    Reply reply(std::string const& path, Parameters const& query = {}, char const* method = "GET",
+                std::optional<std::string> lastEventId = std::nullopt) const {
         return answers.reply({.method = method,
                               .target = {.segments = {"v1", path}, .query = query},
-                              .lastEventId = {},
+                              .lastEventId = std::move(lastEventId),
                               .body = {},
                               .peer = {}});
     }

@@ -8,9 +8,10 @@
 #include <memory>
 #include <random>
 #include <set>
-#include <sstream>
+#include <utility>
 
 #include "intfaddr/answer/TestAnswers.h"
+#include "intfaddr/http/EventStream.h"
 
 namespace IntfAddr {
 namespace {
@@ -28,25 +29,39 @@ std::string rowText(Json const& line) {
                        line["interface"].is_null() ? "-" : line["interface"].get<std::string>());
 }
 
-// Who watches: each line that has come, and the replica that follows from the lines.
+// Who watches: each event that has come, and the replica that follows from them, over as many
+// connections as it takes.
 class Watcher {
 public:
     Watcher(AnswersTest const& bench, Parameters query)
-        : query_(std::move(query)), reply_(bench.reply("watch", query_)) {
-        EXPECT_EQ(reply_.status, 200U);
-        EXPECT_EQ(reply_.contentType, "application/x-ndjson");
-        reply_.body->onMore([this] { ++woken; });
+        : bench_(bench),
+          query_(std::move(query)),
+          stream_([this](std::string_view data) { apply(Json::parse(data)); }) {
+        connect();
     }
 
-    // Returns whether there is more.
-    bool pull() {
+    // With the id of the last event that came.
+    void connect() {
+        auto const id = stream_.lastEventId();
+        connectWith(id.empty() ? std::nullopt : std::optional<std::string>(id));
+    }
+    void connectWith(std::optional<std::string> id) {
+        reply_ = Reply();
+        stream_.begin();
+        hasBegun_ = false;
+        sentId_ = id.value_or("");
+        isRefusable_ = id.has_value();
+        reply_ = bench_.reply("watch", query_, "GET", std::move(id));
+        EXPECT_EQ(reply_.status, 200U);
+        EXPECT_EQ(reply_.contentType, "text/event-stream");
+        reply_.body->onMore([this] { ++woken; });
+    }
+    // Returns whether there is more. Of what came the first bytes alone arrive.
+    bool pull(std::size_t most = std::string::npos) {
         std::string text;
         auto const progress = reply_.body->next(text);
         EXPECT_NE(progress, Body::Progress::ended);
-        std::istringstream lines(text);
-        for (std::string line; std::getline(lines, line);) {
-            apply(Json::parse(line));
-        }
+        stream_.put(std::string_view(text).substr(0, most));
         return progress == Body::Progress::more;
     }
     void pullAll() {
@@ -55,47 +70,79 @@ public:
     }
     std::vector<std::string> takeLines() { return std::exchange(lines_, {}); }
     std::set<std::string> const& replica() const { return replica_; }
+    std::string const& lastEventId() const { return stream_.lastEventId(); }
     bool isComplete() const { return isComplete_; }
+    // How often he was too slow for the log.
     std::uint64_t losses() const { return losses_; }
+    // How often he could go on with what he had, and how often not.
+    std::uint64_t resumptions() const { return resumptions_; }
+    std::uint64_t refusals() const { return refusals_; }
     Parameters const& query() const { return query_; }
 
     int woken = 0;
 
 private:
-    void apply(Json const& line) {
-        EXPECT_EQ(line["seq"], ++seq_);
-        EXPECT_EQ(line["agent"], "me");
-        if (line.contains("begin")) {
-            EXPECT_EQ(line["begin"] == "anew", wasLost_) << toLine(line);
-            lines_.push_back("begin " + line["begin"].get<std::string>());
-            replica_.clear();
-            isComplete_ = line["begin"] == "changes";
-            wasLost_ = false;
-        } else if (line.contains("lost")) {
-            EXPECT_GT(line["lost"], 0);
-            lines_.push_back("lost");
-            wasLost_ = true;
-            ++losses_;
-        } else if (line.contains("complete")) {
+    void apply(Json const& event) {
+        EXPECT_EQ(event["agent"], "me");
+        auto const seq = event["seq"].get<std::uint64_t>();
+        if (event.contains("begin")) {
+            begin(event);
+        } else if (event.contains("complete")) {
             EXPECT_FALSE(std::exchange(isComplete_, true));
             lines_.push_back("complete");
         } else {
-            bool const present = line["present"].get<bool>();
-            auto const row = rowText(line);
+            bool const present = event["present"].get<bool>();
+            auto const row = rowText(event);
             EXPECT_TRUE(present ? replica_.insert(row).second : replica_.erase(row) == 1)
-                << toLine(line);
+                << toLine(event);
             lines_.push_back((present ? "+ " : "- ") + row);
+            // What is behind a filter is not told, but has its number.
+            bool const isFiltered =
+                std::ranges::any_of(query_, [](auto const& one) { return one.first != "initial"; });
+            EXPECT_TRUE(!isComplete_ || seq == seq_ + 1 || (isFiltered && seq > seq_))
+                << toLine(event);
+        }
+        EXPECT_GE(seq, seq_) << toLine(event);
+        seq_ = seq;
+        if (isComplete_) {
+            EXPECT_EQ(stream_.lastEventId(), fmt::format("me.{}", seq));
         }
     }
+    void begin(Json const& event) {
+        auto const how = event["begin"].get<std::string>();
+        EXPECT_EQ(event.contains("why"), how == "anew") << toLine(event);
+        EXPECT_TRUE(isRefusable_ || hasBegun_ || how == "table" || how == "changes") << how;
+        lines_.push_back("begin " + how);
+        losses_ += event.contains("lost") && hasBegun_;
+        refusals_ += how == "anew" && !hasBegun_;
+        if (how == "resumed") {
+            EXPECT_TRUE(isComplete_);
+            EXPECT_EQ(sentId_, fmt::format("me.{}", event["seq"].get<std::uint64_t>()));
+            ++resumptions_;
+        } else {
+            replica_.clear();
+            isComplete_ = how == "changes";
+        }
+        if (event.contains("lost")) {
+            EXPECT_GT(event["lost"], AnswersTest::heldChanges);
+        }
+        hasBegun_ = true;
+    }
 
+    AnswersTest const& bench_;
     Parameters const query_;
-    Reply const reply_;
+    EventStream stream_;
+    Reply reply_;
+    std::string sentId_;
+    bool isRefusable_ = false;
+    bool hasBegun_ = false;
     std::uint64_t seq_ = 0;
     std::vector<std::string> lines_;
     std::set<std::string> replica_;
     bool isComplete_ = false;
-    bool wasLost_ = false;
     std::uint64_t losses_ = 0;
+    std::uint64_t resumptions_ = 0;
+    std::uint64_t refusals_ = 0;
 };
 
 struct WatchTest : AnswersTest {
@@ -149,20 +196,21 @@ TEST_F(WatchTest, WithoutInitialThereAreOnlyChanges) {
     EXPECT_THAT(watcher.takeLines(), ElementsAre("+ default 10.0.0.2/24 eth0"));
 }
 
-TEST_F(WatchTest, ALineHasAllThatAnAnswerHasOfARow) {
+TEST_F(WatchTest, AnEventHasAllThatAnAnswerHasOfARow) {
     runTo(1.0);
     Reply const one = reply("watch");
     std::string text = drained(*one.body);
-    EXPECT_EQ(text, "{\"seq\":1,\"agent\":\"me\",\"begin\":\"changes\"}\n");
+    EXPECT_EQ(text, "id: me.0\ndata: {\"seq\":0,\"agent\":\"me\",\"begin\":\"changes\"}\n\n");
     text.clear();
     addAddress(7, "2001:db8::1/64");
     runTo(2.0);
     one.body->next(text);
 
     EXPECT_EQ(text,
-              "{\"seq\":2,\"agent\":\"me\",\"vrf\":\"default\",\"interface\":\"eth0\","
+              "id: me.1\n"
+              "data: {\"seq\":1,\"agent\":\"me\",\"vrf\":\"default\",\"interface\":\"eth0\","
               "\"address\":\"2001:db8::1\",\"prefixLength\":64,\"family\":\"IPv6\","
-              "\"subnet\":\"2001:db8::/64\",\"virtual\":false,\"present\":true}\n");
+              "\"subnet\":\"2001:db8::/64\",\"virtual\":false,\"present\":true}\n\n");
 }
 
 TEST_F(WatchTest, AVirtualAddressIsOnNoInterface) {
@@ -240,7 +288,7 @@ TEST_F(WatchTest, WhoIsTooSlowIsToldSoAndBeginsAnew) {
     EXPECT_EQ(changes.end() - changes.first(), heldChanges);
     slow.pullAll();
 
-    EXPECT_THAT(slow.takeLines(), ElementsAre("begin changes", "lost", "begin anew",
+    EXPECT_THAT(slow.takeLines(), ElementsAre("begin changes", "begin anew",
                                               "+ default 10.0.0.1/24 eth0", "complete"));
     EXPECT_EQ(slow.losses(), 1U);
 }
@@ -308,8 +356,156 @@ TEST_F(WatchTest, ABadQuestionIsRefused) {
               404U);
 }
 
-// Some watch from the beginning, some come and go, some are slow; VRFs come and go, tables are
-// replaced.
+TEST_F(WatchTest, WhoComesBackWithHisLastIdIsToldWhatChangedMeanwhileOnce) {
+    addAddress(7, "10.0.0.1/24");
+    runTo(1.0);
+    Watcher watcher(*this, initial);
+    watcher.pullAll();
+    addAddress(7, "10.0.0.2/24");
+    addAddress(7, "10.0.0.3/24");
+    runTo(2.0);
+    watcher.pull();
+    watcher.takeLines();
+    // The next event comes in half.
+    watcher.pull(40);
+    addAddress(7, "10.0.0.4/24");
+    runTo(3.0);
+    watcher.connect();
+    EXPECT_EQ(changes.readers(), 1U);
+    watcher.pullAll();
+
+    EXPECT_THAT(watcher.takeLines(), ElementsAre("begin resumed", "+ default 10.0.0.3/24 eth0",
+                                                 "+ default 10.0.0.4/24 eth0"));
+    EXPECT_EQ(watcher.replica(), table({}));
+}
+
+// The agent lets go who does not read for long; he finds what he had as it was.
+TEST_F(WatchTest, WhoWasLetGoSinceHeDidNotReadGoesOnWithWhatHeHad) {
+    runTo(1.0);
+    Watcher watcher(*this, {});
+    watcher.pullAll();
+    watcher.takeLines();
+    for (int i = 1; i <= static_cast<int>(heldChanges); ++i) {
+        addAddress(8, fmt::format("10.1.{}.1/24", i).c_str());
+    }
+    runTo(2.0);
+    // Written for him, and never read.
+    for (int i = 0; i < 20; ++i) {
+        watcher.pull(0);
+    }
+    watcher.connect();
+    watcher.pullAll();
+
+    EXPECT_EQ(watcher.replica().size(), heldChanges);
+    EXPECT_EQ(watcher.resumptions(), 1U);
+    addAddress(8, "10.2.0.1/24");
+    runTo(3.0);
+    watcher.pullAll();
+    EXPECT_EQ(watcher.replica().size(), heldChanges + 1);
+}
+
+TEST_F(WatchTest, WhatFellOutOfTheLogMeanwhileIsCountedAndTheTableFollows) {
+    addAddress(7, "10.0.0.1/24");
+    runTo(1.0);
+    Watcher watcher(*this, {{"address", "10.0.0.1"}});
+    watcher.pullAll();
+    watcher.takeLines();
+    for (int i = 1; i <= static_cast<int>(heldChanges) + 1; ++i) {
+        addAddress(8, fmt::format("10.1.{}.1/24", i).c_str());
+    }
+    runTo(2.0);
+    auto const id = watcher.lastEventId();
+    std::string text;
+    reply("watch", {}, "GET", id).body->next(text);
+    EXPECT_EQ(text,
+              "data: {\"seq\":51,\"agent\":\"me\",\"begin\":\"anew\","
+              "\"why\":\"more has changed than is kept\",\"lost\":51}\n\n");
+    // Cut off in the walk he comes with the id that he had, and is told the same.
+    for (int i = 0; i < 2; ++i) {
+        watcher.connect();
+        watcher.pull();
+        EXPECT_EQ(watcher.lastEventId(), id);
+    }
+    watcher.pullAll();
+    EXPECT_THAT(watcher.takeLines(),
+                ElementsAre("begin anew", "begin anew", "+ default 10.0.0.1/24 eth0", "complete"));
+    EXPECT_EQ(watcher.lastEventId(), "me.51");
+}
+
+TEST_F(WatchTest, WhereAnIdIsOfNoUseItIsSaidWhyAndTheTableFollows) {
+    addAddress(7, "10.0.0.1/24");
+    runTo(1.0);
+    Watcher const watches(*this, {});
+    for (auto const& [id, why] : std::vector<std::pair<std::string, std::string>>{
+             {"you.0", "the last event is another agent's"},
+             {"me.1", "the last event has not been yet"},
+             {"me", "the last event's id cannot be read: "},
+             {"", "the last event's id cannot be read: "},
+             {std::string("me.0\0\r\n\xff", 8), "the last event's id cannot be read: "}}) {
+        for (auto const* flag : {"true", "false"}) {
+            Parameters const query{{"initial", flag}, {"address", "10.0.0.1"}};
+            std::string text;
+            reply("watch", query, "GET", id).body->next(text);
+            EXPECT_THAT(text, testing::StartsWith(
+                                  fmt::format("data: {{\"seq\":0,\"agent\":\"me\",\"begin\":"
+                                              "\"anew\",\"why\":\"{}",
+                                              why)));
+            Watcher watcher(*this, query);
+            watcher.connectWith(id);
+            watcher.pullAll();
+            EXPECT_THAT(watcher.takeLines(),
+                        ElementsAre("begin anew", "+ default 10.0.0.1/24 eth0", "complete"));
+        }
+    }
+}
+
+TEST_F(WatchTest, ThereAreNoIdsBeforeTheWalkIsComplete) {
+    for (int i = 1; i <= 20; ++i) {
+        addAddress(7, fmt::format("10.0.{}.1/24", i).c_str());
+    }
+    runTo(1.0);
+    Watcher watcher(*this, initial);
+    while (watcher.replica().empty()) {
+        watcher.pull();
+    }
+    // Of what the walk has passed, and more of it than an id alone would wait for.
+    auto const row = *watcher.replica().begin();
+    auto const addr = row.substr(8, row.rfind(' ') - 8);
+    for (int i = 0; i < 5; ++i) {
+        removeAddress(7, addr.c_str());
+        runTo(2.0 + 8.0 * i);
+        addAddress(7, addr.c_str());
+        runTo(6.0 + 8.0 * i);
+    }
+    EXPECT_GE(changes.end(), 10U);
+    while (!watcher.isComplete()) {
+        EXPECT_EQ(watcher.lastEventId(), "");
+        watcher.pull();
+    }
+    EXPECT_EQ(watcher.lastEventId(), fmt::format("me.{}", changes.end()));
+}
+
+TEST_F(WatchTest, WhoIsToldOfLittleKeepsAnIdThatIsOfUse) {
+    runTo(1.0);
+    Watcher watcher(*this, {{"address", "10.0.0.1"}});
+    watcher.pullAll();
+    watcher.takeLines();
+    for (int i = 1; i <= 4 * static_cast<int>(heldChanges); ++i) {
+        addAddress(8, fmt::format("10.1.{}.1/24", i).c_str());
+        runTo(1.0 + i);
+        watcher.pullAll();
+        if (i % 20 == 0) {
+            watcher.connect();
+            watcher.pullAll();
+        }
+    }
+
+    EXPECT_THAT(watcher.takeLines(), testing::Each("begin resumed"));
+    EXPECT_EQ(watcher.resumptions(), 10U);
+}
+
+// Some watch from the beginning, some come and go, some are slow, all are cut off and come back;
+// VRFs come and go, tables are replaced.
 struct RandomWatch : WatchTest {
     void change() {
         auto const host = number(1, 30);
@@ -357,6 +553,17 @@ struct RandomWatch : WatchTest {
         query.emplace_back("initial", "");
         return query;
     }
+    // At any moment, and maybe for long.
+    void cutOff(Watcher& watcher, double& now) {
+        if (number(0, 1)) {
+            watcher.pull(static_cast<std::size_t>(number(0, 300)));
+        }
+        for (int count = number(0, 2) ? 0 : number(0, 150); count > 0; --count) {
+            change();
+        }
+        runTo(now += 0.1);
+        watcher.connect();
+    }
     int number(int least, int most) {
         return std::uniform_int_distribution<int>(least, most)(random);
     }
@@ -372,6 +579,8 @@ TEST_F(RandomWatch, EveryReplicaIsTheFilteredTableWheneverItIsQuiet) {
     runTo(now);
     std::vector<std::unique_ptr<Watcher>> watchers;
     std::uint64_t losses = 0;
+    std::uint64_t resumptions = 0;
+    std::uint64_t refusals = 0;
     for (int round = 0; round < 20; ++round) {
         for (int turn = number(0, 60); turn > 0; --turn) {
             for (int count = number(0, 8); count > 0; --count) {
@@ -389,6 +598,9 @@ TEST_F(RandomWatch, EveryReplicaIsTheFilteredTableWheneverItIsQuiet) {
                 for (int pulls = number(0, i < 2 ? 1 : 30); pulls > 0; --pulls) {
                     watchers[i]->pull();
                 }
+                if (number(0, 15) == 0) {
+                    cutOff(*watchers[i], now);
+                }
             }
         }
         runTo(now += 20.0);
@@ -397,10 +609,14 @@ TEST_F(RandomWatch, EveryReplicaIsTheFilteredTableWheneverItIsQuiet) {
             EXPECT_TRUE(watcher->isComplete());
             EXPECT_EQ(watcher->replica(), table(watcher->query())) << round;
             losses += watcher->losses();
+            resumptions += watcher->resumptions();
+            refusals += watcher->refusals();
         }
         ASSERT_FALSE(HasFailure()) << round;
     }
     EXPECT_GT(losses, 0U);
+    EXPECT_GT(resumptions, 0U);
+    EXPECT_GT(refusals, 0U);
     EXPECT_LE(changes.end() - changes.first(), heldChanges);
 }
 
