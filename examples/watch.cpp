@@ -76,14 +76,17 @@ int main(int count, char** arguments) {
     IntfAddr::Client client(count > 1 ? arguments[1] : "/run/intfaddr/intfaddr.sock",
                             IntfAddr::Client::noLimit);
     Copy copy;
-    IntfAddr::EventStream stream(
-        [&copy](std::string_view data) { copy.apply(nlohmann::json::parse(data)); });
+    bool isTold = false;  // anything, on this connection
+    IntfAddr::EventStream stream([&](std::string_view data) {
+        isTold = true;
+        copy.apply(nlohmann::json::parse(data));
+    });
     std::chrono::milliseconds wait(0);
     while (true) {
-        auto const lastId = stream.lastEventId();
         stream.begin();
+        isTold = false;
         try {
-            client.follow("/v1/watch?initial", lastId, [&](std::string_view piece) {
+            client.follow("/v1/watch?initial", stream.lastEventId(), [&](std::string_view piece) {
                 if (client.status() == 200) {
                     stream.put(piece);
                 }
@@ -91,10 +94,9 @@ int main(int count, char** arguments) {
         } catch (std::runtime_error const& error) {
             fmt::print(stderr, "example_watch: {}\n", error.what());
         }
-        bool const hasGoneOn = stream.lastEventId() != lastId;
-        wait = hasGoneOn ? std::chrono::milliseconds(100)
-                         : std::clamp(2 * wait, std::chrono::milliseconds(100),
-                                      std::chrono::milliseconds(5000));
+        wait = isTold ? std::chrono::milliseconds(100)
+                      : std::clamp(2 * wait, std::chrono::milliseconds(100),
+                                   std::chrono::milliseconds(5000));
         std::this_thread::sleep_for(wait);
     }
 }

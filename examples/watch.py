@@ -26,8 +26,10 @@ class Copy:
         self.rows = set()
         self.coming = None  # while a table is told: what of it has come
         self.last_id = None
+        self.is_told = False  # anything, on this connection
 
     def apply(self, event):
+        self.is_told = True
         if event.get("begin") in ("table", "anew"):
             self.coming = set()
         elif "complete" in event:
@@ -46,7 +48,7 @@ class Copy:
 
     def follow(self, path):
         """Until the connection breaks."""
-        agent = Agent(path)
+        agent, self.is_told = Agent(path), False
         agent.request("GET", "/v1/watch?initial",
                       headers={"Last-Event-ID": self.last_id} if self.last_id else {})
         answer = agent.getresponse()
@@ -68,12 +70,11 @@ class Copy:
 def main(path="/run/intfaddr/intfaddr.sock"):
     copy, wait = Copy(), 0.1
     while True:
-        last_id = copy.last_id
         try:
             copy.follow(path)
         except (OSError, http.client.HTTPException) as error:
             print(f"watch.py: {error!r}", file=sys.stderr)
-        wait = 0.1 if copy.last_id != last_id else min(2 * wait, 5.0)
+        wait = 0.1 if copy.is_told else min(2 * wait, 5.0)
         time.sleep(wait)
 
 
