@@ -5,9 +5,9 @@
 
 #include <cerrno>
 #include <csignal>
-#include <functional>
 #include <ostream>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -16,6 +16,7 @@
 #include "intfaddr/ask/Printable.h"
 #include "intfaddr/ask/WatchText.h"
 #include "intfaddr/http/Client.h"
+#include "intfaddr/http/EventStream.h"
 
 namespace IntfAddr {
 
@@ -23,26 +24,6 @@ namespace {
 
 constexpr int hasEnded = 0;
 constexpr int noAgentRuns = 3;
-
-// Calls `each` with every line that is whole.
-class Lines {
-public:
-    explicit Lines(std::function<void(std::string_view line)> each) : each_(std::move(each)) {}
-
-    void put(std::string_view piece) {
-        text_ += piece;
-        std::size_t begin = 0;
-        for (auto end = text_.find('\n'); end != text_.npos; end = text_.find('\n', begin)) {
-            each_(std::string_view(text_).substr(begin, end - begin));
-            begin = end + 1;
-        }
-        text_.erase(0, begin);
-    }
-
-private:
-    std::function<void(std::string_view)> const each_;
-    std::string text_;
-};
 
 // There is nothing to be put in order: each line has been written, or nobody reads it.
 void endAtOnce(int) { ::_exit(hasEnded); }
@@ -78,22 +59,36 @@ int monitor(MonitorOptions const& options, Streams const& streams) {
     std::signal(SIGTERM, endAtOnce);
 
     Client client(socketToAsk(options.runDir), Client::noLimit);
+    auto const question = target({"v1", "watch"}, parameters);
+    bool hasTold = false;
+    EventStream stream([&](std::string_view data) {
+        hasTold = true;
+        print(data, options.json, streams.out);
+    });
     std::string refusal;
-    Lines lines([&](std::string_view line) { print(line, options.json, streams.out); });
-    try {
-        client.get(target({"v1", "watch"}, parameters), [&](std::string_view piece) {
-            if (client.status() == 200) {
-                lines.put(piece);
-            } else {
-                refusal += piece;
+    auto const take = [&](std::string_view piece) {
+        if (client.status() == 200) {
+            stream.put(piece);
+        } else {
+            refusal += piece;
+        }
+    };
+    bool isFirst = true;
+    // An agent that ends may still take a connection, and says nothing any more.
+    for (hasTold = true; std::exchange(hasTold, false); isFirst = false) {
+        stream.begin();
+        try {
+            client.follow(question, stream.lastEventId(), take);
+            throwRefusal(client.status(), client.status() == 200 ? Json() : Json::parse(refusal));
+        } catch (AgentWentAway const&) {
+        } catch (NoAgent const& error) {
+            if (isFirst) {
+                streams.err << "intfaddr: not known: " << printable(error.what()) << '\n';
+                return noAgentRuns;
             }
-        });
-    } catch (NoAgent const& error) {
-        streams.err << "intfaddr: not known: " << printable(error.what()) << '\n';
-        return noAgentRuns;
+        }
     }
-    throwRefusal(client.status(), client.status() == 200 ? Json() : Json::parse(refusal));
-    throw std::runtime_error("the agent went away");
+    throw AgentWentAway();
 }
 
 }  // namespace IntfAddr

@@ -2,7 +2,8 @@
 // each line at once.
 //
 // It ends with 0 when it is told to (SIGINT, SIGTERM), or nobody reads its output any more, which
-// it notices at the next line; with 3 where no agent runs; throws where the agent goes away.
+// it notices at the next line; with 3 where no agent runs. Where the connection breaks, as when its
+// output was not read for long, it goes on from what it had last; throws where the agent went away.
 #pragma once
 
 #include <optional>

@@ -22,8 +22,6 @@ namespace IntfAddr {
 
 namespace {
 
-constexpr char const* linesType = "application/x-ndjson";
-
 // In bytes; 0 where the kernel does not tell.
 std::uint64_t residentMemory() {
     std::uint64_t all = 0;
@@ -90,7 +88,7 @@ void Answers::addTo(Routes& routes) const {
     routes.add({.method = "GET", .path = "/v1/vrfs/{vrf}/state"},
                [this](Request const&, Parameters const& given) {
                    return reply(given, [this](Filter const& filter) {
-                       return Reply{.contentType = linesType, .body = state(filter)};
+                       return Reply{.contentType = "application/x-ndjson", .body = state(filter)};
                    });
                });
     if (!agent_) {
@@ -103,12 +101,13 @@ void Answers::addTo(Routes& routes) const {
     ofWatch.erase("state");
     ofWatch.insert({"initial", "vrf"});
     routes.add({.method = "GET", .path = "/v1/watch", .parameters = ofWatch},
-               [this](Request const&, Parameters given) {
+               [this](Request const& request, Parameters given) {
                    bool const initial = takeFlag(given, "initial");
-                   return reply(given, [this, initial](Filter const& filter) {
-                       return Reply{.contentType = linesType,
-                                    .body = std::make_unique<Watch>(
-                                        agent_->changes, agent_->identity, filter, initial)};
+                   return reply(given, [this, initial, &request](Filter const& filter) {
+                       return Reply{
+                           .contentType = Watch::contentType,
+                           .body = std::make_unique<Watch>(agent_->changes, agent_->identity,
+                                                           filter, initial, request.lastEventId)};
                    });
                });
 }

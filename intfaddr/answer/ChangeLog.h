@@ -62,6 +62,7 @@ public:
     ChangeLog(ChangeLog const&) = delete;
     ChangeLog& operator=(ChangeLog const&) = delete;
 
+    std::size_t limit() const { return limit_; }
     // The positions of the changes that it holds are those from first() to before end().
     std::uint64_t first() const { return first_; }
     std::uint64_t end() const { return first_ + changes_.size(); }

@@ -5,7 +5,9 @@
 #include <linux/if_addr.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "feeds/netlink/fake/FakeKernel.h"
@@ -58,11 +60,11 @@ struct AnswersTest : testing::Test {
         FAIL() << "it never rests";
     }
 
-    Reply reply(std::string const& path, Parameters const& query = {},
-                char const* method = "GET") const {
+    Reply reply(std::string const& path, Parameters const& query = {}, char const* method = "GET",
+                std::optional<std::string> lastEventId = std::nullopt) const {
         return routes.reply({.method = method,
                              .target = targetOf(path, query),
-                             .lastEventId = {},
+                             .lastEventId = std::move(lastEventId),
                              .body = {},
                              .peer = {}});
     }

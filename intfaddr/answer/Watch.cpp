@@ -1,25 +1,30 @@
 #include "intfaddr/answer/Watch.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
 #include "intfaddr/answer/AnswerJson.h"
+#include "intfaddr/answer/EventId.h"
 
 namespace IntfAddr {
 
-Watch::Watch(ChangeLog& log, std::string agent, Filter filter, bool initial)
+Watch::Watch(ChangeLog& log, std::string agent, Filter filter, bool initial,
+             std::optional<std::string> lastEventId)
     : log_(log),
       agent_(std::move(agent)),
       filter_(std::move(filter)),
       initial_(initial),
+      lastEventId_(std::move(lastEventId)),
       reader_(log, [this] { wake(); }) {}
 
 // What has changed comes before the walk goes on, which finds the rows as they are.
 Body::Progress Watch::next(std::string& buffer) {
     buffer_ = &buffer;
     if (!position_) {
-        begin(initial_ ? "table" : "changes", initial_);
+        begin();
     } else if (*position_ < log_.first()) {
-        beginAnew();
+        beginAnewBehind(*position_);
     } else if (*position_ < log_.end()) {
         tellChange(log_.at((*position_)++));
     } else if (walks_) {
@@ -28,19 +33,54 @@ Body::Progress Watch::next(std::string& buffer) {
         waits_ = true;
         return Progress::waits;
     }
+    if (isIdOld()) {
+        tellId();
+        buffer += '\n';
+    }
     return Progress::more;
 }
 
-void Watch::begin(char const* what, bool walks) {
-    position_ = log_.end();
-    walks_ = walks;
-    place_ = log_.beginning();
-    tell({{"begin", what}});
+void Watch::begin() {
+    if (lastEventId_) {
+        resume(*lastEventId_);
+    } else {
+        beginAt(log_.end(), initial_, {{"begin", initial_ ? "table" : "changes"}});
+    }
 }
 
-void Watch::beginAnew() {
-    tell({{"lost", log_.end() - *position_}});
-    begin("anew", true);
+void Watch::resume(std::string const& lastEventId) {
+    try {
+        EventId const last{std::string_view(lastEventId)};
+        if (last.agent() != agent_) {
+            beginAnew("the last event is another agent's");
+        } else if (last.position() > log_.end()) {
+            beginAnew("the last event has not been yet");
+        } else if (last.position() < log_.first()) {
+            beginAnewBehind(last.position());
+        } else {
+            beginAt(last.position(), false, {{"begin", "resumed"}});
+        }
+    } catch (Zin::ParseError const& error) {
+        beginAnew(fmt::format("the last event's id cannot be read: {}", error.what()));
+    }
+}
+
+void Watch::beginAt(std::uint64_t position, bool walks, Json const& how) {
+    position_ = position;
+    walks_ = walks;
+    place_ = log_.beginning();
+    tell(how);
+}
+
+void Watch::beginAnew(std::string const& why) {
+    beginAt(log_.end(), true, {{"begin", "anew"}, {"why", why}});
+}
+
+void Watch::beginAnewBehind(std::uint64_t position) {
+    beginAt(log_.end(), true,
+            {{"begin", "anew"},
+             {"why", "more has changed than is kept"},
+             {"lost", log_.end() - position}});
 }
 
 void Watch::tellChange(ChangeLog::Change const& change) {
@@ -69,9 +109,20 @@ void Watch::tellRow(ChangeLog::Row const& row, bool present) {
 }
 
 void Watch::tell(Json const& fields) {
-    Json line{{"seq", ++lines_}, {"agent", agent_}};
-    line.update(fields);
-    *buffer_ += toLine(line) + "\n";
+    Json event{{"seq", *position_}, {"agent", agent_}};
+    event.update(fields);
+    if (!walks_) {
+        tellId();
+    }
+    *buffer_ += fmt::format("data: {}\n\n", toLine(event));
+}
+
+// A reader who is cut off finds most of the log still to come, not what it is just about to drop.
+bool Watch::isIdOld() const { return !walks_ && *position_ - idPosition_ > log_.limit() / 8; }
+
+void Watch::tellId() {
+    *buffer_ += fmt::format("id: {}\n", EventId(agent_, *position_));
+    idPosition_ = *position_;
 }
 
 void Watch::wake() {

@@ -5,12 +5,10 @@
 
 #include <algorithm>
 #include <iterator>
-#include <memory>
-#include <random>
 #include <set>
-#include <sstream>
+#include <utility>
 
-#include "intfaddr/answer/TestAnswers.h"
+#include "intfaddr/answer/TestWatcher.h"
 
 namespace IntfAddr {
 namespace {
@@ -20,98 +18,6 @@ using testing::Contains;
 using testing::ElementsAre;
 
 Parameters const initial{{"initial", "true"}};
-
-// "VRF ADDRESS/LENGTH INTERFACE"
-std::string rowText(Json const& line) {
-    return fmt::format("{} {}/{} {}", line["vrf"].get<std::string>(),
-                       line["address"].get<std::string>(), line["prefixLength"].get<int>(),
-                       line["interface"].is_null() ? "-" : line["interface"].get<std::string>());
-}
-
-// Who watches: each line that has come, and the replica that follows from the lines.
-class Watcher {
-public:
-    Watcher(AnswersTest const& bench, Parameters query)
-        : query_(std::move(query)), reply_(bench.reply("watch", query_)) {
-        EXPECT_EQ(reply_.status, 200U);
-        EXPECT_EQ(reply_.contentType, "application/x-ndjson");
-        reply_.body->onMore([this] { ++woken; });
-    }
-
-    // Returns whether there is more.
-    bool pull() {
-        std::string text;
-        auto const progress = reply_.body->next(text);
-        EXPECT_NE(progress, Body::Progress::ended);
-        std::istringstream lines(text);
-        for (std::string line; std::getline(lines, line);) {
-            apply(Json::parse(line));
-        }
-        return progress == Body::Progress::more;
-    }
-    void pullAll() {
-        while (pull()) {
-        }
-    }
-    std::vector<std::string> takeLines() { return std::exchange(lines_, {}); }
-    std::set<std::string> const& replica() const { return replica_; }
-    bool isComplete() const { return isComplete_; }
-    std::uint64_t losses() const { return losses_; }
-    Parameters const& query() const { return query_; }
-
-    int woken = 0;
-
-private:
-    void apply(Json const& line) {
-        EXPECT_EQ(line["seq"], ++seq_);
-        EXPECT_EQ(line["agent"], "me");
-        if (line.contains("begin")) {
-            EXPECT_EQ(line["begin"] == "anew", wasLost_) << toLine(line);
-            lines_.push_back("begin " + line["begin"].get<std::string>());
-            replica_.clear();
-            isComplete_ = line["begin"] == "changes";
-            wasLost_ = false;
-        } else if (line.contains("lost")) {
-            EXPECT_GT(line["lost"], 0);
-            lines_.push_back("lost");
-            wasLost_ = true;
-            ++losses_;
-        } else if (line.contains("complete")) {
-            EXPECT_FALSE(std::exchange(isComplete_, true));
-            lines_.push_back("complete");
-        } else {
-            bool const present = line["present"].get<bool>();
-            auto const row = rowText(line);
-            EXPECT_TRUE(present ? replica_.insert(row).second : replica_.erase(row) == 1)
-                << toLine(line);
-            lines_.push_back((present ? "+ " : "- ") + row);
-        }
-    }
-
-    Parameters const query_;
-    Reply const reply_;
-    std::uint64_t seq_ = 0;
-    std::vector<std::string> lines_;
-    std::set<std::string> replica_;
-    bool isComplete_ = false;
-    bool wasLost_ = false;
-    std::uint64_t losses_ = 0;
-};
-
-struct WatchTest : AnswersTest {
-    // What is in the tables, of what a filter admits, in the words of another answer.
-    std::set<std::string> table(Parameters query) const {
-        std::erase_if(query, [](auto const& one) { return one.first == "initial"; });
-        std::set<std::string> rows;
-        Json const answer = ask("addresses", query);
-        for (auto const& address : answer["addresses"]) {
-            if (address["place"] == "table") {
-                EXPECT_TRUE(rows.insert(rowText(address)).second);
-            }
-        }
-        return rows;
-    }
-};
 
 TEST_F(WatchTest, TheTableComesFirstThenItsChangesAsTheyHappen) {
     addAddress(7, "10.0.0.1/24");
@@ -149,20 +55,21 @@ TEST_F(WatchTest, WithoutInitialThereAreOnlyChanges) {
     EXPECT_THAT(watcher.takeLines(), ElementsAre("+ default 10.0.0.2/24 eth0"));
 }
 
-TEST_F(WatchTest, ALineHasAllThatAnAnswerHasOfARow) {
+TEST_F(WatchTest, AnEventHasAllThatAnAnswerHasOfARow) {
     runTo(1.0);
     Reply const one = reply("watch");
     std::string text = drained(*one.body);
-    EXPECT_EQ(text, "{\"seq\":1,\"agent\":\"me\",\"begin\":\"changes\"}\n");
+    EXPECT_EQ(text, "id: me.0\ndata: {\"seq\":0,\"agent\":\"me\",\"begin\":\"changes\"}\n\n");
     text.clear();
     addAddress(7, "2001:db8::1/64");
     runTo(2.0);
     one.body->next(text);
 
     EXPECT_EQ(text,
-              "{\"seq\":2,\"agent\":\"me\",\"vrf\":\"default\",\"interface\":\"eth0\","
+              "id: me.1\n"
+              "data: {\"seq\":1,\"agent\":\"me\",\"vrf\":\"default\",\"interface\":\"eth0\","
               "\"address\":\"2001:db8::1\",\"prefixLength\":64,\"family\":\"IPv6\","
-              "\"subnet\":\"2001:db8::/64\",\"virtual\":false,\"present\":true}\n");
+              "\"subnet\":\"2001:db8::/64\",\"virtual\":false,\"present\":true}\n\n");
 }
 
 TEST_F(WatchTest, AVirtualAddressIsOnNoInterface) {
@@ -240,7 +147,7 @@ TEST_F(WatchTest, WhoIsTooSlowIsToldSoAndBeginsAnew) {
     EXPECT_EQ(changes.end() - changes.first(), heldChanges);
     slow.pullAll();
 
-    EXPECT_THAT(slow.takeLines(), ElementsAre("begin changes", "lost", "begin anew",
+    EXPECT_THAT(slow.takeLines(), ElementsAre("begin changes", "begin anew",
                                               "+ default 10.0.0.1/24 eth0", "complete"));
     EXPECT_EQ(slow.losses(), 1U);
 }
@@ -311,100 +218,152 @@ TEST_F(WatchTest, ABadQuestionIsRefused) {
               404U);
 }
 
-// Some watch from the beginning, some come and go, some are slow; VRFs come and go, tables are
-// replaced.
-struct RandomWatch : WatchTest {
-    void change() {
-        auto const host = number(1, 30);
-        std::uint32_t const ifIndex = number(0, 1) ? 7 : 8;
-        auto const text = number(0, 2) ? fmt::format("10.{}.0.{}/24", ifIndex, host)
-                                       : fmt::format("2001:db8:{}::{}/64", ifIndex, host);
-        Netlink::Fake::Place const link{own, ifIndex};
-        switch (number(0, 40)) {
-            case 0:
-                kernel.links().setUp(link, number(0, 1) == 1);
-                break;
-            case 1:
-                agent.router().tableAdd(L3::VrfName("default")).apply();
-                break;
-            case 2:
-                if (red_) {
-                    kernel.removeName("ns-red");
-                    red_.reset();
-                } else {
-                    red_ = kernel.makeNamespace("ns-red");
-                    kernel.settings(*red_).linkLocal = false;
-                    add(*red_, 7, "eth0");
-                    kernel.links().addAddress(
-                        {*red_, 7}, {.own = Nimb::IpGenAddrWithMask("10.7.0.1/24"), .flags = {}});
-                }
-                break;
-            default: {
-                Netlink::Fake::Address const address{.own = Nimb::IpGenAddrWithMask(text),
-                                                     .flags = IFA_F_NODAD};
-                if (number(0, 1)) {
-                    kernel.links().addAddress(link, address);
-                } else {
-                    kernel.links().removeAddress(link, {.own = address.own});
-                }
-            }
+TEST_F(WatchTest, WhoComesBackWithHisLastIdIsToldWhatChangedMeanwhileOnce) {
+    addAddress(7, "10.0.0.1/24");
+    runTo(1.0);
+    Watcher watcher(*this, initial);
+    watcher.pullAll();
+    addAddress(7, "10.0.0.2/24");
+    addAddress(7, "10.0.0.3/24");
+    runTo(2.0);
+    watcher.pull();
+    watcher.takeLines();
+    // The next event comes in half.
+    watcher.pull(40);
+    addAddress(7, "10.0.0.4/24");
+    runTo(3.0);
+    watcher.connect();
+    EXPECT_EQ(changes.readers(), 1U);
+    watcher.pullAll();
+
+    EXPECT_THAT(watcher.takeLines(), ElementsAre("begin resumed", "+ default 10.0.0.3/24 eth0",
+                                                 "+ default 10.0.0.4/24 eth0"));
+    EXPECT_EQ(watcher.replica(), table({}));
+}
+
+// The agent lets go who does not read for long; he finds what he had as it was.
+TEST_F(WatchTest, WhoWasLetGoSinceHeDidNotReadGoesOnWithWhatHeHad) {
+    runTo(1.0);
+    Watcher watcher(*this, {});
+    watcher.pullAll();
+    watcher.takeLines();
+    for (int i = 1; i <= static_cast<int>(heldChanges); ++i) {
+        addAddress(8, fmt::format("10.1.{}.1/24", i).c_str());
+    }
+    runTo(2.0);
+    // Written for him, and never read.
+    for (int i = 0; i < 20; ++i) {
+        watcher.pull(0);
+    }
+    watcher.connect();
+    watcher.pullAll();
+
+    EXPECT_EQ(watcher.replica().size(), heldChanges);
+    EXPECT_EQ(watcher.resumptions(), 1U);
+    addAddress(8, "10.2.0.1/24");
+    runTo(3.0);
+    watcher.pullAll();
+    EXPECT_EQ(watcher.replica().size(), heldChanges + 1);
+}
+
+TEST_F(WatchTest, WhatFellOutOfTheLogMeanwhileIsCountedAndTheTableFollows) {
+    addAddress(7, "10.0.0.1/24");
+    runTo(1.0);
+    Watcher watcher(*this, {{"address", "10.0.0.1"}});
+    watcher.pullAll();
+    watcher.takeLines();
+    for (int i = 1; i <= static_cast<int>(heldChanges) + 1; ++i) {
+        addAddress(8, fmt::format("10.1.{}.1/24", i).c_str());
+    }
+    runTo(2.0);
+    auto const id = watcher.lastEventId();
+    std::string text;
+    reply("watch", {}, "GET", id).body->next(text);
+    EXPECT_EQ(text,
+              "data: {\"seq\":51,\"agent\":\"me\",\"begin\":\"anew\","
+              "\"why\":\"more has changed than is kept\",\"lost\":51}\n\n");
+    // Cut off in the walk he comes with the id that he had, and is told the same.
+    for (int i = 0; i < 2; ++i) {
+        watcher.connect();
+        watcher.pull();
+        EXPECT_EQ(watcher.lastEventId(), id);
+    }
+    watcher.pullAll();
+    EXPECT_THAT(watcher.takeLines(),
+                ElementsAre("begin anew", "begin anew", "+ default 10.0.0.1/24 eth0", "complete"));
+    EXPECT_EQ(watcher.lastEventId(), "me.51");
+}
+
+TEST_F(WatchTest, WhereAnIdIsOfNoUseItIsSaidWhyAndTheTableFollows) {
+    addAddress(7, "10.0.0.1/24");
+    runTo(1.0);
+    Watcher const watches(*this, {});
+    for (auto const& [id, why] : std::vector<std::pair<std::string, std::string>>{
+             {"you.0", "the last event is another agent's"},
+             {"me.1", "the last event has not been yet"},
+             {"me", "the last event's id cannot be read: "},
+             {"", "the last event's id cannot be read: "},
+             {std::string("me.0\0\r\n\xff", 8), "the last event's id cannot be read: "}}) {
+        for (auto const* flag : {"true", "false"}) {
+            Parameters const query{{"initial", flag}, {"address", "10.0.0.1"}};
+            std::string text;
+            reply("watch", query, "GET", id).body->next(text);
+            EXPECT_THAT(text, testing::StartsWith(
+                                  fmt::format("data: {{\"seq\":0,\"agent\":\"me\",\"begin\":"
+                                              "\"anew\",\"why\":\"{}",
+                                              why)));
+            Watcher watcher(*this, query);
+            watcher.connectWith(id);
+            watcher.pullAll();
+            EXPECT_THAT(watcher.takeLines(),
+                        ElementsAre("begin anew", "+ default 10.0.0.1/24 eth0", "complete"));
         }
     }
-    Parameters query() {
-        static std::vector<Parameters> const queries{{},
-                                                     {{"prefix", "10.7.0.0/24"}},
-                                                     {{"vrf", "default"}, {"family", "6"}},
-                                                     {{"interface", "eth1"}},
-                                                     {{"address", "10.7.0.1"}}};
-        Parameters query = queries[static_cast<std::size_t>(number(0, 4))];
-        query.emplace_back("initial", "");
-        return query;
+}
+
+TEST_F(WatchTest, ThereAreNoIdsBeforeTheWalkIsComplete) {
+    for (int i = 1; i <= 20; ++i) {
+        addAddress(7, fmt::format("10.0.{}.1/24", i).c_str());
     }
-    int number(int least, int most) {
-        return std::uniform_int_distribution<int>(least, most)(random);
+    runTo(1.0);
+    Watcher watcher(*this, initial);
+    while (watcher.replica().empty()) {
+        watcher.pull();
     }
+    // Of what the walk has passed, and more of it than an id alone would wait for.
+    auto const row = *watcher.replica().begin();
+    auto const addr = row.substr(8, row.rfind(' ') - 8);
+    for (int i = 0; i < 5; ++i) {
+        removeAddress(7, addr.c_str());
+        runTo(2.0 + 8.0 * i);
+        addAddress(7, addr.c_str());
+        runTo(6.0 + 8.0 * i);
+    }
+    EXPECT_GE(changes.end(), 10U);
+    while (!watcher.isComplete()) {
+        EXPECT_EQ(watcher.lastEventId(), "");
+        watcher.pull();
+    }
+    EXPECT_EQ(watcher.lastEventId(), fmt::format("me.{}", changes.end()));
+}
 
-    std::mt19937 random{1};
-
-private:
-    std::optional<Netlink::NamespaceId> red_;
-};
-
-TEST_F(RandomWatch, EveryReplicaIsTheFilteredTableWheneverItIsQuiet) {
-    double now = 1.0;
-    runTo(now);
-    std::vector<std::unique_ptr<Watcher>> watchers;
-    std::uint64_t losses = 0;
-    for (int round = 0; round < 20; ++round) {
-        for (int turn = number(0, 60); turn > 0; --turn) {
-            for (int count = number(0, 8); count > 0; --count) {
-                change();
-            }
-            runTo(now += 0.05 * number(0, 10));
-            if (number(0, 9) == 0 && watchers.size() < 6) {
-                watchers.push_back(std::make_unique<Watcher>(*this, query()));
-            }
-            if (number(0, 30) == 0 && !watchers.empty()) {
-                watchers.erase(watchers.begin());
-            }
-            for (std::size_t i = 0; i < watchers.size(); ++i) {
-                // The first ones read next to nothing.
-                for (int pulls = number(0, i < 2 ? 1 : 30); pulls > 0; --pulls) {
-                    watchers[i]->pull();
-                }
-            }
+TEST_F(WatchTest, WhoIsToldOfLittleKeepsAnIdThatIsOfUse) {
+    runTo(1.0);
+    Watcher watcher(*this, {{"address", "10.0.0.1"}});
+    watcher.pullAll();
+    watcher.takeLines();
+    for (int i = 1; i <= 4 * static_cast<int>(heldChanges); ++i) {
+        addAddress(8, fmt::format("10.1.{}.1/24", i).c_str());
+        runTo(1.0 + i);
+        watcher.pullAll();
+        if (i % 20 == 0) {
+            watcher.connect();
+            watcher.pullAll();
         }
-        runTo(now += 20.0);
-        for (auto const& watcher : watchers) {
-            watcher->pullAll();
-            EXPECT_TRUE(watcher->isComplete());
-            EXPECT_EQ(watcher->replica(), table(watcher->query())) << round;
-            losses += watcher->losses();
-        }
-        ASSERT_FALSE(HasFailure()) << round;
     }
-    EXPECT_GT(losses, 0U);
-    EXPECT_LE(changes.end() - changes.first(), heldChanges);
+
+    EXPECT_THAT(watcher.takeLines(), testing::Each("begin resumed"));
+    EXPECT_EQ(watcher.resumptions(), 10U);
 }
 
 }  // namespace

@@ -10,13 +10,14 @@ namespace IntfAddr {
 
 std::string watchText(Json const& line) {
     if (line.contains("begin")) {
-        return fmt::format("# begin {}\n", line["begin"].get<std::string>());
+        auto const why = line.value("why", "");
+        auto const lost = line.value("lost", std::uint64_t{0});
+        return fmt::format("# begin {}{}{}\n", line["begin"].get<std::string>(),
+                           why.empty() ? "" : ": " + printable(why),
+                           lost == 0 ? "" : fmt::format(" ({} changes are lost)", lost));
     }
     if (line.contains("complete")) {
         return "# complete\n";
-    }
-    if (line.contains("lost")) {
-        return fmt::format("# lost {} changes\n", line["lost"].get<std::uint64_t>());
     }
     bool const isVirtual = line["virtual"].get<bool>();
     auto const name = [&line](char const* member) {

@@ -3,7 +3,7 @@
 //
 //   +  default  192.0.2.1/24    eth0  192.0.2.0/24
 //   # complete
-//   # lost 70 changes
+//   # begin anew: more has changed than is kept (70 changes are lost)
 #pragma once
 
 #include <string>

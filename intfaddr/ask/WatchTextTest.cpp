@@ -23,9 +23,11 @@ TEST(WatchText, RowsComeAndGoInColumns) {
 }
 
 TEST(WatchText, WhatIsSaidOfTheStreamIsNoRow) {
-    EXPECT_EQ(watchText({{"begin", "anew"}}), "# begin anew\n");
+    EXPECT_EQ(watchText({{"begin", "table"}}), "# begin table\n");
+    EXPECT_EQ(watchText({{"begin", "anew"}, {"why", "a\x1b"}}), "# begin anew: a?\n");
+    EXPECT_EQ(watchText({{"begin", "anew"}, {"why", "b"}, {"lost", 70}}),
+              "# begin anew: b (70 changes are lost)\n");
     EXPECT_EQ(watchText({{"complete", true}}), "# complete\n");
-    EXPECT_EQ(watchText({{"lost", 70}}), "# lost 70 changes\n");
 }
 
 }  // namespace

@@ -121,14 +121,26 @@ std::size_t receive(int socket, std::array<char, std::size_t{64} << 10>& buffer,
 
 unsigned Client::send(std::string const& method, std::string const& target, std::string const& body,
                       Each const& each) {
+    return exchange(method, target, "", body, each);
+}
+
+unsigned Client::follow(std::string const& target, std::string const& lastEventId,
+                        Each const& each) {
+    auto const id =
+        lastEventId.empty() ? std::string() : fmt::format("Last-Event-ID: {}\r\n", lastEventId);
+    return exchange("GET", target, "Accept: text/event-stream\r\n" + id, "", each);
+}
+
+unsigned Client::exchange(std::string const& method, std::string const& target,
+                          std::string const& fields, std::string const& body, Each const& each) {
     status_ = 0;
     auto const socket = connected(path_);
     limit(socket.number(), SO_SNDTIMEO, readTime_);
     limit(socket.number(), SO_RCVTIMEO, readTime_);
     sendAll(socket.number(),
             fmt::format("{} {} HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n"
-                        "Content-Length: {}\r\n\r\n{}",
-                        method, target, body.size(), body),
+                        "{}Content-Length: {}\r\n\r\n{}",
+                        method, target, fields, body.size(), body),
             readTime_);
 
     http::response_parser<HandedOn> parser;
@@ -144,7 +156,7 @@ unsigned Client::send(std::string const& method, std::string const& target, std:
     while (!parser.is_done()) {
         auto const size = receive(socket.number(), buffer, readTime_);
         if (size == 0) {
-            throw std::runtime_error("the agent went away");
+            throw AgentWentAway();
         }
         received.append(buffer.data(), size);
         boost::system::error_code error;

@@ -24,6 +24,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The connection broke before the reply was whole.
+class AgentWentAway : public std::runtime_error {
+public:
+    AgentWentAway() : std::runtime_error("the agent went away") {}
+};
+
 class Client {
 public:
     using Each = std::function<void(std::string_view piece)>;
@@ -38,18 +44,25 @@ public:
         : path_(std::move(path)), readTime_(readTime) {}
 
     // The status of the reply, when its body has come whole. `each` is called with the pieces of
-    // the body in their order; what it throws ends the request. Throws NoAgent, and
-    // std::runtime_error where the agent went away before the end, or says nothing.
+    // the body in their order; what it throws ends the request. Throws NoAgent, AgentWentAway, and
+    // std::runtime_error where the agent says nothing, or what cannot be read.
     unsigned get(std::string const& target, Each const& each) {
         return send("GET", target, "", each);
     }
     unsigned send(std::string const& method, std::string const& target, std::string const& body,
                   Each const& each);
 
+    // A stream of events (EventStream.h), behind the one of that id unless it is empty.
+    unsigned follow(std::string const& target, std::string const& lastEventId, Each const& each);
+
     // Of the reply whose pieces are coming or came last; 0 before that.
     unsigned status() const { return status_; }
 
 private:
+    // `fields` are those that this request alone has, each with the end of its line.
+    unsigned exchange(std::string const& method, std::string const& target,
+                      std::string const& fields, std::string const& body, Each const& each);
+
     std::string const path_;
     Zin::Seconds const readTime_;
     unsigned status_ = 0;

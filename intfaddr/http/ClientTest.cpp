@@ -8,6 +8,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "intfaddr/http/TestTalk.h"
 
@@ -73,6 +74,19 @@ TEST(Client, AsksAndIsAnswered) {
     text.clear();
     EXPECT_EQ(client.send("HEAD", "/x", "", each), 404U);
     EXPECT_EQ(text, "");
+}
+
+TEST(Client, FollowsAStreamFromTheEventThatItHadLast) {
+    Agent const agent([](Request const& request) {
+        return textReply(200, request.lastEventId.value_or("none"));
+    });
+    Client client(agent.path());
+    std::string text;
+    auto const each = [&](std::string_view piece) { text += piece; };
+    EXPECT_EQ(client.follow("/x", "a.17", each), 200U);
+    EXPECT_EQ(std::exchange(text, {}), "a.17");
+    client.follow("/x", "", each);
+    EXPECT_EQ(text, "none");
 }
 
 TEST(Client, HandsOnALongBodyAsItComes) {
