@@ -35,6 +35,8 @@
 #include "intfaddr/config/Configuration.h"
 #include "intfaddr/history/HistoryRecorder.h"
 #include "intfaddr/http/Server.h"
+#include "intfaddr/http/TcpListener.h"
+#include "intfaddr/http/UnixListener.h"
 #include "intfaddr/loop/EventLoop.h"
 
 namespace IntfAddr {
@@ -150,8 +152,13 @@ Agent::Options agentOptions(Config const& config) {
     return made;
 }
 
-ServerOptions serverOptions(Config const& config) {
-    ServerOptions made{.path = socketPath(config.runDir.value_or(runDirectory()))};
+// Of requests that may be larger than most.
+constexpr std::size_t largeBody = std::size_t{8} << 20;
+
+ServerOptions serverOptions() { return {.limits = {.largerBodies = {{"/v1/whatif", largeBody}}}}; }
+
+std::unique_ptr<Listener> socketOf(Config const& config) {
+    UnixListener::Options made{.path = socketPath(config.runDir.value_or(runDirectory()))};
     if (config.group) {
         auto const* const group = ::getgrnam(config.group->c_str());
         if (!group) {
@@ -159,7 +166,7 @@ ServerOptions serverOptions(Config const& config) {
         }
         made.group = group->gr_gid;
     }
-    return made;
+    return std::make_unique<UnixListener>(made);
 }
 
 class Running {
@@ -198,10 +205,12 @@ public:
           dumps_(agent_.router()),
           traceLevels_(rights_),
           output_(events_, agent_.clock()),
-          server_(
-              loop_, serverOptions(config()),
-              [this](Request const& request) { return reply(request); },
-              [this](std::string const& line) { notice(line); }) {
+          server_(served(socketOf(config()))) {
+        if (auto const& listen = config().listen) {
+            auto listener = std::make_unique<TcpListener>(listen->address, listen->port);
+            notice(fmt::format("answers at {}", listener->name()));
+            tcpServer_ = served(std::move(listener));
+        }
         keepRing();
         repairs_.history = &history_;
         repairs_.recordings = &recordings_;
@@ -268,6 +277,13 @@ private:
             config().keepVirtual
                 ? std::optional(config().stateDir.value_or(stateDirectory()) + "/virtual-addresses")
                 : std::nullopt);
+    }
+
+    std::unique_ptr<Server> served(std::unique_ptr<Listener> listener) {
+        return std::make_unique<Server>(
+            loop_, std::move(listener), serverOptions(), traffic_,
+            [this](Request const& request) { return reply(request); },
+            [this](std::string const& line) { notice(line); });
     }
 
     Reply reply(Request const& request) {
@@ -376,7 +392,10 @@ private:
     TraceLevels const traceLevels_;
     std::ostringstream events_;
     Scenario::Output output_;
-    Server server_;  // goes before what it asks
+    Traffic traffic_;
+    // They go before what they ask.
+    std::unique_ptr<Server> server_;
+    std::unique_ptr<Server> tcpServer_;
     std::unique_ptr<Scenario::FollowedEventPrinter> printer_;
     Zin::Seconds nextMeasure_ = 0.0;
     bool remembers_ = false;

@@ -21,7 +21,7 @@ struct RecordingsTest : AnswersTest {
         Request request;
         request.method = method;
         request.target = {.segments = {"v1", "record"}, .query = query};
-        request.peer.uid = uid;
+        request.peer = Peer{.uid = uid};
         Reply const reply = recordings.reply(request);
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }
