@@ -152,10 +152,8 @@ Agent::Options agentOptions(Config const& config) {
     return made;
 }
 
-// Of requests that may be larger than most.
+// Of a request that may be larger than most; over TCP none may.
 constexpr std::size_t largeBody = std::size_t{8} << 20;
-
-ServerOptions serverOptions() { return {.limits = {.largerBodies = {{"/v1/whatif", largeBody}}}}; }
 
 std::unique_ptr<Listener> socketOf(Config const& config) {
     UnixListener::Options made{.path = socketPath(config.runDir.value_or(runDirectory()))};
@@ -205,11 +203,11 @@ public:
           dumps_(agent_.router()),
           traceLevels_(rights_),
           output_(events_, agent_.clock()),
-          server_(served(socketOf(config()))) {
+          server_(served(socketOf(config()), {.largerBodies = {{"/v1/whatif", largeBody}}})) {
         if (auto const& listen = config().listen) {
             auto listener = std::make_unique<TcpListener>(listen->address, listen->port);
             notice(fmt::format("answers at {}", listener->name()));
-            tcpServer_ = served(std::move(listener));
+            tcpServer_ = served(std::move(listener), {});
         }
         keepRing();
         repairs_.history = &history_;
@@ -279,9 +277,10 @@ private:
                 : std::nullopt);
     }
 
-    std::unique_ptr<Server> served(std::unique_ptr<Listener> listener) {
+    std::unique_ptr<Server> served(std::unique_ptr<Listener> listener,
+                                   ConnectionLimits const& limits) {
         return std::make_unique<Server>(
-            loop_, std::move(listener), serverOptions(), traffic_,
+            loop_, std::move(listener), ServerOptions{.limits = limits}, traffic_,
             [this](Request const& request) { return reply(request); },
             [this](std::string const& line) { notice(line); });
     }
