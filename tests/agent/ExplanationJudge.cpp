@@ -91,7 +91,9 @@ Json explained(IntfAddr::Agent& agent, Nimb::IpGenAddr const& addr) {
     IntfAddr::Request request;
     request.method = "GET";
     request.target = {.segments = {"v1", "explain"}, .query = {{"address", addr.toStrep()}}};
-    IntfAddr::Reply const reply = answers.reply(request);
+    IntfAddr::Routes routes;
+    answers.addTo(routes);
+    IntfAddr::Reply const reply = routes.reply(request);
     return Json::parse(drained(*reply.body))["explanations"];
 }
 
