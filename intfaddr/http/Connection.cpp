@@ -210,10 +210,12 @@ private:
             service_.traffic.times.add(
                 std::chrono::duration<double>(Clock::now() - *asked_).count());
         }
-        if (isLast_) {
+        if (!isLast_) {
+            receive();
+        } else if (parser_->is_done() && received_.empty()) {
             end();
         } else {
-            receive();
+            linger();
         }
     }
 
@@ -483,6 +485,24 @@ private:
                                  whileOpen([this](Failure const& failure, std::size_t size) {
                                      handleWritten(failure, size);
                                  }));
+    }
+
+    // To close while he still sends would have him lose the reply, which says why he is refused
+    // (RFC 9112, 9.6).
+    void linger() {
+        Failure ignored;
+        socket_.shutdown(asio::socket_base::shutdown_send, ignored);
+        parser_.reset();
+        seat_.reset();
+        arm(limits().requestTime, &State::end);
+        discard();
+    }
+
+    void discard() {
+        socket_.async_read_some(asio::buffer(readBuffer_),
+                                whileOpen([this](Failure const& failure, std::size_t) {
+                                    failure ? end() : discard();
+                                }));
     }
 
     void end() {

@@ -48,6 +48,27 @@ TEST(ConnectionLimits, GoesOnAfterARequestThatIsWrongButWhole) {
     EXPECT_THAT(client.heard(), StartsWith("HTTP/1.1 200"));
 }
 
+// Else the reply would be lost with what he still sends.
+TEST(ConnectionLimits, WhoIsRefusedMaySendTheRest) {
+    Served served;
+    auto client = served.client();
+    EXPECT_TRUE(client.say("PUT / HTTP/1.1\r\nHost: x\r\nContent-Length: 3000000\r\n\r\n"));
+    EXPECT_TRUE(client.say(std::string(3'000'000, 'x')));
+    EXPECT_TRUE(client.hears("413"));
+    EXPECT_TRUE(client.isLetGo());
+    client.close();
+    EXPECT_TRUE(eventually(served.loop, [&] { return served.traffic.clients == 0; }));
+}
+
+TEST(ConnectionLimits, WhoIsRefusedAndStaysIsLetGoAfterAWhile) {
+    Served served(limited({.requestTime = 0.05}));
+    auto client = served.client();
+    client.say("garbage\r\n\r\n");
+    EXPECT_TRUE(client.hears("400"));
+    EXPECT_TRUE(eventually(served.loop, [&] { return served.traffic.clients == 0; }));
+    EXPECT_FALSE(client.say("x"));
+}
+
 TEST(ConnectionLimits, AHeaderHasALimit) {
     Served served(limited({.headerBytes = 1000}));
     std::string const field(500, 'x');

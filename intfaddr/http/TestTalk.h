@@ -43,17 +43,19 @@ public:
         ::fcntl(socket_.number(), F_SETFL, O_NONBLOCK);
     }
 
-    void say(std::string_view text) {
+    // Returns whether all of it was taken.
+    bool say(std::string_view text) {
         while (!text.empty()) {
             auto const size = ::send(socket_.number(), text.data(), text.size(), MSG_NOSIGNAL);
             if (size < 0 && errno != EAGAIN) {
-                return;
+                return false;
             }
             text.remove_prefix(size > 0 ? static_cast<std::size_t>(size) : 0);
             if (!text.empty()) {
                 loop_.wait(loop_.now() + 0.01);
             }
         }
+        return true;
     }
     void get(std::string const& target) { say("GET " + target + " HTTP/1.1\r\nHost: x\r\n\r\n"); }
 

@@ -19,7 +19,7 @@ def resolved(part):
     """What a part of the document stands for."""
     while "$ref" in part:
         found = API
-        for step in part["$ref"].removeprefix("#/").split("/"):
+        for step in part["$ref"].removeprefix(NAME).removeprefix("#/").split("/"):
             found = found[step]
         part = found
     return part
