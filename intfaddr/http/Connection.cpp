@@ -10,35 +10,27 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <chrono>
 #include <exception>
 #include <optional>
 #include <string_view>
 #include <utility>
 
-#include "intfaddr/http/LoopbackHost.h"
 #include "intfaddr/http/ReplyHead.h"
+#include "intfaddr/http/RequestReader.h"
 
 namespace IntfAddr {
 
 namespace {
 
 namespace asio = boost::asio;
-namespace http = boost::beast::http;
 
 using Clock = std::chrono::steady_clock;
-using Parser = http::request_parser<http::string_body>;
 using Failure = boost::system::error_code;
 
 Clock::duration durationOf(Zin::Seconds time) {
     return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(time));
 }
-
-std::string stringOf(boost::beast::string_view text) { return {text.data(), text.size()}; }
-
-std::string_view viewOf(boost::beast::string_view text) { return {text.data(), text.size()}; }
 
 std::string chunkOf(std::string_view piece) {
     return piece.empty() ? "" : fmt::format("{:x}\r\n{}\r\n", piece.size(), piece);
@@ -46,42 +38,6 @@ std::string chunkOf(std::string_view piece) {
 
 // RFC 9110, 6.4.1: neither is followed by a body, whatever its head says.
 bool hasNoBody(unsigned status) { return status == 204 || status == 304; }
-
-// Of a request that may come from a page in a browser.
-std::optional<Reply> strangersRefusal(Parser::value_type const& header) {
-    if (header.method() != http::verb::get && header.method() != http::verb::head) {
-        return errorReply(403, "over TCP one may only read: GET and HEAD");
-    }
-    auto const host = hostOf(viewOf(header.target()));
-    auto const named = host ? *host : viewOf(header[http::field::host]);
-    if (!isLoopbackHost(named)) {
-        return errorReply(421, fmt::format("the host '{}' is not this machine's loopback, which is "
-                                           "all that is answered over TCP",
-                                           named));
-    }
-    return std::nullopt;
-}
-
-Reply replyTo(Parser::value_type& message, std::optional<Peer> const& peer,
-              Connection::Handle const& handle) {
-    // RFC 9112, 3.2.
-    if (message.count(http::field::host) != 1) {
-        return errorReply(400, "a request has one field 'Host'");
-    }
-    Request request;
-    try {
-        request.target = readTarget(stringOf(message.target()));
-    } catch (TargetError const& error) {
-        return errorReply(400, error.what());
-    }
-    request.method = stringOf(message.method_string());
-    request.body = std::move(message.body());
-    request.peer = peer;
-    if (auto const found = message.find("Last-Event-ID"); found != message.end()) {
-        request.lastEventId = stringOf(found->value());
-    }
-    return handle(request);
-}
 
 }  // namespace
 
@@ -104,7 +60,8 @@ public:
           ended_(std::move(ended)),
           socket_(context),
           timer_(context),
-          peer_(peer) {
+          isOverTcp_(!peer),
+          reader_(service.limits, peer, service.largeBodies) {
         socket_.assign(asio::generic::stream_protocol(AF_UNSPEC, 0), socket.number());
         static_cast<void>(socket.release());
     }
@@ -117,7 +74,6 @@ public:
     // No handler does anything after this.
     void close() {
         body_.reset();
-        seat_.reset();
         ended_ = nullptr;
         Failure ignored;
         socket_.close(ignored);
@@ -179,8 +135,8 @@ private:
         if (!isBegun_) {
             requestBegins();
         }
-        received_.append(readBuffer_.data(), size);
-        parse();
+        reader_.put({readBuffer_.data(), size});
+        readRequest();
     }
 
     void handleWritten(Failure const& failure, std::size_t size) {
@@ -212,7 +168,7 @@ private:
         }
         if (!isLast_) {
             receive();
-        } else if (parser_->is_done() && received_.empty()) {
+        } else if (reader_.isAtEnd()) {
             end();
         } else {
             linger();
@@ -226,8 +182,8 @@ private:
     }
 
     void requestTimeOver() {
-        refuse(408, fmt::format("the request was not whole {} s after its beginning",
-                                limits().requestTime));
+        refuse({408, fmt::format("the request was not whole {} s after its beginning",
+                                 limits().requestTime)});
     }
 
     void readerTimeOver() {
@@ -237,21 +193,15 @@ private:
 
     // Decisions and actions.
     void receive() {
-        parser_.emplace();
-        parser_->header_limit(static_cast<std::uint32_t>(limits().headerBytes));
-        parser_->body_limit(boost::none);  // until the header is there
+        reader_.begin();
         isBegun_ = false;
-        isHead_ = false;
-        isAwaited_ = false;
         asked_.reset();
-        seat_.reset();
-        headerSize_ = 0;
-        if (received_.empty()) {
+        if (reader_.isEmpty()) {
             arm(limits().idleTime, &State::end);
             read();
         } else {
             requestBegins();
-            parse();
+            readRequest();
         }
     }
 
@@ -268,35 +218,16 @@ private:
                                 }));
     }
 
-    void parse() {
-        Failure failure;
-        while (!received_.empty() && !parser_->is_done() && !failure) {
-            bool const isHeader = !parser_->is_header_done();
-            auto const size = parser_->put(asio::buffer(received_), failure);
-            received_.erase(0, size);
-            headerSize_ += isHeader ? size : 0;
-            if (isHeader && parser_->is_header_done() && !failure) {
-                if (auto refused = refusal()) {
-                    return refuse(std::move(*refused));
-                }
-            }
+    void readRequest() {
+        auto progress = RequestReader::Progress::more;
+        try {
+            progress = reader_.read();
+        } catch (RefusedReply const& refused) {
+            return refuse(refused);
         }
-        if (failure == http::error::need_more) {
-            failure = {};
-        }
-        // The parser limits no more than each part that it is given, and nothing in the heads of
-        // chunks, which are left until they are whole.
-        if (!failure &&
-            headerSize_ + (parser_->is_done() ? 0 : received_.size()) > limits().headerBytes) {
-            failure = http::error::header_limit;
-        }
-        if (failure) {
-            refuse(failure);
-        } else if (!hasRoom(parser_->get().body().size())) {
-            refuse(noRoom());
-        } else if (parser_->is_done()) {
+        if (progress == RequestReader::Progress::whole) {
             answer();
-        } else if (std::exchange(isAwaited_, false)) {
+        } else if (progress == RequestReader::Progress::awaited) {
             out_ += "HTTP/1.1 100 Continue\r\n\r\n";
             write();
         } else {
@@ -304,61 +235,10 @@ private:
         }
     }
 
-    // What a header alone decides.
-    std::optional<Reply> refusal() {
-        auto const& header = parser_->get();
-        isHead_ = header.method() == http::verb::head;
-        isAwaited_ = boost::beast::iequals(header[http::field::expect], "100-continue");
-        if (header.version() != 11) {
-            return errorReply(400, "the request's version is not HTTP/1.1");
-        }
-        if (auto refused = peer_ ? std::nullopt : strangersRefusal(header)) {
-            return refused;
-        }
-        auto const target = viewOf(header.target());
-        auto const larger = limits().largerBodies.find(target.substr(0, target.find('?')));
-        bodyBytes_ = larger == limits().largerBodies.end() ? limits().bodyBytes : larger->second;
-        parser_->body_limit(bodyBytes_);
-        auto const length = parser_->content_length();
-        if (length && *length > bodyBytes_) {
-            return tooLarge();
-        }
-        return length && !hasRoom(*length) ? std::optional(noRoom()) : std::nullopt;
-    }
-
-    // A body that has so many bytes.
-    bool hasRoom(std::uint64_t size) {
-        if (size > limits().bodyBytes && !seat_) {
-            seat_ = service_.largeBodies.take();
-        }
-        return size <= limits().bodyBytes || seat_;
-    }
-
-    Reply tooLarge() const {
-        return errorReply(413, fmt::format("the body has more than {} bytes", bodyBytes_));
-    }
-    Reply noRoom() const {
-        return errorReply(503, fmt::format("too many others have a body of more than {} bytes just "
-                                           "now",
-                                           limits().bodyBytes));
-    }
-
-    void refuse(Failure const& failure) {
-        if (failure == http::error::header_limit) {
-            refuse(431, fmt::format("the header has more than {} bytes", limits().headerBytes));
-        } else if (failure == http::error::body_limit) {
-            refuse(tooLarge());
-        } else {
-            refuse(400, "the request cannot be read: " + failure.message());
-        }
-    }
-
-    void refuse(unsigned status, std::string const& what) { refuse(errorReply(status, what)); }
-
-    void refuse(Reply reply) {
+    void refuse(RefusedReply const& refused) {
         isLast_ = true;
         askedNow();
-        begin(std::move(reply));
+        begin(errorReply(refused.status(), refused.what()));
     }
 
     void askedNow() {
@@ -367,12 +247,11 @@ private:
     }
 
     void answer() {
-        auto& message = parser_->get();
-        isLast_ = !message.keep_alive();
+        isLast_ = !reader_.keepsAlive();
         askedNow();
         Reply reply;
         try {
-            reply = replyTo(message, peer_, service_.handle);
+            reply = service_.handle(reader_.take());
         } catch (std::exception const& error) {
             reply = failed(error);
         }
@@ -388,9 +267,7 @@ private:
     }
 
     void tell(std::exception const& error) {
-        service_.notice(fmt::format("a request failed: {} {}: {}",
-                                    stringOf(parser_->get().method_string()),
-                                    stringOf(parser_->get().target()), error.what()));
+        service_.notice(fmt::format("a request failed: {}: {}", reader_.said(), error.what()));
     }
 
     void begin(Reply reply) {
@@ -402,7 +279,7 @@ private:
         isHeadSent_ = false;
         if (hasNoBody(status_)) {
             finish("");
-        } else if (isHead_) {
+        } else if (reader_.isHead()) {
             finish("Transfer-Encoding: chunked");
         } else {
             body_->onMore([weak = weak_from_this()] {
@@ -452,7 +329,7 @@ private:
             write();
         } else if (progress == Body::Progress::waits) {
             isWaiting_ = true;
-            if (!peer_) {
+            if (isOverTcp_) {
                 watchSilence();
             }
         } else {
@@ -492,8 +369,7 @@ private:
     void linger() {
         Failure ignored;
         socket_.shutdown(asio::socket_base::shutdown_send, ignored);
-        parser_.reset();
-        seat_.reset();
+        reader_.begin();
         arm(limits().requestTime, &State::end);
         discard();
     }
@@ -518,20 +394,14 @@ private:
     std::function<void()> ended_;
     asio::generic::stream_protocol::socket socket_;
     asio::steady_timer timer_;  // of idle, request and reader: one at a time
-    std::optional<Peer> const peer_;
+    bool const isOverTcp_;
     bool watchesSilence_ = false;
 
     // The request that comes, or is answered.
     std::array<char, std::size_t{8} << 10> readBuffer_;
-    std::string received_;  // and not parsed yet
-    std::optional<Parser> parser_;
+    RequestReader reader_;
     bool isBegun_ = false;
     Clock::time_point requestEnd_;
-    std::size_t headerSize_ = 0;  // of what has been parsed
-    std::size_t bodyBytes_ = 0;   // at most
-    Seats::Seat seat_;            // of a body that is larger than most, until the reply has gone
-    bool isAwaited_ = false;      // he waits to be told to send the body
-    bool isHead_ = false;
     bool isLast_ = false;
 
     // Its reply.
