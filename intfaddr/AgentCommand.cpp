@@ -36,6 +36,8 @@
 #include "intfaddr/config/Configuration.h"
 #include "intfaddr/history/HistoryRecorder.h"
 #include "intfaddr/http/Server.h"
+#include "intfaddr/http/TcpListener.h"
+#include "intfaddr/http/UnixListener.h"
 #include "intfaddr/loop/EventLoop.h"
 #include "intfaddr/rehearsal/Rehearsals.h"
 
@@ -152,8 +154,11 @@ Agent::Options agentOptions(Config const& config) {
     return made;
 }
 
-ServerOptions serverOptions(Config const& config) {
-    ServerOptions made{.path = socketPath(config.runDir.value_or(runDirectory()))};
+// Of a request that may be larger than most; over TCP none may.
+constexpr std::size_t largeBody = std::size_t{8} << 20;
+
+std::unique_ptr<Listener> socketOf(Config const& config) {
+    UnixListener::Options made{.path = socketPath(config.runDir.value_or(runDirectory()))};
     if (config.group) {
         auto const* const group = ::getgrnam(config.group->c_str());
         if (!group) {
@@ -161,7 +166,7 @@ ServerOptions serverOptions(Config const& config) {
         }
         made.group = group->gr_gid;
     }
-    return made;
+    return std::make_unique<UnixListener>(made);
 }
 
 class Running {
@@ -202,16 +207,18 @@ public:
           rehearsals_(loop_, {"/proc/self/exe", "what-if", "--json", "--run-dir",
                               config().runDir.value_or(runDirectory()), "-"}),
           output_(events_, agent_.clock()),
-          server_(
-              loop_, serverOptions(config()),
-              [this](Request const& request) { return routes_.reply(request); },
-              [this](std::string const& line) { notice(line); }) {
+          server_(served(socketOf(config()), {.largerBodies = {{"/v1/whatif", largeBody}}})) {
         answers_.addTo(routes_);
         virtualChanges_.addTo(routes_);
         recordings_.addTo(routes_);
         dumps_.addTo(routes_);
         traceLevels_.addTo(routes_);
         rehearsals_.addTo(routes_);
+        if (auto const& listen = config().listen) {
+            auto listener = std::make_unique<TcpListener>(listen->address, listen->port);
+            notice(fmt::format("answers at {}", listener->name()));
+            tcpServer_ = served(std::move(listener), {});
+        }
         keepRing();
         repairs_.history = &history_;
         repairs_.recordings = &recordings_;
@@ -278,6 +285,14 @@ private:
             config().keepVirtual
                 ? std::optional(config().stateDir.value_or(stateDirectory()) + "/virtual-addresses")
                 : std::nullopt);
+    }
+
+    std::unique_ptr<Server> served(std::unique_ptr<Listener> listener,
+                                   ConnectionLimits const& limits) {
+        return std::make_unique<Server>(
+            loop_, std::move(listener), ServerOptions{.limits = limits}, traffic_,
+            [this](Request const& request) { return routes_.reply(request); },
+            [this](std::string const& line) { notice(line); });
     }
 
     // Without a file the ring is lost with the process, and no more is.
@@ -377,7 +392,10 @@ private:
     Routes routes_;
     std::ostringstream events_;
     Scenario::Output output_;
-    Server server_;  // goes before what it asks
+    Traffic traffic_;
+    // They go before what they ask.
+    std::unique_ptr<Server> server_;
+    std::unique_ptr<Server> tcpServer_;
     std::unique_ptr<Scenario::FollowedEventPrinter> printer_;
     Zin::Seconds nextMeasure_ = 0.0;
     bool remembers_ = false;

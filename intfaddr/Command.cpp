@@ -155,6 +155,18 @@ void addAgent(CLI::App& app, AgentOptions& options) {
                      "Who may ask, by the group of the socket (the agent's own)")
         ->type_name("NAME");
     command
+        ->add_option_function<std::string>(
+            "--listen",
+            [&config](std::string const& text) {
+                try {
+                    config.listen = readListenAddress(text);
+                } catch (std::runtime_error const& error) {
+                    throw CLI::ValidationError("--listen", error.what());
+                }
+            },
+            "Answer programs of this machine over TCP too, there, who may only read")
+        ->type_name("ADDR:PORT");
+    command
         ->add_option("--coalesce", config.coalesce,
                      "Wait so long for more after a change, for one publication (1)")
         ->type_name("MILLISECONDS")

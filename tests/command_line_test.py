@@ -70,6 +70,7 @@ class CommandLine(unittest.TestCase):
         for arguments, word in ((["--coalesce", "-1"], "--coalesce"), (["--coalesce", "x"], "--coalesce"),
                                 (["--yield-every", "0"], "--yield-every"), (["--limit", "7"], "--limit"),
                                 (["--receive-buffer", "1"], "--receive-buffer"),
+                                (["--listen", "10.0.0.1:80"], "--listen: '10.0.0.1:80' is not an address of loopback"),
                                 (["--no-such"], "--no-such"), (["surplus"], "surplus")):
             self.expect_bad_argument(["agent", *arguments], word)
 

@@ -23,7 +23,7 @@ struct RecordingsTest : AnswersTest {
         Request request;
         request.method = method;
         request.target = {.segments = {"v1", "record"}, .query = query};
-        request.peer.uid = uid;
+        request.peer = Peer{.uid = uid};
         Reply const reply = routes.reply(request);
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }
@@ -101,7 +101,7 @@ TEST_F(RecordingsTest, ABadQuestionIsRefusedInWords) {
 TEST_F(RecordingsTest, WhoMayOnlyChangeSomethingMayNotHaveAFileWritten) {
     uid_t const changer = ::geteuid() + 1;
     rights.changersAre({changer});
-    ASSERT_TRUE(rights.mayChange({.uid = changer}));
+    ASSERT_TRUE(rights.mayChange(Peer{.uid = changer}));
     EXPECT_THAT(asked("PUT", {{"file", file}}, changer), StartsWith("403 "));
     EXPECT_THAT(asked("DELETE", {}, changer), StartsWith("403 "));
     EXPECT_FALSE(namesIn(folder.path).contains("recording"));

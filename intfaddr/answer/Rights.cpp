@@ -4,11 +4,13 @@
 
 namespace IntfAddr {
 
-bool Rights::mayChange(Peer const& peer) const {
-    return mayWriteFiles(peer) || changers_.contains(peer.uid);
+bool Rights::mayChange(std::optional<Peer> const& peer) const {
+    return mayWriteFiles(peer) || (peer && changers_.contains(peer->uid));
 }
 
-bool Rights::mayWriteFiles(Peer const& peer) { return peer.uid == 0 || peer.uid == ::geteuid(); }
+bool Rights::mayWriteFiles(std::optional<Peer> const& peer) {
+    return peer && (peer->uid == 0 || peer->uid == ::geteuid());
+}
 
 Reply refusal() {
     return errorReply(403,

@@ -22,7 +22,7 @@ struct TraceLevelsTest : testing::Test {
         Request request;
         request.method = method;
         request.target = {.segments = {"v1", "trace"}, .query = query};
-        request.peer.uid = uid;
+        request.peer = Peer{.uid = uid};
         Reply const reply = routes.reply(request);
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }

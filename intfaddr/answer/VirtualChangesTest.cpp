@@ -20,7 +20,7 @@ struct VirtualChangesTest : AnswersTest {
         Request request;
         request.method = method;
         request.target = {.segments = {"v1", "virtual"}, .query = query};
-        request.peer.uid = uid;
+        request.peer = Peer{.uid = uid};
         Reply const reply = routes.reply(request);
         return fmt::format("{} {}", reply.status, drained(*reply.body));
     }

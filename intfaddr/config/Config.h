@@ -11,6 +11,7 @@
 #include <string>
 
 #include "feeds/netlink/Picture.h"
+#include "intfaddr/config/ListenAddress.h"
 #include "intfaddr/config/VirtualAddress.h"
 
 namespace IntfAddr {
@@ -27,6 +28,8 @@ struct Config {
     std::optional<std::string> runDir{};
     // The name of the group that may ask; the process's where nothing is given.
     std::optional<std::string> group{};
+    // Where programs may ask over TCP too; nowhere where nothing is given.
+    std::optional<ListenAddress> listen{};
     double coalesce = 1.0;  // milliseconds
     std::uint32_t yieldEvery = 1000;
     std::uint64_t receiveBuffer = std::uint64_t{16} * 1024 * 1024;  // bytes

@@ -101,6 +101,15 @@ std::string toGroup(Place const& place) {
                                     : (place.fail(fmt::format("there is no group '{}'", name)), "");
 }
 
+ListenAddress toListenAddress(Place const& place) {
+    auto const text = toText(place, "an address and a port");
+    try {
+        return readListenAddress(text);
+    } catch (std::runtime_error const& error) {
+        place.fail(error.what());
+    }
+}
+
 uid_t toUser(Place const& place) {
     if (place.node.is_integer()) {
         return toInteger<uid_t>(place, 0, std::numeric_limits<uid_t>::max() - 1);
@@ -212,6 +221,7 @@ std::vector<Key> const& keys() {
         keyOf("trouble-dir", atStart, &Config::troubleDir, toPath),
         keyOf("run-dir", atStart, &Config::runDir, toPath),
         keyOf("group", atStart, &Config::group, toGroup),
+        keyOf("listen", atStart, &Config::listen, toListenAddress),
         keyOf("coalesce", live, &Config::coalesce, toMilliseconds),
         keyOf("yield-every", atStart, &Config::yieldEvery,
               [](Place const& place) {

@@ -39,6 +39,7 @@ limit = 4096
 trouble-dir = "/b"
 run-dir = "/c"
 group = "root"
+listen = "[::1]:9179"
 coalesce = 2.5
 yield-every = 1
 receive-buffer = 1073741824
@@ -52,22 +53,24 @@ default = ["10.0.0.1", "::1"]
 "red/x" = ["10.0.0.1"]
 )",
                                      "f");
-    EXPECT_EQ(config, (Config{.events = true,
-                              .record = "/a",
-                              .limit = 4096,
-                              .troubleDir = "/b",
-                              .runDir = "/c",
-                              .group = "root",
-                              .coalesce = 2.5,
-                              .yieldEvery = 1,
-                              .receiveBuffer = 1073741824,
-                              .policy = {.leftOut = {"e*", "f?"}, .borrows = false},
-                              .changers = {0, 7},
-                              .virtualAddresses = {{"default", Nimb::IpGenAddr("10.0.0.1")},
-                                                   {"default", Nimb::IpGenAddr("::1")},
-                                                   {"red/x", Nimb::IpGenAddr("10.0.0.1")}},
-                              .keepVirtual = true,
-                              .stateDir = "/d"}));
+    EXPECT_EQ(config,
+              (Config{.events = true,
+                      .record = "/a",
+                      .limit = 4096,
+                      .troubleDir = "/b",
+                      .runDir = "/c",
+                      .group = "root",
+                      .listen = ListenAddress{.address = Nimb::IpGenAddr("::1"), .port = 9179},
+                      .coalesce = 2.5,
+                      .yieldEvery = 1,
+                      .receiveBuffer = 1073741824,
+                      .policy = {.leftOut = {"e*", "f?"}, .borrows = false},
+                      .changers = {0, 7},
+                      .virtualAddresses = {{"default", Nimb::IpGenAddr("10.0.0.1")},
+                                           {"default", Nimb::IpGenAddr("::1")},
+                                           {"red/x", Nimb::IpGenAddr("10.0.0.1")}},
+                      .keepVirtual = true,
+                      .stateDir = "/d"}));
     EXPECT_EQ(readConfig("coalesce = 3", "f").coalesce, 3.0);
 }
 
@@ -96,6 +99,9 @@ TEST(ConfigFile, ABadValueIsNamedWithItsLine) {
              {"coalesce = nan", "f:1: 'coalesce': nan is"},
              {"coalesce = [1]", "f:1: 'coalesce': a list is"},
              {"group = \"no such group\"", "f:1: 'group': there is no group 'no such group'"},
+             {"listen = 9179", "f:1: 'listen': 9179 is not expected: an address and a port is"},
+             {"listen = \"10.0.0.1:80\"",
+              "f:1: 'listen': '10.0.0.1:80' is not an address of loopback: "},
              {"changers = \"root\"", "f:1: 'changers': 'root' is not expected: a list of users is"},
              {"changers = [\n\"root\",\n\"no such user\"]",
               "f:3: 'changers': there is no user 'no such user'"},
@@ -165,12 +171,13 @@ TEST(ConfigFile, OfTheExampleIsTheDefaults) {
     Config config = readConfig(uncommented, "f");
     EXPECT_EQ(config.virtualAddresses.size(), 4U);
     EXPECT_TRUE(config.record && config.troubleDir && config.runDir && config.group &&
-                config.stateDir);
+                config.stateDir && config.listen);
     config.virtualAddresses.clear();
     for (auto* const hasNoDefault :
          {&config.record, &config.troubleDir, &config.runDir, &config.group, &config.stateDir}) {
         hasNoDefault->reset();
     }
+    config.listen.reset();
     EXPECT_EQ(config, Config());
 }
 
@@ -187,7 +194,7 @@ TEST(ConfigFile, OfTheExampleHasEveryKey) {
             name[1] == "virtual" ? "\n[virtual]\n" : "\n# " + name.str(1) + " = ";
         EXPECT_THAT(example, HasSubstr(begin));
     }
-    EXPECT_EQ(keys, 15);
+    EXPECT_EQ(keys, 16);
 }
 
 }  // namespace

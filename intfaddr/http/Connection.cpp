@@ -6,8 +6,8 @@
 
 #include <array>
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -18,6 +18,7 @@
 #include <string_view>
 #include <utility>
 
+#include "intfaddr/http/LoopbackHost.h"
 #include "intfaddr/http/ReplyHead.h"
 
 namespace IntfAddr {
@@ -37,12 +38,7 @@ Clock::duration durationOf(Zin::Seconds time) {
 
 std::string stringOf(boost::beast::string_view text) { return {text.data(), text.size()}; }
 
-Peer peerOf(int socket) {
-    ucred known{};
-    socklen_t size = sizeof known;
-    ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &known, &size);
-    return {.uid = known.uid, .gid = known.gid, .pid = known.pid};
-}
+std::string_view viewOf(boost::beast::string_view text) { return {text.data(), text.size()}; }
 
 std::string chunkOf(std::string_view piece) {
     return piece.empty() ? "" : fmt::format("{:x}\r\n{}\r\n", piece.size(), piece);
@@ -51,7 +47,22 @@ std::string chunkOf(std::string_view piece) {
 // RFC 9110, 6.4.1: neither is followed by a body, whatever its head says.
 bool hasNoBody(unsigned status) { return status == 204 || status == 304; }
 
-Reply replyTo(Parser::value_type const& message, Peer const& peer,
+// Of a request that may come from a page in a browser.
+std::optional<Reply> strangersRefusal(Parser::value_type const& header) {
+    if (header.method() != http::verb::get && header.method() != http::verb::head) {
+        return errorReply(403, "over TCP one may only read: GET and HEAD");
+    }
+    auto const host = hostOf(viewOf(header.target()));
+    auto const named = host ? *host : viewOf(header[http::field::host]);
+    if (!isLoopbackHost(named)) {
+        return errorReply(421, fmt::format("the host '{}' is not this machine's loopback, which is "
+                                           "all that is answered over TCP",
+                                           named));
+    }
+    return std::nullopt;
+}
+
+Reply replyTo(Parser::value_type& message, std::optional<Peer> const& peer,
               Connection::Handle const& handle) {
     // RFC 9112, 3.2.
     if (message.count(http::field::host) != 1) {
@@ -64,7 +75,7 @@ Reply replyTo(Parser::value_type const& message, Peer const& peer,
         return errorReply(400, error.what());
     }
     request.method = stringOf(message.method_string());
-    request.body = message.body();
+    request.body = std::move(message.body());
     request.peer = peer;
     if (auto const found = message.find("Last-Event-ID"); found != message.end()) {
         request.lastEventId = stringOf(found->value());
@@ -86,17 +97,15 @@ class Connection::State : public std::enable_shared_from_this<State> {
     }
 
 public:
-    State(asio::io_context& context, Netlink::Descriptor socket, ConnectionLimits const& limits,
-          Handle const& handle, Notice const& notice, std::function<void()> ended)
+    State(asio::io_context& context, Netlink::Descriptor socket, std::optional<Peer> const& peer,
+          Service& service, std::function<void()> ended)
         : context_(context),
-          limits_(limits),
-          handle_(handle),
-          notice_(notice),
+          service_(service),
           ended_(std::move(ended)),
           socket_(context),
           timer_(context),
-          peer_(peerOf(socket.number())) {
-        socket_.assign(asio::local::stream_protocol(), socket.number());
+          peer_(peer) {
+        socket_.assign(asio::generic::stream_protocol(AF_UNSPEC, 0), socket.number());
         static_cast<void>(socket.release());
     }
 
@@ -108,6 +117,7 @@ public:
     // No handler does anything after this.
     void close() {
         body_.reset();
+        seat_.reset();
         ended_ = nullptr;
         Failure ignored;
         socket_.close(ignored);
@@ -132,8 +142,26 @@ private:
         return ::poll(&one, 1, 0) == 1;
     }
 
+    // For who closed his side while there is nothing to be sent to him.
+    void watchSilence() {
+        if (std::exchange(watchesSilence_, true)) {
+            return;
+        }
+        socket_.async_wait(asio::socket_base::wait_read, whileOpen([this](Failure const&) {
+                               watchesSilence_ = false;
+                               char next = 0;
+                               if (isWaiting_ && ::recv(socket_.native_handle(), &next, 1,
+                                                        MSG_PEEK | MSG_DONTWAIT) == 0) {
+                                   end();
+                               }
+                           }));
+    }
+
     void arm(Zin::Seconds time, void (State::*over)()) {
-        timer_.expires_after(durationOf(time));
+        arm(Clock::now() + durationOf(time), over);
+    }
+    void arm(Clock::time_point time, void (State::*over)()) {
+        timer_.expires_at(time);
         timer_.async_wait(whileOpen([this, over](Failure const&) {
             // It may have been armed anew since this event came up.
             if (timer_.expiry() <= Clock::now()) {
@@ -168,7 +196,21 @@ private:
         written_ = 0;
         if (body_) {
             pull();
-        } else if (isLast_) {
+        } else if (!asked_) {
+            // He was told to go on.
+            arm(requestEnd_, &State::requestTimeOver);
+            read();
+        } else {
+            handleReplied();
+        }
+    }
+
+    void handleReplied() {
+        if (!contentType_.starts_with("text/event-stream")) {
+            service_.traffic.times.add(
+                std::chrono::duration<double>(Clock::now() - *asked_).count());
+        }
+        if (isLast_) {
             end();
         } else {
             receive();
@@ -183,18 +225,27 @@ private:
 
     void requestTimeOver() {
         refuse(408, fmt::format("the request was not whole {} s after its beginning",
-                                limits_.requestTime));
+                                limits().requestTime));
+    }
+
+    void readerTimeOver() {
+        ++service_.traffic.droppedReaders;
+        end();
     }
 
     // Decisions and actions.
     void receive() {
         parser_.emplace();
-        parser_->header_limit(static_cast<std::uint32_t>(limits_.headerBytes));
-        parser_->body_limit(limits_.bodyBytes);
+        parser_->header_limit(static_cast<std::uint32_t>(limits().headerBytes));
+        parser_->body_limit(boost::none);  // until the header is there
         isBegun_ = false;
+        isHead_ = false;
+        isAwaited_ = false;
+        asked_.reset();
+        seat_.reset();
         headerSize_ = 0;
         if (received_.empty()) {
-            arm(limits_.idleTime, &State::end);
+            arm(limits().idleTime, &State::end);
             read();
         } else {
             requestBegins();
@@ -204,7 +255,8 @@ private:
 
     void requestBegins() {
         isBegun_ = true;
-        arm(limits_.requestTime, &State::requestTimeOver);
+        requestEnd_ = Clock::now() + durationOf(limits().requestTime);
+        arm(requestEnd_, &State::requestTimeOver);
     }
 
     void read() {
@@ -221,6 +273,11 @@ private:
             auto const size = parser_->put(asio::buffer(received_), failure);
             received_.erase(0, size);
             headerSize_ += isHeader ? size : 0;
+            if (isHeader && parser_->is_header_done() && !failure) {
+                if (auto refused = refusal()) {
+                    return refuse(std::move(*refused));
+                }
+            }
         }
         if (failure == http::error::need_more) {
             failure = {};
@@ -228,44 +285,92 @@ private:
         // The parser limits no more than each part that it is given, and nothing in the heads of
         // chunks, which are left until they are whole.
         if (!failure &&
-            headerSize_ + (parser_->is_done() ? 0 : received_.size()) > limits_.headerBytes) {
+            headerSize_ + (parser_->is_done() ? 0 : received_.size()) > limits().headerBytes) {
             failure = http::error::header_limit;
         }
         if (failure) {
             refuse(failure);
+        } else if (!hasRoom(parser_->get().body().size())) {
+            refuse(noRoom());
         } else if (parser_->is_done()) {
             answer();
+        } else if (std::exchange(isAwaited_, false)) {
+            out_ += "HTTP/1.1 100 Continue\r\n\r\n";
+            write();
         } else {
             read();
         }
     }
 
+    // What a header alone decides.
+    std::optional<Reply> refusal() {
+        auto const& header = parser_->get();
+        isHead_ = header.method() == http::verb::head;
+        isAwaited_ = boost::beast::iequals(header[http::field::expect], "100-continue");
+        if (header.version() != 11) {
+            return errorReply(400, "the request's version is not HTTP/1.1");
+        }
+        if (auto refused = peer_ ? std::nullopt : strangersRefusal(header)) {
+            return refused;
+        }
+        auto const target = viewOf(header.target());
+        auto const larger = limits().largerBodies.find(target.substr(0, target.find('?')));
+        bodyBytes_ = larger == limits().largerBodies.end() ? limits().bodyBytes : larger->second;
+        parser_->body_limit(bodyBytes_);
+        auto const length = parser_->content_length();
+        if (length && *length > bodyBytes_) {
+            return tooLarge();
+        }
+        return length && !hasRoom(*length) ? std::optional(noRoom()) : std::nullopt;
+    }
+
+    // A body that has so many bytes.
+    bool hasRoom(std::uint64_t size) {
+        if (size > limits().bodyBytes && !seat_) {
+            seat_ = service_.largeBodies.take();
+        }
+        return size <= limits().bodyBytes || seat_;
+    }
+
+    Reply tooLarge() const {
+        return errorReply(413, fmt::format("the body has more than {} bytes", bodyBytes_));
+    }
+    Reply noRoom() const {
+        return errorReply(503, fmt::format("too many others have a body of more than {} bytes just "
+                                           "now",
+                                           limits().bodyBytes));
+    }
+
     void refuse(Failure const& failure) {
         if (failure == http::error::header_limit) {
-            refuse(431, fmt::format("the header has more than {} bytes", limits_.headerBytes));
+            refuse(431, fmt::format("the header has more than {} bytes", limits().headerBytes));
         } else if (failure == http::error::body_limit) {
-            refuse(413, fmt::format("the body has more than {} bytes", limits_.bodyBytes));
+            refuse(tooLarge());
         } else {
             refuse(400, "the request cannot be read: " + failure.message());
         }
     }
 
-    void refuse(unsigned status, std::string const& what) {
-        isHead_ = false;
+    void refuse(unsigned status, std::string const& what) { refuse(errorReply(status, what)); }
+
+    void refuse(Reply reply) {
         isLast_ = true;
-        begin(errorReply(status, what));
+        askedNow();
+        begin(std::move(reply));
+    }
+
+    void askedNow() {
+        asked_ = Clock::now();
+        ++service_.traffic.requests;
     }
 
     void answer() {
-        auto const& message = parser_->get();
-        if (message.version() != 11) {
-            return refuse(400, "the request's version is not HTTP/1.1");
-        }
-        isHead_ = message.method() == http::verb::head;
+        auto& message = parser_->get();
         isLast_ = !message.keep_alive();
+        askedNow();
         Reply reply;
         try {
-            reply = replyTo(message, peer_, handle_);
+            reply = replyTo(message, peer_, service_.handle);
         } catch (std::exception const& error) {
             reply = failed(error);
         }
@@ -281,8 +386,9 @@ private:
     }
 
     void tell(std::exception const& error) {
-        notice_(fmt::format("a request failed: {} {}: {}", stringOf(parser_->get().method_string()),
-                            stringOf(parser_->get().target()), error.what()));
+        service_.notice(fmt::format("a request failed: {} {}: {}",
+                                    stringOf(parser_->get().method_string()),
+                                    stringOf(parser_->get().target()), error.what()));
     }
 
     void begin(Reply reply) {
@@ -344,6 +450,9 @@ private:
             write();
         } else if (progress == Body::Progress::waits) {
             isWaiting_ = true;
+            if (!peer_) {
+                watchSilence();
+            }
         } else {
             asio::post(context_, whileOpen([this] { pull(); }));
         }
@@ -369,7 +478,7 @@ private:
     }
 
     void write() {
-        arm(limits_.readerTime, &State::end);
+        arm(limits().readerTime, &State::readerTimeOver);
         socket_.async_write_some(asio::buffer(out_) + written_,
                                  whileOpen([this](Failure const& failure, std::size_t size) {
                                      handleWritten(failure, size);
@@ -382,25 +491,31 @@ private:
         ended();
     }
 
+    ConnectionLimits const& limits() const { return service_.limits; }
+
     asio::io_context& context_;
-    ConnectionLimits const limits_;
-    Handle const& handle_;
-    Notice const& notice_;
+    Service& service_;
     std::function<void()> ended_;
-    asio::local::stream_protocol::socket socket_;
+    asio::generic::stream_protocol::socket socket_;
     asio::steady_timer timer_;  // of idle, request and reader: one at a time
-    Peer const peer_;
+    std::optional<Peer> const peer_;
+    bool watchesSilence_ = false;
 
     // The request that comes, or is answered.
     std::array<char, std::size_t{8} << 10> readBuffer_;
     std::string received_;  // and not parsed yet
     std::optional<Parser> parser_;
     bool isBegun_ = false;
+    Clock::time_point requestEnd_;
     std::size_t headerSize_ = 0;  // of what has been parsed
+    std::size_t bodyBytes_ = 0;   // at most
+    Seats::Seat seat_;            // of a body that is larger than most, until the reply has gone
+    bool isAwaited_ = false;      // he waits to be told to send the body
     bool isHead_ = false;
     bool isLast_ = false;
 
     // Its reply.
+    std::optional<Clock::time_point> asked_;  // none while the request is not there
     unsigned status_ = 0;
     std::string contentType_;
     HeaderFields headers_;
@@ -412,13 +527,17 @@ private:
 };
 
 Connection::Connection(asio::io_context& context, Netlink::Descriptor socket,
-                       ConnectionLimits const& limits, Handle const& handle, Notice const& notice,
+                       std::optional<Peer> const& peer, Service& service,
                        std::function<void()> ended)
-    : state_(std::make_shared<State>(context, std::move(socket), limits, handle, notice,
-                                     std::move(ended))) {
+    : state_(std::make_shared<State>(context, std::move(socket), peer, service, std::move(ended))),
+      traffic_(service.traffic) {
+    ++traffic_.clients;
     state_->begin();
 }
 
-Connection::~Connection() { state_->close(); }
+Connection::~Connection() {
+    --traffic_.clients;
+    state_->close();
+}
 
 }  // namespace IntfAddr

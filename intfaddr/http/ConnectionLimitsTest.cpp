@@ -134,5 +134,92 @@ TEST(ConnectionLimits, OneThatAsksNothingIsClosed) {
     EXPECT_THAT(client.heard(), EndsWith("/a"));
 }
 
+struct LargeBodies : testing::Test {
+    static std::string put(std::string const& path, std::string const& fields) {
+        return "PUT " + path + " HTTP/1.1\r\nHost: x\r\n" + fields + "\r\n\r\n";
+    }
+
+    Served served{
+        {.largeBodies = 1, .limits = {.bodyBytes = 10, .largerBodies = {{"/large", 20}}}}};
+    std::string const large = put("/large", "Content-Length: 20");
+    std::string const text = std::string(20, 'x');
+};
+
+TEST_F(LargeBodies, AreForSomePaths) {
+    auto client = served.client();
+    client.say(large + text);
+    ASSERT_TRUE(client.hears("/large"));
+    EXPECT_THAT(client.heard(), StartsWith("HTTP/1.1 200"));
+    EXPECT_EQ(served.requests.at(0).body, text);
+    client.forget();
+    client.say(put("/large?a=b", "Transfer-Encoding: chunked") + "a\r\n0123456789\r\n" +
+               "a\r\n0123456789\r\n0\r\n\r\n");
+    ASSERT_TRUE(client.hears("/large?a=b"));
+    EXPECT_EQ(served.requests.at(1).body, "01234567890123456789");
+
+    EXPECT_THAT(answerTo(served, put("/large", "Content-Length: 21")),
+                HasSubstr(R"({"error":"the body has more than 20 bytes"})"));
+    EXPECT_THAT(answerTo(served, put("/large", "Transfer-Encoding: chunked") + "15\r\n"),
+                StartsWith("HTTP/1.1 413"));
+    EXPECT_THAT(answerTo(served, put("/larger", "Content-Length: 11")), StartsWith("HTTP/1.1 413"));
+}
+
+TEST_F(LargeBodies, AreFewAtATime) {
+    auto first = served.client();
+    first.say(large + "x");
+    EXPECT_THAT(answerTo(served, large), StartsWith("HTTP/1.1 503"));
+    EXPECT_THAT(
+        answerTo(served, put("/large", "Transfer-Encoding: chunked") + "b\r\n01234567890\r\n"),
+        HasSubstr("too many others have a body of more than 10 bytes"));
+    auto small = served.client();
+    small.say(put("/large", "Content-Length: 10") + "0123456789");
+    EXPECT_TRUE(small.hears("\r\n\r\n/large"));
+
+    first.say(text.substr(1));
+    ASSERT_TRUE(first.hears("\r\n\r\n/large"));
+    auto second = served.client();
+    second.say(large + text);
+    EXPECT_TRUE(second.hears("\r\n\r\n/large"));
+}
+
+TEST_F(LargeBodies, LeaveTheirPlaceWhenTheyGo) {
+    auto first = served.client();
+    first.say(large + "x");
+    ASSERT_THAT(answerTo(served, large), StartsWith("HTTP/1.1 503"));
+    first.close();
+    ASSERT_TRUE(served.eventually([&] { return served.traffic.clients == 0; }));
+    auto second = served.client();
+    second.say(large + text);
+    EXPECT_TRUE(second.hears("\r\n\r\n/large"));
+}
+
+TEST_F(LargeBodies, AreSentWhenItIsSaidThatTheyMayCome) {
+    auto client = served.client();
+    client.say(put("/large", "Content-Length: 20\r\nExpect: 100-Continue"));
+    ASSERT_TRUE(client.hears("HTTP/1.1 100 Continue\r\n\r\n"));
+    EXPECT_THAT(served.requests, IsEmpty());
+    client.forget();
+    client.say(text);
+    ASSERT_TRUE(client.hears("/large"));
+    EXPECT_THAT(client.heard(), StartsWith("HTTP/1.1 200"));
+
+    // Nobody waits for what has come already.
+    client.forget();
+    client.say(put("/a", "Content-Length: 1\r\nExpect: 100-continue") + "x");
+    ASSERT_TRUE(client.hears("/a"));
+    EXPECT_THAT(client.heard(), StartsWith("HTTP/1.1 200"));
+
+    EXPECT_THAT(answerTo(served, put("/large", "Content-Length: 21\r\nExpect: 100-continue")),
+                StartsWith("HTTP/1.1 413"));
+}
+
+TEST(ConnectionLimits, ABodyThatIsAskedForHasNoMoreTime) {
+    Served served(limited({.requestTime = 0.05}));
+    EXPECT_THAT(answerTo(served,
+                         "PUT / HTTP/1.1\r\nHost: x\r\nContent-Length: 10\r\n"
+                         "Expect: 100-continue\r\n\r\n0"),
+                testing::AllOf(StartsWith("HTTP/1.1 100"), HasSubstr("HTTP/1.1 408")));
+}
+
 }  // namespace
 }  // namespace IntfAddr

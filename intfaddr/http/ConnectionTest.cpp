@@ -294,7 +294,12 @@ TEST(Connection, NoMoreIsMadeThanTheReaderTakes) {
 TEST(Connection, AReaderThatReadsNoMoreIsLetGo) {
     int gone = 0;
     Served served(limited({.readerTime = 0.05}));
-    served.handle = [&](Request const&) {
+    std::function<void()> more;
+    served.handle = [&](Request const& request) {
+        if (!request.target.segments.empty()) {
+            return made([](std::string& buffer) { return buffer += "y", Progress::waits; }, nullptr,
+                        &more);
+        }
         return made(
             [](std::string& buffer) {
                 buffer += std::string(4096, 'x');
@@ -304,10 +309,16 @@ TEST(Connection, AReaderThatReadsNoMoreIsLetGo) {
     };
     auto client = served.client();
     client.get("/");
+    auto another = served.client();
+    another.get("/stream");
+    ASSERT_TRUE(another.hears("1\r\ny\r\n"));
     EXPECT_TRUE(served.eventually([&] { return gone == 1; }));
 
     EXPECT_TRUE(client.isLetGo());
     EXPECT_THAT(client.heard(), Not(HasSubstr("\r\n0\r\n")));
+    another.forget();
+    more();
+    EXPECT_TRUE(another.hears("1\r\ny\r\n"));
 }
 
 TEST(Connection, AReaderOfAStreamThatWaitsMayWaitForever) {

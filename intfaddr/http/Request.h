@@ -10,7 +10,7 @@
 
 namespace IntfAddr {
 
-// Who connected, as the kernel knew him at that moment (SO_PEERCRED). He may have handed on the
+// Who connected, as the kernel knew him at that moment. He may have handed on the
 // connection since; `pid` is 0 for a process of another PID namespace.
 struct Peer {
     uid_t uid = 0;
@@ -26,7 +26,7 @@ struct Request {
     // The last event that a client of an event stream has had, where he begins again.
     std::optional<std::string> lastEventId;
     std::string body;
-    Peer peer;
+    std::optional<Peer> peer;  // none over TCP, where nobody knows
 };
 
 }  // namespace IntfAddr

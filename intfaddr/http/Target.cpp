@@ -100,6 +100,14 @@ Target readTarget(std::string_view text) {
     return read;
 }
 
+std::optional<std::string_view> hostOf(std::string_view target) {
+    if (!target.starts_with(scheme)) {
+        return std::nullopt;
+    }
+    target.remove_prefix(scheme.size());
+    return target.substr(0, target.find_first_of("/?"));
+}
+
 std::string target(std::vector<std::string> const& segments,
                    std::vector<std::pair<std::string, std::string>> const& query) {
     std::string text;

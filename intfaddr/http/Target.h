@@ -1,12 +1,13 @@
 // What a request is about: the path of its target and its query, decoded.
 //
 // A target is read in its origin form, "/a/b?c=d", or its absolute form, "http://host/a/b?c=d",
-// whose host says nothing here (RFC 9112, 3.2). Each segment of the path, and each name and value
+// whose host is hostOf() (RFC 9112, 3.2). Each segment of the path, and each name and value
 // of the query, is percent-decoded by itself (RFC 3986, 2.1), so that any of them may have any
 // byte. A
 // '+' is a '+'.
 #pragma once
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -32,6 +33,9 @@ public:
 
 // Throws TargetError.
 Target readTarget(std::string_view text);
+
+// The host and port of an absolute form; none of an origin form.
+std::optional<std::string_view> hostOf(std::string_view target);
 
 // The origin form, with all that is not unreserved (RFC 3986, 2.3) percent-encoded. readTarget()
 // gives back the same, save that a single empty segment is none, and so is a parameter that is

@@ -88,5 +88,12 @@ TEST(Target, IsReadAsItWasWritten) {
     }
 }
 
+TEST(Target, HasAHostInItsAbsoluteForm) {
+    EXPECT_EQ(hostOf("http://a:80/b"), "a:80");
+    EXPECT_EQ(hostOf("http://a?b=/c"), "a");
+    EXPECT_EQ(hostOf("http:///b"), "");
+    EXPECT_EQ(hostOf("/http://a/b"), std::nullopt);
+}
+
 }  // namespace
 }  // namespace IntfAddr

@@ -16,6 +16,7 @@
 #include "intfaddr/agent/TestFolder.h"
 #include "intfaddr/http/Server.h"
 #include "intfaddr/http/SocketAddress.h"
+#include "intfaddr/http/UnixListener.h"
 
 namespace IntfAddr {
 
@@ -131,10 +132,13 @@ inline Reply made(MadeBody::Next next, int* gone = nullptr, std::function<void()
 }
 
 struct Served {
-    explicit Served(ServerOptions options = {}) : options_(std::move(options)) {
-        options_.path = path;
+    explicit Served(ServerOptions const& options = {}) {
+        listens(std::make_unique<UnixListener>(UnixListener::Options{.path = path}), options);
+    }
+    // Instead.
+    void listens(std::unique_ptr<Listener> listener, ServerOptions const& options = {}) {
         server = std::make_unique<Server>(
-            loop, options_,
+            loop, std::move(listener), options, traffic,
             [this](Request const& request) {
                 requests.push_back(request);
                 return handle(request);
@@ -153,10 +157,8 @@ struct Served {
     };
     std::vector<Request> requests;
     std::vector<std::string> notices;
+    Traffic traffic;
     std::unique_ptr<Server> server;
-
-private:
-    ServerOptions options_;
 };
 
 inline ServerOptions limited(ConnectionLimits const& limits) {
