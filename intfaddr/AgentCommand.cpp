@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <memory>
 #include <ostream>
@@ -26,6 +27,7 @@
 #include "intfaddr/agent/TroubleDir.h"
 #include "intfaddr/answer/Answers.h"
 #include "intfaddr/answer/Dumps.h"
+#include "intfaddr/answer/Metrics.h"
 #include "intfaddr/answer/Recordings.h"
 #include "intfaddr/answer/Rights.h"
 #include "intfaddr/answer/Routes.h"
@@ -169,6 +171,11 @@ std::unique_ptr<Listener> socketOf(Config const& config) {
     return std::make_unique<UnixListener>(made);
 }
 
+double unixTime() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
 class Running {
 public:
     explicit Running(AgentOptions const& options)
@@ -186,19 +193,9 @@ public:
           changes_(agent_.router(), agent_.supervisor().follower()),
           recordings_(agent_, {.replayed = agentOptions(config()).config, .limit = config().limit},
                       rights_, [this](std::string const& line) { notice(line); }),
-          answers_(agent_.router(), agent_.feed(), "agent",
-                   Memory{.recorder = history_, .now = [this] { return loop_.now(); }},
-                   AnsweringAgent{.identity = identity_,
-                                  .changes = changes_,
-                                  .operations = agent_.router().inputs().effects(),
-                                  .supervisor = agent_.supervisor(),
-                                  .recordings = recordings_,
-                                  .version = options.version,
-                                  .times =
-                                      [this] {
-                                          return AnsweringAgent::Times{
-                                              .up = loop_.now(), .longestStall = longestStall_};
-                                      }}),
+          answers_(agent_.router(), agent_.feed(), "agent", memory(), answering(options.version)),
+          metrics_(agent_.router(), agent_.feed(), memory(), answering(options.version), traffic_,
+                   unixTime),
           virtualAddresses_([this](auto const& operations) { agent_.apply(operations); },
                             [this](std::string const& line) { notice(line); }),
           virtualChanges_(agent_.router(), rights_, virtualAddresses_),
@@ -209,6 +206,7 @@ public:
           output_(events_, agent_.clock()),
           server_(served(socketOf(config()), {.largerBodies = {{"/v1/whatif", largeBody}}})) {
         answers_.addTo(routes_);
+        metrics_.addTo(routes_);
         virtualChanges_.addTo(routes_);
         recordings_.addTo(routes_);
         dumps_.addTo(routes_);
@@ -267,6 +265,21 @@ private:
     }
 
     Config const& config() const { return configuration_.config(); }
+
+    Memory memory() {
+        return {.recorder = history_, .now = [this] { return loop_.now(); }};
+    }
+    AnsweringAgent answering(std::string const& version) {
+        return {.identity = identity_,
+                .changes = changes_,
+                .operations = agent_.router().inputs().effects(),
+                .supervisor = agent_.supervisor(),
+                .recordings = recordings_,
+                .version = version,
+                .times = [this] {
+                    return AnsweringAgent::Times{.up = loop_.now(), .longestStall = longestStall_};
+                }};
+    }
 
     // What may change while it runs is as the configuration has it.
     void configure() {
@@ -384,6 +397,8 @@ private:
     Rights rights_;
     Recordings recordings_;
     Answers const answers_;
+    Traffic traffic_;
+    Metrics const metrics_;
     VirtualAddresses virtualAddresses_;
     VirtualChanges const virtualChanges_;
     Dumps const dumps_;
@@ -392,7 +407,6 @@ private:
     Routes routes_;
     std::ostringstream events_;
     Scenario::Output output_;
-    Traffic traffic_;
     // They go before what they ask.
     std::unique_ptr<Server> server_;
     std::unique_ptr<Server> tcpServer_;

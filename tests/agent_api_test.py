@@ -158,7 +158,7 @@ class Api(AgentCase):
                        "/v1/lowest6?interface=e0", "/v1/lowest6?interface=e0&vrf=red",
                        "/v1/linklocal?interface=e0", "/v1/explain?address=192.0.2.2&vrf=red",
                        "/v1/explain?address=192.0.2.2&interface=e1",
-                       "/v1/status", "/v1/trace", "/healthz", "/v1/dump/tables?max=3&verbose&vrf=red",
+                       "/v1/status", "/v1/trace", "/healthz", "/metrics", "/v1/dump/tables?max=3&verbose&vrf=red",
                        "/v1/dump/machines?verbose=false"):
             self.assertEqual(self.get(target)[0], 200, target)
         gone = '{"op":"kernel.del","vrf":"red","intf":"e0"}\n'

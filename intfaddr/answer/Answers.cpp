@@ -4,12 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <fstream>
 #include <memory>
 #include <set>
 #include <utility>
 
+#include "intfaddr/agent/ResidentMemory.h"
 #include "intfaddr/answer/AddressList.h"
 #include "intfaddr/answer/AnswerJson.h"
 #include "intfaddr/answer/ExplanationList.h"
@@ -21,14 +20,6 @@
 namespace IntfAddr {
 
 namespace {
-
-// In bytes; 0 where the kernel does not tell.
-std::uint64_t residentMemory() {
-    std::uint64_t all = 0;
-    std::uint64_t resident = 0;
-    std::ifstream("/proc/self/statm") >> all >> resident;
-    return resident * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-}
 
 // One step for each VRF.
 Document::Step eachVrf(std::vector<L3::VrfName> vrfs,

@@ -27,8 +27,8 @@ void BacklogFollower::handleRow(L3::VrfName const& vrf, Key const& key, bool pre
     }
     if (!present) {
         compareCleanup(vrf, {key.intfId, key.addrWithMask.family()}, now);
-    } else if (known->second.deferred->backlogHas(key)) {
-        known->second.deferred->backlogDel(key);
+    } else if (known->second.deferred.has(key)) {
+        known->second.deferred.del(key);
         observer_->handleDeferred(vrf, key, false, now);
         touch(vrf, key);
     }
@@ -52,6 +52,16 @@ void BacklogFollower::note(L3::VrfName const& vrf, decltype(Touched::what) what)
     touched_.push_back({.at = router_.scheduler()->now(), .vrf = vrf, .what = std::move(what)});
 }
 
+std::optional<BacklogFollower::Waiting> BacklogFollower::longestWaiting(
+    L3::VrfName const& vrf) const {
+    auto const known = known_.find(vrf);
+    if (known == known_.end() || known->second.deferred.map().empty()) {
+        return std::nullopt;
+    }
+    auto const first = known->second.deferred.map().begin();
+    return Waiting{.key = (*first).key, .since = (*first).value};
+}
+
 Zin::Ptr<BacklogFollower::Deferred> BacklogFollower::deferredOf(L3::VrfName const& vrf) const {
     auto const sm = router_.tableSm(vrf);
     return sm ? sm->deferredIntfAddBacklog() : nullptr;
@@ -65,7 +75,7 @@ Zin::Ptr<BacklogFollower::Cleanups> BacklogFollower::cleanupsOf(L3::VrfName cons
 void BacklogFollower::compare(Touched const& touched, std::monostate) {
     std::vector<Key> keys;
     std::set<IntfFamily> cleanups = known_[touched.vrf].cleanups;
-    for (auto const& member : known_[touched.vrf].deferred->backlog()) {
+    for (auto const& member : known_[touched.vrf].deferred.map()) {
         keys.push_back(member.key);
     }
     if (auto const deferred = deferredOf(touched.vrf)) {
@@ -91,15 +101,15 @@ void BacklogFollower::compare(Touched const& touched, std::monostate) {
 
 void BacklogFollower::compare(Touched const& touched, Key const& key) {
     auto const deferred = deferredOf(touched.vrf);
-    auto& known = *known_[touched.vrf].deferred;
+    auto& known = known_[touched.vrf].deferred;
     bool const waits = deferred && deferred->backlogHas(key);
-    if (waits == known.backlogHas(key)) {
+    if (waits == known.has(key)) {
         return;
     }
     if (waits) {
-        known.backlogIs(key);
+        known.put(key, touched.at);
     } else {
-        known.backlogDel(key);
+        known.del(key);
     }
     if (isTelling_) {
         observer_->handleDeferred(touched.vrf, key, waits, touched.at);
@@ -107,7 +117,7 @@ void BacklogFollower::compare(Touched const& touched, Key const& key) {
 }
 
 void BacklogFollower::compare(Touched const& touched, IntfFamily const& whose) {
-    auto keys = known_[touched.vrf].deferred->backlogKeysOf(whose);
+    auto keys = known_[touched.vrf].deferred.index().keys(whose);
     if (auto const deferred = deferredOf(touched.vrf)) {
         auto const now = deferred->backlogKeysOf(whose);
         keys.insert(keys.end(), now.begin(), now.end());

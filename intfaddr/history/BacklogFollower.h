@@ -4,7 +4,8 @@
 //
 //   in     what has been touched: an address, an interface's family, a VRF; and time, when a
 //          clean-up is due
-//   out    for each that waits, and waits no more: what, and when it was touched
+//   out    for each that waits, and waits no more: what, and when it was touched; which address of
+//          a VRF has waited for the longest
 //
 // It is asked once what touched it is over: catchUp() comes before the next thing is done to the
 // router, and within a turn waits for its end. So that costs what was touched, however much waits.
@@ -15,6 +16,7 @@
 
 #include <deque>
 #include <map>
+#include <optional>
 #include <set>
 #include <variant>
 #include <vector>
@@ -55,12 +57,29 @@ public:
 
     void catchUp();
 
+    // An address that waits, and since when, as it is known: for what waited when it began, that is
+    // then.
+    struct Waiting {
+        Key key;
+        Zin::Seconds since;
+    };
+    // The one that has waited for the longest; nothing where none waits.
+    std::optional<Waiting> longestWaiting(L3::VrfName const& vrf) const;
+
 private:
     using Deferred = IpLib::IntfAddrVrfTableImpl::DeferredIntfAddBacklog;
     using Cleanups = IpLib::IntfAddrVrfTableImpl::IntfCleanupBacklog;
+    struct OwnerOf {
+        IntfFamily operator()(Key const& key, Zin::Seconds /*since*/) const {
+            return {key.intfId, key.addrWithMask.family()};
+        }
+    };
     // What is known to wait in a VRF.
     struct Known {
-        Zin::Ptr<Deferred> deferred = IpLib::IntfAddrVrfTableImpl::deferredIntfAddBacklogFactory();
+        // In the order in which they came to wait, each with since when.
+        Zin::Collection<Zin::Untold, Zin::HashMap2018<Key, Zin::Seconds>,
+                        Zin::GroupIndex<OwnerOf, IntfFamily, Key>>
+            deferred{Zin::Untold(), Zin::hashSeed() ^ 0x51c3a90d};
         std::set<IntfFamily> cleanups{};
     };
     struct Touched {

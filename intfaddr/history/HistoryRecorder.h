@@ -39,6 +39,10 @@ public:
 
     AddressHistory const& history() const { return history_; }
     Since const& since() const { return since_; }
+    // Nothing is known to wait before it begins.
+    std::optional<BacklogFollower::Waiting> longestWaiting(L3::VrfName const& vrf) const {
+        return backlogs_.longestWaiting(vrf);
+    }
 
     // Once, after the first publication, and outside of operations.
     void begin();

@@ -136,6 +136,7 @@ bool Supervisor::runNextTask() {
         return false;
     }
     history_.tasksRan();
+    ++counts_.tasks;
     contain([&] { scheduler.runNext(scheduler.now()); });
     return true;
 }
@@ -184,12 +185,13 @@ void Supervisor::repair() {
         if (!router_.tables()->intfAddrVrfTable(name)) {
             owed.health.forgiven();
         } else if (router_.managerRuns() && owed.health.degraded()) {
-            rebuild(name, owed.health.why(), owed.reason);
+            rebuild(name, owed.health.why(), owed.reason, counts_.afterFailures);
         }
     }
 }
 
-void Supervisor::rebuild(L3::VrfName const& name, std::string why, std::string reason) {
+void Supervisor::rebuild(L3::VrfName const& name, std::string why, std::string reason,
+                         std::uint64_t& count) {
     Recording const recording = history_.recording();
     Zin::Seconds const began = router_.scheduler()->now();
     auto rebuilt = tryRebuild(name);
@@ -209,6 +211,7 @@ void Supervisor::rebuild(L3::VrfName const& name, std::string why, std::string r
         silence(router_.tableSm(name));
     }
     ++byReason_[reason];
+    ++count;
     trace<1>("vrf {} was rebuilt in {} s: {}", name, ended - began, why);
     lastRepairs_.push_back({.vrf = name,
                             .why = std::move(why),
@@ -277,6 +280,7 @@ void Supervisor::audit() {
 }
 
 void Supervisor::passEnds(AuditPass& pass) {
+    auditedAt_ = router_.scheduler()->now();
     std::erase_if(vrfs_, [this](auto const& member) {
         return !router_.tables()->intfAddrVrfTable(member.first);
     });
@@ -293,6 +297,7 @@ void Supervisor::passEnds(AuditPass& pass) {
         for (Fault const& fault : audited.faults.auditEnds()) {
             trace<1>({"vrf {}: a rebuild has not changed this: {}", "audit"}, name, fault.toText());
             ++byReason_[fmt::format("not repaired: {}", Fault::nameOf(fault.kind))];
+            ++counts_.inVain;
         }
     }
     for (auto const& [name, nextOverdue] : whole) {
@@ -309,7 +314,8 @@ void Supervisor::repairFaults(L3::VrfName const& name) {
     auto const due = audited.faults.due(now);
     if (!due.empty() && now >= audited.health.restedFrom()) {
         audited.faults.repaired(now);
-        rebuild(name, textOf(due), std::string(Fault::nameOf(due.front().kind)));
+        rebuild(name, textOf(due), std::string(Fault::nameOf(due.front().kind)),
+                counts_.afterAudits);
     }
 }
 

@@ -123,6 +123,15 @@ public:
     // How many rebuilds there were, by reason: the function whose invariant failed, or what the
     // audit found first. What repairs have been tried for in vain counts as "not repaired: ...".
     std::map<std::string, std::uint64_t> const& repairsByReason() const { return byReason_; }
+    struct Counts {
+        std::uint64_t tasks = 0;          // that have been run
+        std::uint64_t afterFailures = 0;  // rebuilds, because an invariant failed
+        std::uint64_t afterAudits = 0;    // rebuilds, because of what an audit found
+        std::uint64_t inVain = 0;         // faults that a rebuild has not changed
+    };
+    Counts const& counts() const { return counts_; }
+    // When the last audit of all was over; nothing before.
+    std::optional<Zin::Seconds> auditedAt() const { return auditedAt_; }
     // The last few repairs, the latest last.
     std::deque<Repair> const& lastRepairs() const { return lastRepairs_; }
 
@@ -152,7 +161,9 @@ private:
     AuditPass::BookOf booksOfAudited();
     void passEnds(AuditPass& pass);
     void repairFaults(L3::VrfName const& name);
-    void rebuild(L3::VrfName const& name, std::string why, std::string reason);
+    // Adds to `count` when it is done.
+    void rebuild(L3::VrfName const& name, std::string why, std::string reason,
+                 std::uint64_t& count);
     struct Rebuilt {
         bool isDone = false;
         std::optional<Failure> failure{};  // of the new machine
@@ -169,9 +180,11 @@ private:
     std::map<L3::VrfName, Vrf, VrfOrder> vrfs_;
     std::unique_ptr<TableWatcher> watcher_;
     std::map<std::string, std::uint64_t> byReason_;
+    Counts counts_;
     std::deque<Repair> lastRepairs_;
 
     bool changed_ = true;  // since the last audit of all
+    std::optional<Zin::Seconds> auditedAt_;
     // The audit that is done in slices; null between two of them.
     std::unique_ptr<AuditPass> slicedPass_;
     Zin::Seconds passBegan_ = 0.0;

@@ -75,6 +75,8 @@ TEST(Supervisor, CountsAndTracesAndKeepsWhatLedToARepair) {
     EXPECT_THAT(fixture.supervisor.repairsByReason(),
                 ElementsAre(Pair("IntfAddrVrfTableSm::removeIntfAddr", 1U),
                             Pair("row and by-address entry that disagree", 1U)));
+    EXPECT_EQ(fixture.supervisor.counts().afterFailures, 1U);
+    EXPECT_EQ(fixture.supervisor.counts().afterAudits, 1U);
     EXPECT_THAT(
         traces.messages(),
         ElementsAre(fmt::format("1 Supervisor::rebuild vrf red was rebuilt in 0 s: {}", conflict),
@@ -203,6 +205,7 @@ TEST(Supervisor, WhatARebuildDoesNotChangeIsToldOnce) {
     std::string const kind = "published address that is neither in the table nor waiting";
     EXPECT_THAT(fixture.supervisor.repairsByReason(),
                 UnorderedElementsAre(Pair(kind, 1U), Pair("not repaired: " + kind, 1U)));
+    EXPECT_EQ(fixture.supervisor.counts().inVain, 1U);
     EXPECT_EQ(std::ranges::count_if(traces.messages(),
                                     [](auto const& text) {
                                         return text.find("has not changed this") !=

@@ -26,7 +26,7 @@ def become():
 
 
 def run(*command, **options):
-    return subprocess.run(command, capture_output=True, text=True, timeout=60,
+    return subprocess.run(command, capture_output=True, text=True, errors="replace", timeout=60,
                           **{"stdin": subprocess.DEVNULL, **options})
 
 
