@@ -5,6 +5,8 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "intfaddr/http/EventStream.h"
 #include "load/Replica.h"

@@ -11,6 +11,7 @@
 // how long both take stands side by side, and fails nothing.
 #include <fmt/format.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -19,8 +20,11 @@
 #include <fstream>
 #include <list>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "load/Addresses.h"
 #include "load/Asker.h"
@@ -109,7 +113,8 @@ private:
 };
 
 // Of an address that is there.
-std::string sampleAnswer(KeptTalk& talk) {
+std::string sampleAnswer(std::string const& socket) {
+    KeptTalk talk(socket);
     change(talk, lastAddress, true);
     auto answer = talk.ask("GET", targetOf("lookup", lastAddress)).body;
     change(talk, lastAddress, false);
@@ -176,9 +181,8 @@ void print(Times agent, Times smallest, double time) {
 int run(std::string const& program, int duration) {
     Folder const folder;
     Agent agent(program, folder);
-    KeptTalk talk(agent.socket);
     auto const smallest = folder / "smallest.sock";
-    Child const server([&, body = sampleAnswer(talk)] { serveSmallest(smallest, body); });
+    Child const server([&, body = sampleAnswer(agent.socket)] { serveSmallest(smallest, body); });
     while (!std::filesystem::exists(smallest)) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -224,6 +228,7 @@ int run(std::string const& program, int duration) {
         }
     }
     double const changingTime = seconds(Clock::now() - begin);
+    KeptTalk talk(agent.socket);
     change(talk, lastAddress, true);
     watching.clear();
 
