@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 #include <vector>
 
@@ -78,22 +77,11 @@ private:
     std::unique_ptr<TextBody> piece_;
 };
 
-std::uint32_t maxOf(std::string const& text) {
-    std::uint32_t max = 0;
-    auto const* const end = text.data() + text.size();
-    auto const [rest, error] = std::from_chars(text.data(), end, max);
-    if (error != std::errc() || rest != end || max > Dumps::linesOfVrf) {
-        throw BadQuestion(
-            fmt::format("max '{}': a number from 0 to {} is expected", text, Dumps::linesOfVrf));
-    }
-    return max;
-}
-
 // Takes out what is no filter.
 Wanted takeWanted(Parameters& parameters) {
     Wanted wanted;
     if (auto const max = takeValue(parameters, "max")) {
-        wanted.max = maxOf(*max);
+        wanted.max = static_cast<std::uint32_t>(numberOf("max", *max, {.most = Dumps::linesOfVrf}));
     }
     wanted.verbose = takeFlag(parameters, "verbose");
     return wanted;

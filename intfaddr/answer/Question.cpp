@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <string_view>
 
 namespace IntfAddr {
@@ -106,6 +107,17 @@ std::optional<std::string> takeValue(Parameters& parameters, std::string const& 
     std::string value = found->second;
     parameters.erase(found);
     return value;
+}
+
+std::uint64_t numberOf(std::string const& name, std::string const& text, Bounds const& bounds) {
+    std::uint64_t number = 0;
+    auto const* const end = text.data() + text.size();
+    auto const [rest, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || rest != end || number < bounds.least || number > bounds.most) {
+        throw BadQuestion(fmt::format("{} '{}': a number from {} to {} is expected", name, text,
+                                      bounds.least, bounds.most));
+    }
+    return number;
 }
 
 bool takeFlag(Parameters& parameters, std::string const& name) {

@@ -2,6 +2,8 @@
 // checked, and named where it is wrong.
 #pragma once
 
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -33,6 +35,12 @@ Filter filterOf(Parameters const& parameters);
 
 // Takes a parameter out; nothing where it is not given.
 std::optional<std::string> takeValue(Parameters& parameters, std::string const& name);
+struct Bounds {
+    std::uint64_t least = 0;
+    std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+};
+// A number that a parameter of that name has. Throws BadQuestion.
+std::uint64_t numberOf(std::string const& name, std::string const& text, Bounds const& bounds);
 // The same of one that is "true", also where it stands alone, or "false", as where it is not given.
 // Throws BadQuestion.
 bool takeFlag(Parameters& parameters, std::string const& name);

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <filesystem>
 #include <limits>
 #include <optional>
@@ -49,17 +48,6 @@ public:
 private:
     std::shared_ptr<Recording> const recording_;
 };
-
-std::uint64_t limitOf(std::string const& text) {
-    std::uint64_t limit = 0;
-    auto const* const end = text.data() + text.size();
-    auto const [rest, error] = std::from_chars(text.data(), end, limit);
-    if (error != std::errc() || rest != end || limit < Limits::least) {
-        throw BadQuestion(
-            fmt::format("limit '{}': a number of bytes from {} is expected", text, Limits::least));
-    }
-    return limit;
-}
 
 // A pipe could hold up the agent for as long as nobody reads it.
 void checkFile(std::string const& file) {
@@ -133,7 +121,8 @@ Reply Recordings::permitted(Request const& request, std::function<Reply()> const
 Reply Recordings::startAsked(Parameters given) {
     auto const file = takeValue(given, "file");
     auto const limit = takeValue(given, "limit");
-    std::uint64_t const bytes = limit ? limitOf(*limit) : options_.limit;
+    std::uint64_t const bytes =
+        limit ? numberOf("limit", *limit, {.least = Limits::least}) : options_.limit;
     checkFile(*file);
     if (last_ && !last_->hasEnded()) {
         return errorReply(409, fmt::format("{} is being recorded already", last_->file()));

@@ -85,7 +85,7 @@ TEST_F(RecordingsTest, ABadQuestionIsRefusedInWords) {
              {{{"file", folder / "no/such"}}, "no/such: cannot be opened: No such file"},
              {{{"file", folder.path}}, "is no regular file"},
              {{{"file", pipe}}, "is no regular file"},
-             {{{"file", file}, {"limit", "4095"}}, "limit '4095': a number of bytes from 4096"},
+             {{{"file", file}, {"limit", "4095"}}, "limit '4095': a number from 4096"},
              {{{"file", file}, {"limit", "4096x"}}, "limit '4096x': "},
              {{{"file", file}, {"file", file}}, "'file' is given twice"},
              {{{"file", file}, {"vrf", "red"}}, "'vrf' is unknown: file or limit is expected"}}) {

@@ -18,6 +18,7 @@
 
 #include "intfaddr/http/ReplyHead.h"
 #include "intfaddr/http/RequestReader.h"
+#include "intfaddr/loop/Duration.h"
 
 namespace IntfAddr {
 
@@ -27,10 +28,6 @@ namespace asio = boost::asio;
 
 using Clock = std::chrono::steady_clock;
 using Failure = boost::system::error_code;
-
-Clock::duration durationOf(Zin::Seconds time) {
-    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(time));
-}
 
 std::string chunkOf(std::string_view piece) {
     return piece.empty() ? "" : fmt::format("{:x}\r\n{}\r\n", piece.size(), piece);

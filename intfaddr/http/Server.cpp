@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "intfaddr/http/ReplyHead.h"
+#include "intfaddr/loop/Duration.h"
 
 namespace IntfAddr {
 
@@ -100,8 +101,7 @@ private:
             service_.notice(fmt::format("{}: no client can be accepted for now: {}",
                                         listener_->name(), std::generic_category().message(error)));
         }
-        pause_.expires_after(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-            std::chrono::duration<double>(acceptPause)));
+        pause_.expires_after(durationOf(acceptPause));
         pause_.async_wait([self = shared_from_this()](boost::system::error_code const& cancelled) {
             if (!cancelled && self->listener_) {
                 self->accept();

@@ -1,19 +1,20 @@
 #include "intfaddr/loop/ChildProcess.h"
 
-#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <system_error>
 #include <utility>
+
+#include "intfaddr/loop/Duration.h"
 
 namespace IntfAddr {
 
@@ -54,76 +55,66 @@ Netlink::Descriptor fileWith(std::string_view text) {
     return file;
 }
 
-class FileActions {
-public:
-    FileActions() { ::posix_spawn_file_actions_init(&actions_); }
-    ~FileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
-    FileActions(FileActions const&) = delete;
-    FileActions& operator=(FileActions const&) = delete;
+using Limit = std::pair<int, std::size_t>;
 
-    void use(Netlink::Descriptor const& file, int as) {
-        check(::posix_spawn_file_actions_adddup2(&actions_, file.number(), as), "spawn");
+// All that the new process does before it becomes the other program: it has this one's memory until
+// then, and may only ask the kernel for something.
+void become(char* const* arguments, std::array<int, 3> const& files,
+            std::vector<Limit> const& limits) {
+    for (int number = 0; number < 3; ++number) {
+        if (::dup2(files[static_cast<std::size_t>(number)], number) < 0) {
+            return;
+        }
     }
-    posix_spawn_file_actions_t const* get() const { return &actions_; }
-
-private:
-    posix_spawn_file_actions_t actions_{};
-};
-
-// What this process ignores, the other one may want to know of.
-class Attributes {
-public:
-    Attributes() {
-        ::posix_spawnattr_init(&attributes_);
-        sigset_t all{};
-        ::sigfillset(&all);
-        ::posix_spawnattr_setsigdefault(&attributes_, &all);
-        sigset_t none{};
-        ::sigemptyset(&none);
-        ::posix_spawnattr_setsigmask(&attributes_, &none);
-        ::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    for (auto const& [resource, value] : limits) {
+        rlimit const most{.rlim_cur = value, .rlim_max = value};
+        ::syscall(SYS_prlimit64, 0, resource, &most, nullptr);
     }
-    ~Attributes() { ::posix_spawnattr_destroy(&attributes_); }
-    Attributes(Attributes const&) = delete;
-    Attributes& operator=(Attributes const&) = delete;
+    ::setpriority(PRIO_PROCESS, 0, niceness);
+    // What this process ignores, the other one may want to know of.
+    for (int number = 1; number < NSIG; ++number) {
+        ::signal(number, SIG_DFL);
+    }
+    sigset_t none{};
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    ::execv(arguments[0], arguments);
+}
 
-    posix_spawnattr_t const* get() const { return &attributes_; }
-
-private:
-    posix_spawnattr_t attributes_{};
-};
-
-pid_t spawned(std::vector<std::string> command, Netlink::Descriptor const& input,
-              Netlink::Descriptor const& output, Netlink::Descriptor const& error) {
-    FileActions actions;
-    actions.use(input, STDIN_FILENO);
-    actions.use(output, STDOUT_FILENO);
-    actions.use(error, STDERR_FILENO);
+pid_t started(std::vector<std::string> command, std::array<int, 3> const& files,
+              std::vector<Limit> const& limits) {
     std::vector<char*> arguments;
     for (auto& argument : command) {
         arguments.push_back(argument.data());
     }
     arguments.push_back(nullptr);
-    pid_t process = 0;
-    Attributes const attributes;
-    check(::posix_spawn(&process, command[0].c_str(), actions.get(), attributes.get(),
-                        arguments.data(), environ),
-          command[0].c_str());
+    sigset_t all{};
+    ::sigfillset(&all);
+    sigset_t before{};
+    ::sigprocmask(SIG_SETMASK, &all, &before);
+    // Without a copy of this process, which waits until the other one has begun.
+    int volatile failure = 0;
+    pid_t const process = ::vfork();
+    if (process == 0) {
+        become(arguments.data(), files, limits);
+        failure = errno;
+        ::_exit(1);
+    }
+    int const unmade = process < 0 ? errno : 0;
+    ::sigprocmask(SIG_SETMASK, &before, nullptr);
+    check(unmade, "no process can be made");
+    if (failure != 0) {
+        ::waitpid(process, nullptr, 0);
+        check(failure, command[0].c_str());
+    }
     return process;
 }
 
-// It has hardly begun by now.
-void limit(pid_t process, ChildLimits const& limits) {
-    auto const set = [process](auto resource, std::size_t value) {
-        rlimit const most{.rlim_cur = value, .rlim_max = value};
-        ::prlimit(process, resource, &most, nullptr);
-    };
+std::vector<Limit> resources(ChildLimits const& limits) {
+    std::vector<Limit> made{{RLIMIT_FSIZE, limits.output}, {RLIMIT_CORE, 0}};
     if (!needsAddressSpace) {
-        set(RLIMIT_AS, limits.memory);
+        made.emplace_back(RLIMIT_AS, limits.memory);
     }
-    set(RLIMIT_FSIZE, limits.output);
-    set(RLIMIT_CORE, 0);
-    ::setpriority(PRIO_PROCESS, static_cast<id_t>(process), niceness);
+    return made;
 }
 
 }  // namespace
@@ -131,8 +122,7 @@ void limit(pid_t process, ChildLimits const& limits) {
 class ChildProcess::Timer {
 public:
     Timer(EventLoop& loop, Zin::Seconds time, std::function<void()> over) : timer_(loop.context()) {
-        timer_.expires_after(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-            std::chrono::duration<double>(time)));
+        timer_.expires_after(durationOf(time));
         timer_.async_wait([over = std::move(over)](boost::system::error_code const& cancelled) {
             if (!cancelled) {
                 over();
@@ -148,8 +138,9 @@ ChildProcess::ChildProcess(EventLoop& loop, std::vector<std::string> const& comm
                            std::string_view input, ChildLimits const& limits,
                            std::function<void()> ended)
     : ended_(std::move(ended)), output_(fileInMemory("output")), error_(fileInMemory("error")) {
-    process_ = spawned(command, fileWith(input), output_, error_);
-    limit(process_, limits);
+    auto const in = fileWith(input);
+    process_ =
+        started(command, {in.number(), output_.number(), error_.number()}, resources(limits));
     end_ = Netlink::Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, process_, 0)));
     if (!end_) {
         int const error = errno;
