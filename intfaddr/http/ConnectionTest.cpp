@@ -69,21 +69,6 @@ TEST(Connection, AReplyMayHaveFurtherFields) {
     EXPECT_THAT(client.heard(), Not(HasSubstr("Allow:")));
 }
 
-TEST(Connection, ReadsBytesThatComeOneByOne) {
-    Served served;
-    auto client = served.client();
-    for (char const byte :
-         std::string("PUT /a HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: chunked\r\n"
-                     "\r\n2;x=y\r\nhe\r\n3\r\nllo\r\n0\r\n\r\n")) {
-        EXPECT_THAT(served.requests, IsEmpty());
-        client.say({&byte, 1});
-        served.loop.wait(served.loop.now());
-    }
-    ASSERT_TRUE(client.hears("/a"));
-
-    EXPECT_EQ(served.requests[0].body, "hello");
-}
-
 TEST(Connection, AnswersInOrderWhatIsAskedAtOnce) {
     Served served;
     auto client = served.client();
