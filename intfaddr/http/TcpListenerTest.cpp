@@ -89,6 +89,8 @@ struct OverTcp : testing::Test {
                         "\r\nConnection: close\r\n\r\n");
     }
 
+    int gone = 0;  // bodies; they go with the server at the latest
+    std::function<void()> more;
     Served served;
     std::uint16_t port = 0;
 };
@@ -127,8 +129,6 @@ TEST_F(OverTcp, TheHostIsLoopback) {
 }
 
 TEST_F(OverTcp, WhoGoesWhileABodyWaitsIsGone) {
-    int gone = 0;
-    std::function<void()> more;
     served.handle = [&](Request const&) {
         return made([](std::string& buffer) { return buffer += "x", Progress::waits; }, &gone,
                     &more);
