@@ -11,6 +11,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <system_error>
 #include <utility>
@@ -123,6 +124,8 @@ void limit(pid_t process, ChildLimits const& limits) {
     }
     set(RLIMIT_FSIZE, limits.output);
     set(RLIMIT_CORE, 0);
+    // Should its owner be killed, nobody else ends it.
+    set(RLIMIT_CPU, static_cast<std::size_t>(std::ceil(limits.time)));
     ::setpriority(PRIO_PROCESS, static_cast<id_t>(process), niceness);
 }
 

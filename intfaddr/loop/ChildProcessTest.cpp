@@ -98,6 +98,12 @@ TEST_F(ChildProcessTest, TakesNoMoreMemoryThanItMay) {
     EXPECT_EQ(child->exitStatus(), 0);
 }
 
+TEST_F(ChildProcessTest, TakesNoMoreTimeThoughItsOwnerIsKilled) {
+    auto const child = shell("sleep 0.1; ulimit -t", "", {.time = 6.5});
+    waitForEnd();
+    EXPECT_EQ(readAt(child->output(), 0, all), "7\n");
+}
+
 TEST_F(ChildProcessTest, KnowsSignalsAsAnyProgramDoes) {
     auto* const before = std::signal(SIGTERM, SIG_IGN);
     auto const child = shell("kill -TERM $$; exit 3");
