@@ -131,9 +131,16 @@ private:
                                if (hasGone()) {
                                    end();
                                } else {
+                                   dropUrgent();
                                    watch();
                                }
                            }));
+    }
+
+    // HTTP knows no urgent byte, and the loop would be told of it until it is taken.
+    void dropUrgent() {
+        char urgent = 0;
+        ::recv(socket_.native_handle(), &urgent, 1, MSG_OOB | MSG_DONTWAIT);
     }
 
     // What was told may have been about the socket that had the descriptor before.
@@ -314,6 +321,14 @@ private:
         }
         if (auto refused = peer_ ? std::nullopt : strangersRefusal(header)) {
             return refused;
+        }
+        // Where such a body ends is not known: it would be read as the next request (RFC
+        // 9112, 6.1).
+        if (auto const coding = header.find(http::field::transfer_encoding);
+            coding != header.end() && !boost::beast::iequals(coding->value(), "chunked")) {
+            return errorReply(501,
+                              fmt::format("the transfer coding '{}' is not known: 'chunked' is",
+                                          viewOf(coding->value())));
         }
         auto const target = viewOf(header.target());
         auto const larger = limits().largerBodies.find(target.substr(0, target.find('?')));
