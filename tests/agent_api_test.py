@@ -243,6 +243,7 @@ class Api(AgentCase):
         self.assertEqual(self.ask("PUT", "/v1/virtual", "x" * 70_000)[0], 413)
         self.assertEqual(self.ask("GET", "/v1/nothing", headers={"X": "x" * 9000})[0], 431)
         self.raw(b"nonsense\r\n\r\n", 400)
+        self.raw(b"GET /v1/nothing HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: gzip\r\n\r\n", 501)
         notice = next(iter(self.agent.told("127.0.0.1:")))
         port = int(notice.rsplit("127.0.0.1:", 1)[1].split()[0].rstrip("/;,."))
         tcp = http.client.HTTPConnection("127.0.0.1", port, timeout=20)

@@ -1,11 +1,13 @@
 """Completing a command line in bash offers what the program's help says, and nothing else."""
 
+import os
 import pathlib
 import re
 import subprocess
 import sys
 import tempfile
 import unittest
+import unittest.mock
 
 PROGRAM = str(pathlib.Path(sys.argv.pop(1)).resolve())
 SCRIPT = pathlib.Path(__file__).resolve().parent.parent / "intfaddr/completion/intfaddr.bash"
@@ -63,6 +65,16 @@ class Completion(unittest.TestCase):
             for words in (["replay", "so"], ["what-if", "so"], ["agent", "--record", "so"]):
                 self.assertEqual(completed(*words, folder=folder), {"some.jsonl"}, words)
             self.assertEqual(completed("show", "so", folder=folder), set())
+
+    def test_no_name_is_carried_out(self):
+        with tempfile.TemporaryDirectory() as folder:
+            listing = pathlib.Path(folder) / "ls"  # as if these were the machine's names
+            listing.write_text("#!/bin/sh\nprintf '%s\\n' '$(>made)' 'ns-$(>made)'\n")
+            listing.chmod(0o755)
+            with unittest.mock.patch.dict(os.environ, PATH=f"{folder}:{os.environ['PATH']}"):
+                self.assertIn("$(>made)", completed("show", "intf", "", folder=folder))
+                self.assertEqual(completed("show", "vrf", "$", folder=folder), {"$(>made)"})
+            self.assertEqual(os.listdir(folder), ["ls"])
 
     def test_no_such_command(self):
         self.assertEqual(completed("nothing", ""), set())

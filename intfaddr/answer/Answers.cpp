@@ -94,12 +94,14 @@ void Answers::addTo(Routes& routes) const {
     routes.add({.method = "GET", .path = "/v1/watch", .parameters = ofWatch},
                [this](Request const& request, Parameters given) {
                    bool const initial = takeFlag(given, "initial");
-                   return reply(given, [this, initial, &request](Filter const& filter) {
+                   auto const made = [this, initial, &request](Filter const& filter) {
                        return Reply{
                            .contentType = Watch::contentType,
                            .body = std::make_unique<Watch>(agent_->changes, agent_->identity,
                                                            filter, initial, request.lastEventId)};
-                   });
+                   };
+                   // Who comes back is told what went with its VRF.
+                   return request.lastEventId ? made(filterOf(given)) : reply(given, made);
                });
 }
 

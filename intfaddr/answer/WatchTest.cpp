@@ -241,6 +241,30 @@ TEST_F(WatchTest, WhoComesBackWithHisLastIdIsToldWhatChangedMeanwhileOnce) {
     EXPECT_EQ(watcher.replica(), table({}));
 }
 
+// Nobody else would tell him.
+TEST_F(WatchTest, WhoComesBackIsToldWhatWentWithItsVrf) {
+    auto const red = kernel.makeNamespace("ns-red");
+    kernel.settings(red).linkLocal = false;
+    add(red, 7, "eth0");
+    ASSERT_EQ(kernel.links().addAddress(
+                  {red, 7}, {.own = Nimb::IpGenAddrWithMask("10.0.0.1/24"), .flags = IFA_F_NODAD}),
+              0);
+    runTo(1.0);
+    Watcher watcher(*this, {{"initial", "true"}, {"vrf", "red"}});
+    watcher.pullAll();
+    ASSERT_THAT(watcher.replica(), ElementsAre("red 10.0.0.1/24 eth0"));
+    kernel.removeName("ns-red");
+    runTo(2.0);
+    ASSERT_EQ(reply("addresses", {{"vrf", "red"}}).status, 404U);
+    watcher.connect();
+    watcher.pullAll();
+    EXPECT_THAT(watcher.replica(), testing::IsEmpty());
+
+    watcher.connectWith("another.7");
+    watcher.pullAll();
+    EXPECT_THAT(watcher.replica(), testing::IsEmpty());
+}
+
 // The agent lets go who does not read for long; he finds what he had as it was.
 TEST_F(WatchTest, WhoWasLetGoSinceHeDidNotReadGoesOnWithWhatHeHad) {
     runTo(1.0);

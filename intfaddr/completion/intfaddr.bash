@@ -26,17 +26,27 @@ _intfaddr_words() {
     sed -n 's/^  WORDS//p' | tr '[]|, ' '\n' | grep -x '[a-z][a-z]*'
 }
 
+# Of the words of the standard input, those that begin with what is typed. They are compared and no
+# more: `compgen -W` would carry out what stands in the name of an interface.
+_intfaddr_beginning() {
+    local choice
+    tr ' ' '\n' | while IFS= read -r choice; do
+        [[ $choice && $choice == "$1"* ]] && printf '%s\n' "$choice"
+    done
+}
+
 _intfaddr() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
     local command=${COMP_WORDS[1]} choices help
     COMPREPLY=()
     if ((COMP_CWORD == 1)); then
-        mapfile -t COMPREPLY < <(compgen -W "$(_intfaddr_commands) --help --version" -- "$word")
+        mapfile -t COMPREPLY < <({ _intfaddr_commands; echo --help --version; } |
+            _intfaddr_beginning "$word")
         return
     fi
     help=$(_intfaddr_help "$command")
     if [[ $word == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W "$(_intfaddr_options <<< "$help")" -- "$word")
+        mapfile -t COMPREPLY < <(_intfaddr_options <<< "$help" | _intfaddr_beginning "$word")
         return
     fi
     case $before in
@@ -64,7 +74,7 @@ _intfaddr() {
             choices=$(_intfaddr_words <<< "$help")
             ;;
     esac
-    mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$word")
+    mapfile -t COMPREPLY < <(_intfaddr_beginning "$word" <<< "$choices")
     # A file stands where the help says so, and behind options that take one.
     if grep -q '^  FILE' <<< "$help" || grep -qF -- "  $before FILE" <<< "$help"; then
         mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$word")

@@ -84,9 +84,16 @@ private:
                                if (hasGone()) {
                                    end();
                                } else {
+                                   dropUrgent();
                                    watch();
                                }
                            }));
+    }
+
+    // HTTP knows no urgent byte, and the loop would be told of it until it is taken.
+    void dropUrgent() {
+        char urgent = 0;
+        ::recv(socket_.native_handle(), &urgent, 1, MSG_OOB | MSG_DONTWAIT);
     }
 
     // What was told may have been about the socket that had the descriptor before.

@@ -102,6 +102,18 @@ TEST(ConnectionLimits, AHeaderHasItsLimitHoweverItComes) {
     EXPECT_THAT(client.heard(), StartsWith("HTTP/1.1 431"));
 }
 
+// It may hide another request.
+TEST(ConnectionLimits, ABodyWhoseEndIsNotKnownIsRefused) {
+    Served served;
+    for (std::string const coding : {"gzip", "gzip, chunked", "chunked, identity", ""}) {
+        EXPECT_THAT(answerTo(served, "PUT / HTTP/1.1\r\nHost: x\r\nTransfer-Encoding: " + coding +
+                                         "\r\n\r\n0\r\n\r\nGET /a HTTP/1.1\r\nHost: x\r\n\r\n"),
+                    testing::AllOf(StartsWith("HTTP/1.1 501"),
+                                   HasSubstr("the transfer coding '" + coding + "' is not known")));
+    }
+    EXPECT_THAT(served.requests, IsEmpty());
+}
+
 TEST(ConnectionLimits, ABodyHasALimit) {
     Served served(limited({.bodyBytes = 10}));
     auto client = served.client();

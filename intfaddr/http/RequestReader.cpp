@@ -108,6 +108,12 @@ void RequestReader::decideByHeader() {
     if (!peer_) {
         checkStranger(header);
     }
+    // Where such a body ends is not known: it would be read as the next request (RFC 9112, 6.1).
+    if (auto const coding = header.find(http::field::transfer_encoding);
+        coding != header.end() && !boost::beast::iequals(coding->value(), "chunked")) {
+        throw RefusedReply(501, fmt::format("the transfer coding '{}' is not known: 'chunked' is",
+                                            viewOf(coding->value())));
+    }
     isAwaited_ = boost::beast::iequals(header[http::field::expect], "100-continue");
     auto const target = viewOf(header.target());
     auto const larger = limits_.largerBodies.find(target.substr(0, target.find('?')));

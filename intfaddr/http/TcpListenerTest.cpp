@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 
+#include <boost/asio/io_context.hpp>
 #include <stdexcept>
 
 #include "intfaddr/http/TestTalk.h"
@@ -151,6 +152,23 @@ TEST_F(OverTcp, WhoGoesWhileABodyWaitsIsGone) {
     ASSERT_TRUE(served.eventually([&] { return served.requests.size() == 2; }));
     another.close();
     EXPECT_TRUE(served.eventually([&] { return gone == 1; }));
+}
+
+TEST_F(OverTcp, AnUrgentByteKeepsNobodyBusy) {
+    served.handle = [](Request const&) {
+        return made([](std::string&) { return Progress::waits; });
+    };
+    auto const socket = connectedTo(port);
+    std::string_view const text = "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    ::send(socket.number(), text.data(), text.size(), 0);
+    ASSERT_TRUE(served.eventually([&] { return served.requests.size() == 1; }));
+    ::send(socket.number(), "!", 1, MSG_OOB);
+
+    int events = 0;
+    while (events < 1000 && served.loop.context().poll_one() > 0) {
+        ++events;
+    }
+    EXPECT_LT(events, 1000);
 }
 
 TEST_F(OverTcp, WhoWillAskNothingMoreGetsHisAnswer) {

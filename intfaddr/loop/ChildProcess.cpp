@@ -1,6 +1,7 @@
 #include "intfaddr/loop/ChildProcess.h"
 
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -66,6 +67,8 @@ void become(char* const* arguments, std::array<int, 3> const& files,
             return;
         }
     }
+    // Killed, its owner cannot end it any more.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     for (auto const& [resource, value] : limits) {
         rlimit const most{.rlim_cur = value, .rlim_max = value};
         ::syscall(SYS_prlimit64, 0, resource, &most, nullptr);
@@ -175,6 +178,8 @@ void ChildProcess::handleEnd() {
     timer_.reset();
     if (WIFEXITED(status)) {
         exitStatus_ = WEXITSTATUS(status);
+    } else {
+        signal_ = WTERMSIG(status);
     }
     auto const ended = ended_;
     ended();

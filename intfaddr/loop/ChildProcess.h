@@ -6,7 +6,8 @@
 //   timer  `limits.time` after its beginning it is killed
 //
 // What it reads and writes are files in memory, so nobody has to read or write in time. It is made
-// without copying this process, however large that is. It is killed with its owner.
+// without copying this process, however large that is. It is killed with its owner, and where the
+// thread that made it is.
 //
 // The loop outlives it.
 #pragma once
@@ -46,8 +47,9 @@ public:
     // Ends it before its time; `ended` is called all the same.
     void kill();
 
-    // Once it has ended: nothing where it was killed.
+    // Once it has ended: nothing where a signal ended it.
     std::optional<int> exitStatus() const { return exitStatus_; }
+    int signal() const { return signal_; }
     bool isOverdue() const { return isOverdue_; }
     Netlink::Descriptor const& output() const { return output_; }
     Netlink::Descriptor const& error() const { return error_; }
@@ -62,6 +64,7 @@ private:
     Netlink::Descriptor const error_;
     pid_t process_ = 0;  // none once it has ended
     std::optional<int> exitStatus_;
+    int signal_ = 0;
     bool isOverdue_ = false;
     Netlink::Descriptor end_;  // readable when it has ended
     std::unique_ptr<Netlink::Watch> watch_;

@@ -1,8 +1,11 @@
 #include "intfaddr/loop/ChildProcess.h"
 
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <memory>
 #include <string>
@@ -95,6 +98,29 @@ TEST_F(ChildProcessTest, TakesNoMoreMemoryThanItMay) {
     EXPECT_EQ(readAt(child->output(), 0, all), "1048576\n0\n10\n");
 #endif
     EXPECT_EQ(child->exitStatus(), 0);
+}
+
+TEST_F(ChildProcessTest, GoesWithAnOwnerThatIsKilled) {
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);  // so that whom the owner leaves behind is ours
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    pid_t const owner = ::fork();
+    if (owner == 0) {
+        EventLoop own;
+        ChildProcess const child(own, {"/bin/sh", "-c", "exec sleep 100"}, "", {}, [] {});
+        static_cast<void>(::write(ends[1], "x", 1));
+        ::pause();
+    }
+    char begun = 0;
+    ASSERT_EQ(::read(ends[0], &begun, 1), 1);
+    ::kill(owner, SIGKILL);
+    EXPECT_EQ(::waitpid(owner, nullptr, 0), owner);
+    int status = 0;
+    EXPECT_GT(::waitpid(-1, &status, 0), 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    ::close(ends[0]);
+    ::close(ends[1]);
+    ::prctl(PR_SET_CHILD_SUBREAPER, 0);
 }
 
 TEST_F(ChildProcessTest, KnowsSignalsAsAnyProgramDoes) {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <csignal>
 #include <cstddef>
 #include <functional>
 #include <string_view>
@@ -21,8 +22,8 @@ constexpr int retryAfter = 1;  // in seconds
 bool isAnswer(int exitStatus) { return exitStatus == 0 || exitStatus == 1 || exitStatus == 3; }
 constexpr int badScenario = 2;
 
-Reply busy() {
-    auto reply = errorReply(503, "another rehearsal is going on");
+Reply busy(std::string_view why) {
+    auto reply = errorReply(503, why);
     reply.headers.emplace_back("Retry-After", fmt::format("{}", retryAfter));
     return reply;
 }
@@ -53,7 +54,9 @@ public:
         auto const status = child_->exitStatus();
         if (!status) {
             throw RefusedReply(503,
-                               "it was ended before its time: it takes more memory than it may");
+                               child_->signal() == SIGXFSZ
+                                   ? "its answer is too long"
+                                   : fmt::format("it was ended by signal {}", child_->signal()));
         }
         if (!isAnswer(*status)) {
             throw RefusedReply(*status == badScenario ? 400 : 500, said());
@@ -112,16 +115,20 @@ Rehearsals::Rehearsals(EventLoop& loop, std::vector<std::string> command, ChildL
 Rehearsals::~Rehearsals() = default;
 
 void Rehearsals::addTo(Routes& routes) {
-    routes.add({.method = "POST", .path = "/v1/whatif"},
-               [this](Request const& request, Parameters const&) {
-                   if (running_) {
-                       return busy();
-                   }
-                   auto const run = std::make_shared<Run>();
-                   run->start(loop_, command_, request.body, limits_, [this] { running_.reset(); });
-                   running_ = run;
-                   return Reply{.body = std::make_unique<Answer>(run)};
-               });
+    routes.add({.method = "POST", .path = "/v1/whatif"}, [this](Request const& request,
+                                                                Parameters const&) {
+        if (running_) {
+            return busy("another rehearsal is going on");
+        }
+        auto const run = std::make_shared<Run>();
+        try {
+            run->start(loop_, command_, request.body, limits_, [this] { running_.reset(); });
+        } catch (std::system_error const& error) {
+            return busy(error.what());
+        }
+        running_ = run;
+        return Reply{.body = std::make_unique<Answer>(run)};
+    });
 }
 
 }  // namespace IntfAddr

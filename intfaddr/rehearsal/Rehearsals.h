@@ -7,7 +7,8 @@
 // of the VRFs, as any client does. One runs at a time, bounded in memory and time (ChildProcess.h),
 // and ends when its client goes.
 //
-// A bad scenario is a 400 with its line; 503 while another one runs, and where it takes too long.
+// A bad scenario is a 400 with its line; 503 while another one runs, where it takes too much, and
+// where it cannot be started.
 #pragma once
 
 #include <memory>
