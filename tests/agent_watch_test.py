@@ -15,6 +15,7 @@ import sys
 import threading
 
 from live import machine
+from live.agent import end
 from live.case import PROGRAM, AgentCase, addresses, main
 
 FOLDER = pathlib.Path(__file__).resolve().parent.parent / "examples"
@@ -98,12 +99,7 @@ class Copy:
             (self.rows.add if sign == "+" else self.rows.discard)(row)
 
     def close(self):
-        self.process.kill()
-        self.process.wait()
-        for reader in self.readers:
-            reader.join()
-        self.process.stdout.close()
-        self.process.stderr.close()
+        end(self.process, self.readers)
 
 
 class Watched(AgentCase):

@@ -59,6 +59,12 @@ public:
         stream_.put(std::string_view(text).substr(0, most));
         return progress == Body::Progress::more;
     }
+    // Leaves it in the middle of its walk.
+    void pullFirstRow() {
+        while (replica().empty()) {
+            pull();
+        }
+    }
     void pullAll() {
         while (pull()) {
         }
@@ -141,6 +147,11 @@ private:
 };
 
 struct WatchTest : AnswersTest {
+    void addTwenty() {
+        for (int i = 1; i <= 20; ++i) {
+            addAddress(7, fmt::format("10.0.{}.1/24", i).c_str());
+        }
+    }
     // What is in the tables, of what a filter admits, in the words of another answer.
     std::set<std::string> table(Parameters query) const {
         std::erase_if(query, [](auto const& one) { return one.first == "initial"; });

@@ -109,9 +109,7 @@ TEST_F(WatchTest, WhatChangesDuringTheWalkIsToldOnce) {
     runTo(1.0);
     auto const all = table({});
     Watcher watcher(*this, {{"initial", "true"}, {"family", "4"}});
-    while (watcher.replica().empty()) {
-        watcher.pull();
-    }
+    watcher.pullFirstRow();
     auto const told = watcher.replica();
     ASSERT_LT(told.size(), 60U);
     std::set<std::string> untold;
@@ -167,14 +165,10 @@ TEST_F(WatchTest, AsManyChangesAsTheLogHoldsAreNotTooMany) {
 }
 
 TEST_F(WatchTest, ATableThatIsReplacedDuringTheWalkIsWalkedOn) {
-    for (int i = 1; i <= 20; ++i) {
-        addAddress(7, fmt::format("10.0.{}.1/24", i).c_str());
-    }
+    addTwenty();
     runTo(1.0);
     Watcher watcher(*this, initial);
-    while (watcher.replica().empty()) {
-        watcher.pull();
-    }
+    watcher.pullFirstRow();
     agent.router().tableAdd(L3::VrfName("default")).apply();
     runTo(2.0);
     removeAddress(7, "10.0.20.1/24");
@@ -346,14 +340,10 @@ TEST_F(WatchTest, WhereAnIdIsOfNoUseItIsSaidWhyAndTheTableFollows) {
 }
 
 TEST_F(WatchTest, ThereAreNoIdsBeforeTheWalkIsComplete) {
-    for (int i = 1; i <= 20; ++i) {
-        addAddress(7, fmt::format("10.0.{}.1/24", i).c_str());
-    }
+    addTwenty();
     runTo(1.0);
     Watcher watcher(*this, initial);
-    while (watcher.replica().empty()) {
-        watcher.pull();
-    }
+    watcher.pullFirstRow();
     // Of what the walk has passed, and more of it than an id alone would wait for.
     auto const row = *watcher.replica().begin();
     auto const addr = row.substr(8, row.rfind(' ') - 8);

@@ -46,6 +46,17 @@ class Replica:
                 for row in self.rows}
 
 
+def end(process, readers):
+    """Of a process, and of those who read what it says."""
+    if process.poll() is None:
+        process.kill()
+        process.wait()
+    for reader in readers:
+        reader.join()
+    process.stdout.close()
+    process.stderr.close()
+
+
 class Agent:
     def __init__(self, program, *arguments, events=True, read=True, **options):
         command = [program, "agent", *(["--events"] if events else []), *arguments]
@@ -131,10 +142,4 @@ class Agent:
         return status, took
 
     def close(self):
-        if self.process.poll() is None:
-            self.process.kill()
-            self.process.wait()
-        for reader in self.readers:
-            reader.join()
-        self.process.stdout.close()
-        self.process.stderr.close()
+        end(self.process, self.readers)
