@@ -12,29 +12,23 @@
 //   must not change the map; hashing and comparing keys must not throw.
 // - A map without members since it was made, cleared or emptied of more than a few owns no memory.
 //
-//   index     [ 12 x tag, 12 x slot ] [ 12 x tag, 12 x slot ] ...   buckets of one cache line each
-//                          |
-//   chunks    { key, value } ...  { previous, next } ...            members and links; never move
+// A few members are found by looking at each; more, by an index of their places by the upper bits
+// of their hashes (Zin/HashIndex.h). Memory comes and goes a bounded piece at a time, and a change
+// moves a bounded number of the index' entries: no change is long, however large the map is.
 //
-// A key's home is the bucket that the upper bits of its hash name; what finds its home full stands
-// in the next bucket that is not (see Zin/HashBucket.h). A look-up touches one bucket and the
-// member that it is for, as a rule. The links, which order the members, stand apart so that a
-// removal, which changes those of both neighbours, touches few cache lines.
+// A map may know its members' keys from their values (KeyOf), as a row's: then it holds the values
+// alone. What such a map shows of a member is made for whoever looks.
 #pragma once
 
-#include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <memory>
-#include <new>
-#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
-#include "Zin/HashBucket.h"
+#include "Zin/HashIndex.h"
 #include "Zin/MapMember.h"
+#include "Zin/Slots.h"
 #include "Zin/Walk.h"
 
 namespace Zin {
@@ -46,14 +40,21 @@ struct KeyHash {
     std::uint32_t operator()(Key const& key) const { return key.hash(seed); }
 };
 
+// What a map keeps of each member for an index of its members; nothing where there is none.
+struct NothingPerMember {};
+
 // Hash is made from the 32-bit seed (braces) and returns 32 well mixed bits.
-template <class Key, class Value, class Hash = KeyHash<Key>>
+template <class Key, class Value, class Hash = KeyHash<Key>, class KeyOf = void,
+          class PerMember = NothingPerMember>
 class HashMap2018 {
     static constexpr bool hasValues = !std::is_void_v<Value>;
     using ValueOrNone = std::conditional_t<hasValues, Value, std::nullptr_t>;
+    using Held = HeldMember<Key, Value, KeyOf>;
 
 public:
-    using Member = MapMember<Key, Value>;
+    using Member = typename Held::Member;
+    using Shown = typename Held::Shown;
+    using ShownConst = typename Held::ShownConst;
     using Iterator = Walk<HashMap2018>;
     using ConstIterator = Walk<HashMap2018 const>;
     struct Emplaced {
@@ -69,12 +70,11 @@ public:
         while (!empty()) {  // again if a dying value has inserted another
             clear();
         }
-        store_.release();
     }
 
-    std::uint32_t size() const noexcept { return store_.size; }
-    bool empty() const noexcept { return store_.size == 0; }
-    bool contains(Key const& key) const { return probe(key).member != nullptr; }
+    std::uint32_t size() const noexcept { return size_; }
+    bool empty() const noexcept { return size_ == 0; }
+    bool contains(Key const& key) const { return probe(key).slot != 0; }
 
     // The value under the key, null if there is none.
     ValueOrNone* find(Key const& key) requires hasValues { return valueOf(probe(key)); }
@@ -84,31 +84,30 @@ public:
     template <class... Args>
     Emplaced emplace(Key const& key, Args&&... args) requires hasValues {
         Probe const probed = probe(key);
-        if (probed.member != nullptr) {
-            return {probed.member->value, false};
+        if (probed.slot != 0) {
+            return {nodes_[probed.slot].held.value, false};
         }
-        return {add(probed.hash, key, std::forward<Args>(args)...).value, true};
+        return {add(probed, key, std::forward<Args>(args)...).value, true};
     }
 
     // Whether the key was new, and now is not.
     bool insert(Key const& key) requires(!hasValues) {
         Probe const probed = probe(key);
-        if (probed.member != nullptr) {
+        if (probed.slot != 0) {
             return false;
         }
-        add(probed.hash, key);
+        add(probed, key);
         return true;
     }
 
     // Whether there was a member under the key.
     bool erase(Key const& key) {
         Probe const probed = probe(key);
-        if (probed.member == nullptr) {
+        if (probed.slot == 0) {
             return false;
         }
         if constexpr (hasValues) {
-            [[maybe_unused]] Value const last(std::move(probed.member->value));
-            remove(probed);
+            [[maybe_unused]] Value const last = remove(probed);
         } else {
             remove(probed);
         }
@@ -117,33 +116,37 @@ public:
 
     // Moves the value under the key out of the map; Value() if there is none.
     ValueOrNone take(Key const& key) requires hasValues {
-        ValueOrNone taken{};
         Probe const probed = probe(key);
-        if (probed.member != nullptr) {
-            taken = std::move(probed.member->value);
-            remove(probed);
-        }
-        return taken;
+        return probed.slot == 0 ? ValueOrNone{} : remove(probed);
     }
 
     // The map is empty before the first value goes; values go in the order of their insertion.
     void clear() {
-        Store const gone = std::exchange(store_, Store{});
+        Nodes const gone = std::exchange(nodes_, {});
+        Slot slot = std::exchange(first_, 0);
+        last_ = 0;
+        size_ = 0;
+        index_.release();
         walks_.handleAllGone([](Position) { return nowhere(); });
-        if constexpr (!std::is_trivially_destructible_v<Member>) {
-            for (Slot slot = gone.first; slot != 0; slot = gone.links(slot).next) {
-                std::destroy_at(&gone.member(slot));
+        if constexpr (!std::is_trivially_destructible_v<Held>) {
+            while (slot != 0) {
+                Node& node = gone[slot];
+                slot = node.next;
+                std::destroy_at(&node.held);
             }
         }
-        gone.release();
     }
 
-    Iterator begin() { return Iterator(*this, store_.first); }
-    ConstIterator begin() const { return ConstIterator(*this, store_.first); }
+    Iterator begin() { return Iterator(*this, first_); }
+    ConstIterator begin() const { return ConstIterator(*this, first_); }
     Iterator end() { return {}; }
     ConstIterator end() const { return {}; }
     // A walk that starts at the last member; at its end where the map is empty.
-    ConstIterator last() const { return ConstIterator(*this, store_.last); }
+    ConstIterator last() const { return ConstIterator(*this, last_); }
+    // A walk that starts at the key; at its end if there is no such member.
+    Iterator from(Key const& key) { return Iterator(*this, slotOf(key)); }
+    ConstIterator from(Key const& key) const { return ConstIterator(*this, slotOf(key)); }
+
     // Where the key stands in the order of a scan: it depends on the seed and the key alone.
     std::uint32_t hashOf(Key const& key) const { return hash_(key); }
     static constexpr std::uint64_t scanEnd = std::uint64_t{1} << 32;
@@ -153,257 +156,153 @@ public:
     // scan but a number. `each` does not change the map.
     template <class Each>
     std::uint64_t scan(std::uint64_t from, Each const& each) const {
-        std::uint32_t const home = static_cast<std::uint32_t>(from >> store_.shift);
-        std::uint32_t at = home;
-        do {
-            HashBucket const& bucket = store_.buckets[at];
-            for (unsigned left = bucket.used(); left != 0; left &= left - 1) {
-                Member const& member =
-                    store_.member(bucket.slot[static_cast<unsigned>(std::countr_zero(left))]);
-                std::uint32_t const hash = hash_(member.key);
-                if (store_.home(hash) == home && hash >= from) {
-                    each(member);
+        if (index_.empty()) {
+            for (Slot slot = first_; slot != 0; slot = nodes_[slot].next) {
+                if (hashAt(slot) >= from) {
+                    each(memberAt(slot));
                 }
             }
-            if (bucket.passed == 0) {
-                break;
+            return scanEnd;
+        }
+        return index_.scan(static_cast<std::uint32_t>(from), [&](Slot slot, std::uint64_t end) {
+            std::uint32_t const hash = hashAt(slot);
+            if (hash >= from && hash < end) {
+                each(memberAt(slot));
             }
-            at = store_.after(at);
-        } while (at != home);
-        return (std::uint64_t{home} + 1) << store_.shift;
+        });
     }
-    // A walk that starts at the key; at its end if there is no such member.
-    Iterator from(Key const& key) { return Iterator(*this, slotOf(probe(key))); }
-    ConstIterator from(Key const& key) const { return ConstIterator(*this, slotOf(probe(key))); }
+
+    // For an index of the members: the number of a member's place, which is its as long as it
+    // stays and 0 for none; the member there; and what the index keeps of it.
+    Slot slotOf(Key const& key) const { return probe(key).slot; }
+    ShownConst memberAt(Slot slot) const { return std::as_const(nodes_[slot].held).show(); }
+    Shown memberAt(Slot slot) { return nodes_[slot].held.show(); }
+    PerMember& keptAt(Slot slot) const { return nodes_[slot].kept; }
 
 private:
     template <class>
     friend class Zin::Walk;
 
-    // The number of a member's place in the chunks; 0 for none.
-    using Slot = std::uint32_t;
     using Position = Slot;
 
-    struct Links {
+    // A member between those that came before and after it.
+    struct Node {
         Slot previous;
-        Slot next;  // threads the free slots, too
+        Slot next;
+        [[no_unique_address]] PerMember kept{};
+        Held held;
+    };
+    using Nodes = Slots<Node>;
+
+    // Where a key is; its slot is 0 if it is absent, and then only the hash counts, where there is
+    // an index.
+    struct Probe : HashIndex::Place {
+        std::uint32_t hash = 0;
     };
 
-    // Where a key is; member is null if it is absent, and then only the hash counts.
-    struct Probe {
-        Member* member;
-        HashBucket* bucket;
-        unsigned place;
-        std::uint32_t hash;
-    };
-
-    // A chunk's addresses, less what the number of its first slot adds to them: adding a slot's
-    // number leads to its member and to its links.
-    struct Chunk {
-        std::uintptr_t members;
-        std::uintptr_t links;
-    };
-
-    // All memory of a map. Each growth adds a chunk that fills the index, which is doubled from the
-    // fourth chunk on, to ten of twelve; running out of slots is the one reason to grow. Chunk c
-    // holds slots from 2 << c on. The table of the chunks follows the buckets.
-    struct Store {
-        static constexpr std::align_val_t indexAlignment{alignof(HashBucket)};
-        static constexpr std::align_val_t chunkAlignment{
-            std::max(alignof(Member), alignof(std::max_align_t))};
-        static constexpr unsigned maxChunks = 30;
-
-        HashBucket* buckets = &noBucket;
-        Chunk* chunkTable = nullptr;
-        std::uint32_t mask = 0;    // number of buckets less one
-        std::uint32_t shift = 32;  // hash >> shift is its home
-        std::uint32_t chunks = 0;
-        std::uint32_t size = 0;
-        Slot first = 0;
-        Slot last = 0;
-        Slot free = 0;   // used before, and free again
-        Slot fresh = 0;  // of the last chunk, not used yet
-        Slot freshEnd = 0;
-
-        static Slot chunkBase(unsigned chunk) { return 2u << chunk; }
-        static std::uint32_t chunkSize(unsigned chunk) {
-            return chunk < 2 ? 2u + chunk : 5u << (chunk - 2);
-        }
-        Chunk const& chunkOf(Slot slot) const { return chunkTable[std::bit_width(slot) - 2]; }
-        Member& member(Slot slot) const {
-            return *reinterpret_cast<Member*>(chunkOf(slot).members +
-                                              std::uintptr_t{slot} * sizeof(Member));
-        }
-        Links& links(Slot slot) const {
-            return *reinterpret_cast<Links*>(chunkOf(slot).links +
-                                             std::uintptr_t{slot} * sizeof(Links));
-        }
-        std::uint32_t home(std::uint32_t hash) const {
-            return static_cast<std::uint32_t>(std::uint64_t{hash} >> shift);
-        }
-        std::uint32_t after(std::uint32_t bucket) const { return (bucket + 1) & mask; }
-
-        // Gives the slot the first empty place from the home of its hash on.
-        void enter(std::uint32_t hash, Slot slot) const {
-            std::uint32_t at = home(hash);
-            unsigned empties = buckets[at].empties();
-            while (empties == 0) {
-                ++buckets[at].passed;
-                at = after(at);
-                empties = buckets[at].empties();
-            }
-            auto const place = std::countr_zero(empties);
-            buckets[at].tag[place] = HashBucket::tagOf(hash);
-            buckets[at].slot[place] = slot;
-        }
-
-        void leave(Probe const& probed) const {
-            for (std::uint32_t at = home(probed.hash); &buckets[at] != probed.bucket;
-                 at = after(at)) {
-                --buckets[at].passed;
-            }
-            probed.bucket->tag[probed.place] = 0;
-        }
-
-        // The same members with a fresh index and one more chunk.
-        template <class Hasher>
-        Store grown(Hasher const& hash) const {
-            if (chunks == maxChunks) {
-                throw std::length_error("Zin::HashMap2018 is full");
-            }
-            Store that = *this;
-            that.allocate();
-            for (Slot slot = first; slot != 0; slot = links(slot).next) {
-                that.enter(hash(member(slot).key), slot);
-            }
-            return that;
-        }
-
-        void allocate() {
-            std::size_t const bucketsThen = std::size_t{1} << (chunks < 3 ? 0 : chunks - 2);
-            std::size_t const slots = chunkSize(chunks);
-            std::size_t const linksSize =
-                (slots * sizeof(Links) + alignof(Member) - 1) / alignof(Member) * alignof(Member);
-            void* const chunk = ::operator new(linksSize + slots * sizeof(Member), chunkAlignment);
-            void* index = nullptr;
-            try {
-                index =
-                    ::operator new(bucketsThen * sizeof(HashBucket) + (chunks + 1) * sizeof(Chunk),
-                                   indexAlignment);
-            } catch (...) {
-                ::operator delete(chunk, chunkAlignment);
-                throw;
-            }
-            fresh = chunkBase(chunks);
-            freshEnd = fresh + chunkSize(chunks);
-            buckets = static_cast<HashBucket*>(index);
-            std::uninitialized_value_construct_n(buckets, bucketsThen);
-            auto* const table = reinterpret_cast<Chunk*>(buckets + bucketsThen);
-            std::uninitialized_copy_n(chunkTable, chunks, table);
-            auto const address = reinterpret_cast<std::uintptr_t>(chunk);
-            std::construct_at(table + chunks,
-                              Chunk{address + linksSize - std::uintptr_t{fresh} * sizeof(Member),
-                                    address - std::uintptr_t{fresh} * sizeof(Links)});
-            chunkTable = table;
-            mask = static_cast<std::uint32_t>(bucketsThen - 1);
-            shift = 32 - static_cast<std::uint32_t>(std::countr_zero(bucketsThen));
-            ++chunks;
-        }
-
-        void releaseIndex() const {
-            if (chunks > 0) {
-                ::operator delete(buckets, indexAlignment);
-            }
-        }
-        void release() const {
-            for (unsigned chunk = 0; chunk < chunks; ++chunk) {
-                ::operator delete(&links(chunkBase(chunk)), chunkAlignment);
-            }
-            releaseIndex();
-        }
-    };
-
-    // The index of all maps without memory: nothing is in it, and nothing is ever put there.
-    static inline constinit HashBucket noBucket{};
+    // So many members need no index.
+    static constexpr std::uint32_t few = 8;
 
     // For Walk.
     static Position nowhere() { return 0; }
-    Position after(Position at) const { return at == 0 ? store_.first : store_.links(at).next; }
-    Member& memberAt(Position at) const { return store_.member(at); }
+    Position after(Position at) const { return at == 0 ? first_ : nodes_[at].next; }
 
-    static ValueOrNone* valueOf(Probe const& probed) {
-        return probed.member == nullptr ? nullptr : &probed.member->value;
+    ValueOrNone* valueOf(Probe const& probed) const {
+        return probed.slot == 0 ? nullptr : &nodes_[probed.slot].held.value;
     }
-    static Slot slotOf(Probe const& probed) {
-        return probed.member == nullptr ? 0 : probed.bucket->slot[probed.place];
+    std::uint32_t hashAt(Slot slot) const { return hash_(nodes_[slot].held.key()); }
+    auto hashing() const {
+        return [this](Slot slot) { return hashAt(slot); };
     }
 
     Probe probe(Key const& key) const {
+        if (index_.empty()) {
+            Slot slot = first_;
+            while (slot != 0 && !(nodes_[slot].held.key() == key)) {
+                slot = nodes_[slot].next;
+            }
+            return {{slot, nullptr, 0}, 0};
+        }
         std::uint32_t const hash = hash_(key);
-        std::uint8_t const tag = HashBucket::tagOf(hash);
-        std::uint32_t const home = store_.home(hash);
-        std::uint32_t at = home;
-        do {
-            HashBucket& bucket = store_.buckets[at];
-            for (unsigned left = bucket.match(tag); left != 0; left &= left - 1) {
-                auto const place = static_cast<unsigned>(std::countr_zero(left));
-                Member& member = store_.member(bucket.slot[place]);
-                if (member.key == key) {
-                    return {&member, &bucket, place, hash};
-                }
-            }
-            if (bucket.passed == 0) {
-                break;
-            }
-            at = store_.after(at);
-        } while (at != home);
-        return {nullptr, nullptr, 0, hash};
+        return {index_.find(hash, [&](Slot slot) { return nodes_[slot].held.key() == key; }), hash};
     }
 
     template <class... Args>
-    Member& add(std::uint32_t hash, Key const& key, Args&&... args) {
-        if (store_.free == 0 && store_.fresh == store_.freshEnd) {
-            Store const grown = store_.grown(hash_);
-            store_.releaseIndex();
-            store_ = grown;
+    Held& add(Probe const& probed, Key const& key, Args&&... args) {
+        bool const begins = index_.empty() && size_ == few;
+        bool const indexed = begins || !index_.empty();
+        std::uint32_t const hash = begins ? hash_(key) : probed.hash;
+        Slot const slot = nodes_.take();
+        Node& node = nodes_[slot];
+        bool made = false;
+        try {
+            std::construct_at(&node.held, key, std::forward<Args>(args)...);
+            made = true;
+            if (begins) {
+                beginIndex();
+            }
+            if (indexed) {
+                index_.makeRoom(hash, size_ + 1, hashing());
+            }
+        } catch (...) {
+            if (made) {
+                std::destroy_at(&node.held);
+            }
+            nodes_.give(slot);
+            throw;
         }
-        bool const fresh = store_.free == 0;
-        Slot const slot = fresh ? store_.fresh : store_.free;
-        Member* const member =
-            std::construct_at(&store_.member(slot), key, std::forward<Args>(args)...);
 
         // Nothing throws from here on.
-        Links& links = store_.links(slot);
-        if (fresh) {
-            std::construct_at(&links);
-            ++store_.fresh;
+        std::construct_at(&node.kept);
+        node.previous = last_;
+        node.next = 0;
+        (last_ == 0 ? first_ : nodes_[last_].next) = slot;
+        last_ = slot;
+        if (indexed) {
+            index_.enter(hash, slot);
+        }
+        ++size_;
+        return node.held;
+    }
+    void beginIndex() {
+        HashIndex index;
+        std::uint32_t size = 0;
+        for (Slot slot = first_; slot != 0; slot = nodes_[slot].next) {
+            index.makeRoom(hashAt(slot), ++size, hashing());
+            index.enter(hashAt(slot), slot);
+        }
+        index_ = std::move(index);
+    }
+
+    // Returns the value, where there are values.
+    auto remove(Probe const& probed) {
+        Node& node = nodes_[probed.slot];
+        walks_.handleGone(probed.slot, node.previous);
+        if (probed.bucket != nullptr) {
+            index_.leave(probed.hash, probed);
+        }
+        (node.previous == 0 ? first_ : nodes_[node.previous].next) = node.next;
+        (node.next == 0 ? last_ : nodes_[node.next].previous) = node.previous;
+        --size_;
+        if (probed.bucket != nullptr) {
+            index_.handleLeft(size_, hashing());
+        }
+        if constexpr (hasValues) {
+            Value value(std::move(node.held.value));
+            std::destroy_at(&node.held);
+            nodes_.give(probed.slot);
+            return value;
         } else {
-            store_.free = links.next;
-        }
-        links = {store_.last, 0};
-        (store_.last == 0 ? store_.first : store_.links(store_.last).next) = slot;
-        store_.last = slot;
-        store_.enter(hash, slot);
-        ++store_.size;
-        return *member;
-    }
-
-    void remove(Probe const& probed) {
-        Slot const slot = slotOf(probed);
-        Links& links = store_.links(slot);
-        walks_.handleGone(slot, links.previous);
-        store_.leave(probed);
-        (links.previous == 0 ? store_.first : store_.links(links.previous).next) = links.next;
-        (links.next == 0 ? store_.last : store_.links(links.next).previous) = links.previous;
-        std::destroy_at(probed.member);
-        links.next = store_.free;
-        store_.free = slot;
-        if (--store_.size == 0 && store_.chunks > 3) {
-            std::exchange(store_, Store{}).release();
+            std::destroy_at(&node.held);
+            nodes_.give(probed.slot);
         }
     }
 
-    Store store_;
+    Nodes nodes_;
+    HashIndex index_;
+    Slot first_ = 0;
+    Slot last_ = 0;
+    std::uint32_t size_ = 0;
     [[no_unique_address]] Hash hash_;
     mutable Walks<Position> walks_;
 };

@@ -23,6 +23,8 @@ template <class T>
 class LinkQueue {
 public:
     using Member = T;
+    using Shown = Member&;
+    using ShownConst = Member const&;
     using Iterator = Walk<LinkQueue>;
     using ConstIterator = Walk<LinkQueue const>;
 

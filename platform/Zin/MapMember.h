@@ -1,4 +1,8 @@
 // A member of a map: the key under which it stands, and its value (sets have none).
+//
+// A map that knows its members' keys from their values (KeyOf, a callable made by its default
+// constructor) holds the values alone. It shows its members as views, which are made for whoever
+// looks: the key is read from the value.
 #pragma once
 
 #include <utility>
@@ -24,6 +28,44 @@ struct MapMember<Key, void> {
     MapMember& operator=(MapMember const&) = delete;
 
     Key const key;
+};
+
+template <class Key, class Value>
+struct MapMemberView {
+    Key const& key;
+    Value& value;
+
+    MapMemberView const* operator->() const { return this; }
+};
+
+// What a map holds of a member, and how it shows that.
+template <class Key, class Value, class KeyOf>
+struct HeldMember {
+    using Member = MapMemberView<Key, Value const>;
+    using Shown = MapMemberView<Key, Value>;
+    using ShownConst = Member;
+
+    template <class... Args>
+    explicit HeldMember(Key const&, Args&&... args) : value(std::forward<Args>(args)...) {}
+
+    Key const& key() const { return KeyOf()(value); }
+    Shown show() { return {key(), value}; }
+    ShownConst show() const { return {key(), value}; }
+
+    Value value;
+};
+
+template <class Key, class Value>
+struct HeldMember<Key, Value, void> : MapMember<Key, Value> {
+    using Member = MapMember<Key, Value>;
+    using Shown = Member&;
+    using ShownConst = Member const&;
+
+    using Member::Member;
+
+    Key const& key() const { return Member::key; }
+    Shown show() { return *this; }
+    ShownConst show() const { return *this; }
 };
 
 }  // namespace Zin

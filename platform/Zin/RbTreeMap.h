@@ -25,6 +25,8 @@ template <class Key, class Value>
 class RbTreeMap {
 public:
     using Member = MapMember<Key, Value>;
+    using Shown = Member&;
+    using ShownConst = Member const&;
     using Iterator = Walk<RbTreeMap>;
     using ConstIterator = Walk<RbTreeMap const>;
     struct Emplaced {

@@ -13,8 +13,9 @@
 // included, and clear or destroy the collection. Members that are added behind the place where the
 // walk stands are reached.
 //
-// A collection offers to Walk, as a friend: `Position`, `Member`, `nowhere()`, `after(position)`
-// (the first position after nowhere(), nowhere() after the last) and `memberAt(position)`.
+// A collection offers to Walk, as a friend: `Position`, `Member`, what it shows of a member
+// (`Shown`, `ShownConst`: a reference, or a view by value), `nowhere()`, `after(position)` (the
+// first position after nowhere(), nowhere() after the last) and `memberAt(position)`.
 #pragma once
 
 #include <cstddef>
@@ -151,8 +152,11 @@ public:
     using value_type = typename Collection::Member;
     using difference_type = std::ptrdiff_t;
     using reference =
-        std::conditional_t<std::is_const_v<Collection>, value_type const&, value_type&>;
-    using pointer = std::remove_reference_t<reference>*;
+        std::conditional_t<std::is_const_v<Collection>, typename Collection::ShownConst,
+                           typename Collection::Shown>;
+    // A view is pointed at by itself.
+    using pointer = std::conditional_t<std::is_reference_v<reference>,
+                                       std::remove_reference_t<reference>*, reference>;
 
     // The end of every collection.
     Walk() = default;
@@ -161,7 +165,13 @@ public:
           collection_(&collection) {}
 
     reference operator*() const { return collection_->memberAt(position()); }
-    pointer operator->() const { return &**this; }
+    pointer operator->() const {
+        if constexpr (std::is_reference_v<reference>) {
+            return &**this;
+        } else {
+            return **this;
+        }
+    }
 
     Walk& operator++() {
         if (this->stand_ == Stand::atEnd) {
