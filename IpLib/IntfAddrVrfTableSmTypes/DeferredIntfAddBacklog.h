@@ -15,8 +15,17 @@
 namespace IpLib::IntfAddrVrfTableImpl {
 
 class DeferredIntfAddBacklog final : public Zin::Entity {
+    struct KeyOwner {
+        IntfFamily operator()(IntfAddrWithMaskKey const& key) const {
+            return {key.intfId, key.addrWithMask.family()};
+        }
+    };
+    using Keys = Zin::Collection<Zin::Untold, Zin::HashSet2018<IntfAddrWithMaskKey>,
+                                 Zin::GroupIndex<KeyOwner, IntfFamily, IntfAddrWithMaskKey>>;
+
 public:
-    using Backlog = Zin::HashSet2018<IntfAddrWithMaskKey>;
+    using Backlog = Keys::Map;
+
 
     Backlog const& backlog() const { return backlog_.map(); }
     bool backlogHas(IntfAddrWithMaskKey const& key) const { return backlog_.has(key); }
@@ -32,15 +41,7 @@ public:
     void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
 
 private:
-    struct KeyOwner {
-        IntfFamily operator()(IntfAddrWithMaskKey const& key) const {
-            return {key.intfId, key.addrWithMask.family()};
-        }
-    };
-
-    Zin::Collection<Zin::Untold, Backlog,
-                    Zin::GroupIndex<KeyOwner, IntfFamily, IntfAddrWithMaskKey>>
-        backlog_{Zin::Untold(), Zin::hashSeed() ^ 0x2f90b8e4};
+    Keys backlog_{Zin::Untold(), Zin::hashSeed() ^ 0x2f90b8e4};
 };
 
 Zin::Ptr<DeferredIntfAddBacklog> deferredIntfAddBacklogFactory();

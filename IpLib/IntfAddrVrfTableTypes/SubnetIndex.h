@@ -37,29 +37,39 @@ private:
 
 // As Zin/GroupIndex.h describes indexes. `OwnerOf` says whose the set is.
 template <class OwnerOf>
-class SubnetIndex : public Zin::GroupIndex<OwnerOf, IntfFamily, Nimb::IpGenPrefix> {
+class SubnetIndex {
     using ByOwner = Zin::GroupIndex<OwnerOf, IntfFamily, Nimb::IpGenPrefix>;
 
 public:
-    PrefixLengths const& lengths() const { return lengths_; }
+    template <class Map>
+    using MapOf = typename ByOwner::template MapOf<Map>;
 
-    template <class Set>
-    void add(Nimb::IpGenPrefix const& subnet, Set const& set) {
-        ByOwner::add(subnet, set);
-        lengths_.add(subnet);
-    }
-    template <class Set>
-    void remove(Nimb::IpGenPrefix const& subnet, Set const& set) {
-        ByOwner::remove(subnet, set);
-        lengths_.remove(subnet);
-    }
-    void clear() {
-        ByOwner::clear();
-        lengths_.clear();
-    }
+    template <class Map>
+    class Of : public ByOwner::template Of<Map> {
+        using Base = typename ByOwner::template Of<Map>;
 
-private:
-    PrefixLengths lengths_;
+    public:
+        explicit Of(Map const& map) : Base(map), map_(map) {}
+
+        PrefixLengths const& lengths() const { return lengths_; }
+
+        void add(Zin::Slot slot) {
+            Base::add(slot);
+            lengths_.add(map_.memberAt(slot).key);
+        }
+        void remove(Zin::Slot slot) {
+            Base::remove(slot);
+            lengths_.remove(map_.memberAt(slot).key);
+        }
+        void clear() {
+            Base::clear();
+            lengths_.clear();
+        }
+
+    private:
+        Map const& map_;
+        PrefixLengths lengths_;
+    };
 };
 
 }  // namespace IpLib

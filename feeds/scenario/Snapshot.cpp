@@ -15,7 +15,7 @@ using IpLib::IntfAddrVrfTable;
 // The keys of a collection, sorted.
 template <class Map>
 auto sortedKeys(Map const& map) {
-    std::vector<std::remove_const_t<decltype(Map::Member::key)>> keys;
+    std::vector<std::remove_cvref_t<decltype(Map::Member::key)>> keys;
     keys.reserve(map.size());
     for (auto const& member : map) {
         keys.push_back(member.key);

@@ -55,20 +55,29 @@ struct Untold {
 };
 
 struct NoIndex {
-    template <class... Member>
-    static void add(Member const&...) {}
-    template <class... Member>
-    static void remove(Member const&...) {}
-    template <class... Member>
-    static void replace(Member const&...) {}
-    static void clear() {}
+    template <class Map>
+    using MapOf = Map;
+
+    template <class Map>
+    struct Of {
+        explicit Of(Map const&) {}
+        template <class Place>
+        static void add(Place const&) {}
+        template <class Place>
+        static void remove(Place const&) {}
+        template <class Place, class Value>
+        static void replace(Place const&, Value const&) {}
+        static void clear() {}
+    };
 };
 
-template <class Tell, class Map, class Index = NoIndex>
+template <class Tell, class PlainMap, class IndexKind = NoIndex>
 class Collection {
-    using Key = std::remove_const_t<decltype(Map::Member::key)>;
-
 public:
+    using Map = typename IndexKind::template MapOf<PlainMap>;
+    using Index = typename IndexKind::template Of<Map>;
+    using Key = std::remove_cvref_t<decltype(std::declval<typename Map::Member const&>().key)>;
+
     template <class... MapArgs>
     explicit Collection(Tell tell, MapArgs&&... args)
         : tell_(tell), map_(std::forward<MapArgs>(args)...) {}
@@ -93,10 +102,12 @@ public:
         auto value = makeValue();
         {
             Turn const turn;
-            if (auto* const present = map_.find(key)) {
-                value = *present;
+            auto const [place, inserted] = map_.enter(key, value);
+            if (inserted) {
+                addToIndex(key, place);
+                tell_.tell(key);
             } else {
-                put(key, value);
+                value = map_.valueAt(place);
             }
         }
         return value;
@@ -106,16 +117,14 @@ public:
     template <class Value>
     void put(Key const key, Value value) {
         Turn const turn;
-        [[maybe_unused]] Value const former = exchange(key, std::move(value));
-        tell_.tell(key);
+        putOrSet<true>(key, std::move(value));
     }
 
     // Values, and pointers under an explicit key: inserts or replaces what is another value.
     template <class Value>
-    void set(Key const& key, Value value) {
-        if (auto const* const present = map_.find(key); !present || *present != value) {
-            put(key, std::move(value));
-        }
+    void set(Key const key, Value value) {
+        Turn const turn;
+        putOrSet<false>(key, std::move(value));
     }
 
     // Pointers under an explicit key, where null stands for none.
@@ -131,8 +140,9 @@ public:
 
     // Keys alone.
     void insert(Key const key) {
-        if (map_.insert(key)) {
-            enter(key);
+        auto const [place, inserted] = map_.enter(key);
+        if (inserted) {
+            addToIndex(key, place);
             tell_.tell(key);
         }
     }
@@ -140,22 +150,22 @@ public:
     // Returns what was removed, the key where there are keys alone; null, or the default value,
     // where there was nothing.
     auto del(Key key) {
+        bool found = false;
+        auto const leave = [&](auto const& place) {
+            index_.remove(place);
+            found = true;
+        };
         if constexpr (requires { map_.take(key); }) {
-            using Value = decltype(map_.take(key));
-            auto const* const present = map_.find(key);
-            if (!present) {
-                return Value();
+            auto value = map_.take(key, leave);
+            if (found) {
+                tell_.tell(key);
             }
-            index_.remove(key, *present);
-            Value value = map_.take(key);
-            tell_.tell(key);
             return value;
         } else {
-            if (!map_.contains(key)) {
+            map_.erase(key, leave);
+            if (!found) {
                 return Key();
             }
-            index_.remove(key);
-            map_.erase(key);
             tell_.tell(key);
             return key;
         }
@@ -183,23 +193,27 @@ public:
     }
 
 private:
-    // Returns what stood under the key before; the default value where nothing did.
-    template <class Value>
-    Value exchange(Key const& key, Value value) {
-        if (auto* const present = map_.find(key)) {
-            index_.replace(key, *present, value);
-            return std::exchange(*present, std::move(value));
+    template <bool alsoWhatIsTheSame, class Value>
+    void putOrSet(Key const& key, Value value) {
+        auto const [place, inserted] = map_.enter(key, value);
+        if (inserted) {
+            addToIndex(key, place);
+        } else {
+            auto& present = map_.valueAt(place);
+            if (!alsoWhatIsTheSame && present == value) {
+                return;
+            }
+            index_.replace(place, value);
+            std::swap(present, value);
         }
-        map_.emplace(key, value);
-        enter(key, value);
-        return Value();
+        tell_.tell(key);
     }
 
-    // Puts a member that is new in the map into the index; failing that, takes it out of the map.
-    template <class... Value>
-    void enter(Key const& key, Value const&... value) {
+    // Of a member that is new in the map; failing that, takes it out of the map.
+    template <class Place>
+    void addToIndex(Key const& key, Place const& place) {
         try {
-            index_.add(key, value...);
+            index_.add(place);
         } catch (...) {
             map_.erase(key);
             throw;
@@ -208,16 +222,17 @@ private:
 
     Tell tell_;
     Map map_;
-    [[no_unique_address]] Index index_;
+    [[no_unique_address]] Index index_{map_};
 };
 
-template <auto Handler, class Key, class Value, class Index = NoIndex>
-class HashCollection : public Collection<Teller<Handler>, HashMap2018<Key, Value>, Index> {
+// `KeyOf` gives the key of a value, if the map is to read it there (see Zin/MapMember.h).
+template <auto Handler, class Key, class Value, class Index = NoIndex, class KeyOf = void>
+class HashCollection
+    : public Collection<Teller<Handler>, HashMap2018<Key, Value, KeyHash<Key>, KeyOf>, Index> {
 public:
     // `salt` is the collection's own: it is mixed into the process-wide hash seed.
     HashCollection(typename HandlerOf<decltype(Handler)>::Owner& owner, std::uint32_t salt)
-        : Collection<Teller<Handler>, HashMap2018<Key, Value>, Index>(Teller<Handler>(owner),
-                                                                      hashSeed() ^ salt) {}
+        : HashCollection::Collection(Teller<Handler>(owner), hashSeed() ^ salt) {}
 };
 
 template <auto Handler, class Key, class Value>

@@ -57,8 +57,15 @@ public:
     using ShownConst = typename Held::ShownConst;
     using Iterator = Walk<HashMap2018>;
     using ConstIterator = Walk<HashMap2018 const>;
+    // The same map that keeps something for an index of each member.
+    template <class Kept>
+    using Keeping = HashMap2018<Key, Value, Hash, KeyOf, Kept>;
     struct Emplaced {
         ValueOrNone& value;
+        bool inserted;
+    };
+    struct Entered {
+        Slot place;
         bool inserted;
     };
 
@@ -83,29 +90,32 @@ public:
     // Unless there is a member under the key, makes one of Value(args...).
     template <class... Args>
     Emplaced emplace(Key const& key, Args&&... args) requires hasValues {
+        auto const [place, inserted] = enter(key, std::forward<Args>(args)...);
+        return {nodes_[place].held.value, inserted};
+    }
+    // The same, for an index of the members.
+    template <class... Args>
+    Entered enter(Key const& key, Args&&... args) {
         Probe const probed = probe(key);
         if (probed.slot != 0) {
-            return {nodes_[probed.slot].held.value, false};
+            return {probed.slot, false};
         }
-        return {add(probed, key, std::forward<Args>(args)...).value, true};
+        return {add(probed, key, std::forward<Args>(args)...), true};
     }
+    ValueOrNone& valueAt(Slot place) requires hasValues { return nodes_[place].held.value; }
 
     // Whether the key was new, and now is not.
-    bool insert(Key const& key) requires(!hasValues) {
-        Probe const probed = probe(key);
-        if (probed.slot != 0) {
-            return false;
-        }
-        add(probed, key);
-        return true;
-    }
+    bool insert(Key const& key) requires(!hasValues) { return enter(key).inserted; }
 
-    // Whether there was a member under the key.
-    bool erase(Key const& key) {
+    // Whether there was a member under the key. `before` is called with its place while it is
+    // there.
+    template <class Before = Nothing>
+    bool erase(Key const& key, Before const& before = {}) {
         Probe const probed = probe(key);
         if (probed.slot == 0) {
             return false;
         }
+        before(probed.slot);
         if constexpr (hasValues) {
             [[maybe_unused]] Value const last = remove(probed);
         } else {
@@ -114,10 +124,16 @@ public:
         return true;
     }
 
-    // Moves the value under the key out of the map; Value() if there is none.
-    ValueOrNone take(Key const& key) requires hasValues {
+    // Moves the value under the key out of the map; Value() if there is none. As erase() does, it
+    // calls `before`.
+    template <class Before = Nothing>
+    ValueOrNone take(Key const& key, Before const& before = {}) requires hasValues {
         Probe const probed = probe(key);
-        return probed.slot == 0 ? ValueOrNone{} : remove(probed);
+        if (probed.slot == 0) {
+            return ValueOrNone{};
+        }
+        before(probed.slot);
+        return remove(probed);
     }
 
     // The map is empty before the first value goes; values go in the order of their insertion.
@@ -228,7 +244,7 @@ private:
     }
 
     template <class... Args>
-    Held& add(Probe const& probed, Key const& key, Args&&... args) {
+    Slot add(Probe const& probed, Key const& key, Args&&... args) {
         bool const begins = index_.empty() && size_ == few;
         bool const indexed = begins || !index_.empty();
         std::uint32_t const hash = begins ? hash_(key) : probed.hash;
@@ -262,7 +278,7 @@ private:
             index_.enter(hash, slot);
         }
         ++size_;
-        return node.held;
+        return slot;
     }
     void beginIndex() {
         HashIndex index;

@@ -38,6 +38,12 @@ struct MapMemberView {
     MapMemberView const* operator->() const { return this; }
 };
 
+// For who has nothing to do before a member goes.
+struct Nothing {
+    template <class Place>
+    void operator()(Place const&) const {}
+};
+
 // What a map holds of a member, and how it shows that.
 template <class Key, class Value, class KeyOf>
 struct HeldMember {

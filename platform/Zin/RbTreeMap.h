@@ -48,37 +48,52 @@ public:
     bool contains(Key const& key) const { return tree_.contains(key); }
 
     // The value under the key, null if there is none.
-    Value* find(Key const& key) { return valueAt(tree_.find(key)); }
-    Value const* find(Key const& key) const { return valueAt(tree_.find(key)); }
+    Value* find(Key const& key) { return valueOf(tree_.find(key)); }
+    Value const* find(Key const& key) const { return valueOf(tree_.find(key)); }
 
     // Unless there is a member under the key, makes one of Value(args...).
     template <class... Args>
     Emplaced emplace(Key const& key, Args&&... args) {
+        auto const [place, inserted] = enter(key, std::forward<Args>(args)...);
+        return {memberAt(place).value, inserted};
+    }
+    // The same, for an index of the members.
+    template <class... Args>
+    auto enter(Key const& key, Args&&... args) {
         At at = tree_.lower_bound(key);
         bool const isNew = at == tree_.end() || key < at->key;
         if (isNew) {
             at = tree_.emplace_hint(at, key, std::forward<Args>(args)...);
         }
-        return {memberAt(at).value, isNew};
+        return Entered{at, isNew};
+    }
+    template <class Place>
+    static Value& valueAt(Place const& place) {
+        return memberAt(place).value;
     }
 
-    // Whether there was a member under the key.
-    bool erase(Key const& key) {
+    // Whether there was a member under the key. `before` is called while it is there.
+    template <class Before = Nothing>
+    bool erase(Key const& key, Before const& before = {}) {
         At const at = tree_.find(key);
         if (at == tree_.end()) {
             return false;
         }
+        before(at);
         leave(at);
         [[maybe_unused]] Value const last(std::move(memberAt(at).value));
         tree_.erase(at);
         return true;
     }
 
-    // Moves the value under the key out of the map; Value() if there is none.
-    Value take(Key const& key) {
+    // Moves the value under the key out of the map; Value() if there is none. As erase() does, it
+    // calls `before`.
+    template <class Before = Nothing>
+    Value take(Key const& key, Before const& before = {}) {
         Value taken{};
         At const at = tree_.find(key);
         if (at != tree_.end()) {
+            before(at);
             leave(at);
             taken = std::move(memberAt(at).value);
             tree_.erase(at);
@@ -119,6 +134,10 @@ private:
     using At = typename Tree::const_iterator;
 
     // At a member, or (`at` is the end) where the member stood whose key is `gone`, or nowhere.
+    struct Entered {
+        At place;
+        bool inserted;
+    };
     struct Position {
         At at{};
         std::optional<Key> gone;
@@ -137,7 +156,7 @@ private:
     // The tree guards the order of its members, which their values have no part in.
     static Member& memberAt(At at) { return const_cast<Member&>(*at); }
 
-    Value* valueAt(At at) const { return at == tree_.end() ? nullptr : &memberAt(at).value; }
+    Value* valueOf(At at) const { return at == tree_.end() ? nullptr : &memberAt(at).value; }
 
     // Moves walks off a member that is about to be erased.
     void leave(At at) {
