@@ -57,9 +57,16 @@ public:
     Zin::NotifieeList<Notifiee>& notifieeList() const { return notifieeList_; }
 
 private:
+    struct KeyOfRecord {
+        IntfAddrWithMaskKey const& operator()(IntfAddrWithMask const& record) const {
+            return record.key();
+        }
+    };
+
     mutable Zin::NotifieeList<Notifiee> notifieeList_;
-    Zin::HashCollection<&Notifiee::handleAll, IntfAddrWithMaskKey, IntfAddrWithMask> all_{
-        *this, 0x5aff5bf6};
+    Zin::HashCollection<&Notifiee::handleAll, IntfAddrWithMaskKey, IntfAddrWithMask, Zin::NoIndex,
+                        KeyOfRecord>
+        all_{*this, 0x5aff5bf6};
     ByIntfId byIntfId_{Zin::hashSeed() ^ 0xd7f83c59};
 };
 

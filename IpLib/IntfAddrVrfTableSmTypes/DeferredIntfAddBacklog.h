@@ -26,7 +26,6 @@ class DeferredIntfAddBacklog final : public Zin::Entity {
 public:
     using Backlog = Keys::Map;
 
-
     Backlog const& backlog() const { return backlog_.map(); }
     bool backlogHas(IntfAddrWithMaskKey const& key) const { return backlog_.has(key); }
     void backlogIs(IntfAddrWithMaskKey const& key) { backlog_.insert(key); }

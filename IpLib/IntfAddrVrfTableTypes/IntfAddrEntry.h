@@ -25,6 +25,23 @@ private:
     IntfAddrEntryContent const content_;
 };
 
+// Under what the collections of rows have a row: they read it there.
+struct ContentOfRow {
+    IntfAddrEntryContent const& operator()(Zin::Ptr<IntfAddrEntry> const& row) const {
+        return row->content();
+    }
+};
+struct KeyOfRow {
+    IntfAddrEntryKey const& operator()(Zin::Ptr<IntfAddrEntry const> const& row) const {
+        return row->key();
+    }
+};
+struct IntfIdOfRow {
+    Nimb::IntfId const& operator()(Zin::Ptr<IntfAddrEntry const> const& row) const {
+        return row->intfId();
+    }
+};
+
 Zin::Ptr<IntfAddrEntry> intfAddrEntryFactory(IntfAddrEntryContent const& content);
 
 }  // namespace IpLib

@@ -19,7 +19,7 @@ namespace IpLib {
 class IntfAddrEntrySet final : public Zin::Entity {
 public:
     using RowPtr = Zin::Ptr<IntfAddrEntry const>;
-    using Rows = Zin::RbTreeMap<IntfAddrEntryKey, RowPtr>;
+    using Rows = Zin::RbTreeMap<IntfAddrEntryKey, RowPtr, KeyOfRow>;
 
     class Notifiee : public Zin::NotifieeOf<IntfAddrEntrySet> {
     public:
@@ -64,9 +64,10 @@ private:
     mutable Zin::NotifieeList<Notifiee> notifieeList_;
     Nimb::IntfId const intfId_;
     Nimb::IpGenPrefix const subnet_;
-    Zin::OrderedCollection<&Notifiee::handleIntfAddrEntry, IntfAddrEntryKey, RowPtr> intfAddrEntry_{
-        *this};
-    Zin::OrderedCollection<&Notifiee::handleDeprecatedIntfAddrEntry, IntfAddrEntryKey, RowPtr>
+    Zin::OrderedCollection<&Notifiee::handleIntfAddrEntry, IntfAddrEntryKey, RowPtr, KeyOfRow>
+        intfAddrEntry_{*this};
+    Zin::OrderedCollection<&Notifiee::handleDeprecatedIntfAddrEntry, IntfAddrEntryKey, RowPtr,
+                           KeyOfRow>
         deprecatedIntfAddrEntry_{*this};
 };
 

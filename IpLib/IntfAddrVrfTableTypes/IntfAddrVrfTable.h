@@ -164,29 +164,8 @@ private:
         }
     };
 
-    struct ContentOf {
-        template <class Row>
-        IntfAddrEntryContent const& operator()(Row const& row) const {
-            return row->content();
-        }
-    };
-    struct KeyOf {
-        template <class Row>
-        IntfAddrEntryKey const& operator()(Row const& row) const {
-            return row->key();
-        }
-    };
-    struct SubnetOf {
-        template <class Set>
-        Nimb::IpGenPrefix const& operator()(Set const& set) const {
-            return set->subnet();
-        }
-    };
-    struct IntfIdOf {
-        template <class Row>
-        Nimb::IntfId const& operator()(Row const& row) const {
-            return row->intfId();
-        }
+    struct SubnetOfSet {
+        Nimb::IpGenPrefix const& operator()(SetPtr const& set) const { return set->subnet(); }
     };
 
     mutable Zin::NotifieeList<Notifiee> notifieeList_;
@@ -195,16 +174,16 @@ private:
     Zin::Attribute<&Notifiee::handleVrfIp6IntfStatus, Zin::Ptr<Ip6::VrfIp6IntfStatus const>>
         vrfIp6IntfStatus_{*this};
     Zin::HashCollection<&Notifiee::handleIntfAddrEntry, IntfAddrEntryContent,
-                        Zin::Ptr<IntfAddrEntry>, Zin::NoIndex, ContentOf>
+                        Zin::Ptr<IntfAddrEntry>, Zin::NoIndex, ContentOfRow>
         intfAddrEntry_{*this, 0x3b1f8d05};
     Zin::HashCollection<&Notifiee::handleIntfAddrEntryFromAddr, IntfAddrEntryKey, RowPtr,
-                        Zin::GroupIndex<RowOwner, IntfFamily, IntfAddrEntryKey>, KeyOf>
+                        Zin::GroupIndex<RowOwner, IntfFamily, IntfAddrEntryKey>, KeyOfRow>
         intfAddrEntryFromAddr_{*this, 0x90c2e67d};
     Zin::HashCollection<&Notifiee::handleIntfAddrEntrySetFromSubnet, Nimb::IpGenPrefix, SetPtr,
-                        SubnetIndex<SetOwner>, SubnetOf>
+                        SubnetIndex<SetOwner>, SubnetOfSet>
         intfAddrEntrySetFromSubnet_{*this, 0x4e7a13b9};
     Zin::HashCollection<&Notifiee::handleLlIntfAddrEntryFromIntfId, Nimb::IntfId, RowPtr,
-                        Zin::NoIndex, IntfIdOf>
+                        Zin::NoIndex, IntfIdOfRow>
         llIntfAddrEntryFromIntfId_{*this, 0xd5086fc2};
     TableChanges changes_{SharesInTable(this)};
     Zin::Entity const* filler_ = nullptr;

@@ -56,7 +56,7 @@ private:
         *this};
     Zin::Attribute<&Notifiee::handleUnnumberedIntfId, Nimb::IntfId> unnumberedIntfId_{*this};
     Zin::OrderedCollection<&Notifiee::handleSecondaryActiveAddrWithMask, Nimb::IpAddrWithMask,
-                           Nimb::IpAddrWithMask>
+                           Nimb::IpAddrWithMask, Zin::Itself>
         secondaryActiveAddrWithMask_{*this};
 };
 

@@ -235,11 +235,11 @@ public:
         : HashCollection::Collection(Teller<Handler>(owner), hashSeed() ^ salt) {}
 };
 
-template <auto Handler, class Key, class Value>
-class OrderedCollection : public Collection<Teller<Handler>, RbTreeMap<Key, Value>> {
+template <auto Handler, class Key, class Value, class KeyOf = void>
+class OrderedCollection : public Collection<Teller<Handler>, RbTreeMap<Key, Value, KeyOf>> {
 public:
     explicit OrderedCollection(typename HandlerOf<decltype(Handler)>::Owner& owner)
-        : Collection<Teller<Handler>, RbTreeMap<Key, Value>>(Teller<Handler>(owner)) {}
+        : OrderedCollection::Collection(Teller<Handler>(owner)) {}
 };
 
 // Throws the null mutator-argument error for `attribute` if the pointer is null.

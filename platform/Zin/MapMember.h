@@ -38,6 +38,14 @@ struct MapMemberView {
     MapMemberView const* operator->() const { return this; }
 };
 
+// The key of a value that stands under itself.
+struct Itself {
+    template <class Value>
+    Value const& operator()(Value const& value) const {
+        return value;
+    }
+};
+
 // For who has nothing to do before a member goes.
 struct Nothing {
     template <class Place>

@@ -8,29 +8,42 @@
 //   whatever fails in the teardown that it sets off (see there).
 // - What throws (memory, copying a key, making a value) leaves the map as it was. Making a value
 //   must not change the map.
+//
+// The members are linked in their order. A few are found by looking at one after the other; more,
+// by a tree of their places.
+//
+// A map may know its members' keys from their values (KeyOf, see Zin/MapMember.h).
 #pragma once
 
 #include <cstdint>
-#include <iterator>
+#include <memory>
 #include <optional>
 #include <set>
+#include <type_traits>
 #include <utility>
 
 #include "Zin/MapMember.h"
+#include "Zin/Slots.h"
 #include "Zin/Walk.h"
 
 namespace Zin {
 
-template <class Key, class Value>
+template <class Key, class Value, class KeyOf = void>
 class RbTreeMap {
+    using Held = HeldMember<Key, Value, KeyOf>;
+
 public:
-    using Member = MapMember<Key, Value>;
-    using Shown = Member&;
-    using ShownConst = Member const&;
+    using Member = typename Held::Member;
+    using Shown = typename Held::Shown;
+    using ShownConst = typename Held::ShownConst;
     using Iterator = Walk<RbTreeMap>;
     using ConstIterator = Walk<RbTreeMap const>;
     struct Emplaced {
         Value& value;
+        bool inserted;
+    };
+    struct Entered {
+        Slot place;
         bool inserted;
     };
 
@@ -43,46 +56,41 @@ public:
         }
     }
 
-    std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(tree_.size()); }
-    bool empty() const noexcept { return tree_.empty(); }
-    bool contains(Key const& key) const { return tree_.contains(key); }
+    std::uint32_t size() const noexcept { return size_; }
+    bool empty() const noexcept { return size_ == 0; }
+    bool contains(Key const& key) const { return placeOf(key) != 0; }
 
     // The value under the key, null if there is none.
-    Value* find(Key const& key) { return valueOf(tree_.find(key)); }
-    Value const* find(Key const& key) const { return valueOf(tree_.find(key)); }
+    Value* find(Key const& key) { return valueOf(placeOf(key)); }
+    Value const* find(Key const& key) const { return valueOf(placeOf(key)); }
 
     // Unless there is a member under the key, makes one of Value(args...).
     template <class... Args>
     Emplaced emplace(Key const& key, Args&&... args) {
         auto const [place, inserted] = enter(key, std::forward<Args>(args)...);
-        return {memberAt(place).value, inserted};
+        return {valueAt(place), inserted};
     }
     // The same, for an index of the members.
     template <class... Args>
-    auto enter(Key const& key, Args&&... args) {
-        At at = tree_.lower_bound(key);
-        bool const isNew = at == tree_.end() || key < at->key;
-        if (isNew) {
-            at = tree_.emplace_hint(at, key, std::forward<Args>(args)...);
+    Entered enter(Key const& key, Args&&... args) {
+        Slot const next = lowerBound(key);
+        if (next != 0 && !(key < keyAt(next))) {
+            return {next, false};
         }
-        return Entered{at, isNew};
+        return {add(next, key, std::forward<Args>(args)...), true};
     }
-    template <class Place>
-    static Value& valueAt(Place const& place) {
-        return memberAt(place).value;
-    }
+    Value& valueAt(Slot place) { return nodes_[place].held.value; }
 
-    // Whether there was a member under the key. `before` is called while it is there.
+    // Whether there was a member under the key. `before` is called with its place while it is
+    // there.
     template <class Before = Nothing>
     bool erase(Key const& key, Before const& before = {}) {
-        At const at = tree_.find(key);
-        if (at == tree_.end()) {
+        Slot const place = placeOf(key);
+        if (place == 0) {
             return false;
         }
-        before(at);
-        leave(at);
-        [[maybe_unused]] Value const last(std::move(memberAt(at).value));
-        tree_.erase(at);
+        before(place);
+        [[maybe_unused]] Value const last = remove(place);
         return true;
     }
 
@@ -90,33 +98,33 @@ public:
     // calls `before`.
     template <class Before = Nothing>
     Value take(Key const& key, Before const& before = {}) {
-        Value taken{};
-        At const at = tree_.find(key);
-        if (at != tree_.end()) {
-            before(at);
-            leave(at);
-            taken = std::move(memberAt(at).value);
-            tree_.erase(at);
+        Slot const place = placeOf(key);
+        if (place == 0) {
+            return Value{};
         }
-        return taken;
+        before(place);
+        return remove(place);
     }
 
     // The map is empty before the first value goes; values go in the order of their keys.
     void clear() {
         walks_.handleAllGone([this](Position const& at) { return gapAt(at); });
-        Tree gone;
-        gone.swap(tree_);
-        while (!gone.empty()) {
-            gone.erase(gone.begin());
+        tree_.reset();
+        Nodes const gone = std::exchange(nodes_, {});
+        Slot place = std::exchange(first_, 0);
+        last_ = 0;
+        size_ = 0;
+        while (place != 0) {
+            Node& node = gone[place];
+            place = node.next;
+            std::destroy_at(&node.held);
         }
     }
 
-    Iterator begin() { return Iterator(*this, {tree_.begin(), {}}); }
-    ConstIterator begin() const { return ConstIterator(*this, {tree_.begin(), {}}); }
+    Iterator begin() { return Iterator(*this, {first_, {}}); }
+    ConstIterator begin() const { return ConstIterator(*this, {first_, {}}); }
     // A walk that starts at the last member; at its end where the map is empty.
-    ConstIterator last() const {
-        return ConstIterator(*this, {empty() ? tree_.end() : std::prev(tree_.end()), {}});
-    }
+    ConstIterator last() const { return ConstIterator(*this, {last_, {}}); }
     Iterator end() { return {}; }
     ConstIterator end() const { return {}; }
 
@@ -124,52 +132,146 @@ private:
     template <class>
     friend class Zin::Walk;
 
+    // A member between those with the next smaller and the next greater key.
+    struct Node {
+        Slot previous;
+        Slot next;
+        Held held;
+    };
+    using Nodes = Slots<Node>;
+
     struct Less {
         using is_transparent = void;
-        bool operator()(Member const& a, Member const& b) const { return a.key < b.key; }
-        bool operator()(Member const& a, Key const& b) const { return a.key < b; }
-        bool operator()(Key const& a, Member const& b) const { return a < b.key; }
-    };
-    using Tree = std::set<Member, Less>;
-    using At = typename Tree::const_iterator;
+        Nodes const& nodes;
 
-    // At a member, or (`at` is the end) where the member stood whose key is `gone`, or nowhere.
-    struct Entered {
-        At place;
-        bool inserted;
+        Key const& keyOf(Slot slot) const { return nodes[slot].held.key(); }
+        bool operator()(Slot a, Slot b) const { return keyOf(a) < keyOf(b); }
+        bool operator()(Slot a, Key const& b) const { return keyOf(a) < b; }
+        bool operator()(Key const& a, Slot b) const { return a < keyOf(b); }
     };
+    using Tree = std::set<Slot, Less>;
+
+    // So many members need no tree.
+    static constexpr std::uint32_t few = 16;
+
+    // At a member, or (`at` is 0) where the member stood whose key is `gone`, or nowhere.
     struct Position {
-        At at{};
+        Slot at = 0;
         std::optional<Key> gone;
         bool operator==(Position const& that) const { return at == that.at; }
     };
 
     // For Walk.
-    Position nowhere() const { return {tree_.end(), {}}; }
+    static Position nowhere() { return {}; }
     Position after(Position const& position) const {
         if (position.gone) {
-            return {tree_.upper_bound(*position.gone), {}};
+            return {upperBound(*position.gone), {}};
         }
-        return {position.at == tree_.end() ? tree_.begin() : std::next(position.at), {}};
+        return {position.at == 0 ? first_ : nodes_[position.at].next, {}};
     }
-    static Member& memberAt(Position const& position) { return memberAt(position.at); }
-    // The tree guards the order of its members, which their values have no part in.
-    static Member& memberAt(At at) { return const_cast<Member&>(*at); }
+    Shown memberAt(Position const& position) { return nodes_[position.at].held.show(); }
+    ShownConst memberAt(Position const& position) const {
+        return std::as_const(nodes_[position.at].held).show();
+    }
 
-    Value* valueOf(At at) const { return at == tree_.end() ? nullptr : &memberAt(at).value; }
-
-    // Moves walks off a member that is about to be erased.
-    void leave(At at) {
-        if (walks_.any()) {
-            walks_.handleGone({at, {}}, gapAt({at, {}}));
+    Key const& keyAt(Slot place) const { return nodes_[place].held.key(); }
+    Value* valueOf(Slot place) const { return place == 0 ? nullptr : &nodes_[place].held.value; }
+    Slot placeOf(Key const& key) const {
+        Slot const place = lowerBound(key);
+        return place != 0 && !(key < keyAt(place)) ? place : 0;
+    }
+    // The first place whose key is not less than this one, or is greater; 0 if there is none.
+    Slot lowerBound(Key const& key) const {
+        return firstFrom([&](Slot place) { return !(keyAt(place) < key); },
+                         [&](Tree const& tree) { return tree.lower_bound(key); });
+    }
+    Slot upperBound(Key const& key) const {
+        return firstFrom([&](Slot place) { return key < keyAt(place); },
+                         [&](Tree const& tree) { return tree.upper_bound(key); });
+    }
+    template <class IsBehind, class Seek>
+    Slot firstFrom(IsBehind const& isBehind, Seek const& seek) const {
+        if (last_ == 0 || !isBehind(last_)) {
+            return 0;  // what comes in the order of its keys is put at the end
         }
+        if (tree_) {
+            return *seek(*tree_);
+        }
+        Slot place = first_;
+        while (!isBehind(place)) {
+            place = nodes_[place].next;
+        }
+        return place;
+    }
+
+    // In front of `next`; behind all if that is 0.
+    template <class... Args>
+    Slot add(Slot next, Key const& key, Args&&... args) {
+        Slot const place = nodes_.take();
+        Node& node = nodes_[place];
+        bool made = false;
+        try {
+            std::construct_at(&node.held, key, std::forward<Args>(args)...);
+            made = true;
+            if (tree_) {
+                tree_->insert(place);
+            } else if (size_ == few) {
+                beginTree(place);
+            }
+        } catch (...) {
+            if (made) {
+                std::destroy_at(&node.held);
+            }
+            nodes_.give(place);
+            throw;
+        }
+
+        // Nothing throws from here on.
+        Slot const previous = next == 0 ? last_ : nodes_[next].previous;
+        node.previous = previous;
+        node.next = next;
+        (previous == 0 ? first_ : nodes_[previous].next) = place;
+        (next == 0 ? last_ : nodes_[next].previous) = place;
+        ++size_;
+        return place;
+    }
+    void beginTree(Slot added) {
+        auto tree = std::make_unique<Tree>(Less{nodes_});
+        for (Slot place = first_; place != 0; place = nodes_[place].next) {
+            tree->insert(tree->end(), place);
+        }
+        tree->insert(added);
+        tree_ = std::move(tree);
+    }
+
+    Value remove(Slot place) {
+        if (walks_.any()) {
+            walks_.handleGone({place, {}}, gapAt({place, {}}));
+        }
+        if (size_ == 1) {
+            tree_.reset();
+        } else if (tree_) {
+            tree_->erase(place);
+        }
+        Node& node = nodes_[place];
+        (node.previous == 0 ? first_ : nodes_[node.previous].next) = node.next;
+        (node.next == 0 ? last_ : nodes_[node.next].previous) = node.previous;
+        --size_;
+        Value value(std::move(node.held.value));
+        std::destroy_at(&node.held);
+        nodes_.give(place);
+        return value;
     }
     // What is left at the position when the member there has gone.
     Position gapAt(Position const& position) const {
-        return position.at == tree_.end() ? position : Position{tree_.end(), position.at->key};
+        return position.at == 0 ? position : Position{0, keyAt(position.at)};
     }
 
-    Tree tree_;
+    Nodes nodes_;
+    Slot first_ = 0;
+    Slot last_ = 0;
+    std::uint32_t size_ = 0;
+    std::unique_ptr<Tree> tree_;
     mutable Walks<Position> walks_;
 };
 
