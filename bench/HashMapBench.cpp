@@ -38,14 +38,14 @@ double cpuSeconds() {
 
 using Key = IpLib::IntfAddrWithMaskKey;
 
-// Plain and quick: of keys that nobody chooses, of short interface names.
+// Plain and quick: of keys that nobody chooses.
 struct KeyHasher {
     std::uint32_t seed = 0x5eed2018;
     std::uint32_t operator()(Key const& key) const {
-        std::uint64_t words[5];
-        static_assert(sizeof key.intfId == 3 * sizeof *words);
+        std::uint64_t words[3]{};
+        static_assert(sizeof key.intfId < sizeof *words);
         std::memcpy(words, &key.intfId, sizeof key.intfId);
-        std::memcpy(words + 3, &key.addrWithMask.address().bytes(), 2 * sizeof *words);
+        std::memcpy(words + 1, &key.addrWithMask.address().bytes(), 2 * sizeof *words);
         std::uint64_t hash = seed;
         for (std::uint64_t const word : words) {
             hash = (hash ^ word) * 0x9e3779b97f4a7c15;

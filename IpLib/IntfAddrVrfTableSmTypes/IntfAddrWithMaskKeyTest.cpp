@@ -11,6 +11,7 @@
 
 #include "IpLib/IntfAddrVrfTableTypes/TestHash.h"
 #include "IpLib/IntfAddrVrfTableTypes/TestProperties.h"
+#include "Nimb/TestNamedFamilies.h"
 #include "Zin/Hash.h"
 #include "Zin/TestHashFamilies.h"
 
@@ -80,7 +81,7 @@ TEST(IntfAddrWithMaskKey, HashesItsInterfaceThenItsAddressWithItsPrefixLengthThe
 }
 
 TEST(IntfAddrWithMaskKey, HasNoCostlyFamilyOfIpv6Addresses) {
-    Zin::expectNoCostlyFamily<3>([](auto const& input) {
+    Nimb::expectNoCostlyNamedFamily<3>([](auto const& input) {
         Nimb::Ip6Addr const addr(std::bit_cast<Nimb::Ip6Bytes>(std::array{input[1], input[2]}));
         return IntfAddrWithMaskKey{Zin::textOf(Zin::HashInput<1>{input[0]}),
                                    Nimb::IpGenAddrWithMask(addr, 64)};
@@ -89,7 +90,7 @@ TEST(IntfAddrWithMaskKey, HasNoCostlyFamilyOfIpv6Addresses) {
 
 // Addresses that make up for their lengths: each 33 neighbours in a row share a prefixHash.
 TEST(IntfAddrWithMaskKey, HasNoCostlyFamilyOfIpv4Addresses) {
-    Zin::expectNoCostlyFamily<1>([](auto const& input) {
+    Nimb::expectNoCostlyNamedFamily<1>([](auto const& input) {
         auto const length = static_cast<std::uint8_t>(input[0] % 33);
         std::uint64_t const number = input[0] / 33;
         Nimb::Ip4Addr const addr(static_cast<std::uint32_t>(number << 6) ^ length);

@@ -8,7 +8,7 @@
 #include <unordered_set>
 
 #include "IpLib/IntfAddrVrfTableTypes/TestProperties.h"
-#include "Zin/TestHashFamilies.h"
+#include "Nimb/TestNamedFamilies.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {
@@ -42,7 +42,7 @@ TEST(IntfCleanupKey, SortsByInterfaceThenFamily) {
 }
 
 TEST(IntfCleanupKey, HasNoCostlyFamily) {
-    Zin::expectNoCostlyFamily<2>([](auto const& input) {
+    Nimb::expectNoCostlyNamedFamily<2>([](auto const& input) {
         return IntfCleanupKey{{Zin::textOf(input), AddressFamily::ipv6}};
     });
 }

@@ -11,6 +11,7 @@
 
 #include "IpLib/IntfAddrVrfTableTypes/TestHash.h"
 #include "IpLib/IntfAddrVrfTableTypes/TestProperties.h"
+#include "Nimb/TestNamedFamilies.h"
 #include "Zin/Hash.h"
 #include "Zin/TestHashFamilies.h"
 
@@ -84,7 +85,7 @@ TEST(IntfAddrEntryContent, HashesItsKeyWithSeedZeroThenItsInterfaceThenItsSubnet
 }
 
 TEST(IntfAddrEntryContent, HasNoCostlyFamily) {
-    Zin::expectNoCostlyFamily<3>([](auto const& input) {
+    Nimb::expectNoCostlyNamedFamily<3>([](auto const& input) {
         Nimb::IpGenAddr const addr =
             Nimb::Ip6Addr(std::bit_cast<Nimb::Ip6Bytes>(std::array{input[1], input[2]}));
         return Content{IntfAddrEntryKey::makeIpKey(addr), Zin::textOf(Zin::HashInput<1>{input[0]}),

@@ -10,6 +10,7 @@
 #include <unordered_set>
 
 #include "IpLib/IntfAddrVrfTableTypes/TestProperties.h"
+#include "Nimb/TestNamedFamilies.h"
 #include "Zin/Hash.h"
 #include "Zin/TestHashFamilies.h"
 
@@ -106,7 +107,7 @@ Nimb::IpGenAddr addrOf(std::uint64_t first, std::uint64_t second) {
 TEST(IntfAddrEntryKey, HasNoCostlyFamily) {
     Zin::expectNoCostlyFamily<2>(
         [](auto const& input) { return Key::makeIpKey(addrOf(input[0], input[1])); });
-    Zin::expectNoCostlyFamily<3>([](auto const& input) {
+    Nimb::expectNoCostlyNamedFamily<3>([](auto const& input) {
         return Key{Zin::textOf(Zin::HashInput<1>{input[0]}), addrOf(input[1], input[2]), false};
     });
 }

@@ -22,7 +22,7 @@ Since::Print Since::printOf(L3::VrfName const& vrf, Row const& row) {
     auto const half = [&](std::uint32_t seed) {
         return Zin::Hash(seed)
             .mix4(vrf.hash(seed))
-            .mix4(row.intfId.hash(seed))
+            .mix4(Zin::hashBytes(seed, row.intfId.name()))
             .mix4(row.key.addr.hash(seed))
             .mix1(row.key.virtualIp ? 1 : 0)
             .mix1(row.subnet.prefixLength())
