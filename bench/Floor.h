@@ -1,0 +1,105 @@
+// What the library is measured against: the least that has to be done to keep rows by content, by
+// address and by subnet, done with the containers that one would take. A row is shared by three
+// boost::unordered_flat_map, whose keys have 24 bytes, and by the std::set of its subnet. Nobody is
+// told of anything, and nothing conflicts.
+#pragma once
+
+#include <boost/unordered/unordered_flat_map.hpp>
+#include <compare>
+#include <cstdint>
+#include <memory>
+#include <set>
+
+#include "Population.h"
+
+namespace Bench {
+
+struct FloorKey {
+    std::uint64_t high;
+    std::uint64_t low;
+    std::uint64_t other;
+    friend bool operator==(FloorKey const&, FloorKey const&) = default;
+    friend std::strong_ordering operator<=>(FloorKey const&, FloorKey const&) = default;
+};
+
+// Three words by two multiplications of 64 by 64 bits.
+struct FloorHash {
+    using is_avalanching = void;
+    std::size_t operator()(FloorKey const& key) const {
+        return mixed(mixed(key.high ^ 0x9e3779b97f4a7c15, key.low ^ 0xbf58476d1ce4e5b9) ^ key.other,
+                     0xd6e8feb86659fd93);
+    }
+
+private:
+    __extension__ using Wide = unsigned __int128;
+    static std::uint64_t mixed(std::uint64_t a, std::uint64_t b) {
+        Wide const product = static_cast<Wide>(a) * b;
+        return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+    }
+};
+
+struct FloorRow {
+    FloorKey address;
+    FloorKey subnet;
+    std::uint64_t intf;
+};
+
+template <class Family>
+FloorKey floorKeyOf(std::uint32_t number);
+template <>
+inline FloorKey floorKeyOf<Ipv4>(std::uint32_t number) {
+    return {Ipv4::value(number), 0, 4};
+}
+template <>
+inline FloorKey floorKeyOf<Ipv6>(std::uint32_t number) {
+    return {std::uint64_t{0x20010db800000000} | intfOf(number), number % addressesEach + 1, 6};
+}
+
+class Floor {
+public:
+    using RowPtr = std::shared_ptr<FloorRow const>;
+
+    template <class Family>
+    void add(std::uint32_t number) {
+        FloorKey const address = floorKeyOf<Family>(number);
+        auto const row =
+            std::make_shared<FloorRow const>(FloorRow{address, subnetOf(address), intfOf(number)});
+        byContent_.emplace(contentOf(*row), row);
+        byAddress_.emplace(address, row);
+        bySubnet_[row->subnet].insert(row);
+    }
+    template <class Family>
+    void del(std::uint32_t number) {
+        FloorKey const address = floorKeyOf<Family>(number);
+        auto const found = byAddress_.find(address);
+        RowPtr const row = std::move(found->second);
+        byAddress_.erase(found);
+        byContent_.erase(contentOf(*row));
+        auto const set = bySubnet_.find(row->subnet);
+        set->second.erase(row);
+        if (set->second.empty()) {
+            bySubnet_.erase(set);
+        }
+    }
+    bool contains(FloorKey const& address) const { return byAddress_.contains(address); }
+    FloorRow const& row(FloorKey const& address) const { return *byAddress_.find(address)->second; }
+    std::size_t rows() const { return byContent_.size(); }
+
+private:
+    struct ByAddress {
+        bool operator()(RowPtr const& a, RowPtr const& b) const { return a->address < b->address; }
+    };
+    static FloorKey subnetOf(FloorKey const& address) {
+        return address.other == 4 ? FloorKey{address.high & ~std::uint64_t{15}, 0, 28 << 8 | 4}
+                                  : FloorKey{address.high, 0, 64 << 8 | 6};
+    }
+    static FloorKey contentOf(FloorRow const& row) {
+        return {row.address.high, row.address.low, row.intf << 16 | row.subnet.other};
+    }
+
+    boost::unordered_flat_map<FloorKey, RowPtr, FloorHash> byContent_;
+    boost::unordered_flat_map<FloorKey, RowPtr, FloorHash> byAddress_;
+    boost::unordered_flat_map<FloorKey, std::set<RowPtr, ByAddress>, FloorHash> bySubnet_;
+};
+
+}  // namespace Bench
