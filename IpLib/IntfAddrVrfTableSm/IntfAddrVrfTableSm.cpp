@@ -315,16 +315,14 @@ void IntfAddrVrfTableSm::handleIntfAddrWithMask(IntfAddrWithMaskKey const& key) 
     if (!isWhole()) {
         return;
     }
-    std::optional<IntfAddrWithMask> published;
-    if (allIntfAddrWithMask_->allHas(key)) {
-        published = allIntfAddrWithMask_->all(key);
-    }
-    updateByIntfId(key, published.has_value());
+    auto const* const record = allIntfAddrWithMask_->all().find(key);
+    bool const isPublished = record != nullptr;
+    bool const isDeprecated = isPublished && record->deprecated();
+    updateByIntfId(key, isPublished);
     bool const isDevicePresent =
         smConfig_.ignoreKernelInterfaceState || kernelIntfPresent(key.intfId);
-    Place const place(key);
-    change(place.content, [this, place, published, isDevicePresent] {
-        decide(place, published, isDevicePresent);
+    change(Place(key), [this, isPublished, isDeprecated, isDevicePresent](Place const& place) {
+        decide(place, isPublished, isDeprecated, isDevicePresent);
     });
 }
 
@@ -341,15 +339,14 @@ void IntfAddrVrfTableSm::updateByIntfId(IntfAddrWithMaskKey const& key, bool isP
     }
 }
 
-void IntfAddrVrfTableSm::decide(Place const& place,
-                                std::optional<IntfAddrWithMask> const& published,
+void IntfAddrVrfTableSm::decide(Place const& place, bool isPublished, bool isDeprecated,
                                 bool isDevicePresent) {
     bool const cleanupPresent = cleanups_.isPending({place.intfId(), place.addr().family()});
     trace8({"ip {} on {} isPresent {} cleanupPresent {}", "handleIntfAddrWithMask"}, place.addr(),
-           place.intfId(), published.has_value(), cleanupPresent);
-    if (published) {
+           place.intfId(), isPublished, cleanupPresent);
+    if (isPublished) {
         if (isDevicePresent) {
-            placement_.admit(place, published->deprecated());
+            placement_.admit(place, isDeprecated);
         } else {
             // It is admitted when the kernel's interface comes up.
             trace8({"kernel interface not present for {}", "handleIntfAddrWithMask"},
@@ -375,9 +372,9 @@ void IntfAddrVrfTableSm::handleIntfAddrEntry(IntfAddrEntryContent const& content
 }
 
 void IntfAddrVrfTableSm::addIntfAddrWithMask(IntfAddrWithMaskKey const& key) {
-    Place const place(key);
     bool const deprecated = isWhole() && allIntfAddrWithMask_->all(key).deprecated();
-    change(place.content, [this, place, deprecated] { placement_.admit(place, deprecated); });
+    change(Place(key),
+           [this, deprecated](Place const& place) { placement_.admit(place, deprecated); });
 }
 
 void IntfAddrVrfTableSm::processDeferredIntfAdd(IntfAddrWithMaskKey const& key) {
@@ -418,6 +415,36 @@ void IntfAddrVrfTableSm::change(IntfAddrEntryContent const& scope, Change&& chan
                                                     change();
                                                 }
                                             });
+    }
+}
+
+template <class Change>
+void IntfAddrVrfTableSm::change(Place const& place, Change const& change) {
+    // Most are carried out at once, and need no copy of the place.
+    struct Carried {
+        IntfAddrVrfTableSm& sm;
+        Place const& place;
+        Change const& change;
+
+        void operator()() const {
+            Zin::FaultDomain const domain(sm.vrfName_.bytes());
+            if (sm.isWhole()) {
+                change(place);
+            }
+        }
+    };
+    struct Kept {
+        IntfAddrVrfTableSm& sm;
+        Place place;
+        Change change;
+
+        explicit Kept(Carried const& carried)
+            : sm(carried.sm), place(carried.place), change(carried.change) {}
+        void operator()() const { Carried{sm, place, change}(); }
+    };
+    if (intfAddrVrfTable_) {
+        intfAddrVrfTable_->changes().template submit<Kept>(*this, place.content,
+                                                           Carried{*this, place, change});
     }
 }
 

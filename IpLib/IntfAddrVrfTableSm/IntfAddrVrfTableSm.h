@@ -205,12 +205,15 @@ private:
     // Hands a change of the table on. Without a table there is nothing to change.
     template <class Change>
     void change(IntfAddrEntryContent const& scope, Change&& change);
+    // The same for a change that is about one address, which it is called with.
+    template <class Change>
+    void change(IntfAddrVrfTableImpl::Place const& place, Change const& change);
     void readmit(Nimb::IntfId const& intfId);
 
     void updateByIntfId(IntfAddrWithMaskKey const& key, bool isPresent);
     // What is decided about an address when the turn of its change has come.
-    void decide(IntfAddrVrfTableImpl::Place const& place,
-                std::optional<IntfAddrWithMask> const& published, bool isDevicePresent);
+    void decide(IntfAddrVrfTableImpl::Place const& place, bool isPublished, bool isDeprecated,
+                bool isDevicePresent);
     void setVirtualIntfAddr(Nimb::IpGenAddr const& addr, bool isPresent);
 
     L3::VrfName const vrfName_;

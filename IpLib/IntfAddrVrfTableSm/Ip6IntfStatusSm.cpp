@@ -48,8 +48,9 @@ void Ip6IntfStatusSm::handleAddr(Nimb::Ip6AddrWithMask const& addrWithMask) {
     if (retired()) {
         return;
     }
-    bool const isPresent = ip6IntfStatus()->addrHas(addrWithMask);
-    bool const isDeprecated = ip6IntfStatus()->addr(addrWithMask).deprecated;
+    auto const* const info = ip6IntfStatus()->addr().find(addrWithMask);
+    bool const isPresent = info != nullptr;
+    bool const isDeprecated = isPresent && info->deprecated;
     trace8("{} on {} isPresent {} isDeprecated {}", addrWithMask, intfId(), isPresent,
            isDeprecated);
     IntfAddrWithMask const record({intfId(), addrWithMask}, isDeprecated);

@@ -2,19 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "Nimb/PrefixHash.h"
-#include "Zin/Hash.h"
-
 namespace IpLib {
-std::uint32_t IntfAddrWithMaskKey::hash(std::uint32_t seed) const {
-    std::uint8_t const length = addrWithMask.prefixLength();
-    return Zin::Hash(seed)
-        .mix4(intfId.hash())
-        .mix4(Nimb::prefixHash(addrWithMask.address(), length))
-        .mix1(length)  // which tells the addresses apart that share a prefixHash
-        .finish();
-}
-
 std::string IntfAddrWithMaskKey::toStrep() const {
     return fmt::format("intfId={};addrWithMask={}", intfId, addrWithMask);
 }

@@ -10,6 +10,7 @@
 
 #include "Nimb/IntfId.h"
 #include "Nimb/IpGenAddrWithMask.h"
+#include "Nimb/PrefixHash.h"
 #include "Zin/Hash.h"
 #include "Zin/Text.h"
 
@@ -21,7 +22,14 @@ struct IntfAddrWithMaskKey {
 
     bool isV6LinkLocal() const { return addrWithMask.isV6LinkLocal(); }
 
-    std::uint32_t hash(std::uint32_t seed) const;
+    std::uint32_t hash(std::uint32_t seed) const {
+        std::uint8_t const length = addrWithMask.prefixLength();
+        return Zin::Hash(seed)
+            .mix4(intfId.hash())
+            .mix4(Nimb::prefixHash(addrWithMask.address(), length))
+            .mix1(length)  // which tells the addresses apart that share a prefixHash
+            .finish();
+    }
     // "intfId=NAME;addrWithMask=ADDRESS/LENGTH"
     std::string toStrep() const;
 

@@ -2,19 +2,9 @@
 
 #include <fmt/format.h>
 
-#include "Nimb/PrefixHash.h"
-#include "Zin/Hash.h"
 #include "Zin/Text.h"
 
 namespace IpLib {
-std::uint32_t IntfAddrEntryContent::hash(std::uint32_t seed) const {
-    return Zin::Hash(seed)
-        .mix4(key.hash(0))
-        .mix4(intfId.hash())
-        .mix4(Nimb::prefixHash(subnet.address(), subnet.prefixLength()))
-        .finish();
-}
-
 std::string IntfAddrEntryContent::toStrep() const {
     return fmt::format("{};subnet={}", key, subnet);
 }

@@ -13,6 +13,8 @@
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntryKey.h"
 #include "Nimb/IntfId.h"
 #include "Nimb/IpGenPrefix.h"
+#include "Nimb/PrefixHash.h"
+#include "Zin/Hash.h"
 
 namespace IpLib {
 
@@ -21,7 +23,13 @@ struct IntfAddrEntryContent {
     Nimb::IntfId intfId;
     Nimb::IpGenPrefix subnet;
 
-    std::uint32_t hash(std::uint32_t seed) const;
+    std::uint32_t hash(std::uint32_t seed) const {
+        return Zin::Hash(seed)
+            .mix4(key.hash(0))
+            .mix4(intfId.hash())
+            .mix4(Nimb::prefixHash(subnet.address(), subnet.prefixLength()))
+            .finish();
+    }
     // The key's short form and ";subnet=PREFIX". The content's own interface is not part of it.
     std::string toStrep() const;
 

@@ -2,19 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "Nimb/Ip6Addr.h"
-#include "Zin/Hash.h"
-
 namespace IpLib {
-std::uint32_t IntfAddrEntryKey::hash(std::uint32_t seed) const {
-    // The sixteen bytes alone, whatever the family: equality tells families apart.
-    return Zin::Hash(seed)
-        .mix4(intfId.hash())
-        .mix4(Nimb::Ip6Addr(addr.bytes()).hash())
-        .mix1(virtualIp ? 1 : 0)
-        .finish();
-}
-
 std::string IntfAddrEntryKey::toStrep() const {
     return fmt::format("intfId={};addr={};virtualIp={}", intfId, addr, virtualIp);
 }

@@ -13,6 +13,7 @@
 #include <type_traits>
 
 #include "Nimb/IntfId.h"
+#include "Nimb/Ip6Addr.h"
 #include "Nimb/IpGenAddr.h"
 #include "Zin/Hash.h"
 #include "Zin/Text.h"
@@ -34,7 +35,14 @@ struct IntfAddrEntryKey {
         return {{}, addr, true};
     }
 
-    std::uint32_t hash(std::uint32_t seed) const;
+    // Of the sixteen bytes alone, whatever the family: equality tells families apart.
+    std::uint32_t hash(std::uint32_t seed) const {
+        return Zin::Hash(seed)
+            .mix4(intfId.hash())
+            .mix4(Nimb::Ip6Addr(addr.bytes()).hash())
+            .mix1(virtualIp ? 1 : 0)
+            .finish();
+    }
     // "intfId=NAME;addr=ADDRESS;virtualIp=BOOL"
     std::string toStrep() const;
 

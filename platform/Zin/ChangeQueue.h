@@ -29,6 +29,7 @@
 #include <functional>
 #include <iterator>
 #include <list>
+#include <type_traits>
 #include <utility>
 
 #include "Zin/Ptr.h"
@@ -43,8 +44,9 @@ public:
     ChangeQueue(ChangeQueue const&) = delete;
     ChangeQueue& operator=(ChangeQueue const&) = delete;
 
-    // Carries `change` out, now or in its turn. `change` keeps copies of what it needs.
-    template <class Change>
+    // Carries `change` out, now or in its turn. `change` keeps copies of what it needs, or `Kept`
+    // does, which is made of it where it has to wait.
+    template <class Kept = void, class Change>
     void submit(Entity const& owner, Scope const& scope, Change&& change) {
         std::uint64_t const number = ++made_;
         if (isFree(scope, waiting_.end())) {
@@ -53,7 +55,11 @@ public:
             carryOut(turn, &scope, number, change);
             carryOutWaiting(turn, number);
         } else {
-            waiting_.emplace_back(number, owner, scope, std::forward<Change>(change));
+            if constexpr (std::is_void_v<Kept>) {
+                waiting_.emplace_back(number, owner, scope, std::forward<Change>(change));
+            } else {
+                waiting_.emplace_back(number, owner, scope, Kept(change));
+            }
         }
     }
 

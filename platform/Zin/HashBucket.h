@@ -1,8 +1,9 @@
-// HashBucket: twelve places of a hash index in one cache line, compared all at once.
+// HashBucket: seven places of a hash index in one cache line, compared all at once.
 //
-// A place has the slot of a member and a tag, eight bits of its hash that are never all zero; an
-// empty place has the tag 0. What is compared is a set of bits, bit i for place i, so that looking
-// up has no branch to guess.
+// A place has the slot of a member and its whole hash: so a look-up goes on to a member only where
+// that is the one sought, save once in four billion, and an index moves its entries without a look
+// at what they stand for. An empty place has the slot 0, and any hash. What is compared is a set of
+// bits, bit i for place i, so that looking up has no branch to guess.
 //
 // A hash that finds its bucket full goes on to the next bucket and is counted where it passed by:
 // a look-up goes on from a bucket only if somebody did, and nothing is left of what was removed.
@@ -17,34 +18,36 @@
 namespace Zin {
 
 struct alignas(64) HashBucket {
-    static constexpr unsigned places = 12;
+    static constexpr unsigned places = 7;
 
-    std::uint8_t tag[places] = {};
+    std::uint32_t hash[places] = {};
     std::uint32_t passed = 0;
     std::uint32_t slot[places] = {};
 
-    static std::uint8_t tagOf(std::uint32_t hash) {
-        auto const low = static_cast<std::uint8_t>(hash);
-        return low != 0 ? low : std::uint8_t{1};
-    }
+    // The places with this hash, empty ones too.
+    unsigned match(std::uint32_t wanted) const { return equal(hash, wanted); }
+    unsigned empties() const { return equal(slot, 0); }
+    unsigned used() const { return empties() ^ ((1u << places) - 1); }
 
-    // The places with this tag.
-    unsigned match(std::uint8_t wanted) const {
+private:
+    // Which of the places' words are this one.
+    static unsigned equal(std::uint32_t const* words, std::uint32_t wanted) {
 #if defined(__SSE2__)
-        // Compares the four bytes behind the tags too, and forgets what they gave.
-        __m128i const tags = _mm_load_si128(reinterpret_cast<__m128i const*>(this));
-        __m128i const equal = _mm_cmpeq_epi8(tags, _mm_set1_epi8(static_cast<char>(wanted)));
-        return static_cast<unsigned>(_mm_movemask_epi8(equal)) & ((1u << places) - 1);
+        // Compares the word behind the places' too, and forgets what that gave.
+        __m128i const each = _mm_set1_epi32(static_cast<int>(wanted));
+        auto const* const four = reinterpret_cast<__m128i const*>(words);
+        __m128i const all = _mm_packs_epi32(_mm_cmpeq_epi32(_mm_load_si128(four), each),
+                                            _mm_cmpeq_epi32(_mm_load_si128(four + 1), each));
+        return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(all, all))) &
+               ((1u << places) - 1);
 #else
-        unsigned equal = 0;
+        unsigned found = 0;
         for (unsigned place = 0; place < places; ++place) {
-            equal |= static_cast<unsigned>(tag[place] == wanted) << place;
+            found |= static_cast<unsigned>(words[place] == wanted) << place;
         }
-        return equal;
+        return found;
 #endif
     }
-    unsigned empties() const { return match(0); }
-    unsigned used() const { return empties() ^ ((1u << places) - 1); }
 };
 static_assert(sizeof(HashBucket) == 64);
 

@@ -7,8 +7,8 @@
 // - What throws (memory) leaves the index as it was.
 //
 //   table     segment segment segment ...
-//   segment   [ 12 x tag, 12 x slot ] [ 12 x tag, 12 x slot ] ...   up to 1024 buckets of one
-//                                                                   cache line each
+//   segment   [ 7 x hash, 7 x slot ] [ 7 x hash, 7 x slot ] ...   up to 1024 buckets of one cache
+//                                                                 line each
 //
 // A hash's home is the bucket that its upper bits name; what finds its home full stands in the next
 // bucket of the segment that is not, behind its last one in its first (see Zin/HashBucket.h). Homes
@@ -55,15 +55,14 @@ public:
     template <class Is>
     Place find(std::uint32_t hash, Is const& is) const {
         Table const& table = tableOf(hash);
-        std::uint8_t const tag = HashBucket::tagOf(hash);
         std::uint32_t const home = table.home(hash);
         HashBucket* const segment = table.segmentOf(home);
         std::uint32_t at = home & table.inSegment;
         for (std::uint32_t seen = 0; seen <= table.inSegment; ++seen) {
             HashBucket& bucket = segment[at];
-            for (unsigned left = bucket.match(tag); left != 0; left &= left - 1) {
+            for (unsigned left = bucket.match(hash); left != 0; left &= left - 1) {
                 auto const place = static_cast<unsigned>(std::countr_zero(left));
-                if (is(bucket.slot[place])) [[likely]] {
+                if (bucket.slot[place] != 0 && is(bucket.slot[place])) [[likely]] {
                     return {bucket.slot[place], &bucket, place};
                 }
             }
@@ -76,14 +75,13 @@ public:
     }
 
     // Makes room for a number of that hash, where there are to be `size` of them, and moves some of
-    // the old table. `hashOf` gives the hash of any number in the index.
-    template <class HashOf>
-    void makeRoom(std::uint32_t hash, std::uint32_t size, HashOf const& hashOf) {
+    // the old table.
+    void makeRoom(std::uint32_t hash, std::uint32_t size) {
         if (empty()) {
             begin();
         } else if (old_.segments != nullptr) {
             makeSegments();
-            move(hashOf);
+            move();
         } else if (size > now_.buckets() * usedOfBucket) {
             startMove(2 * now_.buckets());
         }
@@ -100,8 +98,7 @@ public:
         tableOf(hash).leave(hash, found);
     }
     // Moves some of the old table, where `size` numbers are left; lack of memory puts that off.
-    template <class HashOf>
-    void handleLeft(std::uint32_t size, HashOf const& hashOf) noexcept {
+    void handleLeft(std::uint32_t size) noexcept {
         if (size == 0) {
             release();
             return;
@@ -109,7 +106,7 @@ public:
         try {
             if (old_.segments != nullptr) {
                 makeSegments();
-                move(hashOf);
+                move();
             } else if (now_.buckets() > 1 && size < now_.buckets() * usedOfBucket / 8) {
                 startMove(now_.buckets() / 2);
             }
@@ -136,7 +133,7 @@ public:
     }
 
 private:
-    static constexpr std::uint32_t usedOfBucket = 10;  // of its twelve places
+    static constexpr std::uint32_t usedOfBucket = 6;  // of its seven places
     static constexpr std::uint32_t segmentShift = 10;
     static constexpr std::align_val_t alignment{alignof(HashBucket)};
 
@@ -174,7 +171,7 @@ private:
                 empties = segment[at].empties();
             }
             auto const place = std::countr_zero(empties);
-            segment[at].tag[place] = HashBucket::tagOf(hash);
+            segment[at].hash[place] = hash;
             segment[at].slot[place] = slot;
         }
         void leave(std::uint32_t hash, Place const& found) const {
@@ -183,7 +180,7 @@ private:
             for (at &= inSegment; &segment[at] != found.bucket; at = (at + 1) & inSegment) {
                 --segment[at].passed;
             }
-            found.bucket->tag[found.place] = 0;
+            found.bucket->slot[found.place] = 0;
         }
         // Calls `each` with the places where what is at home there may stand, and others may too.
         // It may take out what stands there.
@@ -258,13 +255,12 @@ private:
             std::uninitialized_value_construct_n(segment, size);
         }
     }
-    template <class HashOf>
-    void move(HashOf const& hashOf) noexcept {
+    void move() noexcept {
         std::uint32_t const end = moved_ + moving();
         for (; moved_ < end; ++moved_) {
             old_.forEachNear(moved_, [&](HashBucket& bucket, unsigned place) {
                 Slot const slot = bucket.slot[place];
-                std::uint32_t const hash = hashOf(slot);
+                std::uint32_t const hash = bucket.hash[place];
                 if (old_.home(hash) == moved_) {
                     old_.leave(hash, {slot, &bucket, place});
                     now_.enter(hash, slot);

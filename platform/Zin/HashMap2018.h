@@ -180,12 +180,8 @@ public:
             }
             return scanEnd;
         }
-        return index_.scan(static_cast<std::uint32_t>(from), [&](Slot slot, std::uint64_t end) {
-            std::uint32_t const hash = hashAt(slot);
-            if (hash >= from && hash < end) {
-                each(memberAt(slot));
-            }
-        });
+        return index_.scan(static_cast<std::uint32_t>(from),
+                           [&](Slot slot) { each(memberAt(slot)); });
     }
 
     // For an index of the members: the number of a member's place, which is its as long as it
@@ -227,9 +223,6 @@ private:
         return probed.slot == 0 ? nullptr : &nodes_[probed.slot].held.value;
     }
     std::uint32_t hashAt(Slot slot) const { return hash_(nodes_[slot].held.key()); }
-    auto hashing() const {
-        return [this](Slot slot) { return hashAt(slot); };
-    }
 
     Probe probe(Key const& key) const {
         if (index_.empty()) {
@@ -258,7 +251,7 @@ private:
                 beginIndex();
             }
             if (indexed) {
-                index_.makeRoom(hash, size_ + 1, hashing());
+                index_.makeRoom(hash, size_ + 1);
             }
         } catch (...) {
             if (made) {
@@ -284,8 +277,9 @@ private:
         HashIndex index;
         std::uint32_t size = 0;
         for (Slot slot = first_; slot != 0; slot = nodes_[slot].next) {
-            index.makeRoom(hashAt(slot), ++size, hashing());
-            index.enter(hashAt(slot), slot);
+            std::uint32_t const hash = hashAt(slot);
+            index.makeRoom(hash, ++size);
+            index.enter(hash, slot);
         }
         index_ = std::move(index);
     }
@@ -301,7 +295,7 @@ private:
         (node.next == 0 ? last_ : nodes_[node.next].previous) = node.previous;
         --size_;
         if (probed.bucket != nullptr) {
-            index_.handleLeft(size_, hashing());
+            index_.handleLeft(size_);
         }
         if constexpr (hasValues) {
             Value value(std::move(node.held.value));

@@ -44,16 +44,4 @@ NotifieeListBase::Delivery::Delivery(NotifieeListBase& list) noexcept
       next_(list.first_),
       registered_(list.registered_) {}
 
-NotifieeListBase::Delivery::~Delivery() { list_.innermost_ = outer_; }
-
-NotifieeBase* NotifieeListBase::Delivery::next() noexcept {
-    while (next_ && next_->order_ <= registered_) {
-        NotifieeBase* const notifiee = std::exchange(next_, next_->next_);
-        if (notifiee->hasNotificationActive()) {
-            return notifiee;
-        }
-    }
-    return nullptr;
-}
-
 }  // namespace Zin

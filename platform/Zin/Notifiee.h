@@ -60,10 +60,18 @@ protected:
     class Delivery {
     public:
         explicit Delivery(NotifieeListBase& list) noexcept;
-        ~Delivery();
+        ~Delivery() { list_.innermost_ = outer_; }
         Delivery(Delivery const&) = delete;
         Delivery& operator=(Delivery const&) = delete;
-        NotifieeBase* next() noexcept;
+        NotifieeBase* next() noexcept {
+            while (next_ && next_->order_ <= registered_) {
+                NotifieeBase* const notifiee = std::exchange(next_, next_->next_);
+                if (notifiee->hasNotificationActive()) {
+                    return notifiee;
+                }
+            }
+            return nullptr;
+        }
 
     private:
         friend class NotifieeListBase;

@@ -21,7 +21,7 @@ namespace Zin {
 template <std::size_t N>
 using HashInput = std::array<std::uint64_t, N>;
 
-inline constexpr std::size_t hashFamilySize = 2560;  // fills 256 buckets to ten of twelve
+inline constexpr std::size_t hashFamilySize = 1536;  // fills 256 buckets to six of seven
 
 // Gives `take` each family's name and its members.
 template <std::size_t N, class Take>
@@ -96,22 +96,21 @@ void forEachHashFamily(Take const& take) {
 
 // How many buckets and members are looked at to look up each of the keys in a full map of them.
 inline std::size_t lookUpCost(std::vector<std::uint32_t> const& hashes) {
-    std::size_t const buckets = std::bit_ceil(hashes.size() / 10);
-    std::vector<std::vector<std::uint8_t>> tags(buckets);
+    std::size_t const buckets = std::bit_ceil(hashes.size() / 6);
+    std::vector<std::vector<std::uint32_t>> taken(buckets);
     std::size_t cost = 0;
     for (std::uint32_t const hash : hashes) {
         std::size_t at = (std::uint64_t{hash} * buckets) >> 32;
-        std::uint8_t const tag = HashBucket::tagOf(hash);
         auto const look = [&] {
             ++cost;
-            for (std::uint8_t const other : tags[at]) {
-                cost += other == tag;
+            for (std::uint32_t const other : taken[at]) {
+                cost += other == hash;
             }
         };
-        for (look(); tags[at].size() == HashBucket::places; look()) {
+        for (look(); taken[at].size() == HashBucket::places; look()) {
             at = (at + 1) % buckets;
         }
-        tags[at].push_back(tag);
+        taken[at].push_back(hash);
     }
     return cost;
 }

@@ -6,17 +6,8 @@
 namespace Zin {
 namespace {
 
-// Read on every notification, so they are plain words that need no initialisation guard.
-struct State {
-    std::uint64_t started = 0;
-    std::uint64_t suppressed = 0;
-    std::uint32_t depth = 0;
-    bool failed = false;
-    bool brokeInvariant = false;  // what is kept is an AssertionError
-    bool hasLastSteps = false;
-};
+using Detail::turnState;
 
-constinit thread_local State state;
 thread_local std::exception_ptr keptFailure;  // touched only when something has failed
 thread_local std::vector<std::function<void()>> lastSteps;  // touched only when there are some
 
@@ -33,7 +24,7 @@ bool isAssertionError(std::exception_ptr const& failure) noexcept {
 }
 
 void suppress(std::exception_ptr const& failure) noexcept {
-    ++state.suppressed;
+    ++turnState.suppressed;
     if (suppressedFailureHandler != nullptr) {
         suppressedFailureHandler(textOf(failure));
     }
@@ -45,21 +36,16 @@ SuppressedFailureHandler suppressedFailureHandlerIs(SuppressedFailureHandler han
     return std::exchange(suppressedFailureHandler, handler);
 }
 
-Turn::Turn() noexcept {
-    if (state.depth++ == 0) {
-        ++state.started;
-    }
-}
-
-Turn::~Turn() noexcept(false) {
-    if (state.hasLastSteps && state.depth == 1) {
+void Turn::endOutermost() {
+    if (turnState.hasLastSteps) {
         runLastSteps();
     }
-    if (--state.depth > 0 || !state.failed) {
+    --turnState.depth;
+    if (!turnState.failed) {
         return;
     }
-    state.failed = false;
-    bool const brokeInvariant = state.brokeInvariant;
+    turnState.failed = false;
+    bool const brokeInvariant = turnState.brokeInvariant;
     std::exception_ptr const failure = std::exchange(keptFailure, nullptr);
     if (std::uncaught_exceptions() > 0) {
         if (brokeInvariant) {
@@ -74,7 +60,7 @@ Turn::~Turn() noexcept(false) {
 void Turn::atEnd(std::function<void()> step) {
     Turn const turn;
     lastSteps.push_back(std::move(step));
-    state.hasLastSteps = true;
+    turnState.hasLastSteps = true;
 }
 
 void Turn::runLastSteps() noexcept {
@@ -83,25 +69,25 @@ void Turn::runLastSteps() noexcept {
             run(step);
         }
     }
-    state.hasLastSteps = false;
+    turnState.hasLastSteps = false;
 }
 
-bool Turn::inProgress() noexcept { return state.depth > 0; }
+bool Turn::inProgress() noexcept { return turnState.depth > 0; }
 
-bool Turn::endsInFailure() noexcept { return state.depth == 1 && state.failed; }
+bool Turn::endsInFailure() noexcept { return turnState.depth == 1 && turnState.failed; }
 
-std::uint64_t Turn::id() noexcept { return state.depth > 0 ? state.started : 0; }
+std::uint64_t Turn::id() noexcept { return turnState.depth > 0 ? turnState.started : 0; }
 
-std::uint64_t Turn::suppressedFailures() noexcept { return state.suppressed; }
+std::uint64_t Turn::suppressedFailures() noexcept { return turnState.suppressed; }
 
 void Turn::keep(std::exception_ptr failure) noexcept {
     bool const breaksInvariant = isAssertionError(failure);
-    if (state.failed && (state.brokeInvariant || !breaksInvariant)) {
+    if (turnState.failed && (turnState.brokeInvariant || !breaksInvariant)) {
         suppress(failure);
         return;
     }
-    bool const goesBefore = std::exchange(state.failed, true);
-    state.brokeInvariant = breaksInvariant;
+    bool const goesBefore = std::exchange(turnState.failed, true);
+    turnState.brokeInvariant = breaksInvariant;
     std::swap(keptFailure, failure);
     if (goesBefore) {
         suppress(failure);

@@ -33,11 +33,41 @@
 
 namespace Zin {
 
+namespace Detail {
+
+// Of a thread's turn. Read and written on every notification, so they are plain words that need no
+// initialisation guard.
+struct TurnState {
+    std::uint64_t started = 0;
+    std::uint64_t suppressed = 0;
+    std::uint32_t depth = 0;
+    bool failed = false;
+    bool brokeInvariant = false;  // what is kept is an AssertionError
+    bool hasLastSteps = false;
+};
+inline constinit thread_local TurnState turnState;
+
+}  // namespace Detail
+
 class Turn {
 public:
-    Turn() noexcept;
+    Turn() noexcept {
+        auto& state = Detail::turnState;
+        if (state.depth++ == 0) {
+            ++state.started;
+        }
+    }
     // Throws the turn's failure if this was the outermost turn and nothing is being unwound.
-    ~Turn() noexcept(false);
+    ~Turn() noexcept(false) {
+        auto& state = Detail::turnState;
+        if (state.depth > 1) {
+            --state.depth;
+        } else if (state.hasLastSteps || state.failed) {
+            endOutermost();
+        } else {
+            state.depth = 0;
+        }
+    }
     Turn(Turn const&) = delete;
     Turn& operator=(Turn const&) = delete;
 
@@ -79,6 +109,7 @@ public:
     static std::uint64_t suppressedFailures() noexcept;
 
 private:
+    void endOutermost();
     void runLastSteps() noexcept;
     static void keep(std::exception_ptr failure) noexcept;
 };
