@@ -120,16 +120,18 @@ public:
         now_.release();
     }
 
-    // Calls `each` with the numbers whose hashes may be those of one home, which is that of the
-    // hash `from`, and with the first hash behind it, which it returns.
+    // Calls `each` with the numbers, some few, of hashes at least `from` and less than what is
+    // returned.
     template <class Each>
     std::uint64_t scan(std::uint32_t from, Each const& each) const {
         Table const& table = tableOf(from);
         std::uint32_t const home = table.home(from);
-        std::uint64_t const end = (std::uint64_t{home} + 1) << table.shift;
-        table.forEachNear(
-            home, [&](HashBucket const& bucket, unsigned place) { each(bucket.slot[place], end); });
-        return end;
+        table.forEachNear(home, [&](HashBucket const& bucket, unsigned place) {
+            if (bucket.hash[place] >= from && table.home(bucket.hash[place]) == home) {
+                each(bucket.slot[place]);
+            }
+        });
+        return (std::uint64_t{home} + 1) << table.shift;
     }
 
 private:
