@@ -13,8 +13,12 @@ Ip6IntfStatusSm::Ip6IntfStatusSm(Zin::Ptr<Ip6::IntfStatus const> ip6IntfStatus,
       allIntfAddrWithMask_(std::move(allIntfAddrWithMask)),
       reactor_(*this, std::move(ip6IntfStatus)) {}
 
-Nimb::IntfId Ip6IntfStatusSm::intfId() const {
-    return ip6IntfStatus() ? ip6IntfStatus()->intfId() : Nimb::IntfId();
+Nimb::IntfId const& Ip6IntfStatusSm::intfId() const {
+    if (auto const& status = ip6IntfStatus()) {
+        return status->intfId();
+    }
+    static Nimb::IntfId const none;
+    return none;
 }
 
 bool Ip6IntfStatusSm::builtFrom(Zin::Ptr<Ip6::IntfStatus const> const& ip6IntfStatus,

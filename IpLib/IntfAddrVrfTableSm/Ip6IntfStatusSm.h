@@ -34,7 +34,8 @@ public:
     Zin::Ptr<AllIntfAddrWithMask> const& allIntfAddrWithMask() const {
         return allIntfAddrWithMask_;
     }
-    Nimb::IntfId intfId() const;
+    // The empty one where there is no status.
+    Nimb::IntfId const& intfId() const;
     bool builtFrom(Zin::Ptr<Ip6::IntfStatus const> const& ip6IntfStatus,
                    Zin::Ptr<AfIntfStatusParentInterface> const& afIntfStatusParent,
                    Zin::Ptr<AllIntfAddrWithMask> const& allIntfAddrWithMask) const;

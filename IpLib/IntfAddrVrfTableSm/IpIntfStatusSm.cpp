@@ -14,8 +14,12 @@ IpIntfStatusSm::IpIntfStatusSm(Zin::Ptr<Ip::IpIntfStatus const> ipIntfStatus,
       allIntfAddrWithMask_(std::move(allIntfAddrWithMask)),
       reactor_(*this, std::move(ipIntfStatus)) {}
 
-Nimb::IntfId IpIntfStatusSm::intfId() const {
-    return ipIntfStatus() ? ipIntfStatus()->intfId() : Nimb::IntfId();
+Nimb::IntfId const& IpIntfStatusSm::intfId() const {
+    if (auto const& status = ipIntfStatus()) {
+        return status->intfId();
+    }
+    static Nimb::IntfId const none;
+    return none;
 }
 
 bool IpIntfStatusSm::builtFrom(Zin::Ptr<Ip::IpIntfStatus const> const& ipIntfStatus,

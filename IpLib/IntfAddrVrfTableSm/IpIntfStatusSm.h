@@ -38,7 +38,8 @@ public:
     Zin::Ptr<AllIntfAddrWithMask> const& allIntfAddrWithMask() const {
         return allIntfAddrWithMask_;
     }
-    Nimb::IntfId intfId() const;
+    // The empty one where there is no status.
+    Nimb::IntfId const& intfId() const;
     std::optional<Nimb::IpGenAddrWithMask> const& maybeShadowPrimaryAddr() const {
         return maybeShadowPrimaryAddr_;
     }

@@ -25,7 +25,20 @@ TEST(Masked, ClearsAllBitsBehindTheLength) {
             ASSERT_EQ(isSet, bit < length) << int{length};
         }
     }
-    EXPECT_EQ(masked(Ip4Bytes{10, 1, 255, 255}, 20), (Ip4Bytes{10, 1, 240, 0}));
+}
+
+TEST(Compare, TellsAddressesApartByTheirFirstDifferentByte) {
+    Ip6Bytes const address{0x20, 0x01, 0x0d, 0xb8, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+    EXPECT_EQ(compare(address, address), std::strong_ordering::equal);
+    for (std::size_t byte = 0; byte < 16; ++byte) {
+        Ip6Bytes greater = address;
+        ++greater[byte];
+        for (std::size_t behind = byte + 1; behind < 16; ++behind) {
+            greater[behind] = 0;
+        }
+        EXPECT_EQ(compare(address, greater), std::strong_ordering::less) << byte;
+        EXPECT_EQ(compare(greater, address), std::strong_ordering::greater) << byte;
+    }
 }
 
 }  // namespace

@@ -32,7 +32,9 @@ public:
     AddrText text() const { return AddrText() << bytes_; }
 
     friend constexpr bool operator==(Ip4Addr const&, Ip4Addr const&) = default;
-    friend constexpr std::strong_ordering operator<=>(Ip4Addr const&, Ip4Addr const&) = default;
+    friend constexpr std::strong_ordering operator<=>(Ip4Addr const& a, Ip4Addr const& b) {
+        return a.value() <=> b.value();
+    }
 
 private:
     Ip4Bytes bytes_{};

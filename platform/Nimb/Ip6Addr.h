@@ -30,7 +30,9 @@ public:
     friend constexpr bool operator==(Ip6Addr const& a, Ip6Addr const& b) {
         return isEqual(a.bytes_, b.bytes_);
     }
-    friend constexpr std::strong_ordering operator<=>(Ip6Addr const&, Ip6Addr const&) = default;
+    friend constexpr std::strong_ordering operator<=>(Ip6Addr const& a, Ip6Addr const& b) {
+        return compare(a.bytes_, b.bytes_);
+    }
 
 private:
     Ip6Bytes bytes_{};

@@ -57,7 +57,10 @@ public:
     friend constexpr bool operator==(IpGenAddr const& a, IpGenAddr const& b) {
         return isEqual(a.bytes_, b.bytes_) && a.family_ == b.family_;
     }
-    friend constexpr std::strong_ordering operator<=>(IpGenAddr const&, IpGenAddr const&) = default;
+    friend constexpr std::strong_ordering operator<=>(IpGenAddr const& a, IpGenAddr const& b) {
+        auto const families = a.family_ <=> b.family_;
+        return families != 0 ? families : compare(a.bytes_, b.bytes_);
+    }
 
 private:
     AddressFamily family_ = AddressFamily::unset;
