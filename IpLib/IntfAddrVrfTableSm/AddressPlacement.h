@@ -55,8 +55,10 @@ public:
 private:
     void admitIntfAddr(Place const& place, bool deprecated);
     void admitLinkLocal(Place const& place);
-    void putIntoSet(Place const& place, bool deprecated, IntfAddrVrfTable::SetPtr set,
-                    Zin::Ptr<IntfAddrEntry> const& entry);
+    // Returns the set, made where there was none.
+    IntfAddrVrfTable::SetPtr putIntoSet(Place const& place, bool deprecated,
+                                        IntfAddrVrfTable::SetPtr set,
+                                        Zin::Ptr<IntfAddrEntry> const& entry);
 
     void withdrawIntfAddr(Place const& place);
     void withdrawFromSet(Place const& place);

@@ -362,7 +362,10 @@ void IntfAddrVrfTableSm::decide(Place const& place, bool isPublished, bool isDep
 }
 
 void IntfAddrVrfTableSm::handleIntfAddrEntry(IntfAddrEntryContent const& content) {
-    bool const isPresent = intfAddrVrfTable_->intfAddrEntryHas(content);
+    // A row that has come is the last one.
+    auto const newest = intfAddrVrfTable_->intfAddrEntry().last();
+    bool const isPresent = (newest != std::default_sentinel && newest->key == content) ||
+                           intfAddrVrfTable_->intfAddrEntryHas(content);
     trace8("ip {} on {} isVirtual {} isPresent {}", content.key.addr, content.intfId,
            content.key.virtualIp, isPresent);
     // What waited for the row that left gets its turn.

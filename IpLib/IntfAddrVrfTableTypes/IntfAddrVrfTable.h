@@ -138,6 +138,13 @@ public:
     // is no falling back to the next lowest.
     RowPtr lowestV6IntfAddrEntry(Nimb::IntfId const& srcIntfId) const;
 
+    // How often rows, index entries or sets have come, gone or been replaced: who has counted his
+    // own writes knows by this whether somebody else wrote meanwhile.
+    std::uint32_t writes() const {
+        return intfAddrEntry_.writes() + intfAddrEntryFromAddr_.writes() +
+               intfAddrEntrySetFromSubnet_.writes();
+    }
+
     // Through which the machines that fill the table write it.
     TableChanges& changes() { return changes_; }
     // The machine that began to fill it last; null when that has gone.

@@ -86,6 +86,8 @@ public:
     Map const& map() const { return map_; }
     Index const& index() const { return index_; }
     bool has(Key const& key) const { return map_.contains(key); }
+    // How often a member has come, gone or got another value.
+    std::uint32_t writes() const { return writes_; }
     // The value under the key; null, or the default value, where there is none.
     auto operator()(Key const& key) const {
         auto const* const value = map_.find(key);
@@ -96,13 +98,14 @@ public:
     // yet. What puts one there while another is being made is heeded: the one there stays.
     template <class MakeValue>
     auto findOrMake(Key const key, MakeValue&& makeValue) {
-        if (auto* const value = map_.find(key)) {
+        auto const hashed = map_.hashed(key);
+        if (auto const* const value = map_.findHashed(hashed)) {
             return *value;
         }
         auto value = makeValue();
         {
             Turn const turn;
-            auto const [place, inserted] = map_.enter(key, value);
+            auto const [place, inserted] = map_.enterHashed(hashed, value);
             if (inserted) {
                 addToIndex(key, place);
                 tell_.tell(key);
@@ -154,6 +157,7 @@ public:
         auto const leave = [&](auto const& place) {
             index_.remove(place);
             found = true;
+            ++writes_;
         };
         if constexpr (requires { map_.take(key); }) {
             auto value = map_.take(key, leave);
@@ -176,6 +180,7 @@ public:
     void delAll() {
         Turn turn;
         if (!tell_.observed()) {
+            writes_ += map_.size();
             index_.clear();
             map_.clear();
             return;
@@ -205,6 +210,7 @@ private:
             }
             index_.replace(place, value);
             std::swap(present, value);
+            ++writes_;
         }
         tell_.tell(key);
     }
@@ -214,6 +220,7 @@ private:
     void addToIndex(Key const& key, Place const& place) {
         try {
             index_.add(place);
+            ++writes_;
         } catch (...) {
             map_.erase(key);
             throw;
@@ -221,6 +228,7 @@ private:
     }
 
     Tell tell_;
+    std::uint32_t writes_ = 0;
     Map map_;
     [[no_unique_address]] Index index_{map_};
 };

@@ -93,14 +93,27 @@ public:
         auto const [place, inserted] = enter(key, std::forward<Args>(args)...);
         return {nodes_[place].held.value, inserted};
     }
-    // The same, for an index of the members.
+    // The same, for a collection of the members.
     template <class... Args>
     Entered enter(Key const& key, Args&&... args) {
-        Probe const probed = probe(key);
-        if (probed.slot != 0) {
+        bool const staysFew = index_.empty() && size_ < few;
+        return enterHashed({key, staysFew ? 0 : hash_(key)}, std::forward<Args>(args)...);
+    }
+    // For who seeks a key and then enters it: hashes it once.
+    struct HashedKey {
+        Key const& key;
+        std::uint32_t hash;
+    };
+    HashedKey hashed(Key const& key) const { return {key, hash_(key)}; }
+    ValueOrNone const* findHashed(HashedKey const& key) const requires hasValues {
+        return valueOf(probe(key));
+    }
+    template <class... Args>
+    Entered enterHashed(HashedKey const& key, Args&&... args) {
+        if (Probe const probed = probe(key); probed.slot != 0) {
             return {probed.slot, false};
         }
-        return {add(probed, key, std::forward<Args>(args)...), true};
+        return {add(key, std::forward<Args>(args)...), true};
     }
     ValueOrNone& valueAt(Slot place) requires hasValues { return nodes_[place].held.value; }
 
@@ -225,6 +238,10 @@ private:
     std::uint32_t hashAt(Slot slot) const { return hash_(nodes_[slot].held.key()); }
 
     Probe probe(Key const& key) const {
+        return probe(HashedKey{key, index_.empty() ? 0 : hash_(key)});
+    }
+    Probe probe(HashedKey const& hashed) const {
+        auto const& [key, hash] = hashed;
         if (index_.empty()) {
             Slot slot = first_;
             while (slot != 0 && !(nodes_[slot].held.key() == key)) {
@@ -232,15 +249,14 @@ private:
             }
             return {{slot, nullptr, 0}, 0};
         }
-        std::uint32_t const hash = hash_(key);
         return {index_.find(hash, [&](Slot slot) { return nodes_[slot].held.key() == key; }), hash};
     }
 
     template <class... Args>
-    Slot add(Probe const& probed, Key const& key, Args&&... args) {
+    Slot add(HashedKey const& hashed, Args&&... args) {
+        auto const& [key, hash] = hashed;
         bool const begins = index_.empty() && size_ == few;
         bool const indexed = begins || !index_.empty();
-        std::uint32_t const hash = begins ? hash_(key) : probed.hash;
         Slot const slot = nodes_.take();
         Node& node = nodes_[slot];
         bool made = false;
