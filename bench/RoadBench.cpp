@@ -28,6 +28,8 @@ namespace {
 
 using Bench::addressesEach;
 using Bench::check;
+using Bench::cleanupDelay;
+using Bench::deferredDelay;
 using Bench::Floor;
 using Bench::Ipv4;
 using Bench::Ipv6;
@@ -372,9 +374,6 @@ void memory(Run const& run) {
     print("allocations, filled again", "", again.allocations, floorsAgain.allocations, 2);
     print("allocations, beside others", "", beside, floorsBeside, 2);
 }
-
-constexpr Zin::Seconds cleanupDelay = 1.5;
-constexpr Zin::Seconds deferredDelay = 2.0;
 
 void flap(Run const& run) {
     Samples samples(run.size);
