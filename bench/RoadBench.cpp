@@ -375,14 +375,25 @@ void memory(Run const& run) {
     print("allocations, beside others", "", beside, floorsBeside, 2);
 }
 
+// As in the library, what is emptied gives its memory back, and what is filled grows.
+void eraseAndInsert(Samples& samples, Run const& run) {
+    Floor before;
+    addAll<Ipv4>(before, run);
+    samples.floor([&] {
+        delAll<Ipv4>(before, run);
+        Floor after;
+        addAll<Ipv4>(after, run);
+        std::swap(before, after);
+    });
+    check("rows of the floor", before.rows(), run.size);
+}
+
 void flap(Run const& run) {
     Samples samples(run.size);
     Library<Ipv4> library(run.size);
-    Floor floor;
     for (std::uint32_t intf = 0; intf < run.intfs(); ++intf) {
         library.interfaceWithAddressesIs();
     }
-    addAll<Ipv4>(floor, run);
     std::size_t told = run.size;
     for (int repetition = 0; repetition < run.repetitions; ++repetition) {
         std::size_t left = run.size;
@@ -392,10 +403,7 @@ void flap(Run const& run) {
             left = library.rows();
             library.putAll();
         });
-        samples.floor([&] {
-            delAll<Ipv4>(floor, run);
-            addAll<Ipv4>(floor, run);
-        });
+        eraseAndInsert(samples, run);
         check("rows when interfaces are down", left, 0);
         check("rows when interfaces are up again", library.rows(), run.size);
         library.checkTold(told += 2 * run.size);
@@ -407,7 +415,6 @@ void waiting(Run const& run) {
     Samples samples(run.size);
     for (int repetition = 0; repetition < run.repetitions; ++repetition) {
         Library<Ipv4> library(run.size);
-        Floor floor;
         auto const status = Ip::ipIntfStatusFactory("Ethernet0");
         for (std::uint32_t number = 0; number < run.size; ++number) {
             status->secondaryActiveAddrWithMaskIs(Ipv4::withMask(number));
@@ -416,7 +423,6 @@ void waiting(Run const& run) {
         for (std::uint32_t intf = 0; intf < run.intfs(); ++intf) {
             library.interfaceWithAddressesIs();
         }
-        addAll<Ipv4>(floor, run);
         library.checkTold(run.size);
         std::size_t left = run.size;
         samples.ours([&] {
@@ -425,10 +431,7 @@ void waiting(Run const& run) {
             left = library.rows();
             library.pass(deferredDelay);
         });
-        samples.floor([&] {
-            delAll<Ipv4>(floor, run);
-            addAll<Ipv4>(floor, run);
-        });
+        eraseAndInsert(samples, run);
         check("rows when the owner has gone", left, 0);
         check("rows when all are admitted", library.rows(), run.size);
         library.checkTold(3 * run.size);
