@@ -142,7 +142,7 @@ void has(Run const& run, Library<Ipv4> const& library, Floor const& floor, char 
     std::vector<Bench::FloorKey> floorKeys;
     for (std::uint32_t const number : shuffled(first, run.size)) {
         ourKeys.push_back(Bench::keyOf<Ipv4>(number));
-        floorKeys.push_back(Bench::floorKeyOf<Ipv4>(number));
+        floorKeys.push_back(Bench::floorRowOf<Ipv4>(number).address);
     }
     std::size_t const expected = std::size_t{present} * run.passes();
     Samples samples(std::size_t{run.size} * run.passes());
@@ -197,7 +197,8 @@ void owner(Run const& run, Library<Ipv4> const& library, Floor const& floor) {
         });
         samples.floor([&] {
             chain(run, [&](std::uint64_t number) {
-                auto const key = Bench::floorKeyOf<Ipv4>(static_cast<std::uint32_t>(number));
+                auto const key =
+                    Bench::floorRowOf<Ipv4>(static_cast<std::uint32_t>(number)).address;
                 return floor.row(key).intf;
             });
         });
