@@ -82,6 +82,25 @@ void publish(Routing::Router& router, std::uint32_t rows) {
     Bench::check("rows", router.table(vrf)->intfAddrEntry().size(), rows);
 }
 
+// Asks for all addresses, and passes on the answer as it is made, 64 KiB at a time.
+template <class Each>
+void eachPiece(IntfAddr::Routes const& routes, Each each) {
+    auto const reply = routes.reply({.method = "GET",
+                                     .target = IntfAddr::targetOf("addresses", {}),
+                                     .lastEventId = {},
+                                     .body = {},
+                                     .peer = {}});
+    std::string piece;
+    auto progress = IntfAddr::Body::Progress::more;
+    while (progress == IntfAddr::Body::Progress::more) {
+        progress = reply.body->next(piece);
+        if (piece.size() >= 65'536 || progress != IntfAddr::Body::Progress::more) {
+            each(piece);
+            piece.clear();
+        }
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -106,33 +125,11 @@ int main(int argc, char** argv) {
     Bench::Samples samples(rows);
     for (int repetition = 0; repetition < (smallest ? 1 : 5); ++repetition) {
         std::vector<std::string> pieces;
+        eachPiece(routes, [&](std::string const& piece) { pieces.push_back(piece); });
         {
-            auto const reply = routes.reply({.method = "GET",
-                                             .target = IntfAddr::targetOf("addresses", {}),
-                                             .lastEventId = {},
-                                             .body = {},
-                                             .peer = {}});
             File file(folder);
-            std::string piece;
-            auto progress = IntfAddr::Body::Progress::more;
-            samples.ours([&] {
-                while (progress == IntfAddr::Body::Progress::more) {
-                    piece.clear();
-                    progress = reply.body->next(piece);
-                    file.write(piece);
-                }
-            });
-        }
-        {
-            auto const reply = routes.reply({.method = "GET",
-                                             .target = IntfAddr::targetOf("addresses", {}),
-                                             .lastEventId = {},
-                                             .body = {},
-                                             .peer = {}});
-            auto progress = IntfAddr::Body::Progress::more;
-            while (progress == IntfAddr::Body::Progress::more) {
-                progress = reply.body->next(pieces.emplace_back());
-            }
+            samples.ours(
+                [&] { eachPiece(routes, [&](std::string const& piece) { file.write(piece); }); });
         }
         File file(folder);
         samples.floor([&] {
