@@ -1,115 +1,89 @@
-// What the clean-up of one interface costs, in a small table and in a large one: it should be what
-// the interface has, not what the table holds. Both tables stand in one process, and their
-// clean-ups take turns. The third row is what a walk over the large table's rows would cost by
-// itself.
+// What the clean-up of one interface costs in a table of a million rows, beside what it costs in
+// one of a thousand: it should be what the interface has, not what the table holds.
 //
-// Prints nanoseconds for each row that was cleaned up, and each contender's ratio to the first.
-#include <fmt/format.h>
-
-#include <algorithm>
-#include <chrono>
+//   bench_cleanup [--smallest]     prints a line of JSON (Result.h), with the small table as floor
+//   bench_cleanup ROWS CLEANUPS    for scripts/bench, which counts the instructions that this runs:
+//                                  those of the clean-ups are the difference between two runs
+#include <charconv>
 #include <cstdint>
-#include <memory>
-#include <vector>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
 
-#include "Velk/YieldPolicy.h"
-#include "router/Router.h"
+#include "Library.h"
+#include "Result.h"
 
 namespace {
 
-constexpr std::uint32_t addressesEach = 8;
-constexpr char vrf[] = "default";
+using Bench::addressesEach;
+using Bench::check;
 
-// A VRF in which every interface has eight addresses in a subnet of its own.
-class Bench {
+class Table {
 public:
-    explicit Bench(std::uint32_t rows) : intfs_(rows / addressesEach) {
-        router_.managerStart().apply();
-        auto& inputs = router_.inputs();
-        inputs.ipVrfAdd(vrf).apply();
-        for (std::uint32_t n = 0; n < intfs_; ++n) {
-            Routing::IpIntf addressing{.primary = addr(n, 0)};
-            for (std::uint32_t host = 1; host < addressesEach; ++host) {
-                addressing.secondary.push_back(addr(n, host));
-            }
-            inputs.ipIntfAdd(vrf, intf(n), addressing).apply();
+    explicit Table(std::uint32_t rows) : intfs_(rows / addressesEach), library_(rows) {
+        for (std::uint32_t intf = 0; intf < intfs_; ++intf) {
+            library_.interfaceWithAddressesIs();
         }
-        router_.tableAdd(vrf).apply();
+        check("rows", library_.rows(), rows);
     }
 
-    std::uint32_t intfs() const { return intfs_; }
-
-    // Seconds that the clean-up of interface n takes. Its rows stand in the table again afterwards.
-    double cleanUp(std::uint32_t n) {
-        auto const sm = router_.tableSm(vrf);
-        auto const record = sm->allIntfAddrWithMask()->byIntfId(intf(n));
-        auto const start = std::chrono::steady_clock::now();
-        sm->processCleanupIntf(intf(n), Nimb::AddressFamily::ipv4);
-        auto const end = std::chrono::steady_clock::now();
-        for (auto const& member : record->byIntfId()) {
-            sm->addIntfAddrWithMask(member.key);
-        }
-        return std::chrono::duration<double>(end - start).count();
+    std::size_t rows() const { return library_.rows(); }
+    // Large strides, so that the clean-ups of a large table find nothing in the caches that a
+    // neighbour left there.
+    std::uint32_t chosen(std::uint32_t turn) const { return turn * 7919 % intfs_; }
+    void cleanUp(std::uint32_t intf) {
+        library_.machine()->processCleanupIntf(Bench::nameOf(intf), Nimb::AddressFamily::ipv4);
     }
-
-    // Seconds that it takes to find interface n's rows by looking at all of them.
-    double walk(std::uint32_t n) const {
-        auto const table = router_.table(vrf);
-        auto const wanted = intf(n);
-        std::uint32_t found = 0;
-        auto const start = std::chrono::steady_clock::now();
-        for (auto const& member : table->intfAddrEntryFromAddr()) {
-            found += member.value->intfId() == wanted;
-        }
-        auto const end = std::chrono::steady_clock::now();
-        if (found != addressesEach) {
-            fmt::print("interface {} has {} rows\n", n, found);
-        }
-        return std::chrono::duration<double>(end - start).count();
+    // With its rows.
+    void comeBack(std::uint32_t intf) {
+        library_.take(Bench::nameOf(intf));
+        library_.pass(Bench::cleanupDelay);
+        library_.put(intf);
     }
 
 private:
-    static Nimb::IntfId intf(std::uint32_t n) { return fmt::format("Ethernet{}", n); }
-    static Nimb::IpAddrWithMask addr(std::uint32_t n, std::uint32_t host) {
-        return {Nimb::Ip4Addr(0x0a000000 + n * 256 + host + 1), 24};
-    }
-
     std::uint32_t const intfs_;
-    Routing::Router router_{{.ignoreKernelInterfaceState = true},
-                            Zin::make<Zin::VirtualClock>(),
-                            std::make_unique<Velk::EveryNth>(0)};
+    Bench::Library<Bench::Ipv4> library_;
 };
 
-double median(std::vector<double> samples) {
-    std::nth_element(samples.begin(), samples.begin() + samples.size() / 2, samples.end());
-    return samples[samples.size() / 2];
+std::uint32_t numberOf(char const* text) {
+    std::uint32_t number = 0;
+    std::from_chars(text, text + std::strlen(text), number);
+    return number;
+}
+
+[[noreturn]] void onlyCleanUp(std::uint32_t rows, std::uint32_t cleanUps) {
+    Table table(rows);
+    for (std::uint32_t turn = 0; turn < cleanUps; ++turn) {
+        table.cleanUp(table.chosen(turn));
+    }
+    check("rows that are left", table.rows(), rows - cleanUps * addressesEach);
+    std::_Exit(EXIT_SUCCESS);  // the rows that are left go without being counted
 }
 
 }  // namespace
 
-int main() {
-    constexpr std::uint32_t samples = 2000;
-    constexpr std::uint32_t walks = 5;
-    Bench small(1'000);
-    Bench large(1'000'000);
-
-    std::vector<double> inSmall, inLarge, walked;
-    for (std::uint32_t i = 0; i < samples; ++i) {
-        // Large strides, so that the large table's clean-ups find nothing in the caches that a
-        // neighbour left there.
-        inSmall.push_back(small.cleanUp(i * 7 % small.intfs()));
-        inLarge.push_back(large.cleanUp(i * 7919 % large.intfs()));
+int main(int argc, char** argv) {
+    bool const smallest = argc == 2 && std::string_view(argv[1]) == "--smallest";
+    if (argc == 3) {
+        onlyCleanUp(numberOf(argv[1]), numberOf(argv[2]));
     }
-    for (std::uint32_t i = 0; i < walks; ++i) {
-        walked.push_back(large.walk(i * 7919 % large.intfs()));
+    if (argc > 1 && !smallest) {
+        fmt::print(stderr, "usage: bench_cleanup [--smallest | ROWS CLEANUPS]\n");
+        return 2;
     }
-
-    double const base = median(inSmall);
-    auto const report = [base](char const* what, double seconds) {
-        fmt::print("{:<42} {:>12.1f} ns a row {:>12.2f}\n", what, seconds * 1e9 / addressesEach,
-                   seconds / base);
-    };
-    report("clean-up in a table of 1,000 rows", base);
-    report("clean-up in a table of 1,000,000 rows", median(inLarge));
-    report("walk over a table of 1,000,000 rows", median(walked));
+    std::uint32_t const rows = smallest ? 10'000 : 1'000'000;
+    Table small(1'000);
+    Table large(rows);
+    Bench::Samples samples(addressesEach);
+    for (std::uint32_t turn = 0; turn < (smallest ? 1U : 2'000U); ++turn) {
+        samples.ours([&] { large.cleanUp(large.chosen(turn)); });
+        samples.floor([&] { small.cleanUp(small.chosen(turn)); });
+        check("rows when an interface is cleaned up", large.rows(), rows - addressesEach);
+        large.comeBack(large.chosen(turn));
+        small.comeBack(small.chosen(turn));
+        check("rows when it has come back", large.rows(), rows);
+    }
+    samples.print("clean-up of an interface, beside 1 k", rows, Bench::none);
+    return EXIT_SUCCESS;
 }

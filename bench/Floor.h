@@ -38,21 +38,27 @@ private:
     }
 };
 
+// Whoever adds an address or removes it knows all of it.
 struct FloorRow {
     FloorKey address;
     FloorKey subnet;
     std::uint64_t intf;
+
+    FloorKey content() const { return {address.high, address.low, intf << 16 | subnet.other}; }
 };
 
 template <class Family>
-FloorKey floorKeyOf(std::uint32_t number);
+FloorRow floorRowOf(std::uint32_t number);
 template <>
-inline FloorKey floorKeyOf<Ipv4>(std::uint32_t number) {
-    return {Ipv4::value(number), 0, 4};
+inline FloorRow floorRowOf<Ipv4>(std::uint32_t number) {
+    std::uint64_t const value = Ipv4::value(number);
+    return {{value, 0, 4}, {value & ~std::uint64_t{15}, 0, Ipv4::length << 8 | 4}, intfOf(number)};
 }
 template <>
-inline FloorKey floorKeyOf<Ipv6>(std::uint32_t number) {
-    return {std::uint64_t{0x20010db800000000} | intfOf(number), number % addressesEach + 1, 6};
+inline FloorRow floorRowOf<Ipv6>(std::uint32_t number) {
+    std::uint64_t const high = std::uint64_t{0x20010db800000000} | intfOf(number);
+    return {
+        {high, number % addressesEach + 1, 6}, {high, 0, Ipv6::length << 8 | 6}, intfOf(number)};
 }
 
 class Floor {
@@ -61,22 +67,18 @@ public:
 
     template <class Family>
     void add(std::uint32_t number) {
-        FloorKey const address = floorKeyOf<Family>(number);
-        auto const row =
-            std::make_shared<FloorRow const>(FloorRow{address, subnetOf(address), intfOf(number)});
-        byContent_.emplace(contentOf(*row), row);
-        byAddress_.emplace(address, row);
+        auto const row = std::make_shared<FloorRow const>(floorRowOf<Family>(number));
+        byContent_.emplace(row->content(), row);
+        byAddress_.emplace(row->address, row);
         bySubnet_[row->subnet].insert(row);
     }
     template <class Family>
     void del(std::uint32_t number) {
-        FloorKey const address = floorKeyOf<Family>(number);
-        auto const found = byAddress_.find(address);
-        RowPtr const row = std::move(found->second);
-        byAddress_.erase(found);
-        byContent_.erase(contentOf(*row));
-        auto const set = bySubnet_.find(row->subnet);
-        set->second.erase(row);
+        FloorRow const row = floorRowOf<Family>(number);
+        byContent_.erase(row.content());
+        byAddress_.erase(row.address);
+        auto const set = bySubnet_.find(row.subnet);
+        set->second.erase(set->second.find(row.address));
         if (set->second.empty()) {
             bySubnet_.erase(set);
         }
@@ -87,15 +89,11 @@ public:
 
 private:
     struct ByAddress {
+        using is_transparent = void;
         bool operator()(RowPtr const& a, RowPtr const& b) const { return a->address < b->address; }
+        bool operator()(RowPtr const& a, FloorKey const& b) const { return a->address < b; }
+        bool operator()(FloorKey const& a, RowPtr const& b) const { return a < b->address; }
     };
-    static FloorKey subnetOf(FloorKey const& address) {
-        return address.other == 4 ? FloorKey{address.high & ~std::uint64_t{15}, 0, 28 << 8 | 4}
-                                  : FloorKey{address.high, 0, 64 << 8 | 6};
-    }
-    static FloorKey contentOf(FloorRow const& row) {
-        return {row.address.high, row.address.low, row.intf << 16 | row.subnet.other};
-    }
 
     boost::unordered_flat_map<FloorKey, RowPtr, FloorHash> byContent_;
     boost::unordered_flat_map<FloorKey, RowPtr, FloorHash> byAddress_;

@@ -4,11 +4,12 @@
 // Prints the medians as Google Benchmark does, and then one table: nanoseconds an operation for
 // HashMap2018, the other maps' as multiples of it, how it compares with the best of them, and its
 // own time by the hash that the keys have in the program, as a multiple too.
+//
+//   bench_hashmap [--smallest] [--benchmark_...]
 #include <absl/container/flat_hash_map.h>
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 #include <malloc.h>
-#include <time.h>
 
 #include <algorithm>
 #include <array>
@@ -21,31 +22,27 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMaskKey.h"
+#include "Result.h"
 #include "Zin/HashMap2018.h"
 
 namespace {
 
-// Of this thread alone: what else the machine does counts only where it takes our caches.
-double cpuSeconds() {
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
+using Bench::cpuSeconds;
 using Key = IpLib::IntfAddrWithMaskKey;
 
-// Plain and quick: of keys that nobody chooses.
+// Plain and quick: of keys that nobody chooses, of short interface names.
 struct KeyHasher {
     std::uint32_t seed = 0x5eed2018;
     std::uint32_t operator()(Key const& key) const {
-        std::uint64_t words[3]{};
-        static_assert(sizeof key.intfId < sizeof *words);
-        std::memcpy(words, &key.intfId, sizeof key.intfId);
-        std::memcpy(words + 1, &key.addrWithMask.address().bytes(), 2 * sizeof *words);
+        constexpr std::size_t nameWords = (sizeof key.intfId + 7) / 8;
+        std::uint64_t words[nameWords + 2] = {};
+        std::memcpy(words, static_cast<void const*>(&key.intfId), sizeof key.intfId);
+        std::memcpy(words + nameWords, &key.addrWithMask.address().bytes(), 2 * sizeof *words);
         std::uint64_t hash = seed;
         for (std::uint64_t const word : words) {
             hash = (hash ^ word) * 0x9e3779b97f4a7c15;
@@ -163,6 +160,11 @@ Map const& filled(std::size_t count) {
     if (!map) {
         map = std::make_unique<Map>();
         fill(*map, members(count));
+        std::size_t found = 0;
+        for (Row const& row : members(count).rows) {
+            found += map->find(row.key) == &row;
+        }
+        Bench::check("members found", found, count);
     }
     return *map;
 }
@@ -309,7 +311,11 @@ void print(Line const& line) {
 
 template <class... Maps>
 void runAll(int argc, char** argv) {
-    std::vector<std::size_t> const counts{1'000, 100'000, 700'000, 1'000'000};
+    bool const smallest = argc > 1 && std::string_view(argv[1]) == "--smallest";
+    std::vector<std::size_t> counts{1'000, 100'000, 700'000, 1'000'000};
+    if (smallest) {
+        counts = {1'000};
+    }
     std::vector<Subject> subjects;
     for (std::size_t const count : counts) {
         addSubject<Maps...>(subjects, "find hit", count, {findHit<Maps>...});
@@ -320,12 +326,12 @@ void runAll(int argc, char** argv) {
     }
 
     // What the command line says comes last and wins.
-    std::vector<std::string> defaults{argv[0], "--benchmark_repetitions=5",
-                                      "--benchmark_enable_random_interleaving=true",
-                                      "--benchmark_report_aggregates_only=true",
-                                      // Manual times are those of one operation of thousands.
-                                      "--benchmark_min_time=0.0000001"};
-    defaults.insert(defaults.end(), argv + 1, argv + argc);
+    std::vector<std::string> defaults{
+        argv[0], smallest ? "--benchmark_repetitions=2" : "--benchmark_repetitions=5",
+        "--benchmark_enable_random_interleaving=true", "--benchmark_report_aggregates_only=true",
+        // Manual times are those of one operation of thousands.
+        "--benchmark_min_time=0.0000001"};
+    defaults.insert(defaults.end(), argv + (smallest ? 2 : 1), argv + argc);
     std::vector<char*> arguments;
     for (std::string& argument : defaults) {
         arguments.push_back(argument.data());

@@ -16,6 +16,11 @@
 
 namespace Bench {
 
+// The delays that the library has where nobody says otherwise.
+inline constexpr Zin::Seconds cleanupDelay = IpLib::IntfAddrVrfTableSmConfig().intfCleanupDelay;
+inline constexpr Zin::Seconds deferredDelay =
+    IpLib::IntfAddrVrfTableSmConfig().deferredIntfAddDelay;
+
 class RowCounter final : public IpLib::IntfAddrVrfTable::Notifiee {
 public:
     std::size_t told() const { return told_; }
@@ -42,6 +47,9 @@ public:
 
     IpLib::IntfAddrVrfTable const& table() const { return *table_; }
     std::size_t rows() const { return table_->intfAddrEntry().size(); }
+    Zin::Ptr<IpLib::IntfAddrVrfTableSm> machine() const {
+        return manager_->intfAddrVrfTableSmManager()->intfAddrVrfTableSm(vrf);
+    }
 
     // The status of the next interface, which is there from now on.
     void interfaceIs() {
@@ -70,6 +78,7 @@ public:
             Family::take(*vrfStatus_, status->intfId());
         }
     }
+    void put(std::uint32_t intf) { put(statuses_[intf]); }
     void put(Zin::Ptr<typename Family::Status> const& status) { Family::put(*vrfStatus_, status); }
     void take(Nimb::IntfId const& intf) { Family::take(*vrfStatus_, intf); }
 

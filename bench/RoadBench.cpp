@@ -28,6 +28,8 @@ namespace {
 
 using Bench::addressesEach;
 using Bench::check;
+using Bench::cleanupDelay;
+using Bench::deferredDelay;
 using Bench::Floor;
 using Bench::Ipv4;
 using Bench::Ipv6;
@@ -140,7 +142,7 @@ void has(Run const& run, Library<Ipv4> const& library, Floor const& floor, char 
     std::vector<Bench::FloorKey> floorKeys;
     for (std::uint32_t const number : shuffled(first, run.size)) {
         ourKeys.push_back(Bench::keyOf<Ipv4>(number));
-        floorKeys.push_back(Bench::floorKeyOf<Ipv4>(number));
+        floorKeys.push_back(Bench::floorRowOf<Ipv4>(number).address);
     }
     std::size_t const expected = std::size_t{present} * run.passes();
     Samples samples(std::size_t{run.size} * run.passes());
@@ -195,7 +197,8 @@ void owner(Run const& run, Library<Ipv4> const& library, Floor const& floor) {
         });
         samples.floor([&] {
             chain(run, [&](std::uint64_t number) {
-                auto const key = Bench::floorKeyOf<Ipv4>(static_cast<std::uint32_t>(number));
+                auto const key =
+                    Bench::floorRowOf<Ipv4>(static_cast<std::uint32_t>(number)).address;
                 return floor.row(key).intf;
             });
         });
@@ -373,17 +376,25 @@ void memory(Run const& run) {
     print("allocations, beside others", "", beside, floorsBeside, 2);
 }
 
-constexpr Zin::Seconds cleanupDelay = 1.5;
-constexpr Zin::Seconds deferredDelay = 2.0;
+// As in the library, what is emptied gives its memory back, and what is filled grows.
+void eraseAndInsert(Samples& samples, Run const& run) {
+    Floor before;
+    addAll<Ipv4>(before, run);
+    samples.floor([&] {
+        delAll<Ipv4>(before, run);
+        Floor after;
+        addAll<Ipv4>(after, run);
+        std::swap(before, after);
+    });
+    check("rows of the floor", before.rows(), run.size);
+}
 
 void flap(Run const& run) {
     Samples samples(run.size);
     Library<Ipv4> library(run.size);
-    Floor floor;
     for (std::uint32_t intf = 0; intf < run.intfs(); ++intf) {
         library.interfaceWithAddressesIs();
     }
-    addAll<Ipv4>(floor, run);
     std::size_t told = run.size;
     for (int repetition = 0; repetition < run.repetitions; ++repetition) {
         std::size_t left = run.size;
@@ -393,10 +404,7 @@ void flap(Run const& run) {
             left = library.rows();
             library.putAll();
         });
-        samples.floor([&] {
-            delAll<Ipv4>(floor, run);
-            addAll<Ipv4>(floor, run);
-        });
+        eraseAndInsert(samples, run);
         check("rows when interfaces are down", left, 0);
         check("rows when interfaces are up again", library.rows(), run.size);
         library.checkTold(told += 2 * run.size);
@@ -408,7 +416,6 @@ void waiting(Run const& run) {
     Samples samples(run.size);
     for (int repetition = 0; repetition < run.repetitions; ++repetition) {
         Library<Ipv4> library(run.size);
-        Floor floor;
         auto const status = Ip::ipIntfStatusFactory("Ethernet0");
         for (std::uint32_t number = 0; number < run.size; ++number) {
             status->secondaryActiveAddrWithMaskIs(Ipv4::withMask(number));
@@ -417,7 +424,6 @@ void waiting(Run const& run) {
         for (std::uint32_t intf = 0; intf < run.intfs(); ++intf) {
             library.interfaceWithAddressesIs();
         }
-        addAll<Ipv4>(floor, run);
         library.checkTold(run.size);
         std::size_t left = run.size;
         samples.ours([&] {
@@ -426,10 +432,7 @@ void waiting(Run const& run) {
             left = library.rows();
             library.pass(deferredDelay);
         });
-        samples.floor([&] {
-            delAll<Ipv4>(floor, run);
-            addAll<Ipv4>(floor, run);
-        });
+        eraseAndInsert(samples, run);
         check("rows when the owner has gone", left, 0);
         check("rows when all are admitted", library.rows(), run.size);
         library.checkTold(3 * run.size);

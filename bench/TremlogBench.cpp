@@ -4,6 +4,8 @@
 //
 // Prints the medians as Google Benchmark does, and then one table: nanoseconds each, and as
 // multiples of one record.
+//
+//   bench_tremlog [--smallest] [--benchmark_...]
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
@@ -11,6 +13,7 @@
 #include <cstdlib>
 #include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -130,11 +133,13 @@ int main(int argc, char** argv) {
         benchmark::RegisterBenchmark(name, subject);
     }
 
+    bool const smallest = argc > 1 && std::string_view(argv[1]) == "--smallest";
     // What the command line says comes last and wins.
     std::vector<std::string> defaults{
-        argv[0], "--benchmark_repetitions=9", "--benchmark_enable_random_interleaving=true",
-        "--benchmark_report_aggregates_only=true", "--benchmark_min_time=0.05"};
-    defaults.insert(defaults.end(), argv + 1, argv + argc);
+        argv[0], smallest ? "--benchmark_repetitions=2" : "--benchmark_repetitions=9",
+        "--benchmark_enable_random_interleaving=true", "--benchmark_report_aggregates_only=true",
+        smallest ? "--benchmark_min_time=0.001" : "--benchmark_min_time=0.05"};
+    defaults.insert(defaults.end(), argv + (smallest ? 2 : 1), argv + argc);
     std::vector<char*> arguments;
     for (std::string& argument : defaults) {
         arguments.push_back(argument.data());
