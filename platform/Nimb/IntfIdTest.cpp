@@ -168,7 +168,7 @@ TEST(IntfId, NamesThatComeAndGoLeaveNoMemoryBehind) {
     }
 
     EXPECT_EQ(present.back().name(), "AVeryLongNameOfAnInterface0999999");
-    EXPECT_EQ(TestMemory::blocks, blocks);
+    EXPECT_LE(TestMemory::blocks, blocks);
 }
 
 TEST(IntfId, CopiesMayBeUsedFromDifferentThreads) {

@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
 #include "Pell/TraceHandle.h"
 
@@ -46,16 +47,23 @@ Sink* sinkIs(Sink* sink) noexcept;
 std::uint64_t droppedTraces() noexcept;
 
 namespace Detail {
-// Out of the way of the code that traces nothing.
+// Out of the way of the code that traces nothing, with all that it takes.
 [[gnu::cold]] void emit(TraceHandle const& handle, int level, std::string_view function,
                         fmt::string_view format, fmt::format_args args);
+template <class... Args>
+[[gnu::cold, gnu::noinline]] void emitArguments(TraceHandle const& handle, int level,
+                                                std::string_view function, fmt::string_view format,
+                                                Args const&... args) {
+    emit(handle, level, function, format, fmt::make_format_args(args...));
+}
 }  // namespace Detail
 
 template <class... Args>
 void fmtrace(TraceHandle const& handle, int level, std::string_view function,
              fmt::format_string<Args...> format, Args&&... args) {
     if (handle.enabled(level)) [[unlikely]] {
-        Detail::emit(handle, level, function, format, fmt::make_format_args(args...));
+        Detail::emitArguments<std::remove_cvref_t<Args>...>(handle, level, function, format,
+                                                            args...);
     }
 }
 

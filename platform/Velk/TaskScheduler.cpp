@@ -37,8 +37,8 @@ std::uint32_t TaskScheduler::run() {
     while (!armed_.empty()) {
         // Time does not go back, so whatever was armed during this call stands behind all that was
         // due before it.
-        TimerTask const& first = **armed_.begin();
-        if (first.expiry_ > start || first.arming_ > armings) {
+        auto const& first = armed_.first();
+        if (first.expiry > start || first.arming > armings) {
             break;
         }
         runFirst();
@@ -65,7 +65,7 @@ void TaskScheduler::checkOutsideOfTurns() {
 void TaskScheduler::runFirst() {
     Zin::Turn turn;
     // The run may drop the task's last pointer, or the scheduler's, which the task co-owns.
-    Zin::Ptr<TimerTask> const task(*armed_.begin());
+    Zin::Ptr<TimerTask> const task(armed_.first().task);
     disarm(*task);
     yieldPolicy_->handleRunStarts();
     running_ = task.get();
@@ -74,29 +74,21 @@ void TaskScheduler::runFirst() {
 }
 
 void TaskScheduler::arm(TimerTask& task, Zin::Seconds expiry) {
-    // Memory comes first: where it is lacking, the task stays as it is.
-    Armed::node_type node = task.armed_ ? armed_.extract(&task) : Armed({&task}).extract(&task);
+    // Where memory is lacking, the task stays as it is.
+    armed_.put({expiry, ++armings_, &task});
     task.expiry_ = expiry;
-    task.arming_ = ++armings_;
-    armed_.insert(std::move(node));
-    task.armed_ = true;
     updateNextExpiry();
 }
 
 void TaskScheduler::disarm(TimerTask& task) {
-    if (task.armed_) {
-        armed_.erase(&task);
-        task.armed_ = false;
+    if (task.queuePlace_ != 0) {
+        armed_.remove(task);
         updateNextExpiry();
     }
 }
 
 void TaskScheduler::updateNextExpiry() {
-    nextExpiry_.is(armed_.empty() ? never : (*armed_.begin())->expiry_);
-}
-
-bool TaskScheduler::ExpiresFirst::operator()(TimerTask const* a, TimerTask const* b) const {
-    return a->expiry_ != b->expiry_ ? a->expiry_ < b->expiry_ : a->arming_ < b->arming_;
+    nextExpiry_.is(armed_.empty() ? never : armed_.first().expiry);
 }
 
 Zin::Ptr<TaskScheduler> taskSchedulerFactory(Zin::Ptr<Zin::Clock const> clock,

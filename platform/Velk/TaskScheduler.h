@@ -23,9 +23,9 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <set>
 
 #include "Pell/Traced.h"
+#include "Velk/TaskQueue.h"
 #include "Velk/YieldPolicy.h"
 #include "Zin/Attribute.h"
 #include "Zin/Clock.h"
@@ -71,12 +71,6 @@ public:
 private:
     friend class TimerTask;
 
-    struct ExpiresFirst {
-        bool operator()(TimerTask const* a, TimerTask const* b) const;
-    };
-
-    using Armed = std::set<TimerTask*, ExpiresFirst>;
-
     void arm(TimerTask& task, Zin::Seconds expiry);
     void disarm(TimerTask& task);
     void updateNextExpiry();
@@ -85,7 +79,7 @@ private:
 
     Zin::Ptr<Zin::Clock const> const clock_;
     std::unique_ptr<YieldPolicy> const yieldPolicy_;
-    Armed armed_;
+    TaskQueue<TimerTask> armed_;
     std::uint64_t armings_ = 0;
     TimerTask const* running_ = nullptr;
 

@@ -25,7 +25,7 @@ void TimerTask::scheduleTaskDelay(Zin::Seconds delay) {
 
 void TimerTask::scheduleTaskLowestDelay(Zin::Seconds delay) {
     Zin::Seconds const expiry = expiryAfter(delay);
-    if (!armed_ || expiry < expiry_) {
+    if (!taskScheduled() || expiry < expiry_) {
         scheduler_->arm(*this, expiry);
     }
 }
@@ -42,7 +42,7 @@ Zin::Seconds TimerTask::expiryAfter(Zin::Seconds delay) const {
 
 void TimerTask::dumpState(Zin::Ptr<DumpContext const> const& context, std::uint32_t indent) const {
     dumpLine(context, indent, "task {} priority {} scheduled {} work pending {} work done {}\n",
-             name_, priority_, armed_, workPending_, workCount_);
+             name_, priority_, taskScheduled(), workPending_, workCount_);
 }
 
 Zin::Ptr<TimerTask> timerTaskFactory(Zin::Ptr<TaskScheduler> scheduler, TaskPriority priority,

@@ -33,7 +33,7 @@ public:
     TaskPriority taskPriority() const { return priority_; }
     void taskPriorityIs(TaskPriority priority) { priority_ = priority; }
 
-    bool taskScheduled() const { return armed_; }
+    bool taskScheduled() const { return queuePlace_ != 0; }
     bool taskCurrentlyRunning() const { return scheduler_->running_ == this; }
     // Whether the run in progress has had its share; false outside of runs.
     bool taskShouldYield() const;
@@ -63,6 +63,7 @@ public:
 
 private:
     friend class TaskScheduler;
+    friend class TaskQueue<TimerTask>;
 
     Zin::Seconds expiryAfter(Zin::Seconds delay) const;
 
@@ -72,10 +73,9 @@ private:
     std::uint32_t workPending_ = 0;
     std::uint64_t workCount_ = 0;
 
-    // The scheduler's, for its queue.
+    // The scheduler's.
     Zin::Seconds expiry_ = 0.0;
-    std::uint64_t arming_ = 0;
-    bool armed_ = false;
+    std::uint32_t queuePlace_ = 0;
 
     mutable Zin::NotifieeList<Notifiee> notifieeList_;
 };
