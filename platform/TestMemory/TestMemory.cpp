@@ -16,6 +16,13 @@ namespace {
 
 constexpr std::size_t never = std::size_t(-1);
 std::atomic<std::size_t> untilFailure = never;
+std::atomic<std::size_t> largest = 0;
+
+void noteSize(std::size_t size) {
+    std::size_t known = largest.load(std::memory_order_relaxed);
+    while (known < size && !largest.compare_exchange_weak(known, size, std::memory_order_relaxed)) {
+    }
+}
 
 bool fails() { return untilFailure.fetch_sub(1, std::memory_order_relaxed) == 0; }
 
@@ -28,6 +35,7 @@ void* take(std::size_t size, std::align_val_t alignment) noexcept {
     allocations.add(1);
     blocks.add(1);
     bytes.add(malloc_usable_size(block));
+    noteSize(size);
     return block;
 }
 
@@ -42,6 +50,9 @@ void giveBack(void* block) noexcept {
 constexpr std::align_val_t ordinary{alignof(std::max_align_t)};
 
 }  // namespace
+
+Largest::Largest() { largest = 0; }
+std::size_t Largest::size() const { return largest; }
 
 OneFailure::OneFailure(std::size_t allowed) : allowed_(allowed) { untilFailure = allowed; }
 OneFailure::~OneFailure() { untilFailure = never; }

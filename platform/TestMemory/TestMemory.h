@@ -25,6 +25,13 @@ extern Count allocations;  // so far
 extern Count blocks;       // in use
 extern Count bytes;        // in use
 
+// The size of the largest single allocation since it was made; of one at a time.
+class Largest {
+public:
+    Largest();
+    std::size_t size() const;
+};
+
 // While it lives, the allocation that comes after `allowed` others fails, and no other one.
 class OneFailure {
 public:

@@ -49,6 +49,16 @@ TEST(Memory, IsCountedInWhicheverWayItIsAskedForAndGivenBack) {
     EXPECT_EQ(blocks, before + 1);
 }
 
+TEST(Memory, KnowsTheLargestAllocationSinceItWasAsked) {
+    ::operator delete(::operator new(5000));
+    Largest const largest;
+    EXPECT_EQ(largest.size(), 0u);
+    for (std::size_t const size : {100u, 3000u, 200u}) {
+        ::operator delete(::operator new(size));
+    }
+    EXPECT_EQ(largest.size(), 3000u);
+}
+
 TEST(Memory, FailsOnceAndWhereItIsToldTo) {
     bool failed[3] = {};
     bool happened = false;

@@ -86,7 +86,7 @@ public:
             startMove(2 * now_.buckets());
         }
         Table const& table = tableOf(hash);
-        if (table.emptyFrom(table.home(hash)) == nullptr) {
+        if (!table.hasRoom(table.home(hash), 1)) {
             throw std::length_error("Zin::HashIndex: too many alike");
         }
     }
@@ -151,16 +151,15 @@ private:
         }
         HashBucket*& segmentOf(std::uint32_t home) const { return segments[home >> segmentShift]; }
 
-        // The first bucket from `home` on that is not full; null if all of the segment are.
-        HashBucket* emptyFrom(std::uint32_t home) const {
-            HashBucket* const segment = segmentOf(home);
-            for (std::uint32_t seen = 0; seen <= inSegment; ++seen) {
-                HashBucket& bucket = segment[(home + seen) & inSegment];
-                if (bucket.empties() != 0) {
-                    return &bucket;
-                }
+        // Whether as many more find a place in the segment; looks from `home` on.
+        bool hasRoom(std::uint32_t home, std::uint32_t number) const {
+            HashBucket const* const segment = segmentOf(home);
+            std::uint32_t room = 0;
+            for (std::uint32_t seen = 0; room < number && seen <= inSegment; ++seen) {
+                room += static_cast<std::uint32_t>(
+                    std::popcount(segment[(home + seen) & inSegment].empties()));
             }
-            return nullptr;
+            return room >= number;
         }
         void enter(std::uint32_t hash, Slot slot) const {
             std::uint32_t at = home(hash);
@@ -241,10 +240,13 @@ private:
     }
     // The homes that move next, all that are one home in the smaller table.
     std::uint32_t moving() const { return std::min(2U, old_.buckets()); }
+    // The first home that these go to.
+    std::uint32_t goal() const {
+        return now_.home(static_cast<std::uint32_t>(std::uint64_t{moved_} << old_.shift));
+    }
     // Makes the segments that these go to.
     void makeSegments() {
-        std::uint32_t const first =
-            now_.home(static_cast<std::uint32_t>(std::uint64_t{moved_} << old_.shift));
+        std::uint32_t const first = goal();
         makeSegment(first);
         makeSegment(first + (moving() * now_.buckets() / old_.buckets()) - 1);
     }
@@ -257,8 +259,18 @@ private:
             std::uninitialized_value_construct_n(segment, size);
         }
     }
+    // Where the segment that they go to is too full, they wait until some have left there.
     void move() noexcept {
         std::uint32_t const end = moved_ + moving();
+        std::uint32_t number = 0;
+        for (std::uint32_t home = moved_; home < end; ++home) {
+            old_.forEachNear(home, [&](HashBucket const& bucket, unsigned place) {
+                number += old_.home(bucket.hash[place]) == home;
+            });
+        }
+        if (!now_.hasRoom(goal(), number)) {
+            return;
+        }
         for (; moved_ < end; ++moved_) {
             old_.forEachNear(moved_, [&](HashBucket& bucket, unsigned place) {
                 Slot const slot = bucket.slot[place];
