@@ -6,7 +6,7 @@
 // Rows stand beside the tables in their millions, so one is known by a hash of 64 bits alone, which
 // is keyed with words that nobody else knows: that two of a million rows share one, and the
 // latter's time, happens once in many millions of routers. With its time and its place a row takes
-// 31 bytes, and up to 61 where there is room for more.
+// 35 bytes, and up to 70 where there is room for more.
 #pragma once
 
 #include <cstdint>
