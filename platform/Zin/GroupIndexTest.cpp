@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <random>
 
@@ -194,6 +195,72 @@ TEST(GroupIndex, SaysWhatTheMapSaysAlsoWhereMemoryIsLacking) {
         EXPECT_GT(timesNotMade(words, {"w"}, [&] { words.insert(word); }), 1u);
         EXPECT_THAT(words.index().keys("w"), testing::Contains(word));
     }
+}
+
+// The group that it is to join is new, and needs memory.
+TEST(GroupIndex, AKeyStaysInItsGroupWhereMemoryIsLackingToMoveIt) {
+    Labels labels(Untold{}, 1u);
+    String const from = longText("group", 1);
+    String const to = longText("group", 2);
+    for (int number = 0; number < 20; ++number) {
+        labels.set(longText("word", number), from);
+    }
+    std::vector<String> const before = labels.index().keys(from);
+    String const moved = longText("word", 7);
+
+    EXPECT_GT(timesNotMade(labels, {from, to}, [&] { labels.set(moved, to); }), 0u);
+
+    EXPECT_THAT(labels.index().keys(to), ElementsAre(moved));
+    std::vector<String> rest = before;
+    rest.erase(std::find(rest.begin(), rest.end(), moved));
+    EXPECT_EQ(labels.index().keys(from), rest);
+    // It is the last when it is back.
+    labels.set(moved, from);
+    rest.push_back(moved);
+    EXPECT_EQ(labels.index().keys(from), rest);
+    EXPECT_THAT(labels.index().keys(to), IsEmpty());
+}
+
+// The naive statement: a row of keys for each group.
+TEST(GroupIndex, KeepsTheOrderOfThousandsThatComeGoAndMove) {
+    std::mt19937 random(5);
+    Labels labels(Untold{}, 5u);
+    std::array<String, 3> const groups{"first", "second", "third"};
+    std::map<String, std::vector<String>> naive;
+    std::map<String, String> groupOf;
+    auto const leave = [&](String const& word) {
+        std::vector<String>& row = naive[groupOf.at(word)];
+        row.erase(std::find(row.begin(), row.end(), word));
+        groupOf.erase(word);
+    };
+    for (int step = 0; step < 20'000; ++step) {
+        String const word = fmt::format("word{}", random() % 8000);
+        String const& group = groups[random() % 3];
+        if (random() % 5 == 0) {
+            if (groupOf.count(word) > 0) {
+                leave(word);
+            }
+            labels.del(word);
+            continue;
+        }
+        if (groupOf.count(word) == 0 || groupOf.at(word) != group) {
+            if (groupOf.count(word) > 0) {
+                leave(word);
+            }
+            naive[group].push_back(word);
+            groupOf.emplace(word, group);
+        }
+        labels.set(word, group);
+    }
+    for (String const& group : groups) {
+        EXPECT_GT(naive[group].size(), 1000u);
+        EXPECT_EQ(labels.index().keys(group), naive[group]);
+        for (String const& word : labels.index().keys(group)) {
+            labels.del(word);
+        }
+        EXPECT_THAT(labels.index().keys(group), IsEmpty());
+    }
+    EXPECT_TRUE(labels.map().empty());
 }
 
 class GroupIndexUnderRandomChange : public testing::TestWithParam<unsigned> {};

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -261,6 +262,106 @@ TEST(RbTreeMap, BehavesAsAnOrderedMapDoesUnderChangesAndWalks) {
         }
         ASSERT_EQ(map.size(), naive.size());
     }
+}
+
+// Rows that have their keys, with memory of their own.
+struct Row {
+    std::string key;
+    int value = 0;
+};
+struct KeyOfRow {
+    std::string const& operator()(Row const& row) const { return row.key; }
+};
+using Rows = RbTreeMap<std::string, Row, KeyOfRow>;
+
+std::string longKey(int number) { return std::string(50, 'k') + std::to_string(1000 + number); }
+
+TEST(RbTreeMap, FindsAndOrdersRowsByTheKeysThatTheyHaveWithAndWithoutATree) {
+    for (int const number : {1, 15, 16, 17, 18, 40}) {
+        Rows rows;
+        std::map<std::string, Row*> naive;
+        for (int i = 0; i < number; ++i) {
+            std::string const key = longKey(i * 7 % number + i / number);
+            auto const [row, inserted] = rows.emplace(key, Row{key, i});
+            ASSERT_EQ(inserted, naive.emplace(key, &row).second);
+        }
+        auto const expectSame = [&] {
+            auto expected = naive.begin();
+            for (auto const& member : rows) {
+                ASSERT_NE(expected, naive.end());
+                ASSERT_EQ(member.key, expected->first);
+                ASSERT_EQ(&member.value, expected->second);
+                ASSERT_EQ(rows.find(member.key), expected->second);
+                ++expected;
+            }
+            ASSERT_EQ(expected, naive.end());
+            ASSERT_EQ(rows.last() == std::default_sentinel, naive.empty());
+        };
+        expectSame();
+        EXPECT_FALSE(rows.contains("a"));
+        EXPECT_FALSE(rows.contains("z"));
+        // Back and forth over the number from which on there is a tree.
+        for (int round = 0; round < 3; ++round) {
+            for (int i = 0; i < number - round; ++i) {
+                std::string const key = longKey(i);
+                ASSERT_EQ(rows.erase(key), naive.erase(key) > 0);
+                expectSame();
+            }
+            for (int i = number - 1; i >= 0; --i) {
+                std::string const key = longKey(i);
+                auto const [row, inserted] = rows.emplace(key, Row{key, i});
+                ASSERT_EQ(inserted, naive.emplace(key, &row).second);
+                expectSame();
+            }
+        }
+    }
+}
+
+TEST(RbTreeMap, IsLeftAsItWasWhereMemoryIsLackingForItsTree) {
+    std::size_t const blocks = TestMemory::blocks;
+    {
+        std::array<std::size_t, 20> failures{};
+        Rows rows;
+        for (int number = 0; number < 20; ++number) {
+            std::size_t const inUse = TestMemory::blocks;
+            std::string const key = longKey(number * 11 % 20);
+            Row const row{key, number};
+            std::size_t const inUseWithKey = TestMemory::blocks;
+            for (std::size_t allowed = 0;; ++allowed) {
+                bool lacking = false;
+                {
+                    TestMemory::OneFailure const failure(allowed);
+                    try {
+                        rows.emplace(key, row);
+                    } catch (std::bad_alloc const&) {
+                    }
+                    lacking = failure.happened();
+                }
+                ASSERT_EQ(rows.contains(key), !lacking);
+                if (!lacking) {
+                    break;
+                }
+                ++failures[static_cast<std::size_t>(number)];
+                if (number > 8 && number < 16) {
+                    ASSERT_EQ(TestMemory::blocks, inUseWithKey);
+                }
+                for (int before = 0; before < number; ++before) {
+                    ASSERT_EQ(rows.find(longKey(before * 11 % 20))->value, before);
+                }
+            }
+            ASSERT_GT(TestMemory::blocks, inUse);
+        }
+        // The 17th has the tree made: itself, and a place for each of 17 members.
+        EXPECT_EQ(failures[15], 1u);
+        EXPECT_GT(failures[16], 17u);
+        EXPECT_EQ(failures[17], 2u);
+        while (!rows.empty()) {
+            std::string const key = rows.begin()->key;
+            rows.erase(key);
+        }
+    }
+    std::size_t const after = TestMemory::blocks;
+    EXPECT_EQ(after, blocks);
 }
 
 }  // namespace
