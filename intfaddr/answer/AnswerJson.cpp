@@ -13,7 +13,7 @@ void writeWaitsFor(ObjectText& object, ListedAddress const& address) {
     }
     auto const& [what, intf, isSubnet] = *address.holder;
     ObjectText(object.open("waitsFor"))
-        .text(isSubnet ? "subnet" : "address",
+        .word(isSubnet ? "subnet" : "address",
               isSubnet ? what.prefix().text() : what.address().text())
         .text("interface", intf.name())
         .end();
@@ -27,13 +27,13 @@ void writeWithoutPlace(ObjectText& object, ListedAddress const& address) {
     } else {
         object.text("interface", address.intf.name());
     }
-    object.text("address", addr.address().text())
+    object.word("address", addr.address().text())
         .number("prefixLength", addr.prefixLength())
-        .text("family", toStrep(addr.family()));
+        .word("family", toStrep(addr.family()));
     if (address.virtualIp) {
         object.null("subnet");
     } else {
-        object.text("subnet", addr.prefix().text());
+        object.word("subnet", addr.prefix().text());
     }
     object.flag("virtual", address.virtualIp);
 }
@@ -51,7 +51,7 @@ Json jsonOfObject(Write const& write) {
 
 void writeAddress(ObjectText& object, ListedAddress const& address) {
     writeWithoutPlace(object, address);
-    object.text("place", toStrep(address.place)).text("state", toStrep(address.state));
+    object.word("place", toStrep(address.place)).word("state", toStrep(address.state));
     if (address.place == Place::waiting) {
         writeWaitsFor(object, address);
     }

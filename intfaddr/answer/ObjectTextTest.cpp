@@ -9,6 +9,7 @@ TEST(ObjectText, IsWhatAValueWithTheSameMembersIsWrittenAs) {
     Json value;
     value["text"] = "Ethernet1";
     value["empty"] = "";
+    value["word"] = "10.0.0.1/24";
     value["number"] = 4'294'967'296;
     value["yes"] = true;
     value["no"] = false;
@@ -20,6 +21,7 @@ TEST(ObjectText, IsWhatAValueWithTheSameMembersIsWrittenAs) {
     ObjectText object(text);
     object.text("text", "Ethernet1")
         .text("empty", "")
+        .word("word", "10.0.0.1/24")
         .number("number", 4'294'967'296)
         .flag("yes", true)
         .flag("no", false)
@@ -29,6 +31,13 @@ TEST(ObjectText, IsWhatAValueWithTheSameMembersIsWrittenAs) {
     object.end();
 
     EXPECT_EQ(text, "before" + toLine(value));
+}
+
+TEST(ObjectText, MayBeLong) {
+    std::string const longer(5'000, 'x');
+    std::string text;
+    ObjectText(text).text("a", longer).text("b", longer).end();
+    EXPECT_EQ(text, toLine(Json{{"a", longer}, {"b", longer}}));
 }
 
 TEST(ObjectText, WithoutMembersIsAnObjectToo) {

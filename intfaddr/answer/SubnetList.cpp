@@ -32,7 +32,7 @@ bool SubnetList::step(Document::Items& items) {
         if (set_) {
             ObjectText(items.next())
                 .text("vrf", vrf_.text())
-                .text("subnet", set_->subnet().text())
+                .word("subnet", set_->subnet().text())
                 .text("interface", set_->intfId().name())
                 .open("addresses") += '[';
         }
