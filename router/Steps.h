@@ -16,9 +16,9 @@ public:
     template <class Alive, class Map, class Check>
     void walk(Alive alive, Map const& map, Check check) {
         // Between steps it stands on what was looked at last, which may leave meanwhile.
-        work_.push_back([alive = std::move(alive), &map,
-                         at = std::optional<typename Map::ConstIterator>(),
-                         check = std::move(check)]() mutable { return go(map, at, check); });
+        work_.push_back(
+            [alive = std::move(alive), &map, at = std::optional<typename Map::ConstIterator>(),
+             check = std::move(check)]() mutable { return go(map, at, map.end(), check); });
     }
     // The same up to what is the last member now. In a map in which what comes stands behind the
     // others no member is looked at twice, though it goes and comes back; and what comes as fast as
@@ -32,7 +32,7 @@ public:
                          at = std::optional<typename Map::ConstIterator>(),
                          check = std::move(check)]() mutable {
             // Where the last one has left, what follows its place is new.
-            return nextOf(map, at) != std::next(last) && go(map, at, check);
+            return go(map, at, std::next(last), check);
         });
     }
 
@@ -49,15 +49,15 @@ public:
     }
 
 private:
-    template <class Map>
-    static auto nextOf(Map const& map, std::optional<typename Map::ConstIterator> const& at) {
-        return at ? std::next(*at) : map.begin();
-    }
     template <class Map, class Check>
     static bool go(Map const& map, std::optional<typename Map::ConstIterator>& at,
-                   Check const& check) {
-        at = nextOf(map, at);
-        if (*at == map.end()) {
+                   typename Map::ConstIterator const& end, Check const& check) {
+        if (at) {
+            ++*at;
+        } else {
+            at = map.begin();
+        }
+        if (*at == end) {
             return false;
         }
         check(**at);

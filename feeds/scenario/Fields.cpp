@@ -6,6 +6,14 @@
 
 namespace Scenario {
 
+Field optional(std::string_view name, std::string_view byDefault) {
+    Field field{name, Field::Presence::optional};
+    if (!byDefault.empty()) {
+        field.byDefault = Json::parse(byDefault);
+    }
+    return field;
+}
+
 std::string toText(std::vector<Field> const& syntax) {
     std::string text;
     for (Field const& field : syntax) {
@@ -13,8 +21,9 @@ std::string toText(std::vector<Field> const& syntax) {
         if (field.presence == Field::Presence::required) {
             text += field.name;
         } else {
-            text += fmt::format("[{}{}{}]", field.name, field.byDefault.empty() ? "" : " ",
-                                field.byDefault);
+            text += field.byDefault.is_discarded()
+                        ? fmt::format("[{}]", field.name)
+                        : fmt::format("[{} {}]", field.name, field.byDefault.dump());
         }
     }
     return text;
@@ -22,9 +31,9 @@ std::string toText(std::vector<Field> const& syntax) {
 
 Fields::Fields(Json object, std::vector<Field> const& syntax, std::string path)
     : object_(std::move(object)), path_(std::move(path)) {
-    for (auto const& member : object_.items()) {
-        if (std::ranges::find(syntax, member.key(), &Field::name) == syntax.end()) {
-            throw LineError(fmt::format("unknown field '{}{}'", path_, shortened(member.key())));
+    for (auto const& [name, value] : object_.get_ref<Json::object_t const&>()) {
+        if (std::ranges::find(syntax, name, &Field::name) == syntax.end()) {
+            throw LineError(fmt::format("unknown field '{}{}'", path_, shortened(name)));
         }
     }
     for (Field const& field : syntax) {
@@ -34,17 +43,17 @@ Fields::Fields(Json object, std::vector<Field> const& syntax, std::string path)
         if (field.presence == Field::Presence::required) {
             throw LineError(fmt::format("field '{}{}' is missing", path_, field.name));
         }
-        if (!field.byDefault.empty()) {
-            object_[std::string(field.name)] = Json::parse(field.byDefault);
+        if (!field.byDefault.is_discarded()) {
+            object_.emplace(field.name, field.byDefault);
         }
     }
 }
 
 std::string const& Fields::text(std::string_view name) const {
-    if (!json(name).is_string()) {
-        throw error(name, "a text");
+    if (auto const* const text = json(name).get_ptr<std::string const*>()) {
+        return *text;
     }
-    return json(name).get_ref<std::string const&>();
+    throw error(name, "a text");
 }
 
 bool Fields::flag(std::string_view name) const {

@@ -24,13 +24,12 @@ struct Field {
 
     std::string_view name;
     Presence presence = Presence::required;
-    // What an absent field is, as JSON; empty: nothing is put in its place.
-    std::string_view byDefault{};
+    // What an absent field is; discarded: nothing is put in its place.
+    Json byDefault = Json::value_t::discarded;
 };
 
-constexpr Field optional(std::string_view name, std::string_view byDefault = {}) {
-    return {name, Field::Presence::optional, byDefault};
-}
+// `byDefault` is JSON, or empty where there is none.
+Field optional(std::string_view name, std::string_view byDefault = {});
 
 // "vrf, intf, [deprecated false]"
 std::string toText(std::vector<Field> const& syntax);
@@ -41,7 +40,7 @@ public:
     Fields(Json object, std::vector<Field> const& syntax, std::string path = {});
 
     bool has(std::string_view name) const { return object_.contains(name); }
-    Json const& json(std::string_view name) const { return object_.at(std::string(name)); }
+    Json const& json(std::string_view name) const { return object_.at(name); }
 
     std::string const& text(std::string_view name) const;
     bool flag(std::string_view name) const;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "feeds/scenario/Snapshot.h"
@@ -339,11 +340,18 @@ std::span<Operation const> operations() {
 }
 
 Operation const& operationOf(std::string_view name) {
-    auto const found = std::ranges::find(operations(), name, &Operation::name);
-    if (found == operations().end()) {
+    static auto const byName = [] {
+        std::unordered_map<std::string_view, Operation const*> all;
+        for (Operation const& operation : operations()) {
+            all.emplace(operation.name, &operation);
+        }
+        return all;
+    }();
+    auto const found = byName.find(name);
+    if (found == byName.end()) {
         throw LineError(fmt::format("unknown op '{}'", shortened(name)));
     }
-    return *found;
+    return *found->second;
 }
 
 Config readConfig(Fields const& fields) {

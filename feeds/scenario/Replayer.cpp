@@ -24,7 +24,7 @@ Json objectOf(LineReader const& reader) {
     }
 }
 
-std::string takeOp(Json& object) {
+Operation const& takeOperation(Json& object) {
     auto const op = object.find("op");
     if (op == object.end()) {
         throw LineError("field 'op' is missing");
@@ -33,9 +33,9 @@ std::string takeOp(Json& object) {
         throw LineError(
             fmt::format("field 'op': expected a text, found {}", shortened(op->dump())));
     }
-    std::string name = op->get<std::string>();
+    Operation const& operation = operationOf(op->get_ref<std::string const&>());
     object.erase(op);
-    return name;
+    return operation;
 }
 
 }  // namespace
@@ -62,14 +62,14 @@ Run& Replayer::run(Config const& config) {
 }
 
 void Replayer::handleLine(std::uint64_t number, Json object) {
-    Operation const& operation = operationOf(takeOp(object));
+    Operation const& operation = takeOperation(object);
     auto const at = takeAt(object);
     Fields const fields(std::move(object), operation.fields);
     bool const configures = operation.name == configOp && !run_;
-    run(configures ? readConfig(fields) : Config())
-        .carryOut(number, at, [this, configures, &operation, &fields] {
-            return configures ? Routing::Effect([] {}) : operation.check(*run_, fields);
-        });
+    auto const check = [&] {
+        return configures ? Routing::Effect([] {}) : operation.check(*run_, fields);
+    };
+    run(configures ? readConfig(fields) : Config()).carryOut(number, at, std::cref(check));
 }
 
 std::optional<Zin::Seconds> Replayer::takeAt(Json& object) const {

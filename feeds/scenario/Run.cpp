@@ -53,6 +53,19 @@ Run::~Run() {
     }
 }
 
+template <class Step>
+void Run::guarded(Step const& step) {
+    try {
+        step();
+    } catch (Pell::AssertionError const&) {
+    } catch (Routing::OperationError const& error) {
+        // Names may be long.
+        throw LineError(shortened(error.what(), 400));
+    } catch (Zin::Error const& error) {
+        printError(error);
+    }
+}
+
 void Run::carryOut(std::uint64_t line, std::optional<Zin::Seconds> at,
                    std::function<Routing::Effect()> const& check) {
     line_ = line;
@@ -91,18 +104,6 @@ void Run::advanceTo(Zin::Seconds time) {
 bool Run::advanceToNextStep(Zin::Seconds time) {
     return timeline_ ? timeline_->advanceToNextStep(time)
                      : Velk::advanceToNextRun(*clock_, *router_->scheduler(), time);
-}
-
-void Run::guarded(std::function<void()> const& step) {
-    try {
-        step();
-    } catch (Pell::AssertionError const&) {
-    } catch (Routing::OperationError const& error) {
-        // Names may be long.
-        throw LineError(shortened(error.what(), 400));
-    } catch (Zin::Error const& error) {
-        printError(error);
-    }
 }
 
 void Run::printError(Zin::Error const& error) {

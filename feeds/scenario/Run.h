@@ -89,7 +89,8 @@ public:
 
 private:
     // What `step` throws is printed.
-    void guarded(std::function<void()> const& step);
+    template <class Step>
+    void guarded(Step const& step);
     void apply(Routing::Effect const& effect);
     // Does the next thing on the way to `time`, and moves the clock to it; to `time` where there is
     // none. Returns whether there was one.

@@ -41,6 +41,28 @@ IntfAddrWithMaskKey keyOf(IpLib::IntfAddrEntry const& row) {
     return {row.intfId(), {row.key().addr, row.subnet().prefixLength()}};
 }
 
+bool isInTable(IntfAddrVrfTable const& table, IntfAddrWithMaskKey const& key) {
+    return table.intfAddrEntryHas(IpLib::IntfAddrVrfTableImpl::Place(key).content);
+}
+
+Zin::Ptr<Interface::DeviceIntfStatusDir const> devicesOf(Routing::Router const& router,
+                                                         L3::VrfName const& vrf) {
+    return router.inputs().kniIntfStatusHelper()->deviceIntfStatusDir(vrf);
+}
+
+AddressState stateIn(Routing::Published const& published,
+                     Interface::DeviceIntfStatusDir const& devices,
+                     IntfAddrWithMaskKey const& key) {
+    auto const deprecated = published.deprecated(key);
+    if (!deprecated) {
+        return AddressState::invalid;
+    }
+    if (auto const device = devices.deviceIntfStatus(key.intfId); device && isDown(*device)) {
+        return AddressState::inaccessible;
+    }
+    return *deprecated ? AddressState::deprecated : AddressState::preferred;
+}
+
 }  // namespace
 
 std::string_view toStrep(Place place) {
@@ -51,15 +73,7 @@ std::string_view toStrep(Place place) {
 
 AddressState stateOf(Routing::Router const& router, L3::VrfName const& vrf,
                      IntfAddrWithMaskKey const& key) {
-    auto const deprecated = router.published(vrf).deprecated(key);
-    if (!deprecated) {
-        return AddressState::invalid;
-    }
-    auto const devices = router.inputs().kniIntfStatusHelper()->deviceIntfStatusDir(vrf);
-    if (auto const device = devices->deviceIntfStatus(key.intfId); device && isDown(*device)) {
-        return AddressState::inaccessible;
-    }
-    return *deprecated ? AddressState::deprecated : AddressState::preferred;
+    return stateIn(router.published(vrf), *devicesOf(router, vrf), key);
 }
 
 ListedAddress listed(Routing::Router const& router, L3::VrfName const& vrf,
@@ -74,7 +88,7 @@ ListedAddress listed(Routing::Router const& router, L3::VrfName const& vrf,
     if (backlog && backlog->backlogHas(key)) {
         address.place = Place::waiting;
         address.holder = Routing::holderOf(table, key);
-    } else if (table.intfAddrEntryHas(IpLib::IntfAddrVrfTableImpl::Place(key).content)) {
+    } else if (isInTable(table, key)) {
         address.place = Place::table;
     } else if (published.hasDevice(key.intfId)) {
         address.place = Place::leftOut;
@@ -117,93 +131,99 @@ bool AddressList::step(Each const& each) {
 
 // What is to be walked first is left to do last.
 void AddressList::begin(L3::VrfName const& vrf) {
-    if (auto const table = router_.tables()->intfAddrVrfTable(vrf)) {
-        if (what_ == What::all) {
-            walkPublished(vrf, table);
-            walkWaiting(vrf, table);
-        }
-        walkRows(vrf, table);
+    auto const table = router_.tables()->intfAddrVrfTable(vrf);
+    if (!table) {
+        return;
     }
+    vrf_.emplace(Vrf{.name = vrf,
+                     .table = table,
+                     .published = router_.published(vrf),
+                     .devices = devicesOf(router_, vrf)});
+    if (what_ == What::all) {
+        walkPublished();
+        walkWaiting();
+    }
+    walkRows();
 }
 
-void AddressList::walkRows(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {
+void AddressList::walkRows() {
+    auto const& table = vrf_->table;
     if (filter_.addr) {
         using IpLib::IntfAddrEntryKey;
         for (auto const& key : {IntfAddrEntryKey::makeIpKey(*filter_.addr),
                                 IntfAddrEntryKey::makeVirtualIpKey(*filter_.addr)}) {
             if (auto const row = table->intfAddrEntryFromAddr(key)) {
-                listRow(vrf, *row);
+                listRow(*row);
             }
         }
         if (filter_.addr->isV6LinkLocal()) {
             steps_.walkPresent(table, table->llIntfAddrEntryFromIntfId(),
-                               [this, vrf](auto const& member) { listRow(vrf, *member.value); });
+                               [this](auto const& member) { listRow(*member.value); });
         }
     } else {
         steps_.walkPresent(table, table->intfAddrEntry(),
-                           [this, vrf](auto const& member) { listRow(vrf, *member.value); });
+                           [this](auto const& member) { listRow(*member.value); });
     }
 }
 
-void AddressList::walkWaiting(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {
-    auto const machine = router_.tableSm(vrf);
+void AddressList::walkWaiting() {
+    auto const machine = router_.tableSm(vrf_->name);
     auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
     if (backlog) {
-        steps_.walkPresent(backlog, backlog->backlog(), [this, vrf, table](auto const& member) {
+        steps_.walkPresent(backlog, backlog->backlog(), [this](auto const& member) {
             if (filter_.admits(member.key.intfId, member.key.addrWithMask.address())) {
-                tell(listed(router_, vrf, *table, member.key));
+                tell(listed(router_, vrf_->name, *vrf_->table, member.key));
             }
         });
     }
 }
 
-void AddressList::walkPublished(L3::VrfName const& vrf, Zin::Ptr<IntfAddrVrfTable> const& table) {
-    auto const published = router_.published(vrf);
-    if (auto const status = published.ipStatus()) {
-        steps_.walkPresent(status, status->ipIntfStatus(), [this, vrf, table](auto const& member) {
+void AddressList::walkPublished() {
+    if (auto const status = vrf_->published.ipStatus()) {
+        steps_.walkPresent(status, status->ipIntfStatus(), [this](auto const& member) {
             Zin::Ptr<Ip::IpIntfStatus> const intf = member.value;
             if (Routing::Published::hasPrimary(*intf)) {
-                listPublished(vrf, *table, {intf->intfId(), intf->activeAddrWithMask()});
+                listPublished({intf->intfId(), intf->activeAddrWithMask()});
             }
             steps_.walkPresent(intf, intf->secondaryActiveAddrWithMask(),
-                               [this, vrf, table, name = intf->intfId()](auto const& addr) {
-                                   listPublished(vrf, *table, {name, addr.key});
+                               [this, name = intf->intfId()](auto const& addr) {
+                                   listPublished({name, addr.key});
                                });
         });
     }
-    if (auto const status = published.ip6Status()) {
-        steps_.walkPresent(status, status->intfStatus(), [this, vrf, table](auto const& member) {
+    if (auto const status = vrf_->published.ip6Status()) {
+        steps_.walkPresent(status, status->intfStatus(), [this](auto const& member) {
             Zin::Ptr<Ip6::IntfStatus> const intf = member.value;
-            steps_.walkPresent(intf, intf->addr(),
-                               [this, vrf, table, name = intf->intfId()](auto const& addr) {
-                                   listPublished(vrf, *table, {name, addr.key});
-                               });
+            steps_.walkPresent(intf, intf->addr(), [this, name = intf->intfId()](auto const& addr) {
+                listPublished({name, addr.key});
+            });
         });
     }
 }
 
-void AddressList::listRow(L3::VrfName const& vrf, IpLib::IntfAddrEntry const& row) const {
+void AddressList::listRow(IpLib::IntfAddrEntry const& row) const {
     if (row.key().virtualIp) {
-        tell({.vrf = vrf,
+        tell({.vrf = vrf_->name,
               .intf = {},
               .addr = {row.key().addr, Nimb::maxPrefixLength(row.key().addr.family())},
               .virtualIp = true});
     } else if (filter_.admits(row.intfId(), row.key().addr)) {
         auto const key = keyOf(row);
-        tell({.vrf = vrf,
+        tell({.vrf = vrf_->name,
               .intf = row.intfId(),
               .addr = key.addrWithMask,
-              .state = stateOf(router_, vrf, key)});
+              .state = stateIn(vrf_->published, *vrf_->devices, key)});
     }
 }
 
-void AddressList::listPublished(L3::VrfName const& vrf, IntfAddrVrfTable const& table,
-                                IntfAddrWithMaskKey const& key) const {
-    if (filter_.admits(key.intfId, key.addrWithMask.address())) {
-        auto const address = listed(router_, vrf, table, key);
-        if (address.place == Place::noDevice || address.place == Place::leftOut) {
-            tell(address);
-        }
+// Nearly all are in the table, whose rows are listed as such; so that is asked first.
+void AddressList::listPublished(IntfAddrWithMaskKey const& key) const {
+    if (!filter_.admits(key.intfId, key.addrWithMask.address()) || isInTable(*vrf_->table, key)) {
+        return;
+    }
+    auto const address = listed(router_, vrf_->name, *vrf_->table, key);
+    if (address.place == Place::noDevice || address.place == Place::leftOut) {
+        tell(address);
     }
 }
 

@@ -76,13 +76,20 @@ public:
     bool step(Each const& each);
 
 private:
+    // A VRF, and what each of its addresses is looked for in.
+    struct Vrf {
+        L3::VrfName name;
+        Zin::Ptr<IpLib::IntfAddrVrfTable> table;
+        Routing::Published published;
+        Zin::Ptr<Interface::DeviceIntfStatusDir const> devices;
+    };
+
     void begin(L3::VrfName const& vrf);
-    void walkRows(L3::VrfName const& vrf, Zin::Ptr<IpLib::IntfAddrVrfTable> const& table);
-    void walkWaiting(L3::VrfName const& vrf, Zin::Ptr<IpLib::IntfAddrVrfTable> const& table);
-    void walkPublished(L3::VrfName const& vrf, Zin::Ptr<IpLib::IntfAddrVrfTable> const& table);
-    void listRow(L3::VrfName const& vrf, IpLib::IntfAddrEntry const& row) const;
-    void listPublished(L3::VrfName const& vrf, IpLib::IntfAddrVrfTable const& table,
-                       IpLib::IntfAddrWithMaskKey const& key) const;
+    void walkRows();
+    void walkWaiting();
+    void walkPublished();
+    void listRow(IpLib::IntfAddrEntry const& row) const;
+    void listPublished(IpLib::IntfAddrWithMaskKey const& key) const;
     void listLeftOut(Netlink::LinkRef const& link) const;
     void tell(ListedAddress const& address) const;
 
@@ -91,6 +98,7 @@ private:
     Filter const filter_;
     What const what_;
     std::vector<L3::VrfName> vrfs_;  // the next is the last
+    std::optional<Vrf> vrf_;         // whose addresses are walked
     Routing::Steps steps_;
     std::optional<Netlink::LinkRef> link_;
     Each const* each_ = nullptr;

@@ -1,67 +1,81 @@
 #include "intfaddr/answer/AnswerJson.h"
 
+#include <string>
+
 namespace IntfAddr {
 
 namespace {
 
-Json nameOrNull(Nimb::IntfId const& intf) {
-    return intf.empty() ? Json(nullptr) : Json(intf.name());
-}
-
-Json waitsFor(ListedAddress const& address) {
+void writeWaitsFor(ObjectText& object, ListedAddress const& address) {
     if (!address.holder) {
-        return nullptr;
+        object.null("waitsFor");
+        return;
     }
     auto const& [what, intf, isSubnet] = *address.holder;
-    Json json;
-    json[isSubnet ? "subnet" : "address"] =
-        isSubnet ? what.prefix().toStrep() : what.address().toStrep();
-    json["interface"] = intf.name();
-    return json;
+    ObjectText(object.open("waitsFor"))
+        .word(isSubnet ? "subnet" : "address",
+              isSubnet ? what.prefix().text() : what.address().text())
+        .text("interface", intf.name())
+        .end();
 }
 
-Json withoutPlace(ListedAddress const& address) {
-    Json json;
-    json["vrf"] = address.vrf.text();
-    json["interface"] = nameOrNull(address.intf);
-    json["address"] = address.addr.address().toStrep();
-    json["prefixLength"] = address.addr.prefixLength();
-    json["family"] = toStrep(address.addr.family());
-    json["subnet"] = address.virtualIp ? Json(nullptr) : Json(address.addr.prefix().toStrep());
-    json["virtual"] = address.virtualIp;
-    return json;
+void writeWithoutPlace(ObjectText& object, ListedAddress const& address) {
+    auto const& addr = address.addr;
+    object.text("vrf", address.vrf.text());
+    if (address.intf.empty()) {
+        object.null("interface");
+    } else {
+        object.text("interface", address.intf.name());
+    }
+    object.word("address", addr.address().text())
+        .number("prefixLength", addr.prefixLength())
+        .word("family", toStrep(addr.family()));
+    if (address.virtualIp) {
+        object.null("subnet");
+    } else {
+        object.word("subnet", addr.prefix().text());
+    }
+    object.flag("virtual", address.virtualIp);
+}
+
+template <class Write>
+Json jsonOfObject(Write const& write) {
+    std::string text;
+    ObjectText object(text);
+    write(object);
+    object.end();
+    return Json::parse(text);
 }
 
 }  // namespace
 
-Json jsonOf(ListedAddress const& address) {
-    Json json = withoutPlace(address);
-    json["place"] = toStrep(address.place);
-    json["state"] = toStrep(address.state);
+void writeAddress(ObjectText& object, ListedAddress const& address) {
+    writeWithoutPlace(object, address);
+    object.word("place", toStrep(address.place)).word("state", toStrep(address.state));
     if (address.place == Place::waiting) {
-        json["waitsFor"] = waitsFor(address);
+        writeWaitsFor(object, address);
     }
     if (address.place == Place::leftOut) {
-        json["why"] = address.why;
+        object.text("why", address.why);
     }
-    return json;
 }
 
-Json jsonOf(L3::VrfName const& vrf, Routing::Row const& row, AddressState state) {
-    return jsonOf(ListedAddress{.vrf = vrf,
-                                .intf = row.intfId,
-                                .addr = {row.addr, row.prefixLength()},
-                                .virtualIp = row.virtualIp,
-                                .state = state});
+void writeRow(ObjectText& object, L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row) {
+    auto const& [key, intf, subnet] = row;
+    writeWithoutPlace(object,
+                      {.vrf = vrf,
+                       .intf = intf,
+                       .addr = {key.addr, key.virtualIp ? Nimb::maxPrefixLength(key.addr.family())
+                                                        : subnet.prefixLength()},
+                       .virtualIp = key.virtualIp});
+}
+
+Json jsonOf(ListedAddress const& address) {
+    return jsonOfObject([&address](ObjectText& object) { writeAddress(object, address); });
 }
 
 Json jsonOf(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row) {
-    auto const& [key, intf, subnet] = row;
-    return withoutPlace({.vrf = vrf,
-                         .intf = intf,
-                         .addr = {key.addr, key.virtualIp ? Nimb::maxPrefixLength(key.addr.family())
-                                                          : subnet.prefixLength()},
-                         .virtualIp = key.virtualIp});
+    return jsonOfObject([&vrf, &row](ObjectText& object) { writeRow(object, vrf, row); });
 }
 
 }  // namespace IntfAddr

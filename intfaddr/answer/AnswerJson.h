@@ -2,14 +2,17 @@
 #pragma once
 
 #include "intfaddr/answer/AddressList.h"
-#include "intfaddr/answer/Document.h"
+#include "intfaddr/answer/ObjectText.h"
 
 namespace IntfAddr {
 
+// The members of an address.
+void writeAddress(ObjectText& object, ListedAddress const& address);
+// Of a row alone.
+void writeRow(ObjectText& object, L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row);
+
+// The same as values, for who looks into them.
 Json jsonOf(ListedAddress const& address);
-// A row, and the state of its address.
-Json jsonOf(L3::VrfName const& vrf, Routing::Row const& row, AddressState state);
-// A row alone.
 Json jsonOf(L3::VrfName const& vrf, IpLib::IntfAddrEntryContent const& row);
 
 }  // namespace IntfAddr

@@ -33,13 +33,22 @@ Document::Step eachVrf(std::vector<L3::VrfName> vrfs,
     };
 }
 
-Json rowJson(Routing::Router const& router, L3::VrfName const& vrf, Routing::Row const& row) {
-    return jsonOf(vrf, row,
-                  row.virtualIp
-                      ? AddressState::preferred
-                      : stateOf(router, vrf, {row.intfId, {row.addr, row.prefixLength()}}));
+// Of an interface.
+ListedAddress listedRow(Routing::Router const& router, L3::VrfName const& vrf,
+                        IpLib::IntfAddrEntry const& row) {
+    IpLib::IntfAddrWithMaskKey const key{row.intfId(),
+                                         {row.key().addr, row.subnet().prefixLength()}};
+    return {.vrf = vrf,
+            .intf = key.intfId,
+            .addr = key.addrWithMask,
+            .state = stateOf(router, vrf, key)};
 }
 
+void write(Document::Items& items, ListedAddress const& address) {
+    ObjectText object(items.next());
+    writeAddress(object, address);
+    object.end();
+}
 void write(Document::Items& items, Json const& json) { items.next() += toLine(json); }
 
 }  // namespace
@@ -177,8 +186,7 @@ std::unique_ptr<Body> Answers::addresses(Filter const& filter) const {
     });
     auto list = std::make_shared<AddressList>(router_, feed_, filter);
     document->list("addresses", [list](Document::Items& items) {
-        return list->step(
-            [&items](ListedAddress const& address) { write(items, jsonOf(address)); });
+        return list->step([&items](ListedAddress const& address) { write(items, address); });
     });
     return ended(std::move(document), filter);
 }
@@ -188,17 +196,16 @@ std::unique_ptr<Body> Answers::lookup(Filter const& filter) const {
     auto const addr = *filter.addr;
     auto owners = std::make_shared<AddressList>(router_, feed_, filter, AddressList::What::rows);
     document->list("owners", [owners](Document::Items& items) {
-        return owners->step(
-            [&items](ListedAddress const& address) { write(items, jsonOf(address)); });
+        return owners->step([&items](ListedAddress const& address) { write(items, address); });
     });
     document->list("connected", eachVrf(vrfsOf(filter), [this, addr](L3::VrfName const& vrf,
                                                                      Document::Items& items) {
                        auto const table = router_.tables()->intfAddrVrfTable(vrf);
                        auto const set = table ? Routing::connectedSubnet(*table, addr) : nullptr;
                        if (set && Routing::ownersOf(*table, addr).empty()) {
-                           write(items, {{"vrf", vrf.text()},
-                                         {"subnet", set->subnet().toStrep()},
-                                         {"interface", set->intfId().name()}});
+                           write(items, Json{{"vrf", vrf.text()},
+                                             {"subnet", set->subnet().toStrep()},
+                                             {"interface", set->intfId().name()}});
                        }
                    }));
     return ended(std::move(document), filter);
@@ -234,9 +241,9 @@ void Answers::listVrfs(Document& document) const {
                       auto const machine = router_.tableSm(vrf);
                       auto const backlog = machine ? machine->deferredIntfAddBacklog() : nullptr;
                       if (table) {
-                          write(items, {{"vrf", vrf.text()},
-                                        {"rows", table->intfAddrEntry().size()},
-                                        {"waiting", backlog ? backlog->backlog().size() : 0}});
+                          write(items, Json{{"vrf", vrf.text()},
+                                            {"rows", table->intfAddrEntry().size()},
+                                            {"waiting", backlog ? backlog->backlog().size() : 0}});
                       }
                   }));
 }
@@ -309,7 +316,7 @@ std::unique_ptr<Body> Answers::rowOfIntf(Filter const& filter, bool isLinkLocal)
                                         : isLinkLocal ? table->llIntfAddrEntryFromIntfId(intf)
                                                       : table->lowestV6IntfAddrEntry(intf);
                        if (row) {
-                           write(items, rowJson(router_, vrf, Routing::rowOf(*table, *row)));
+                           write(items, listedRow(router_, vrf, *row));
                        }
                    }));
     return ended(std::move(document), filter);

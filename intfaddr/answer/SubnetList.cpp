@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "intfaddr/answer/ObjectText.h"
+
 namespace IntfAddr {
 
 SubnetList::SubnetList(Routing::Router const& router, std::optional<L3::VrfName> const& vrf)
@@ -28,13 +30,11 @@ bool SubnetList::step(Document::Items& items) {
     }
     if (steps_.step()) {
         if (set_) {
-            Json head;
-            head["vrf"] = vrf_.text();
-            head["subnet"] = set_->subnet().toStrep();
-            head["interface"] = set_->intfId().name();
-            std::string text = toLine(head);
-            text.pop_back();
-            items.next() += text + ",\"addresses\":[";
+            ObjectText(items.next())
+                .text("vrf", vrf_.text())
+                .word("subnet", set_->subnet().text())
+                .text("interface", set_->intfId().name())
+                .open("addresses") += '[';
         }
         return true;
     }
@@ -61,7 +61,7 @@ bool SubnetList::writeRow(Rows const& rows, std::string& out) {
         return false;
     }
     out += isFirst ? "\"" : ",\"";
-    out += (**row_).key.addr.toStrep() + "\"";
+    (out += (**row_).key.addr.text()) += '"';
     return true;
 }
 

@@ -102,19 +102,32 @@ void Watch::tellRow(ChangeLog::Row const& row, bool present) {
     auto const& content = row.content;
     if ((!filter_.vrf || *filter_.vrf == row.vrf) &&
         filter_.admits(content.intfId, content.key.addr)) {
-        Json json = jsonOf(row.vrf, content);
-        json["present"] = present;
-        tell(json);
+        tellEvent([&row, present](ObjectText& event) {
+            writeRow(event, row.vrf, row.content);
+            event.flag("present", present);
+        });
     }
 }
 
-void Watch::tell(Json const& fields) {
-    Json event{{"seq", *position_}, {"agent", agent_}};
-    event.update(fields);
+void Watch::tell(Json const& members) {
+    tellEvent([&members](ObjectText& event) {
+        for (auto const& member : members.items()) {
+            event.json(member.key(), member.value());
+        }
+    });
+}
+
+template <class Write>
+void Watch::tellEvent(Write const& writeMembers) {
     if (!walks_) {
         tellId();
     }
-    *buffer_ += fmt::format("data: {}\n\n", toLine(event));
+    *buffer_ += "data: ";
+    ObjectText event(*buffer_);
+    event.number("seq", *position_).text("agent", agent_);
+    writeMembers(event);
+    event.end();
+    *buffer_ += "\n\n";
 }
 
 // A reader who is cut off finds most of the log still to come, not what it is just about to drop.

@@ -62,7 +62,9 @@ private:
     void tellChange(ChangeLog::Change const& change);
     void walk();
     void tellRow(ChangeLog::Row const& row, bool present);
-    void tell(Json const& fields);
+    void tell(Json const& members);
+    template <class Write>
+    void tellEvent(Write const& writeMembers);
     bool isIdOld() const;
     void tellId();
     void wake();
