@@ -240,16 +240,18 @@ private:
     Probe probe(Key const& key) const {
         return probe(HashedKey{key, index_.empty() ? 0 : hash_(key)});
     }
-    Probe probe(HashedKey const& hashed) const {
-        auto const& [key, hash] = hashed;
+    Probe probe(HashedKey const& sought) const {
+        auto const isSought = [this, &sought](Slot slot) {
+            return nodes_[slot].held.key() == sought.key;
+        };
         if (index_.empty()) {
             Slot slot = first_;
-            while (slot != 0 && !(nodes_[slot].held.key() == key)) {
+            while (slot != 0 && !isSought(slot)) {
                 slot = nodes_[slot].next;
             }
             return {{slot, nullptr, 0}, 0};
         }
-        return {index_.find(hash, [&](Slot slot) { return nodes_[slot].held.key() == key; }), hash};
+        return {index_.find(sought.hash, isSought), sought.hash};
     }
 
     template <class... Args>
