@@ -359,6 +359,8 @@ TEST(RbTreeMap, IsLeftAsItWasWhereMemoryIsLackingForItsTree) {
             std::string const key = rows.begin()->key;
             rows.erase(key);
         }
+        std::size_t const emptied = TestMemory::blocks;
+        EXPECT_EQ(emptied, blocks);
     }
     std::size_t const after = TestMemory::blocks;
     EXPECT_EQ(after, blocks);

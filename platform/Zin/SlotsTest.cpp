@@ -238,6 +238,17 @@ TEST(Slots, AnotherTakesOverItsItems) {
     EXPECT_EQ(TestMemory::blocks, blocks);
 }
 
+TEST(Slots, AnotherTakesOverTheChunkThatIsKept) {
+    Slots<Item> slots;
+    take(slots, perChunk);
+    std::vector<Slot> const second = take(slots, perChunk);
+    give(slots, take(slots, perChunk));
+    Slots<Item> other = std::exchange(slots, {});
+    std::size_t const blocks = TestMemory::blocks;
+    give(other, second);
+    EXPECT_EQ(TestMemory::blocks, blocks - 1);
+}
+
 TEST(Slots, AreLeftAsTheyWereByAnAllocationThatFails) {
     Slots<Item> slots;
     int failures = 0;
