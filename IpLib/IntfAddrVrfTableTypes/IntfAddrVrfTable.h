@@ -138,8 +138,9 @@ public:
     // is no falling back to the next lowest.
     RowPtr lowestV6IntfAddrEntry(Nimb::IntfId const& srcIntfId) const;
 
-    // How often rows, index entries or sets have come, gone or been replaced: who has counted his
-    // own writes knows by this whether somebody else wrote meanwhile.
+    // How often rows, entries by address or sets have come, gone or been replaced; link-local
+    // entries are not counted. Who has counted his own writes knows by this whether somebody else
+    // wrote.
     std::uint32_t writes() const {
         return intfAddrEntry_.writes() + intfAddrEntryFromAddr_.writes() +
                intfAddrEntrySetFromSubnet_.writes();

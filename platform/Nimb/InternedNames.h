@@ -16,8 +16,9 @@
 // A record holds a name of up to 23 bytes, as those of all kernel devices are. A longer one has a
 // block on the heap, for as long as it has owners.
 //
-// The table is there before all static objects and outlives them. The process draws its hash key
-// before it makes a name (see Zin/HashKey.h).
+// The table outlives all static objects. The process draws its hash key before it makes a name (see
+// Zin/HashKey.h): one that was made before is not found under another key, and would get a second
+// number. So there are no static names.
 #pragma once
 
 #include <array>

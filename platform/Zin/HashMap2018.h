@@ -176,7 +176,8 @@ public:
     Iterator from(Key const& key) { return Iterator(*this, slotOf(key)); }
     ConstIterator from(Key const& key) const { return ConstIterator(*this, slotOf(key)); }
 
-    // Where the key stands in the order of a scan: it depends on the seed and the key alone.
+    // Where the key stands in the order of a scan: it depends on the seed and the key alone, and
+    // where names of interfaces are in the key, on that somebody has them all the time.
     std::uint32_t hashOf(Key const& key) const { return hash_(key); }
     static constexpr std::uint64_t scanEnd = std::uint64_t{1} << 32;
     // Calls `each` with the members, some few, whose hashes are at least `from` and less than what

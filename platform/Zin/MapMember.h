@@ -2,7 +2,8 @@
 //
 // A map that knows its members' keys from their values (KeyOf, a callable made by its default
 // constructor) holds the values alone. It shows its members as views, which are made for whoever
-// looks: the key is read from the value.
+// looks: the key is read from the value, and is there for as long as that is, which may be replaced
+// while the member stays.
 #pragma once
 
 #include <utility>
