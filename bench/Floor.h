@@ -61,18 +61,17 @@ inline FloorRow floorRowOf<Ipv6>(std::uint32_t number) {
         {high, number % addressesEach + 1, 6}, {high, 0, Ipv6::length << 8 | 6}, intfOf(number)};
 }
 
+template <class Family>
 class Floor {
 public:
     using RowPtr = std::shared_ptr<FloorRow const>;
 
-    template <class Family>
     void add(std::uint32_t number) {
         auto const row = std::make_shared<FloorRow const>(floorRowOf<Family>(number));
         byContent_.emplace(row->content(), row);
         byAddress_.emplace(row->address, row);
         bySubnet_[row->subnet].insert(row);
     }
-    template <class Family>
     void del(std::uint32_t number) {
         FloorRow const row = floorRowOf<Family>(number);
         byContent_.erase(row.content());

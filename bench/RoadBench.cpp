@@ -63,13 +63,6 @@ template <class Holder>
         holder.add(number);
     }
 }
-template <class Family>
-[[gnu::noinline]] void addAll(Floor& floor, Run const& run) {
-    for (std::uint32_t number = 0; number < run.size; ++number) {
-        floor.add<Family>(number);
-    }
-}
-
 template <class Holder>
 [[gnu::noinline]] void delAll(Holder& holder, Run const& run) {
     for (std::uint32_t number = 0; number < run.size; ++number) {
@@ -77,28 +70,21 @@ template <class Holder>
     }
 }
 template <class Family>
-[[gnu::noinline]] void delAll(Floor& floor, Run const& run) {
-    for (std::uint32_t number = 0; number < run.size; ++number) {
-        floor.del<Family>(number);
-    }
-}
-
-template <class Family>
 void oneAtATime(Run const& run, char const* road, char const* withdrawal) {
     Samples added(run.size);
     Samples withdrawn(run.size);
     for (int repetition = 0; repetition < run.repetitions; ++repetition) {
         Library<Family> library(run.size);
         interfaces(library, run);
-        Floor floor;
+        Floor<Family> floor;
         added.ours([&] { addAll(library, run); });
-        added.floor([&] { addAll<Family>(floor, run); });
+        added.floor([&] { addAll(floor, run); });
         check("rows", library.rows(), run.size);
         check("rows of the floor", floor.rows(), run.size);
         library.checkTold(run.size);
 
         withdrawn.ours([&] { delAll(library, run); });
-        withdrawn.floor([&] { delAll<Family>(floor, run); });
+        withdrawn.floor([&] { delAll(floor, run); });
         check("rows after withdrawal", library.rows(), 0);
         check("rows of the floor after withdrawal", floor.rows(), 0);
         library.checkTold(2 * run.size);
@@ -114,13 +100,13 @@ void atOnce(Run const& run) {
     Samples samples(run.size);
     for (int repetition = 0; repetition < run.repetitions; ++repetition) {
         Library<Ipv4> library(run.size);
-        Floor floor;
+        Floor<Ipv4> floor;
         samples.ours([&] {
             for (std::uint32_t intf = 0; intf < run.intfs(); ++intf) {
                 library.interfaceWithAddressesIs();
             }
         });
-        samples.floor([&] { addAll<Ipv4>(floor, run); });
+        samples.floor([&] { addAll(floor, run); });
         check("rows", library.rows(), run.size);
         library.checkTold(run.size);
     }
@@ -136,7 +122,7 @@ std::vector<std::uint32_t> shuffled(std::uint32_t first, std::uint32_t count) {
 }
 
 // Each is asked for, in an order that no cache knows; `present` of them are there.
-void has(Run const& run, Library<Ipv4> const& library, Floor const& floor, char const* work,
+void has(Run const& run, Library<Ipv4> const& library, Floor<Ipv4> const& floor, char const* work,
          std::uint32_t first, std::uint32_t present) {
     std::vector<IpLib::IntfAddrEntryKey> ourKeys;
     std::vector<Bench::FloorKey> floorKeys;
@@ -181,7 +167,7 @@ void chain(Run const& run, Answer answer) {
     used = state;
 }
 
-void owner(Run const& run, Library<Ipv4> const& library, Floor const& floor) {
+void owner(Run const& run, Library<Ipv4> const& library, Floor<Ipv4> const& floor) {
     Samples samples(std::size_t{run.size} * run.passes());
     for (int repetition = 0; repetition < run.repetitions; ++repetition) {
         samples.ours([&] {
@@ -240,8 +226,8 @@ void reading(Run const& run) {
     Library<Ipv4> library(run.size);
     interfaces(library, run);
     addAll(library, run);
-    Floor floor;
-    addAll<Ipv4>(floor, run);
+    Floor<Ipv4> floor;
+    addAll(floor, run);
     check("rows", library.rows(), run.size);
 
     for (std::uint32_t const number : shuffled(0, run.size)) {
@@ -289,10 +275,10 @@ void longestEvent(Run const& run) {
         ours.take(run.size, [&](std::uint32_t number) { library.del(number); });
         check("rows after withdrawal", library.rows(), 0);
 
-        Floor floor;
+        Floor<Ipv4> floor;
         floors.startAgain();
-        floors.take(run.size, [&](std::uint32_t number) { floor.add<Ipv4>(number); });
-        floors.take(run.size, [&](std::uint32_t number) { floor.del<Ipv4>(number); });
+        floors.take(run.size, [&](std::uint32_t number) { floor.add(number); });
+        floors.take(run.size, [&](std::uint32_t number) { floor.del(number); });
     }
     Bench::print({.work = "longest single event",
                   .size = run.size,
@@ -332,13 +318,13 @@ Held held(Run const& run, Work work) {
 
 void memory(Run const& run) {
     Library<Ipv4> library(run.size);
-    Floor floor;
+    Floor<Ipv4> floor;
     auto const table = IpLib::intfAddrVrfTableFactory();
     Held const all = held(run, [&] {
         interfaces(library, run);
         addAll(library, run);
     });
-    Held const floors = held(run, [&] { addAll<Ipv4>(floor, run); });
+    Held const floors = held(run, [&] { addAll(floor, run); });
     Held const tables = held(run, [&] { fillTables(*table, run); });
     check("rows", library.rows(), run.size);
     check("rows of a lone table", table->intfAddrEntry().size(), run.size);
@@ -349,16 +335,16 @@ void memory(Run const& run) {
     for (std::uint32_t number = 0; number < run.size; ++number) {
         library.del(number);
         beside += held(run, [&] { library.add(number); }).allocations;
-        floor.del<Ipv4>(number);
-        floorsBeside += held(run, [&] { floor.add<Ipv4>(number); }).allocations;
+        floor.del(number);
+        floorsBeside += held(run, [&] { floor.add(number); }).allocations;
     }
     check("rows after each was withdrawn and added again", library.rows(), run.size);
 
     // Where the interfaces are there, and what is the VRF's has grown.
     delAll(library, run);
-    delAll<Ipv4>(floor, run);
+    delAll(floor, run);
     Held const again = held(run, [&] { addAll(library, run); });
-    Held const floorsAgain = held(run, [&] { addAll<Ipv4>(floor, run); });
+    Held const floorsAgain = held(run, [&] { addAll(floor, run); });
     check("rows after all were withdrawn and added again", library.rows(), run.size);
 
     auto const print = [&](char const* work, char const* unit, double ours, double theirs,
@@ -378,12 +364,12 @@ void memory(Run const& run) {
 
 // As in the library, what is emptied gives its memory back, and what is filled grows.
 void eraseAndInsert(Samples& samples, Run const& run) {
-    Floor before;
-    addAll<Ipv4>(before, run);
+    Floor<Ipv4> before;
+    addAll(before, run);
     samples.floor([&] {
-        delAll<Ipv4>(before, run);
-        Floor after;
-        addAll<Ipv4>(after, run);
+        delAll(before, run);
+        Floor<Ipv4> after;
+        addAll(after, run);
         std::swap(before, after);
     });
     check("rows of the floor", before.rows(), run.size);

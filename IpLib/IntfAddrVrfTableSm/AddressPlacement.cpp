@@ -36,8 +36,7 @@ void AddressPlacement::admitIntfAddr(Place const& place, bool deprecated) {
     std::uint32_t const writes = table_->writes();
     std::uint32_t const rows = table_->intfAddrEntry().size();
     auto const entry = table_->intfAddrEntryIs(place.content);
-    bool const isNew = table_->intfAddrEntry().size() == rows + 1 &&
-                       table_->intfAddrEntry().last()->value == entry;
+    bool const isNew = table_->intfAddrEntry().size() == rows + 1;
     if (!standing.row) {
         trace9({"adding ip {} on {}", "addIntfAddr"}, place.addr(), place.intfId());
         table_->intfAddrEntryFromAddrIs(entry);

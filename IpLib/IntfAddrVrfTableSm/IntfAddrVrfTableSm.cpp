@@ -409,15 +409,19 @@ bool IntfAddrVrfTableSm::isWhole() const {
 }
 
 template <class Change>
+void IntfAddrVrfTableSm::carryOut(Change const& change) const {
+    Zin::FaultDomain const domain(vrfName_.bytes());
+    if (isWhole()) {
+        change();
+    }
+}
+
+template <class Change>
 void IntfAddrVrfTableSm::change(IntfAddrEntryContent const& scope, Change&& change) {
     if (intfAddrVrfTable_) {
-        intfAddrVrfTable_->changes().submit(*this, scope,
-                                            [this, change = std::forward<Change>(change)] {
-                                                Zin::FaultDomain const domain(vrfName_.bytes());
-                                                if (isWhole()) {
-                                                    change();
-                                                }
-                                            });
+        intfAddrVrfTable_->changes().submit(
+            *this, scope,
+            [this, change = std::forward<Change>(change)] { carryOut([&] { change(); }); });
     }
 }
 
@@ -430,10 +434,7 @@ void IntfAddrVrfTableSm::change(Place const& place, Change const& change) {
         Change const& change;
 
         void operator()() const {
-            Zin::FaultDomain const domain(sm.vrfName_.bytes());
-            if (sm.isWhole()) {
-                change(place);
-            }
+            sm.carryOut([this] { change(place); });
         }
     };
     struct Kept {

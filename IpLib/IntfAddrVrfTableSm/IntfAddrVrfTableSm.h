@@ -208,6 +208,9 @@ private:
     // The same for a change that is about one address, which it is called with.
     template <class Change>
     void change(IntfAddrVrfTableImpl::Place const& place, Change const& change);
+    // A change whose turn has come.
+    template <class Change>
+    void carryOut(Change const& change) const;
     void readmit(Nimb::IntfId const& intfId);
 
     void updateByIntfId(IntfAddrWithMaskKey const& key, bool isPresent);

@@ -49,17 +49,17 @@ public:
         using Base = typename ByOwner::template Of<Map>;
 
     public:
-        explicit Of(Map const& map) : Base(map), map_(map) {}
+        using Base::Base;
 
         PrefixLengths const& lengths() const { return lengths_; }
 
         void add(Zin::Slot slot) {
             Base::add(slot);
-            lengths_.add(map_.memberAt(slot).key);
+            lengths_.add(this->map_.memberAt(slot).key);
         }
         void remove(Zin::Slot slot) {
             Base::remove(slot);
-            lengths_.remove(map_.memberAt(slot).key);
+            lengths_.remove(this->map_.memberAt(slot).key);
         }
         void clear() {
             Base::clear();
@@ -67,7 +67,6 @@ public:
         }
 
     private:
-        Map const& map_;
         PrefixLengths lengths_;
     };
 };

@@ -5,7 +5,9 @@
 #include <mutex>
 #include <new>
 
+#include "Zin/Fail.h"
 #include "Zin/Hash.h"
+#include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
 
 namespace Nimb {
@@ -30,8 +32,9 @@ struct InternedNames::Table {
 
     std::mutex mutex;
     Zin::HashMap2018<Key, Number> numbers{0};
-    Number free = 0;   // used before, and free again
-    Number fresh = 1;  // not used yet, as are all after it
+    std::uint32_t seed = 0;  // of the process when the first of these names was made
+    Number free = 0;         // used before, and free again
+    Number fresh = 1;        // not used yet, as are all after it
 };
 
 InternedNames::Record::Record(std::string_view name) { set(name, Zin::hashBytes(0, name)); }
@@ -77,6 +80,12 @@ void InternedNames::dropLastOwner(Number number) noexcept {
 }
 
 InternedNames::Number InternedNames::Table::insert(Record const& sought) {
+    if (numbers.empty()) {
+        seed = Zin::hashSeed();
+    } else if (seed != Zin::hashSeed()) {
+        Zin::fail({"InternedNames", "seed == hashSeed", "own",
+                   "there are names from before the process drew its hash key"});
+    }
     Number const number = free != 0 ? free : fresh;
     Record*& chunk = chunks_.at(number / chunkSize);
     if (chunk == nullptr) {

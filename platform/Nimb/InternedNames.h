@@ -17,8 +17,8 @@
 // block on the heap, for as long as it has owners.
 //
 // The table outlives all static objects. The process draws its hash key before it makes a name (see
-// Zin/HashKey.h): one that was made before is not found under another key, and would get a second
-// number. So there are no static names.
+// Zin/HashKey.h): one that was made before would not be found under another key, and get a second
+// number. So there are no static names; making the next one beside it fails.
 #pragma once
 
 #include <array>

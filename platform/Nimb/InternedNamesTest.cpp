@@ -2,15 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <new>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "Nimb/IntfId.h"
 #include "TestMemory/TestMemory.h"
+#include "Zin/HashKey.h"
+#include "Zin/TestThreads.h"
 
 namespace Nimb {
 namespace {
@@ -122,27 +122,17 @@ TEST(InternedNames, ANameThatFindsNoMemoryChangesNothing) {
     }
 }
 
-// With the switch on, two threads that run `work` at the same time.
-class InternedNamesOfThreads : public testing::Test {
-protected:
-    void SetUp() override { Zin::threadSafePointersIs(true); }
-    void TearDown() override { Zin::threadSafePointersIs(false); }
+TEST(InternedNamesDeathTest, NoNameIsMadeBesideThoseOfAnotherHashKey) {
+    Owner const early("Ethernet1");
+    EXPECT_DEATH(
+        {
+            Zin::hashKeyIs(Zin::HashKey(1));
+            Owner const late("Ethernet2");
+        },
+        "assertion 'seed == hashSeed' failed: there are names from before the process drew");
+}
 
-    template <class Work>
-    static void together(Work work) {
-        std::atomic<int> ready{0};
-        auto const start = [&](int thread) {
-            ++ready;
-            while (ready < 2) {
-                std::this_thread::yield();
-            }
-            work(thread);
-        };
-        std::thread other(start, 1);
-        start(0);
-        other.join();
-    }
-};
+class InternedNamesOfThreads : public Zin::TwoThreads {};
 
 TEST_F(InternedNamesOfThreads, LoseNoOwner) {
     Number const number = InternedNames::own("Ethernet1");

@@ -65,6 +65,9 @@ public:
         }
         void clear() { groups_.clear(); }
 
+    protected:
+        Map const& map_;
+
     private:
         struct Ends {
             Slot first = 0;
@@ -98,7 +101,6 @@ public:
 
         static constexpr std::uint32_t groupSalt = 0x6d0f3b57;
 
-        Map const& map_;
         HashMap2018<Group, Ends> groups_{hashSeed() ^ groupSalt};
     };
 };

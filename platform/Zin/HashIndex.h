@@ -80,7 +80,7 @@ public:
         if (empty()) {
             begin();
         } else if (old_.segments != nullptr) {
-            makeSegments();
+            makeSegment(goal());
             move();
         } else if (size > now_.buckets() * usedOfBucket) {
             startMove(2 * now_.buckets());
@@ -105,7 +105,7 @@ public:
         }
         try {
             if (old_.segments != nullptr) {
-                makeSegments();
+                makeSegment(goal());
                 move();
             } else if (now_.buckets() > 1 && size < now_.buckets() * usedOfBucket / 8) {
                 startMove(now_.buckets() / 2);
@@ -240,15 +240,9 @@ private:
     }
     // The homes that move next, all that are one home in the smaller table.
     std::uint32_t moving() const { return std::min(2U, old_.buckets()); }
-    // The first home that these go to.
+    // The first home that these go to; the others stand in the same segment.
     std::uint32_t goal() const {
         return now_.home(static_cast<std::uint32_t>(std::uint64_t{moved_} << old_.shift));
-    }
-    // Makes the segments that these go to.
-    void makeSegments() {
-        std::uint32_t const first = goal();
-        makeSegment(first);
-        makeSegment(first + (moving() * now_.buckets() / old_.buckets()) - 1);
     }
     void makeSegment(std::uint32_t home) {
         HashBucket*& segment = now_.segmentOf(home);

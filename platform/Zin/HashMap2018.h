@@ -258,24 +258,19 @@ private:
     template <class... Args>
     Slot add(HashedKey const& hashed, Args&&... args) {
         auto const& [key, hash] = hashed;
-        bool const begins = index_.empty() && size_ == few;
-        bool const indexed = begins || !index_.empty();
-        Slot const slot = nodes_.take();
-        Node& node = nodes_[slot];
-        bool made = false;
-        try {
-            std::construct_at(&node.held, key, std::forward<Args>(args)...);
-            made = true;
-            if (begins) {
+        bool const indexed = !index_.empty() || size_ == few;
+        // Memory comes first: a value that has been made stays.
+        if (indexed) {
+            if (index_.empty()) {
                 beginIndex();
             }
-            if (indexed) {
-                index_.makeRoom(hash, size_ + 1);
-            }
+            index_.makeRoom(hash, size_ + 1);
+        }
+        Slot const slot = nodes_.take();
+        Node& node = nodes_[slot];
+        try {
+            std::construct_at(&node.held, key, std::forward<Args>(args)...);
         } catch (...) {
-            if (made) {
-                std::destroy_at(&node.held);
-            }
             nodes_.give(slot);
             throw;
         }

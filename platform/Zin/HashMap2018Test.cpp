@@ -372,6 +372,28 @@ TEST(HashMap2018, IsLeftAsItWasByAnAllocationThatFails) {
     EXPECT_GT(failures[1], 0);
 }
 
+TEST(HashMap2018, AValueForWhichMemoryLacksMayClearTheMap) {
+    for (int members = 0; members < 20; ++members) {
+        bool lacking = true;
+        for (std::size_t allowed = 0; lacking; ++allowed) {
+            HashMap2018<TestNumber, Last> map(1);
+            for (int number = 0; number < members; ++number) {
+                map.emplace({number});
+            }
+            Last value = last([&map] { map.clear(); });
+            TestMemory::OneFailure const failure(allowed);
+            try {
+                map.emplace({members}, std::move(value));
+            } catch (std::bad_alloc const&) {
+            }
+            lacking = failure.happened();
+            value = nullptr;
+            ASSERT_EQ(map.contains({members}), !lacking);
+            ASSERT_EQ(map.size(), lacking ? 0u : static_cast<std::uint32_t>(members) + 1);
+        }
+    }
+}
+
 TEST(HashMap2018, IsLeftAsItWasByAValueThatCannotBeMade) {
     struct Unmakeable {
         explicit Unmakeable(bool fails) {

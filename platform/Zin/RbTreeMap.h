@@ -219,7 +219,10 @@ private:
                 beginTree(place);
             }
         } catch (...) {
+            // The value goes when its place is free again.
+            std::optional<Value> unplaced;
             if (made) {
+                unplaced.emplace(std::move(node.held.value));
                 std::destroy_at(&node.held);
             }
             nodes_.give(place);

@@ -193,6 +193,28 @@ TEST(RbTreeMap, IsLeftAsItWasByAnAllocationThatFails) {
     EXPECT_EQ(map.size(), 20u);
 }
 
+TEST(RbTreeMap, AValueForWhichMemoryLacksMayClearTheMap) {
+    for (int members = 0; members < 20; ++members) {
+        bool lacking = true;
+        for (std::size_t allowed = 0; lacking; ++allowed) {
+            RbTreeMap<int, Last> map;
+            for (int number = 0; number < members; ++number) {
+                map.emplace(number);
+            }
+            Last value = last([&map] { map.clear(); });
+            TestMemory::OneFailure const failure(allowed);
+            try {
+                map.emplace(members, std::move(value));
+            } catch (std::bad_alloc const&) {
+            }
+            lacking = failure.happened();
+            value = nullptr;
+            ASSERT_EQ(map.contains(members), !lacking);
+            ASSERT_EQ(map.size(), lacking ? 0u : static_cast<std::uint32_t>(members) + 1);
+        }
+    }
+}
+
 TEST(RbTreeMap, AWalkStaysOnAMemberThatIsNotErasedForLackOfMemory) {
     RbTreeMap<std::string, int> map;
     std::string const first(100, 'a');

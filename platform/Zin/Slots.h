@@ -107,6 +107,7 @@ public:
 
 private:
     static_assert(alignof(Item) <= alignof(std::max_align_t));
+    static_assert(sizeof(Item) >= sizeof(std::uint16_t), "a free place holds the next one");
 
     static constexpr std::uint32_t none = ~std::uint32_t{0};
     static constexpr std::uint32_t fewChunks = 2;
@@ -190,7 +191,6 @@ private:
     }
 
     void joinRoomy(Chunk& chunk, std::uint32_t number) noexcept {
-        chunk.previous = none;
         chunk.next = std::exchange(roomy_, number);
         if (chunk.next != none) {
             chunkAt(chunk.next).previous = number;

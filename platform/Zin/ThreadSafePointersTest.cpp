@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 #include <vector>
 
 #include "Zin/Ptr.h"
+#include "Zin/TestThreads.h"
 
 namespace Zin {
 namespace {
@@ -21,27 +21,8 @@ private:
     std::atomic<int>& destroyed_;
 };
 
-class ThreadSafePointers : public testing::Test {
+class ThreadSafePointers : public TwoThreads {
 protected:
-    void SetUp() override { threadSafePointersIs(true); }
-    void TearDown() override { threadSafePointersIs(false); }
-
-    // Two threads that run `work` at the same time.
-    template <class Work>
-    static void together(Work work) {
-        std::atomic<int> ready{0};
-        auto const start = [&](int thread) {
-            ++ready;
-            while (ready < 2) {
-                std::this_thread::yield();
-            }
-            work(thread);
-        };
-        std::thread other(start, 1);
-        start(0);
-        other.join();
-    }
-
     std::atomic<int> destroyed_{0};
 };
 
