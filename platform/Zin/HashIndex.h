@@ -126,8 +126,8 @@ public:
     std::uint64_t scan(std::uint32_t from, Each const& each) const {
         Table const& table = tableOf(from);
         std::uint32_t const home = table.home(from);
-        table.forEachNear(home, [&](HashBucket const& bucket, unsigned place) {
-            if (bucket.hash[place] >= from && table.home(bucket.hash[place]) == home) {
+        table.forEachAt(home, [&](HashBucket const& bucket, unsigned place) {
+            if (bucket.hash[place] >= from) {
                 each(bucket.slot[place]);
             }
         });
@@ -154,12 +154,13 @@ private:
         // Whether as many more find a place in the segment; looks from `home` on.
         bool hasRoom(std::uint32_t home, std::uint32_t number) const {
             HashBucket const* const segment = segmentOf(home);
-            std::uint32_t room = 0;
-            for (std::uint32_t seen = 0; room < number && seen <= inSegment; ++seen) {
-                room += static_cast<std::uint32_t>(
-                    std::popcount(segment[(home + seen) & inSegment].empties()));
+            for (std::uint32_t seen = 0; number > 0 && seen <= inSegment; ++seen) {
+                unsigned left = segment[(home + seen) & inSegment].empties();
+                for (; number > 0 && left != 0; left &= left - 1) {
+                    --number;
+                }
             }
-            return room >= number;
+            return number == 0;
         }
         void enter(std::uint32_t hash, Slot slot) const {
             std::uint32_t at = home(hash);
@@ -183,14 +184,13 @@ private:
             }
             found.bucket->slot[found.place] = 0;
         }
-        // Calls `each` with the places where what is at home there may stand, and others may too.
-        // It may take out what stands there.
+        // Calls `each` with the places of what is at home there, which may be taken out.
         template <class Each>
-        void forEachNear(std::uint32_t home, Each const& each) const {
+        void forEachAt(std::uint32_t home, Each const& each) const {
             HashBucket* const segment = segmentOf(home);
             for (std::uint32_t seen = 0; seen <= inSegment; ++seen) {
                 HashBucket& bucket = segment[(home + seen) & inSegment];
-                for (unsigned left = bucket.used(); left != 0; left &= left - 1) {
+                for (unsigned left = bucket.at(home, shift); left != 0; left &= left - 1) {
                     each(bucket, static_cast<unsigned>(std::countr_zero(left)));
                 }
                 if (bucket.passed == 0) {
@@ -258,21 +258,15 @@ private:
         std::uint32_t const end = moved_ + moving();
         std::uint32_t number = 0;
         for (std::uint32_t home = moved_; home < end; ++home) {
-            old_.forEachNear(home, [&](HashBucket const& bucket, unsigned place) {
-                number += old_.home(bucket.hash[place]) == home;
-            });
+            old_.forEachAt(home, [&](HashBucket const&, unsigned) { ++number; });
         }
         if (!now_.hasRoom(goal(), number)) {
             return;
         }
         for (; moved_ < end; ++moved_) {
-            old_.forEachNear(moved_, [&](HashBucket& bucket, unsigned place) {
-                Slot const slot = bucket.slot[place];
-                std::uint32_t const hash = bucket.hash[place];
-                if (old_.home(hash) == moved_) {
-                    old_.leave(hash, {slot, &bucket, place});
-                    now_.enter(hash, slot);
-                }
+            // Nobody looks for it in the old table any more, whatever it is counted to have passed.
+            old_.forEachAt(moved_, [&](HashBucket& bucket, unsigned place) {
+                now_.enter(bucket.hash[place], std::exchange(bucket.slot[place], 0));
             });
         }
         if (moved_ == old_.buckets()) {
