@@ -111,12 +111,11 @@ private:
 
     static constexpr std::uint32_t none = ~std::uint32_t{0};
     static constexpr std::uint32_t fewChunks = 2;
-    // Log2 of the size of all but the first chunks: 32 KiB, if items are neither very small nor
-    // very large.
-    static constexpr std::uint32_t shift = std::clamp<std::uint32_t>(
-        static_cast<std::uint32_t>(std::bit_width(std::max<std::size_t>(32768 / sizeof(Item), 1))) -
-            1,
-        4, 12);
+    // Log2 of the size of all but the first chunks: 64 KiB and more, if items are neither very
+    // small nor very large. Releasing as much has malloc put together what was freed before: a
+    // little each time, and not all of it in one long event.
+    static constexpr std::uint32_t shift =
+        std::clamp(static_cast<std::uint32_t>(std::bit_width(65535 / sizeof(Item))), 4U, 12U);
     static constexpr std::uint32_t perChunk = 1U << shift;
     static constexpr std::uint32_t maxChunks = (~std::uint32_t{0} >> shift) - shift;
 
