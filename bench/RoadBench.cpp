@@ -358,7 +358,7 @@ void memory(Run const& run) {
     };
     print("memory, all that is held", "bytes", all.bytes, floors.bytes, 450);
     print("memory, tables alone", "bytes", tables.bytes, floors.bytes, 200);
-    print("allocations, filled again", "", again.allocations, floorsAgain.allocations, 2);
+    print("allocations, filled again", "", again.allocations, floorsAgain.allocations, Bench::none);
     print("allocations, beside others", "", beside, floorsBeside, 2);
 }
 
