@@ -5,7 +5,6 @@
 #include <mutex>
 #include <new>
 
-#include "Zin/Fail.h"
 #include "Zin/Hash.h"
 #include "Zin/HashKey.h"
 #include "Zin/HashMap2018.h"
@@ -31,13 +30,11 @@ struct InternedNames::Table {
     void erase(Number number) noexcept;
 
     std::mutex mutex;
+    Zin::HashKey const key = Zin::drawnHashKey();
     Zin::HashMap2018<Key, Number> numbers{0};
-    std::uint32_t seed = 0;  // of the process when the first of these names was made
-    Number free = 0;         // used before, and free again
-    Number fresh = 1;        // not used yet, as are all after it
+    Number free = 0;   // used before, and free again
+    Number fresh = 1;  // not used yet, as are all after it
 };
-
-InternedNames::Record::Record(std::string_view name) { set(name, Zin::hashBytes(0, name)); }
 
 void InternedNames::Record::set(std::string_view name, std::uint32_t hash) noexcept {
     hash_ = hash;
@@ -62,7 +59,7 @@ InternedNames::Number InternedNames::own(std::string_view name) {
     if (name.empty()) {
         return 0;
     }
-    Record const sought(name);
+    Record const sought(name, Zin::hashBytes(table().key, 0, name));
     auto const lock = table().lock();
     if (Number const* const found = table().numbers.find({&sought})) {
         addOwner(*found);
@@ -80,12 +77,6 @@ void InternedNames::dropLastOwner(Number number) noexcept {
 }
 
 InternedNames::Number InternedNames::Table::insert(Record const& sought) {
-    if (numbers.empty()) {
-        seed = Zin::hashSeed();
-    } else if (seed != Zin::hashSeed()) {
-        Zin::fail({"InternedNames", "seed == hashSeed", "own",
-                   "there are names from before the process drew its hash key"});
-    }
     Number const number = free != 0 ? free : fresh;
     Record*& chunk = chunks_.at(number / chunkSize);
     if (chunk == nullptr) {

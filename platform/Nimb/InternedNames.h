@@ -16,9 +16,8 @@
 // A record holds a name of up to 23 bytes, as those of all kernel devices are. A longer one has a
 // block on the heap, for as long as it has owners.
 //
-// The table outlives all static objects. The process draws its hash key before it makes a name (see
-// Zin/HashKey.h): one that was made before would not be found under another key, and get a second
-// number. So there are no static names; making the next one beside it fails.
+// The table outlives all static objects, and its hash key is its own, drawn with the first name:
+// names may be static, and be made before the process has its key (see Zin/HashKey.h).
 #pragma once
 
 #include <array>
@@ -36,8 +35,9 @@ class InternedNames {
 public:
     using Number = std::uint32_t;
 
-    // The name's number; the caller is one more of its owners. Throws std::bad_alloc, and
-    // std::out_of_range where there are 33 million names; then nothing has changed.
+    // The name's number; the caller is one more of its owners. Throws std::bad_alloc,
+    // std::out_of_range where there are 33 million names, and the first time std::system_error
+    // where there is no entropy; then nothing has changed.
     static Number own(std::string_view name);
 
     // Of a number that the caller owns. The view is valid for as long as the number has owners.
@@ -63,7 +63,7 @@ class InternedNames::Record {
 public:
     Record() = default;
     // Refers to a name that does not fit.
-    explicit Record(std::string_view name);
+    Record(std::string_view name, std::uint32_t hash) { set(name, hash); }
 
     bool isLong() const noexcept { return tag() == longTag; }
     std::string_view name() const noexcept {

@@ -31,17 +31,17 @@ namespace Zin {
 
 namespace HashImpl {
 
-inline std::uint64_t start(std::uint32_t seed) noexcept {
-    return key.words[0] + (std::uint64_t{seed} << 32);
+inline std::uint64_t start(HashKey const& with, std::uint32_t seed) noexcept {
+    return with.words[0] + (std::uint64_t{seed} << 32);
 }
 
 // Each of the values has two words of the key to itself.
 template <class... Values>
-std::uint64_t sum(Values... values) noexcept {
+std::uint64_t sum(HashKey const& with, Values... values) noexcept {
     static_assert(2 * sizeof...(values) < HashKey::size);
-    return [=]<std::size_t... at>(std::index_sequence<at...>) {
-        return (... + ((key.words[1 + 2 * at] + static_cast<std::uint32_t>(values)) *
-                       (key.words[2 + 2 * at] + (std::uint64_t{values} >> 32))));
+    return [&]<std::size_t... at>(std::index_sequence<at...>) {
+        return (... + ((with.words[1 + 2 * at] + static_cast<std::uint32_t>(values)) *
+                       (with.words[2 + 2 * at] + (std::uint64_t{values} >> 32))));
     }
     (std::index_sequence_for<Values...>());
 }
@@ -63,7 +63,7 @@ std::uint64_t read(char const* bytes) noexcept {
 // feed the same number of values.
 class Hash {
 public:
-    explicit Hash(std::uint32_t seed) noexcept : sum_(HashImpl::start(seed)) {}
+    explicit Hash(std::uint32_t seed) noexcept : sum_(HashImpl::start(HashImpl::key, seed)) {}
 
     Hash& mix4(std::uint32_t value) noexcept {
         if (++fields_ == HashKey::size) {
@@ -84,17 +84,20 @@ private:
 
 template <class... Words>
 std::uint32_t hashWords(std::uint32_t seed, Words... words) noexcept {
-    return HashImpl::finish(HashImpl::start(seed) + HashImpl::sum(words...));
+    using namespace HashImpl;
+    return finish(start(key, seed) + sum(key, words...));
 }
 
-inline std::uint32_t hashBytes(std::uint32_t seed, std::string_view bytes) noexcept {
-    using namespace HashImpl;
+// With another key than the process's.
+inline std::uint32_t hashBytes(HashKey const& with, std::uint32_t seed,
+                               std::string_view bytes) noexcept {
+    using HashImpl::read, HashImpl::sum;
     char const* at = bytes.data();
     std::size_t left = bytes.size();
     // The size tells a text from the same text with zero bytes behind it.
     std::uint64_t before = left;
     for (; left > 16; at += 16, left -= 16) {
-        before = sum(before, read<std::uint64_t>(at), read<std::uint64_t>(at + 8));
+        before = sum(with, before, read<std::uint64_t>(at), read<std::uint64_t>(at + 8));
     }
     // The rest, some of it twice.
     std::uint64_t first = 0;
@@ -109,7 +112,10 @@ inline std::uint32_t hashBytes(std::uint32_t seed, std::string_view bytes) noexc
         first = read<std::uint8_t>(at) | read<std::uint8_t>(at + left / 2) << 8;
         last = read<std::uint8_t>(at + left - 1);
     }
-    return hashWords(seed, before, first, last);
+    return HashImpl::finish(HashImpl::start(with, seed) + sum(with, before, first, last));
+}
+inline std::uint32_t hashBytes(std::uint32_t seed, std::string_view bytes) noexcept {
+    return hashBytes(HashImpl::key, seed, bytes);
 }
 
 // Values that hash themselves, from a seed.
