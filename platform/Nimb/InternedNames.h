@@ -31,7 +31,7 @@
 
 namespace Nimb {
 
-class InternedNames {
+class [[gnu::visibility("default")]] InternedNames {
 public:
     using Number = std::uint32_t;
 

@@ -135,7 +135,8 @@ private:
     }
     void give() const noexcept { holder_.store(nullptr, std::memory_order_release); }
 
-    static constinit inline thread_local char thisThread_ = 0;  // its address names the thread
+    // Its address names the thread.
+    [[gnu::visibility("default")]] static constinit inline thread_local char thisThread_ = 0;
 
     // The thread that records, or copies the ring; null where none does.
     mutable std::atomic<Holder> holder_ = nullptr;

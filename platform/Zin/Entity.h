@@ -78,7 +78,7 @@ private:
     std::uint32_t const serial_;
 };
 
-inline std::atomic<bool> threadSafePointersSwitch{false};
+[[gnu::visibility("default")]] inline std::atomic<bool> threadSafePointersSwitch{false};
 
 inline bool threadSafePointers() noexcept {
     return threadSafePointersSwitch.load(std::memory_order_relaxed);

@@ -34,7 +34,7 @@ struct AssertionFailure {
 
 // While it lives, what fails on its thread is told to be of the domain of that name, unless there
 // is one within. It lives on the stack; the name is borrowed.
-class FaultDomain {
+class [[gnu::visibility("default")]] FaultDomain {
 public:
     explicit FaultDomain(std::string_view name) noexcept
         : outer_(std::exchange(innermost_, name)) {}

@@ -39,7 +39,8 @@ private:
 
 namespace HashImpl {
 
-inline constinit HashKey key{0x5eed2018};
+// One in a process, also where a program hides the symbols of its own.
+[[gnu::visibility("default")]] inline constinit HashKey key{0x5eed2018};
 
 }  // namespace HashImpl
 

@@ -45,7 +45,7 @@ struct TurnState {
     bool brokeInvariant = false;  // what is kept is an AssertionError
     bool hasLastSteps = false;
 };
-inline constinit thread_local TurnState turnState;
+[[gnu::visibility("default")]] inline constinit thread_local TurnState turnState;
 
 }  // namespace Detail
 
