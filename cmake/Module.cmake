@@ -1,18 +1,22 @@
-# One folder, one target. A module sees the headers of its own folder, of the modules it names in
-# DEPENDS and of what those build on, and of nothing else: each target brings an include directory
-# that holds only its own folder, so an include that runs upwards does not compile.
+# One folder, one target, iplib_<NAME>. A module sees the headers of its own folder, of the modules it
+# names in DEPENDS and of what those build on, and of nothing else: each target brings an include
+# directory that holds only its own folder, so an include that runs upwards does not compile. Who uses
+# the library links what cmake/Library.cmake makes of modules.
 #
-#   iplib_module(NAME nimb FOLDER Nimb DEPENDS zin [LIBRARIES fmt::fmt] [TEST_DEPENDS test_kit]
-#                [THREADS])
+#   iplib_module(NAME nimb FOLDER Nimb DEPENDS iplib_zin [LIBRARIES fmt::fmt]
+#                [TEST_DEPENDS iplib_test_kit] [THREADS] [PRIVATE Tables.h])
 #
 # FOLDER is the folder as it is written in #include lines. *Test.cpp become the test program
 # <NAME>_test; every other *.cpp goes into the module, except main.cpp, which is a program's own.
+# PRIVATE: headers that no other module includes; who uses the library does not see them, nor those of
+# tests, Test*.h.
 # THREADS: its tests use threads, so they run under ThreadSanitizer too.
 # APART: files that cannot be compiled together with others of the folder (see IPLIB_TOGETHER): those
 # whose unnamed namespace is used outside of it, or has a function that others find by its argument.
 function(iplib_module)
-  cmake_parse_arguments(ARG "THREADS" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS;APART" ${ARGN})
-  set(include_root ${CMAKE_BINARY_DIR}/include/${ARG_NAME})
+  cmake_parse_arguments(ARG "THREADS" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS;APART;PRIVATE" ${ARGN})
+  set(target iplib_${ARG_NAME})
+  set(include_root ${PROJECT_BINARY_DIR}/include/${ARG_NAME})
   get_filename_component(parent ${include_root}/${ARG_FOLDER} DIRECTORY)
   file(MAKE_DIRECTORY ${parent})
   file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${include_root}/${ARG_FOLDER} SYMBOLIC)
@@ -28,31 +32,36 @@ function(iplib_module)
     set(on_demand EXCLUDE_FROM_ALL)
   endif()
   if(sources)
-    add_library(${ARG_NAME} STATIC ${on_demand} ${sources})
+    add_library(${target} STATIC ${on_demand} ${sources})
     set(reach PUBLIC)
-    target_link_libraries(${ARG_NAME} PUBLIC ${ARG_DEPENDS} ${ARG_LIBRARIES} PRIVATE iplib_options)
+    target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} ${ARG_LIBRARIES} PRIVATE iplib_options)
   else()
-    add_library(${ARG_NAME} INTERFACE)
-    target_link_libraries(${ARG_NAME} INTERFACE ${ARG_DEPENDS} ${ARG_LIBRARIES})
+    add_library(${target} INTERFACE)
+    target_link_libraries(${target} INTERFACE ${ARG_DEPENDS} ${ARG_LIBRARIES})
     set(reach INTERFACE)
   endif()
-  target_include_directories(${ARG_NAME} ${reach} ${include_root})
+  target_include_directories(${target} ${reach} ${include_root})
   if(IPLIB_TOGETHER)
     # Each source has a registration of its types, which may keep the name that it has.
-    set_target_properties(${ARG_NAME} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${IPLIB_TOGETHER}
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${IPLIB_TOGETHER}
       UNITY_BUILD_UNIQUE_ID registration)
     set_source_files_properties(${ARG_APART} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   endif()
+  file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
+  list(FILTER headers EXCLUDE REGEX "^Test[A-Z]")
+  list(REMOVE_ITEM headers ${ARG_PRIVATE} "")
+  list(TRANSFORM headers PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+  set_target_properties(${target} PROPERTIES IPLIB_FOLDER ${ARG_FOLDER} IPLIB_HEADERS "${headers}")
   if(IPLIB_COVERAGE)
     # What was executed is reported of the headers where they are, not of the links to them.
-    target_compile_options(${ARG_NAME} ${reach}
+    target_compile_options(${target} ${reach}
       -fprofile-prefix-map=${include_root}/${ARG_FOLDER}=${CMAKE_CURRENT_SOURCE_DIR})
   endif()
 
   if(NOT (IPLIB_UNIT_TESTS STREQUAL "all" OR (IPLIB_UNIT_TESTS STREQUAL "threads" AND ARG_THREADS)))
     set(tests "")
   endif()
-  if(BUILD_TESTING AND tests)
+  if(IPLIB_TESTS AND tests)
     set(apart ${ARG_APART})
     list(FILTER apart INCLUDE REGEX "Test\\.cpp$")
     list(TRANSFORM apart PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
@@ -60,7 +69,7 @@ function(iplib_module)
     iplib_together(tests ${tests})
     list(APPEND tests ${apart})
     add_executable(${ARG_NAME}_test ${tests})
-    target_link_libraries(${ARG_NAME}_test PRIVATE ${ARG_NAME} ${ARG_TEST_DEPENDS} GTest::gmock_main iplib_options)
+    target_link_libraries(${ARG_NAME}_test PRIVATE ${target} ${ARG_TEST_DEPENDS} GTest::gmock_main iplib_options)
     # Full optimisation of tests takes its time. It is left to what is shipped and measured: templates
     # are fully optimised where the modules and the benchmarks use them.
     target_compile_options(${ARG_NAME}_test PRIVATE $<$<CONFIG:Release>:-O1>)

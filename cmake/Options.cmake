@@ -1,6 +1,9 @@
-# What a build may be asked for. Presets set these; see CMakePresets.json.
-option(IPLIB_BENCH "Build the benchmarks" OFF)
-option(IPLIB_FUZZ "Build the fuzz targets with libFuzzer (clang only)" OFF)
+# What a build may be asked for. Presets set these; see CMakePresets.json. Another project that has this
+# one in a subdirectory gets the library alone, which needs nothing but fmt.
+option(IPLIB_PROGRAM "Build the program intfaddr, and the feeds that it reads" ${PROJECT_IS_TOP_LEVEL})
+option(IPLIB_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(IPLIB_BENCH "Build the benchmarks, which need the program" OFF)
+option(IPLIB_FUZZ "Build the fuzz targets with libFuzzer (clang only), which need the program" OFF)
 option(IPLIB_COVERAGE "Count what the unit tests of the library execute (g++ only)" OFF)
 set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to -fsanitize=")
 
@@ -19,12 +22,16 @@ set(IPLIB_UNIT_TESTS all CACHE STRING "Which unit tests to build: all, threads (
 # by itself.
 set(IPLIB_TOGETHER 10 CACHE STRING "How many files of a folder are compiled as one, at most")
 
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 
 add_library(iplib_options INTERFACE)
-target_compile_options(iplib_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_options(iplib_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(PROJECT_IS_TOP_LEVEL)
+  # A newer compiler's new warnings are no reason for another project's build to fail.
+  target_compile_options(iplib_options INTERFACE -Werror)
+endif()
 if(IPLIB_TOGETHER)
   # clang would take a variable of one file's unnamed namespace for shadowed by another file's
   # parameter. scripts/check-includes warns, a file at a time.

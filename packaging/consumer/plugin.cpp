@@ -1,0 +1,3 @@
+#include "Process.h"
+
+extern "C" [[gnu::visibility("default")]] Process processOfPlugin() { return process(); }
