@@ -1,4 +1,5 @@
 """docs/scenarios.md shows what the program prints: its sample files are replayed as it says.
+docs/astray.md explains each scenario in which the rules lead astray.
 
 A block of JSON is the file that the paragraph before it names; in a block of console text a line
 that begins with "$ " is a command, and the lines after it are all that it prints.
@@ -17,6 +18,7 @@ import unittest
 PROGRAM = pathlib.Path(sys.argv.pop(1)).resolve()
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 GUIDE = ROOT / "docs" / "scenarios.md"
+ASTRAY = ROOT / "docs" / "astray.md"
 
 SAMPLE_FILE = re.compile(r"`([\w-]+\.jsonl)`(?:(?!\n\n).)*\n\n```json\n(.*?)```\n", re.DOTALL)
 CONSOLE = re.compile(r"(?<=```console\n).*?(?=```\n)", re.DOTALL)
@@ -90,6 +92,11 @@ class Guide(unittest.TestCase):
             GUIDE.write_text(KNOWN.sub(lambda _: rows, self.text))
             self.text = GUIDE.read_text()
         self.assertEqual(KNOWN.search(self.text)[0], rows)
+
+    def test_each_known_scenario_has_its_advice(self):
+        explained = re.findall(r"^`([\w-]+)`:", ASTRAY.read_text(), re.MULTILINE)
+        known = [file.stem for file in (ROOT / "scenarios" / "known").glob("*.jsonl")]
+        self.assertEqual(sorted(explained), sorted(known))
 
     def test_operations_exist(self):
         operations = OPERATION.findall(self.text)
