@@ -9,8 +9,10 @@
 //   may look into the map, change it or destroy it. It must not throw; a Zin::Ptr does not,
 //   whatever fails in the teardown that it sets off (see there).
 // - What throws (memory, copying a key, making a value) leaves the map as it was. Making a value
-//   must not change the map; hashing and comparing keys must not throw.
-// - A map without members since it was made, cleared or emptied of more than a few owns no memory.
+//   must not change the map, nor must destroying a key or what is left of a value that was moved;
+//   hashing and comparing keys must not throw.
+// - A map that never was to have a member, or that was cleared or emptied of more than a few, owns
+//   no memory.
 //
 // A few members are found by looking at each; more, by an index of their places by the upper bits
 // of their hashes (Zin/HashIndex.h). Memory comes and goes a bounded piece at a time, and a change

@@ -6,8 +6,9 @@
 // - A value is out of the map before it is destroyed, and the map is whole by then: the destruction
 //   may look into the map, change it or destroy it. It must not throw; a Zin::Ptr does not,
 //   whatever fails in the teardown that it sets off (see there).
-// - What throws (memory, copying a key, making a value) leaves the map as it was. Making a value
-//   must not change the map.
+// - What throws (memory, copying a key, making a value) leaves the map as it was; where the key of
+//   a member with several walks cannot be copied, some of them have gone on. Making a value must
+//   not change the map, nor must destroying a key or what is left of a value that was moved.
 //
 // The members are linked in their order. A few are found by looking at one after the other; more,
 // by a tree of their places.
