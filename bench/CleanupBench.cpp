@@ -12,6 +12,7 @@
 
 #include "Library.h"
 #include "Result.h"
+#include "Zin/Format.h"
 
 namespace {
 

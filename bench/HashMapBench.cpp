@@ -8,7 +8,6 @@
 //   bench_hashmap [--smallest] [--benchmark_...]
 #include <absl/container/flat_hash_map.h>
 #include <benchmark/benchmark.h>
-#include <fmt/format.h>
 #include <malloc.h>
 
 #include <algorithm>
@@ -28,6 +27,7 @@
 
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMaskKey.h"
 #include "Result.h"
+#include "Zin/Format.h"
 #include "Zin/HashMap2018.h"
 
 namespace {

@@ -10,6 +10,7 @@
 
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
 #include "Population.h"
 #include "Result.h"
 #include "Velk/Advance.h"

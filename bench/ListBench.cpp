@@ -18,6 +18,7 @@
 #include "Population.h"
 #include "Result.h"
 #include "Velk/YieldPolicy.h"
+#include "Zin/Format.h"
 #include "feeds/netlink/Feed.h"
 #include "intfaddr/answer/Answers.h"
 #include "intfaddr/answer/Question.h"

@@ -2,8 +2,6 @@
 // secondaries of one /28, or eight of one /64. Interfaces have names like "Ethernet1/2".
 #pragma once
 
-#include <fmt/format.h>
-
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -11,6 +9,7 @@
 #include "Ip/VrfIpIntfStatus.h"
 #include "Ip6/VrfIp6IntfStatus.h"
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntryContent.h"
+#include "Zin/Format.h"
 
 namespace Bench {
 

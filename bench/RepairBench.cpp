@@ -6,8 +6,6 @@
 //   bench_repair [--smallest]
 //
 // Prints processor time, the cost of an address, and the ratio to the agent's new table.
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <memory>
@@ -16,6 +14,7 @@
 
 #include "Result.h"
 #include "Velk/YieldPolicy.h"
+#include "Zin/Format.h"
 #include "router/repair/Supervisor.h"
 
 namespace {

@@ -14,6 +14,7 @@
 
 #include "Population.h"
 #include "Result.h"
+#include "Zin/Format.h"
 #include "feeds/scenario/Replayer.h"
 
 namespace {

@@ -6,7 +6,6 @@
 // left out.
 #pragma once
 
-#include <fmt/format.h>
 #include <time.h>
 
 #include <algorithm>
@@ -17,6 +16,8 @@
 #include <limits>
 #include <string_view>
 #include <vector>
+
+#include "Zin/Format.h"
 
 namespace Bench {
 

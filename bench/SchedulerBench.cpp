@@ -15,6 +15,7 @@
 
 #include "Result.h"
 #include "Velk/TimerTask.h"
+#include "Zin/Format.h"
 
 namespace {
 

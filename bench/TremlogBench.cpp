@@ -7,8 +7,6 @@
 //
 //   bench_tremlog [--smallest] [--benchmark_...]
 #include <benchmark/benchmark.h>
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <map>
@@ -21,6 +19,7 @@
 #include "Nimb/IpGenAddr.h"
 #include "Pell/Trace.h"
 #include "Tremlog/Record.h"
+#include "Zin/Format.h"
 
 namespace {
 

@@ -39,13 +39,15 @@ function(iplib_library)
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${visible}> $<INSTALL_INTERFACE:${IPLIB_INCLUDE_FOLDER}>)
   target_link_libraries(${target} PUBLIC fmt::fmt ${ARG_DEPENDS})
+  set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  target_link_options(${target} PRIVATE LINKER:--version-script=${exports})
   if(lower STREQUAL iplib)
     set(output iplib)
   else()
     set(output iplib-${lower})
   endif()
   set_target_properties(${target} PROPERTIES
-    EXPORT_NAME ${ARG_NAME} OUTPUT_NAME ${output} LINKER_LANGUAGE CXX
+    LINK_DEPENDS ${exports} EXPORT_NAME ${ARG_NAME} OUTPUT_NAME ${output} LINKER_LANGUAGE CXX
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   install(TARGETS ${target} EXPORT IpLib
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development ARCHIVE COMPONENT development)

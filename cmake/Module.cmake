@@ -8,13 +8,13 @@
 #
 # FOLDER is the folder as it is written in #include lines. *Test.cpp become the test program
 # <NAME>_test; every other *.cpp goes into the module, except main.cpp, which is a program's own.
-# PRIVATE: headers that no other module includes; who uses the library does not see them, nor those of
-# tests, Test*.h.
+# PRIVATE: headers that who uses the library does not see; or all but those that PUBLIC names. Nor does
+# he see those of tests, Test*.h.
 # THREADS: its tests use threads, so they run under ThreadSanitizer too.
 # APART: files that cannot be compiled together with others of the folder (see IPLIB_TOGETHER): those
 # whose unnamed namespace is used outside of it, or has a function that others find by its argument.
 function(iplib_module)
-  cmake_parse_arguments(ARG "THREADS" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS;APART;PRIVATE" ${ARGN})
+  cmake_parse_arguments(ARG "THREADS" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS;APART;PRIVATE;PUBLIC" ${ARGN})
   set(target iplib_${ARG_NAME})
   set(include_root ${PROJECT_BINARY_DIR}/include/${ARG_NAME})
   get_filename_component(parent ${include_root}/${ARG_FOLDER} DIRECTORY)
@@ -50,6 +50,9 @@ function(iplib_module)
   file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
   list(FILTER headers EXCLUDE REGEX "^Test[A-Z]")
   list(REMOVE_ITEM headers ${ARG_PRIVATE} "")
+  if(ARG_PUBLIC)
+    set(headers ${ARG_PUBLIC})
+  endif()
   list(TRANSFORM headers PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   set_target_properties(${target} PROPERTIES IPLIB_FOLDER ${ARG_FOLDER} IPLIB_HEADERS "${headers}")
   if(IPLIB_COVERAGE)

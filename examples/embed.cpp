@@ -1,10 +1,14 @@
 // An agent in miniature: it publishes one interface, lets the library fill the table, and reads it.
-#include <fmt/format.h>
 #include <poll.h>
 
 #include "Interface/DeviceIntfStatus.h"
+#include "Ip/Status.h"
+#include "Ip6/Status.h"
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
+#include "Velk/TaskScheduler.h"
+#include "Zin/Format.h"
 #include "Zin/HashKey.h"
 
 int main() {

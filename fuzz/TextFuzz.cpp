@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "RoundTrip.h"
+#include "Zin/Format.h"
 #include "Zin/Seconds.h"
 #include "Zin/String.h"
 #include "Zin/Text.h"

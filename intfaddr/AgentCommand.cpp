@@ -1,6 +1,5 @@
 #include "intfaddr/AgentCommand.h"
 
-#include <fmt/format.h>
 #include <grp.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 
 #include "Pell/Trace.h"
 #include "Tremlog/Record.h"
+#include "Zin/Format.h"
 #include "feeds/netlink/LiveKernel.h"
 #include "feeds/scenario/FollowedEventPrinter.h"
 #include "feeds/scenario/RepairPrinter.h"

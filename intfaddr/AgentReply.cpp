@@ -1,9 +1,8 @@
 #include "intfaddr/AgentReply.h"
 
-#include <fmt/format.h>
-
 #include <stdexcept>
 
+#include "Zin/Format.h"
 #include "intfaddr/AskCommand.h"
 #include "intfaddr/http/Client.h"
 

@@ -1,12 +1,11 @@
 #include "intfaddr/AskCommand.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <ostream>
 #include <stdexcept>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "intfaddr/Machine.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/answer/Answers.h"

@@ -1,7 +1,5 @@
 #include "intfaddr/CaptureCommand.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <fstream>
 #include <limits>
@@ -9,6 +7,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/Recorder.h"
 #include "intfaddr/Machine.h"
 #include "intfaddr/ask/Printable.h"

@@ -1,7 +1,5 @@
 #include "intfaddr/Command.h"
 
-#include <fmt/format.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
@@ -12,6 +10,7 @@
 
 #include "Pell/Assertion.h"
 #include "Pell/TraceHandle.h"
+#include "Zin/Format.h"
 #include "feeds/scenario/Operations.h"
 #include "intfaddr/AgentCommand.h"
 #include "intfaddr/AskCommand.h"

@@ -1,10 +1,9 @@
 #include "intfaddr/DumpCommand.h"
 
-#include <fmt/format.h>
-
 #include <ostream>
 #include <sstream>
 
+#include "Zin/Format.h"
 #include "intfaddr/AgentReply.h"
 #include "intfaddr/answer/Document.h"
 #include "intfaddr/ask/Printable.h"

@@ -1,12 +1,11 @@
 #include "intfaddr/Machine.h"
 
-#include <fmt/format.h>
-
 #include <exception>
 #include <functional>
 #include <set>
 #include <variant>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/LiveKernel.h"
 #include "intfaddr/loop/EventLoop.h"
 #include "router/EffectOf.h"

@@ -1,6 +1,6 @@
 #include "intfaddr/ProgressLine.h"
 
-#include <fmt/format.h>
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,11 +1,10 @@
 #include "intfaddr/RecordCommand.h"
 
-#include <fmt/format.h>
-
 #include <filesystem>
 #include <ostream>
 #include <stdexcept>
 
+#include "Zin/Format.h"
 #include "intfaddr/AgentReply.h"
 #include "intfaddr/answer/Document.h"
 #include "intfaddr/answer/Question.h"

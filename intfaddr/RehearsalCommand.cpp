@@ -1,7 +1,5 @@
 #include "intfaddr/RehearsalCommand.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -13,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/OperationWriter.h"
 #include "intfaddr/answer/StateScenario.h"
 #include "intfaddr/ask/ExplanationText.h"

@@ -1,11 +1,10 @@
 #include "intfaddr/RingCommand.h"
 
 #include <fmt/chrono.h>
-#include <fmt/format.h>
-
 #include <cmath>
 #include <ostream>
 
+#include "Zin/Format.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/agent/RingFile.h"
 #include "intfaddr/answer/Document.h"

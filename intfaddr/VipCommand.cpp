@@ -1,9 +1,8 @@
 #include "intfaddr/VipCommand.h"
 
-#include <fmt/format.h>
-
 #include <ostream>
 
+#include "Zin/Format.h"
 #include "intfaddr/AgentReply.h"
 #include "intfaddr/answer/Document.h"
 #include "intfaddr/ask/Words.h"

@@ -1,9 +1,8 @@
 #include "router/Inputs.h"
 
-#include <fmt/format.h>
-
 #include <utility>
 
+#include "Zin/Format.h"
 #include "router/OperationError.h"
 
 namespace Routing {

@@ -1,6 +1,5 @@
 #include "router/Inputs.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -10,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "router/OperationError.h"
 #include "router/TestOperations.h"
 

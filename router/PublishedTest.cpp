@@ -1,6 +1,5 @@
 #include "router/Published.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 #include "router/Router.h"
 
 namespace Routing {

@@ -1,10 +1,11 @@
 #include "router/Router.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 #include "router/OperationError.h"
 
 namespace Routing {

@@ -1,6 +1,5 @@
 #include "router/Router.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "router/OperationError.h"
 #include "router/TestOperations.h"
 

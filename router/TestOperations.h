@@ -5,14 +5,13 @@
 //     EXPECT_THAT(recorder.texts, ElementsAre("IpVrfAdd red"));
 #pragma once
 
-#include <fmt/format.h>
-
 #include <array>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "router/Router.h"
 
 namespace Routing {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "Zin/Format.h"
+
 namespace Routing {
 namespace {
 

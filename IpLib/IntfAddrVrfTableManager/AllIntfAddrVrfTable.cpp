@@ -1,6 +1,7 @@
 #include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 
 #include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
+#include "Velk/Dump.h"
 
 namespace IpLib {
 void AllIntfAddrVrfTable::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
+#include "Velk/Dump.h"
 #include "Zin/ForEachKey.h"
 #include "Zin/Turn.h"
 

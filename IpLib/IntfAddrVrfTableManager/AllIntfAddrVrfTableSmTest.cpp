@@ -1,13 +1,14 @@
 #include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTableSm.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "IpLib/IntfAddrVrfTableTypes/TestRecorders.h"
 #include "TestKit/TraceRecorder.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

@@ -3,7 +3,11 @@
 
 #include <limits>
 
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTableSm.h"
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
 #include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {
@@ -140,6 +144,13 @@ TEST(IntfAddrVrfTableSmManagerDump, IsCutBeyondTheMaximum) {
                                 "display all 2 entries --\n"
                                 "  IntfAddVrfTableSm VRF=blue "));
     EXPECT_THAT(dump, Not(HasSubstr("VRF=red")));
+}
+
+TEST(IntfAddrVrfTableManagerDump, HasWhatTheDirectorysMachineAndThoseOfTheVrfsHave) {
+    Managed const fixture;
+    EXPECT_EQ(dumpOf(fixture.manager, 2),
+              dumpOf(fixture.manager->allIntfAddrVrfTableSm(), 2) +
+                  dumpOf(fixture.manager->intfAddrVrfTableSmManager(), 2));
 }
 
 }  // namespace

@@ -4,7 +4,9 @@
 
 #include <string>
 
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
 #include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Pell/Assertion.h"
 #include "Zin/Errors.h"
 

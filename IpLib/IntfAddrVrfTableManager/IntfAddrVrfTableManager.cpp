@@ -5,6 +5,8 @@
 #include "Interface/Module.h"
 #include "Ip/Module.h"
 #include "Ip6/Module.h"
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTableSm.h"
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
 #include "IpLib/IntfAddrVrfTableManager/Module.h"
 #include "IpLib/IntfAddrVrfTableSm/Module.h"
 #include "L3/Module.h"
@@ -32,6 +34,8 @@ IntfAddrVrfTableManager::IntfAddrVrfTableManager(
       smFactory_(Zin::notNull("smFactory", std::move(smFactory))),
       allIntfAddrVrfTable_(Zin::notNull("allIntfAddrVrfTable", std::move(allIntfAddrVrfTable))) {}
 
+IntfAddrVrfTableManager::~IntfAddrVrfTableManager() = default;
+
 // The tables are bound to their status before their machines start.
 void IntfAddrVrfTableManager::handleInitialized() {
     allIntfAddrVrfTableSmIs(ipStatus_, ip6Status_, allIntfAddrVrfTable_);
@@ -50,10 +54,28 @@ Zin::Ptr<AllIntfAddrVrfTableSm> const& IntfAddrVrfTableManager::allIntfAddrVrfTa
     return allIntfAddrVrfTableSm_.is(ipStatus, ip6Status, allIntfAddrVrfTable);
 }
 
+Zin::Ptr<AllIntfAddrVrfTableSm> IntfAddrVrfTableManager::allIntfAddrVrfTableSmDel() {
+    return allIntfAddrVrfTableSm_.del();
+}
+
 Zin::Ptr<IntfAddrVrfTableSmManager> const& IntfAddrVrfTableManager::intfAddrVrfTableSmManagerIs(
     Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> const& smFactory,
     Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable) {
     return intfAddrVrfTableSmManager_.is(smFactory, allIntfAddrVrfTable);
+}
+
+Zin::Ptr<IntfAddrVrfTableSmManager> IntfAddrVrfTableManager::intfAddrVrfTableSmManagerDel() {
+    return intfAddrVrfTableSmManager_.del();
+}
+
+void IntfAddrVrfTableManager::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
+                                        std::uint32_t indent) const {
+    if (auto const& sm = allIntfAddrVrfTableSm()) {
+        sm->dumpState(context, indent);
+    }
+    if (auto const& manager = intfAddrVrfTableSmManager()) {
+        manager->dumpState(context, indent);
+    }
 }
 
 Zin::Ptr<IntfAddrVrfTableManager> intfAddrVrfTableManagerFactory(

@@ -12,11 +12,26 @@
 // makes it inside a Zin::Turn: the manager is there by then, and the turn's end throws the error.
 #pragma once
 
-#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTableSm.h"
-#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
+#include <cstdint>
+
 #include "Zin/Child.h"
 
+namespace Ip {
+class Status;
+}
+namespace Ip6 {
+class Status;
+}
+namespace Velk {
+class DumpContext;
+}
+
 namespace IpLib {
+
+class AllIntfAddrVrfTable;
+class AllIntfAddrVrfTableSm;
+class IntfAddrVrfTableSmAbstractFactory;
+class IntfAddrVrfTableSmManager;
 
 class IntfAddrVrfTableManager final : public Zin::Entity {
 public:
@@ -24,6 +39,7 @@ public:
                             Zin::Ptr<Ip6::Status const> ip6Status,
                             Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> smFactory,
                             Zin::Ptr<AllIntfAddrVrfTable> allIntfAddrVrfTable);
+    ~IntfAddrVrfTableManager() override;
 
     Zin::Ptr<Ip::Status const> const& ipStatus() const { return ipStatus_; }
     Zin::Ptr<Ip6::Status const> const& ip6Status() const { return ip6Status_; }
@@ -40,18 +56,17 @@ public:
     Zin::Ptr<AllIntfAddrVrfTableSm> const& allIntfAddrVrfTableSmIs(
         Zin::Ptr<Ip::Status const> const& ipStatus, Zin::Ptr<Ip6::Status const> const& ip6Status,
         Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable);
-    Zin::Ptr<AllIntfAddrVrfTableSm> allIntfAddrVrfTableSmDel() {
-        return allIntfAddrVrfTableSm_.del();
-    }
+    Zin::Ptr<AllIntfAddrVrfTableSm> allIntfAddrVrfTableSmDel();
     Zin::Ptr<IntfAddrVrfTableSmManager> const& intfAddrVrfTableSmManager() const {
         return intfAddrVrfTableSmManager_();
     }
     Zin::Ptr<IntfAddrVrfTableSmManager> const& intfAddrVrfTableSmManagerIs(
         Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> const& smFactory,
         Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable);
-    Zin::Ptr<IntfAddrVrfTableSmManager> intfAddrVrfTableSmManagerDel() {
-        return intfAddrVrfTableSmManager_.del();
-    }
+    Zin::Ptr<IntfAddrVrfTableSmManager> intfAddrVrfTableSmManagerDel();
+
+    // What each machine knows, plans and waits for: those of all VRFs.
+    void dumpState(Zin::Ptr<Velk::DumpContext const> const& context, std::uint32_t indent) const;
 
 protected:
     void handleInitialized() override;

@@ -8,7 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTableSm.h"
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
 #include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "TestKit/TraceRecorder.h"
 #include "Zin/Errors.h"
 

@@ -2,9 +2,13 @@
 // have machines of its own making.
 #pragma once
 
-#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "L3/VrfName.h"
+#include "Zin/Ptr.h"
 
 namespace IpLib {
+
+class IntfAddrVrfTable;
+class IntfAddrVrfTableSm;
 
 class IntfAddrVrfTableSmAbstractFactory : public Zin::Entity {
 public:

@@ -4,8 +4,14 @@
 // Owned by the embedding agent and the managers that it is given to.
 #pragma once
 
+#include <string_view>
+
 #include "Interface/KniIntfStatusHelper.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmAbstractFactory.h"
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrVrfTableSmConfig.h"
+#include "Velk/TaskScheduler.h"
+#include "VirtualIp/VirtualIp6Status.h"
+#include "VirtualIp/VirtualIpStatus.h"
 
 namespace IpLib {
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Zin/Errors.h"
 
 namespace IpLib {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
+#include "Velk/Dump.h"
 #include "Zin/ForEachKey.h"
 #include "Zin/Turn.h"
 

@@ -12,6 +12,7 @@
 
 #include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmAbstractFactory.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Pell/Traced.h"
 #include "Zin/Children.h"
 #include "Zin/Reactor.h"

@@ -1,6 +1,5 @@
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <functional>
@@ -9,9 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Pell/Assertion.h"
 #include "TestKit/TraceRecorder.h"
 #include "TestKit/VirtualTime.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

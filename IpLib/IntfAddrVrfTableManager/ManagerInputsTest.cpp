@@ -7,7 +7,10 @@
 #include <string>
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTableSm.h"
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
 #include "IpLib/IntfAddrVrfTableManager/TestManagerFixture.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Zin/Errors.h"
 
 namespace IpLib {

@@ -10,7 +10,6 @@
 // The kernel has every interface that is mentioned.
 #pragma once
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,7 +21,10 @@
 
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "TestKit/VirtualTime.h"
+#include "Zin/Format.h"
 
 namespace TestKit {
 

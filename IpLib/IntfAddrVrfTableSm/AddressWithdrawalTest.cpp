@@ -9,6 +9,7 @@
 
 #include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 #include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

@@ -12,6 +12,7 @@
 #include "IpLib/IntfAddrVrfTableSm/IpIntfStatusSm.h"
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
 #include "TestKit/TraceRecorder.h"
+#include "Zin/Format.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {

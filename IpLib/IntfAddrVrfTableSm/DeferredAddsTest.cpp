@@ -1,11 +1,11 @@
 // How an address that has to wait comes into the table, over the whole machine of a VRF.
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cmath>
 
 #include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

@@ -1,6 +1,7 @@
 #include "IpLib/IntfAddrVrfTableSm/DeferredIntfAddSm.h"
 
 #include "Tremlog/Record.h"
+#include "Velk/Dump.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 void DeferredIntfAddSm::handleInitialized() {

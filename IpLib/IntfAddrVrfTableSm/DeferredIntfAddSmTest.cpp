@@ -1,6 +1,5 @@
 #include "IpLib/IntfAddrVrfTableSm/DeferredIntfAddSm.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cmath>
@@ -15,6 +14,7 @@
 #include "TestKit/VirtualTime.h"
 #include "Tremlog/Ring.h"
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {

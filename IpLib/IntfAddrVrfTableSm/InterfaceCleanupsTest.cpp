@@ -10,6 +10,7 @@
 #include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 #include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
 #include "TestMemory/TestMemory.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

@@ -6,6 +6,7 @@
 
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
 #include "IpLib/IntfAddrVrfTableSm/TestFamilies.h"
+#include "Zin/Format.h"
 #include "Zin/Registry.h"
 
 namespace IpLib {

@@ -5,6 +5,7 @@
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
 #include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 #include "Zin/Registry.h"
 
 namespace IpLib {

@@ -1,5 +1,7 @@
 #include "IpLib/IntfAddrVrfTableSm/IntfCleanupSm.h"
 
+#include "Velk/Dump.h"
+
 namespace IpLib::IntfAddrVrfTableImpl {
 void IntfCleanupSm::handleInitialized() {
     taskIs(scheduler_, smConfig_.taskPriority, "IntfCleanup-VRF-" + vrfName_.bytes());

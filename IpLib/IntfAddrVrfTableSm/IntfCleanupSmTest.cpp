@@ -1,6 +1,5 @@
 #include "IpLib/IntfAddrVrfTableSm/IntfCleanupSm.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cmath>
@@ -14,6 +13,7 @@
 #include "TestKit/TraceRecorder.h"
 #include "TestKit/VirtualTime.h"
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Velk/Dump.h"
 #include "Zin/ForEachKey.h"
 #include "Zin/Turn.h"
 

@@ -11,6 +11,7 @@
 #include "IpLib/IntfAddrVrfTableSm/TestAfParent.h"
 #include "TestKit/TraceRecorder.h"
 #include "Tremlog/Ring.h"
+#include "Zin/Format.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {

@@ -2,6 +2,7 @@
 
 #include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
 #include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
+#include "Zin/Format.h"
 #include "Zin/Registry.h"
 
 namespace IpLib {

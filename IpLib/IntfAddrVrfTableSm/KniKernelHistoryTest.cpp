@@ -1,12 +1,12 @@
 #include "IpLib/IntfAddrVrfTableSm/KniKernelHistory.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
 
 #include "TestMemory/TestMemory.h"
+#include "Zin/Format.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 namespace {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

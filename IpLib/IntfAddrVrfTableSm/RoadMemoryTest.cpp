@@ -1,7 +1,6 @@
 // What memory an address takes on its road from the published status to the row that observers are
 // told of, and gives back when it is withdrawn.
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -11,6 +10,7 @@
 #include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "TestKit/VirtualTime.h"
 #include "TestMemory/TestMemory.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

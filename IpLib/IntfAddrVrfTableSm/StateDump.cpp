@@ -4,12 +4,12 @@
 // Every line is indented as far as the machine's own; what dumps itself, two columns more. Lists by
 // interface are in order of the interfaces' names. Some lists have no line breaks.
 
-#include <fmt/format.h>
-
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "IpLib/IntfAddrVrfTableTypes/SortedMembers.h"
+#include "Velk/Dump.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

@@ -5,6 +5,7 @@
 
 #include "IpLib/IntfAddrVrfTableSm/TestFamilies.h"
 #include "IpLib/IntfAddrVrfTableSm/TestMeddler.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

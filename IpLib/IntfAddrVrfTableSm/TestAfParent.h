@@ -2,13 +2,12 @@
 // write into one list of events, so that it shows which came first.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <functional>
 
 #include "IpLib/IntfAddrVrfTableSm/AfIntfStatusParent.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/AllIntfAddrWithMask.h"
 #include "TestKit/Recorder.h"
+#include "Zin/Format.h"
 
 namespace TestKit {
 

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "IpLib/IntfAddrVrfTableSm/TestSmFixture.h"
+#include "Zin/Format.h"
 
 namespace TestKit {
 

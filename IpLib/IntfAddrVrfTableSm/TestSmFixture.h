@@ -9,8 +9,6 @@
 // A failed assertion throws.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <string>
@@ -23,6 +21,7 @@
 #include "TestKit/TraceRecorder.h"
 #include "TestKit/VirtualTime.h"
 #include "Tremlog/Ring.h"
+#include "Zin/Format.h"
 
 namespace TestKit {
 

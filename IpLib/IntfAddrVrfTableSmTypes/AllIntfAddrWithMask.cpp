@@ -3,6 +3,7 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/Module.h"
 #include "IpLib/IntfAddrVrfTableTypes/Module.h"
 #include "Nimb/Module.h"
+#include "Velk/Dump.h"
 #include "Velk/Module.h"
 #include "Zin/Module.h"
 

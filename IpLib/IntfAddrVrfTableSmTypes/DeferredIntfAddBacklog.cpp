@@ -1,5 +1,7 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/DeferredIntfAddBacklog.h"
 
+#include "Velk/Dump.h"
+
 namespace IpLib::IntfAddrVrfTableImpl {
 void DeferredIntfAddBacklog::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                                        std::uint32_t indent) const {

@@ -4,12 +4,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
 #include "Velk/TaskPriority.h"
+#include "Zin/Format.h"
 #include "Zin/Seconds.h"
 #include "Zin/Text.h"
 
@@ -75,7 +76,7 @@ DelayedTaskConfig<Task> fromStrep(std::type_identity<DelayedTaskConfig<Task>> ty
 
 template <class Task>
 std::ostream& operator<<(std::ostream& out, DelayedTaskConfig<Task> const& config) {
-    return out << valueToStrep(config);
+    return Zin::write(out, valueToStrep(config));
 }
 
 }  // namespace IpLib::IntfAddrVrfTableImpl

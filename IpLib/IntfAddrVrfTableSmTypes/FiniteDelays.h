@@ -2,14 +2,13 @@
 // number; a machine takes delays that pass, negative ones among them.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <cmath>
 #include <string_view>
 
 #include "IpLib/IntfAddrVrfTableSmTypes/DelayedTaskConfig.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrVrfTableSmConfig.h"
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 

@@ -1,6 +1,6 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrVrfTableSmConfig.h"
 
-#include <fmt/format.h>
+#include "Zin/Format.h"
 
 namespace IpLib {
 std::string IntfAddrVrfTableSmConfig::toStrep() const {

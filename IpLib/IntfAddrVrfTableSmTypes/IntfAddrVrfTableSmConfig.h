@@ -2,7 +2,7 @@
 // life, so a change takes effect for machines made afterwards.
 #pragma once
 
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>

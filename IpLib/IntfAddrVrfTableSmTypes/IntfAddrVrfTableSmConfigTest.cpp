@@ -8,6 +8,7 @@
 #include <string>
 
 #include "IpLib/IntfAddrVrfTableTypes/TestProperties.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

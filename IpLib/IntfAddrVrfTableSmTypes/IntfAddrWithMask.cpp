@@ -1,10 +1,9 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMask.h"
 
-#include <fmt/format.h>
-
 #include <utility>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 IntfAddrWithMask::IntfAddrWithMask(IntfAddrWithMaskKey key, bool deprecated)

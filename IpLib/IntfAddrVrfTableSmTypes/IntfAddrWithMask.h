@@ -3,7 +3,7 @@
 // deprecated; a record cannot be built otherwise.
 #pragma once
 
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>

@@ -1,5 +1,7 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMaskByIntfId.h"
 
+#include "Velk/Dump.h"
+
 namespace IpLib {
 void IntfAddrWithMaskByIntfId::dumpState(Zin::Ptr<Velk::DumpContext const> const& context,
                                          std::uint32_t indent) const {

@@ -1,6 +1,6 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfAddrWithMaskKey.h"
 
-#include <fmt/format.h>
+#include "Zin/Format.h"
 
 namespace IpLib {
 std::string IntfAddrWithMaskKey::toStrep() const {

@@ -3,7 +3,7 @@
 
 #include <compare>
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>

@@ -1,5 +1,6 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupBacklog.h"
 
+#include "Velk/Dump.h"
 #include "Zin/Errors.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {

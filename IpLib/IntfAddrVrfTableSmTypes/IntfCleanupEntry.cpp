@@ -1,8 +1,8 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupEntry.h"
 
-#include <fmt/format.h>
-
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 IntfCleanupEntry::IntfCleanupEntry(IntfCleanupKey key, Zin::Seconds emplacementTime)

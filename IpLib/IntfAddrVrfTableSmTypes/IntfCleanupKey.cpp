@@ -1,6 +1,6 @@
 #include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupKey.h"
 
-#include <fmt/format.h>
+#include "Zin/Format.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {
 std::string valueToStrep(IntfCleanupKey const& key) {

@@ -3,6 +3,7 @@
 
 #include "IpLib/IntfAddrVrfTableSmTypes/AllIntfAddrWithMask.h"
 #include "TestKit/Recorder.h"
+#include "Zin/Format.h"
 
 namespace TestKit {
 

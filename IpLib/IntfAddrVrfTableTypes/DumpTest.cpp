@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

@@ -1,7 +1,6 @@
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntryContent.h"
 
-#include <fmt/format.h>
-
+#include "Zin/Format.h"
 #include "Zin/Text.h"
 
 namespace IpLib {

@@ -1,6 +1,6 @@
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntryKey.h"
 
-#include <fmt/format.h>
+#include "Zin/Format.h"
 
 namespace IpLib {
 std::string IntfAddrEntryKey::toStrep() const {

@@ -1,5 +1,7 @@
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrEntrySet.h"
 
+#include "Velk/Dump.h"
+
 namespace IpLib {
 void IntfAddrEntrySet::intfAddrEntryIs(RowPtr const& entry) {
     intfAddrEntry_.put(Zin::notNull("intfAddrEntry", entry)->key(), entry);

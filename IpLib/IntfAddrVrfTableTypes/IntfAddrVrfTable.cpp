@@ -7,6 +7,7 @@
 #include "Ip6/Module.h"
 #include "IpLib/IntfAddrVrfTableTypes/Module.h"
 #include "Nimb/Module.h"
+#include "Velk/Dump.h"
 #include "Velk/Module.h"
 #include "Zin/Module.h"
 

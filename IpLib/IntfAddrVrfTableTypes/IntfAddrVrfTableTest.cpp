@@ -8,6 +8,7 @@
 
 #include "IpLib/IntfAddrVrfTableTypes/TestRecorders.h"
 #include "IpLib/IntfAddrVrfTableTypes/TestValues.h"
+#include "Zin/Format.h"
 
 namespace IpLib {
 namespace {

@@ -6,7 +6,6 @@
 //     show                   the rows
 //
 // Any other line comes back, so that who asks knows where an answer ends.
-#include <fmt/format.h>
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -20,9 +19,14 @@
 #include <system_error>
 
 #include "Interface/DeviceIntfStatus.h"
+#include "Ip/Status.h"
+#include "Ip6/Status.h"
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
 #include "Nimb/IpGenAddrWithMask.h"
+#include "Velk/TaskScheduler.h"
+#include "Zin/Format.h"
 #include "Zin/HashKey.h"
 
 namespace {

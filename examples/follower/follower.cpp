@@ -1,12 +1,15 @@
 // Keeps a copy of a table: the rows that are there first, then each change. What comes between is
 // told, too, since rows are read and the subscription is made in one step.
-#include <fmt/format.h>
-
 #include <map>
 
 #include "Interface/DeviceIntfStatus.h"
+#include "Ip/Status.h"
+#include "Ip6/Status.h"
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
+#include "Velk/TaskScheduler.h"
+#include "Zin/Format.h"
 #include "Zin/HashKey.h"
 
 namespace {

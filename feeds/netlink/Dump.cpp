@@ -1,6 +1,5 @@
 #include "feeds/netlink/Dump.h"
 
-#include <fmt/format.h>
 #include <libmnl/libmnl.h>
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
@@ -8,6 +7,8 @@
 
 #include <system_error>
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace Netlink {
 

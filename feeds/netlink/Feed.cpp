@@ -1,13 +1,12 @@
 #include "feeds/netlink/Feed.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace Netlink {
 

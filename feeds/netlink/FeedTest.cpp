@@ -1,6 +1,5 @@
 #include "feeds/netlink/Feed.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <cerrno>
 
 #include "TestMemory/TestMemory.h"
+#include "Zin/Format.h"
 #include "feeds/netlink/fake/FakeKernel.h"
 #include "router/TestOperations.h"
 

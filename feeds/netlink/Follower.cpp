@@ -1,13 +1,13 @@
 #include "feeds/netlink/Follower.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <limits>
 #include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace Netlink {
 

@@ -1,9 +1,9 @@
 #include "feeds/netlink/Picture.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/TestAddresses.h"
 
 namespace Netlink {

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "Zin/Format.h"
 #include "router/TestOperations.h"
 
 namespace Netlink {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/TestReplay.h"
 
 namespace Scenario {

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "Zin/Format.h"
+
 namespace Scenario {
 
 Field optional(std::string_view name, std::string_view byDefault) {

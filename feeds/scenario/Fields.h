@@ -12,6 +12,7 @@
 
 #include "L3/VrfName.h"
 #include "Nimb/IntfId.h"
+#include "Zin/Format.h"
 #include "Zin/Seconds.h"
 #include "Zin/Text.h"
 #include "feeds/scenario/FileError.h"

@@ -1,11 +1,10 @@
 #include "feeds/scenario/Json.h"
 
-#include <fmt/format.h>
-
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/FileError.h"
 
 namespace Scenario {

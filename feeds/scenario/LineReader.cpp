@@ -1,11 +1,10 @@
 #include "feeds/scenario/LineReader.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <ios>
 #include <streambuf>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/FileError.h"
 
 namespace Scenario {

@@ -1,12 +1,11 @@
 #include "feeds/scenario/OperationWriter.h"
 
-#include <fmt/format.h>
-
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/FileError.h"
 #include "feeds/scenario/Operations.h"
 

@@ -8,6 +8,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 #include "feeds/scenario/Snapshot.h"
 
 namespace Scenario {

@@ -1,8 +1,8 @@
 #include "feeds/scenario/Operations.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/TestReplay.h"
 
 namespace Scenario {

@@ -1,12 +1,11 @@
 #include "feeds/scenario/Recorder.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <ios>
 #include <system_error>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/FileError.h"
 #include "feeds/scenario/LineReader.h"
 #include "feeds/scenario/OperationWriter.h"

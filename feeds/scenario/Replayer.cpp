@@ -1,11 +1,10 @@
 #include "feeds/scenario/Replayer.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <string>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/LineReader.h"
 #include "feeds/scenario/Operations.h"
 

@@ -1,10 +1,9 @@
 #include "feeds/scenario/Run.h"
 
-#include <fmt/format.h>
-
 #include <utility>
 
 #include "Velk/Advance.h"
+#include "Zin/Format.h"
 #include "feeds/scenario/FileError.h"
 #include "router/OperationError.h"
 

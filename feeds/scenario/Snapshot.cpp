@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+
 namespace Scenario {
 
 namespace {

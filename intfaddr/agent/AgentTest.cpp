@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/fake/FakeKernel.h"
 #include "feeds/scenario/FollowedEventPrinter.h"
 #include "feeds/scenario/Recorder.h"

@@ -1,9 +1,10 @@
 #include "intfaddr/agent/Identity.h"
 
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <chrono>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,7 +1,6 @@
 #include "intfaddr/agent/Instance.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +9,8 @@
 #include <fstream>
 #include <string_view>
 #include <system_error>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,7 +1,6 @@
 #include "intfaddr/agent/Instance.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -15,6 +14,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "Zin/Format.h"
 #include "intfaddr/agent/TestFolder.h"
 
 namespace IntfAddr {

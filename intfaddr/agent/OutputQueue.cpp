@@ -1,7 +1,6 @@
 #include "intfaddr/agent/OutputQueue.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -10,6 +9,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,7 +1,6 @@
 #include "intfaddr/agent/OutputQueue.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -14,6 +13,7 @@
 #include <string>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "intfaddr/agent/TestFolder.h"
 
 namespace IntfAddr {

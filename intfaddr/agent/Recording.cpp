@@ -1,11 +1,11 @@
 #include "intfaddr/agent/Recording.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <limits>
 #include <system_error>
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <linux/if_addr.h>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/fake/FakeKernel.h"
 #include "feeds/scenario/Snapshot.h"
 #include "feeds/scenario/TestReplay.h"

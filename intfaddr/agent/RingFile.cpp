@@ -1,7 +1,6 @@
 #include "intfaddr/agent/RingFile.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include <utility>
 
 #include "Tremlog/Ring.h"
+#include "Zin/Format.h"
 #include "feeds/netlink/Descriptor.h"
 
 namespace IntfAddr {

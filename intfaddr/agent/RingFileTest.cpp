@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Tremlog/Record.h"
+#include "Zin/Format.h"
 #include "intfaddr/agent/TestFolder.h"
 
 namespace IntfAddr {

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/chrono.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/Descriptor.h"
 #include "feeds/scenario/OperationWriter.h"
 

@@ -1,6 +1,5 @@
 #include "intfaddr/agent/TroubleDir.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -13,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/TestReplay.h"
 #include "intfaddr/agent/TestFolder.h"
 #include "router/repair/TestSupervisor.h"

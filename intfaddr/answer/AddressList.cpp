@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "IpLib/IntfAddrVrfTableSm/Place.h"
 
 namespace IntfAddr {

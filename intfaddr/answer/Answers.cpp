@@ -1,6 +1,5 @@
 #include "intfaddr/answer/Answers.h"
 
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +7,8 @@
 #include <set>
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 #include "intfaddr/agent/ResidentMemory.h"
 #include "intfaddr/answer/AddressList.h"
 #include "intfaddr/answer/AnswerJson.h"

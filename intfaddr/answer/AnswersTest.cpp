@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <linux/if_addr.h>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/TestAnswers.h"
 
 namespace IntfAddr {

@@ -1,11 +1,12 @@
 #include "intfaddr/answer/Dumps.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Velk/Dump.h"
+#include "Zin/Format.h"
 #include "intfaddr/answer/Question.h"
 
 namespace IntfAddr {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/TestAnswers.h"
 
 namespace IntfAddr {

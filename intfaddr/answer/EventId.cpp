@@ -1,8 +1,8 @@
 #include "intfaddr/answer/EventId.h"
 
-#include <fmt/format.h>
-
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,14 +1,14 @@
 #include "intfaddr/answer/Explanation.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <tuple>
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/AddressPlacement.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "IpLib/IntfAddrVrfTableSm/Place.h"
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/TestExplanation.h"
 
 namespace IntfAddr {

@@ -1,9 +1,9 @@
 #include "intfaddr/answer/Exposition.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <nlohmann/json.hpp>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

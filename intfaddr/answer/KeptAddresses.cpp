@@ -1,6 +1,5 @@
 #include "intfaddr/answer/KeptAddresses.h"
 
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/Question.h"
 #include "intfaddr/config/WholeFile.h"
 #include "intfaddr/http/Target.h"

@@ -1,10 +1,10 @@
 #include "intfaddr/answer/Metrics.h"
 
-#include <fmt/format.h>
-
 #include <memory>
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 #include "intfaddr/agent/ResidentMemory.h"
 
 namespace IntfAddr {

@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/TestAnswers.h"
 
 namespace IntfAddr {

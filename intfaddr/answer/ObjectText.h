@@ -7,12 +7,11 @@
 // that was written after open() and end().
 #pragma once
 
-#include <fmt/format.h>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/Document.h"
 
 namespace IntfAddr {

@@ -1,11 +1,11 @@
 #include "intfaddr/answer/Question.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <string_view>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,8 +1,7 @@
-#include <fmt/format.h>
-
 #include <memory>
 #include <random>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/TestWatcher.h"
 #include "intfaddr/answer/Watch.h"
 

@@ -1,12 +1,11 @@
 #include "intfaddr/answer/Recordings.h"
 
-#include <fmt/format.h>
-
 #include <filesystem>
 #include <limits>
 #include <optional>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "intfaddr/config/Config.h"
 
 namespace IntfAddr {

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/Snapshot.h"
 #include "feeds/scenario/TestReplay.h"
 #include "intfaddr/agent/TestFolder.h"

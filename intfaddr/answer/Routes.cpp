@@ -1,10 +1,10 @@
 #include "intfaddr/answer/Routes.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

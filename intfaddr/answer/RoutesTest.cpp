@@ -1,7 +1,8 @@
 #include "intfaddr/answer/Routes.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 namespace {

@@ -1,11 +1,10 @@
 #include "intfaddr/answer/StateScenario.h"
 
-#include <fmt/format.h>
-
 #include <type_traits>
 #include <utility>
 #include <variant>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/OperationWriter.h"
 #include "intfaddr/answer/Document.h"
 

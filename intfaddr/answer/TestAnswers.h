@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/fake/FakeKernel.h"
 #include "intfaddr/agent/Agent.h"
 #include "intfaddr/answer/Answers.h"

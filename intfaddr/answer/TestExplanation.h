@@ -2,7 +2,6 @@
 // not.
 #pragma once
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <linux/if_addr.h>
 
@@ -12,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/fake/FakeKernel.h"
 #include "intfaddr/agent/Agent.h"
 #include "intfaddr/answer/Answers.h"

@@ -1,7 +1,6 @@
 // For tests: who watches an agent, and what the tables are by another answer.
 #pragma once
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/TestAnswers.h"
 #include "intfaddr/http/EventStream.h"
 

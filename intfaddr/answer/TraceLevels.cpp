@@ -1,10 +1,9 @@
 #include "intfaddr/answer/TraceLevels.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 
 #include "Pell/TraceHandle.h"
+#include "Zin/Format.h"
 #include "intfaddr/answer/Document.h"
 #include "intfaddr/answer/Question.h"
 

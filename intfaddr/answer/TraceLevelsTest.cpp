@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "Pell/TraceHandle.h"
+#include "Zin/Format.h"
 #include "intfaddr/answer/Document.h"
 #include "intfaddr/answer/Question.h"
 

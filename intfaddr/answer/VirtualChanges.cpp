@@ -1,8 +1,8 @@
 #include "intfaddr/answer/VirtualChanges.h"
 
-#include <fmt/format.h>
-
 #include <string>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

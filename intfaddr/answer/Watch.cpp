@@ -1,9 +1,8 @@
 #include "intfaddr/answer/Watch.h"
 
-#include <fmt/format.h>
-
 #include <utility>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/AnswerJson.h"
 #include "intfaddr/answer/EventId.h"
 

@@ -1,6 +1,5 @@
 #include "intfaddr/answer/Watch.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include <set>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/TestWatcher.h"
 
 namespace IntfAddr {

@@ -1,7 +1,5 @@
 #include "intfaddr/ask/AnswerText.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <iterator>
 #include <map>
@@ -10,6 +8,7 @@
 #include <vector>
 
 #include "Nimb/IpGenAddr.h"
+#include "Zin/Format.h"
 #include "intfaddr/ask/TextTable.h"
 #include "router/Router.h"
 

@@ -1,11 +1,10 @@
 #include "intfaddr/ask/ExplanationText.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <string_view>
 
+#include "Zin/Format.h"
 #include "intfaddr/ask/Printable.h"
 
 namespace IntfAddr {

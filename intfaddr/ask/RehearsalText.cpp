@@ -1,7 +1,6 @@
 #include "intfaddr/ask/RehearsalText.h"
 
-#include <fmt/format.h>
-
+#include "Zin/Format.h"
 #include "intfaddr/ask/Printable.h"
 #include "intfaddr/ask/WatchText.h"
 

@@ -1,10 +1,9 @@
 #include "intfaddr/ask/TextTable.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cstddef>
 
+#include "Zin/Format.h"
 #include "intfaddr/ask/Printable.h"
 
 namespace IntfAddr {

@@ -1,9 +1,8 @@
 #include "intfaddr/ask/WatchText.h"
 
-#include <fmt/format.h>
-
 #include <cstdint>
 
+#include "Zin/Format.h"
 #include "intfaddr/ask/Printable.h"
 
 namespace IntfAddr {

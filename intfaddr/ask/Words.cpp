@@ -1,11 +1,10 @@
 #include "intfaddr/ask/Words.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 
 #include "Nimb/IpGenAddrWithMask.h"
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

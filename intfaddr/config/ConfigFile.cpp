@@ -1,6 +1,5 @@
 #include "intfaddr/config/ConfigFile.h"
 
-#include <fmt/format.h>
 #include <grp.h>
 #include <pwd.h>
 
@@ -15,6 +14,7 @@
 #include <utility>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 #include "intfaddr/config/WholeFile.h"
 
 namespace IntfAddr {

@@ -1,9 +1,10 @@
 #include "intfaddr/config/Configuration.h"
 
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

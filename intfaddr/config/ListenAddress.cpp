@@ -1,12 +1,11 @@
 #include "intfaddr/config/ListenAddress.h"
 
-#include <fmt/format.h>
-
 #include <charconv>
 #include <optional>
 #include <stdexcept>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

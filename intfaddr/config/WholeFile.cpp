@@ -1,7 +1,6 @@
 #include "intfaddr/config/WholeFile.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/Descriptor.h"
 
 namespace IntfAddr {

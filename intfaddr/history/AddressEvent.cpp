@@ -1,8 +1,8 @@
 #include "intfaddr/history/AddressEvent.h"
 
-#include <fmt/format.h>
-
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

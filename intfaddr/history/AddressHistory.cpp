@@ -1,11 +1,11 @@
 #include "intfaddr/history/AddressHistory.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <string_view>
 #include <tuple>
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

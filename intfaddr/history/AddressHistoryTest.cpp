@@ -1,6 +1,5 @@
 #include "intfaddr/history/AddressHistory.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -12,6 +11,7 @@
 #include <string>
 
 #include "TestMemory/TestMemory.h"
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 namespace {

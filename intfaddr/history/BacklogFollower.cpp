@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Zin/Turn.h"
 
 namespace IntfAddr {

@@ -21,6 +21,7 @@
 #include <variant>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupBacklog.h"
 #include "router/Router.h"
 
 namespace IntfAddr {

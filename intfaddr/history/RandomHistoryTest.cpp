@@ -8,6 +8,8 @@
 #include <set>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 #include "intfaddr/history/TestHistory.h"
 #include "router/OperationError.h"
 

@@ -2,8 +2,7 @@
 // happened to an address as short texts.
 #pragma once
 
-#include <fmt/format.h>
-
+#include "Zin/Format.h"
 #include "intfaddr/history/HistoryRecorder.h"
 #include "router/repair/TestSupervisor.h"
 

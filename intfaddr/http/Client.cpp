@@ -1,6 +1,5 @@
 #include "intfaddr/http/Client.h"
 
-#include <fmt/format.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -13,6 +12,7 @@
 #include <cmath>
 #include <system_error>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/Descriptor.h"
 #include "intfaddr/http/SocketAddress.h"
 

@@ -1,6 +1,5 @@
 #include "intfaddr/http/Connection.h"
 
-#include <fmt/format.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -16,6 +15,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "intfaddr/http/ReplyHead.h"
 #include "intfaddr/http/RequestReader.h"
 #include "intfaddr/loop/Duration.h"

@@ -1,10 +1,10 @@
 #include "intfaddr/http/ReplyHead.h"
 
 #include <fmt/chrono.h>
-#include <fmt/format.h>
-
 #include <boost/beast/http/status.hpp>
 #include <ctime>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,12 +1,11 @@
 #include "intfaddr/http/RequestReader.h"
 
-#include <fmt/format.h>
-
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "intfaddr/http/LoopbackHost.h"
 #include "intfaddr/http/Reply.h"
 

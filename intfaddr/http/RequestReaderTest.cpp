@@ -1,11 +1,11 @@
 #include "intfaddr/http/RequestReader.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <random>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "intfaddr/http/Reply.h"
 
 namespace IntfAddr {

@@ -1,6 +1,5 @@
 #include "intfaddr/http/Server.h"
 
-#include <fmt/format.h>
 #include <sys/socket.h>
 
 #include <boost/asio/io_context.hpp>
@@ -12,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "intfaddr/http/ReplyHead.h"
 #include "intfaddr/loop/Duration.h"
 

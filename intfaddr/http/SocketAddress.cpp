@@ -1,8 +1,8 @@
 #include "intfaddr/http/SocketAddress.h"
 
-#include <fmt/format.h>
-
 #include <stdexcept>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,9 +1,9 @@
 #include "intfaddr/http/Target.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

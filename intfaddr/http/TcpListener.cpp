@@ -1,7 +1,6 @@
 #include "intfaddr/http/TcpListener.h"
 
 #include <arpa/inet.h>
-#include <fmt/format.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -10,6 +9,8 @@
 #include <cerrno>
 #include <stdexcept>
 #include <system_error>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,6 +1,5 @@
 #include "intfaddr/http/UnixListener.h"
 
-#include <fmt/format.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -9,6 +8,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "Zin/Format.h"
 #include "intfaddr/http/SocketAddress.h"
 
 namespace IntfAddr {

@@ -1,11 +1,11 @@
 #include "intfaddr/rehearsal/Reduction.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/TestAnswers.h"
 
 namespace IntfAddr {

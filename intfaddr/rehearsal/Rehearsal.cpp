@@ -1,10 +1,9 @@
 #include "intfaddr/rehearsal/Rehearsal.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "router/EffectOf.h"
 
 namespace IntfAddr {

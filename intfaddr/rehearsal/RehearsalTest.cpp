@@ -1,6 +1,5 @@
 #include "intfaddr/rehearsal/Rehearsal.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <sstream>
 #include <streambuf>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/Question.h"
 #include "intfaddr/answer/StateScenario.h"
 #include "intfaddr/answer/TestAnswers.h"

@@ -1,13 +1,13 @@
 #include "intfaddr/rehearsal/Rehearsals.h"
 
-#include <fmt/format.h>
-
 #include <csignal>
 #include <cstddef>
 #include <functional>
 #include <string_view>
 #include <system_error>
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 

@@ -1,9 +1,10 @@
 #include "intfaddr/rehearsal/Rehearsals.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace IntfAddr {
 namespace {

@@ -1,7 +1,5 @@
 #include "intfaddr/rehearsal/WhatIf.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -10,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/LineReader.h"
 #include "feeds/scenario/Operations.h"
 #include "intfaddr/rehearsal/Rehearsal.h"

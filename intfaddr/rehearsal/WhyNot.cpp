@@ -1,13 +1,12 @@
 #include "intfaddr/rehearsal/WhyNot.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <set>
 #include <tuple>
 #include <utility>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/AddressList.h"
 #include "intfaddr/answer/AnswerJson.h"
 #include "intfaddr/answer/Explanation.h"

@@ -3,10 +3,10 @@
 //
 //   agent PLUGIN
 #include <dlfcn.h>
-#include <fmt/format.h>
 
 #include "Nimb/IntfId.h"
 #include "Process.h"
+#include "Zin/Format.h"
 #include "Zin/HashKey.h"
 
 int main(int, char** argv) {

@@ -1,10 +1,10 @@
 // Published status and tables held together: one address, published and looked up.
-#include <fmt/format.h>
 
 #include <memory>
 
 #include "Velk/YieldPolicy.h"
 #include "Zin/Clock.h"
+#include "Zin/Format.h"
 #include "router/Router.h"
 
 int main() {

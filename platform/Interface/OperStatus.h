@@ -2,10 +2,8 @@
 // (RFC 2863 section 6).
 #pragma once
 
-#include <fmt/format.h>
-
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -33,15 +31,7 @@ inline OperStatus readValue(std::type_identity<OperStatus>, Zin::TextReader& rea
     return reader.quotedValue<OperStatus>();
 }
 inline std::ostream& operator<<(std::ostream& out, OperStatus status) {
-    return out << toStrep(status);
+    return Zin::write(out, toStrep(status));
 }
 
 }  // namespace Interface
-
-template <>
-struct fmt::formatter<Interface::OperStatus> : fmt::formatter<std::string_view> {
-    template <class Context>
-    auto format(Interface::OperStatus status, Context& context) const {
-        return fmt::formatter<std::string_view>::format(toStrep(status), context);
-    }
-};

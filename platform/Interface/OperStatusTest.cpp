@@ -6,6 +6,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "Zin/Format.h"
+
 namespace Interface {
 namespace {
 

@@ -1,11 +1,11 @@
 #include "L3/VrfName.h"
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <string>
 #include <unordered_set>
 
+#include "Zin/Format.h"
 #include "Zin/TestHashFamilies.h"
 
 namespace L3 {

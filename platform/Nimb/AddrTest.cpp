@@ -1,6 +1,5 @@
 // Addresses of both families. What only one of them has: Ip4AddrTest.cpp, Ip6AddrTest.cpp.
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -11,6 +10,7 @@
 #include "Nimb/Ip4Addr.h"
 #include "Nimb/Ip6Addr.h"
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace Nimb {
 namespace {

@@ -1,12 +1,11 @@
 #include "Nimb/AddrText.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 #include <optional>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace Nimb {
 

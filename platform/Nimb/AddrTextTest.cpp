@@ -1,7 +1,6 @@
 #include "Nimb/AddrText.h"
 
 #include <arpa/inet.h>
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cstring>
@@ -10,6 +9,7 @@
 #include <string>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace Nimb {
 namespace {

@@ -10,6 +10,7 @@
 #include "Nimb/Ip6AddrWithMask.h"
 #include "Nimb/IpAddrWithMask.h"
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace Nimb {
 namespace {

@@ -1,10 +1,8 @@
 // The family of an address: IPv4 or IPv6, or unset where there is no address.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -29,15 +27,7 @@ inline AddressFamily readValue(std::type_identity<AddressFamily>, Zin::TextReade
     return reader.quotedValue<AddressFamily>();
 }
 inline std::ostream& operator<<(std::ostream& out, AddressFamily family) {
-    return out << toStrep(family);
+    return Zin::write(out, toStrep(family));
 }
 
 }  // namespace Nimb
-
-template <>
-struct fmt::formatter<Nimb::AddressFamily> : fmt::formatter<std::string_view> {
-    template <class Context>
-    auto format(Nimb::AddressFamily family, Context& context) const {
-        return fmt::formatter<std::string_view>::format(toStrep(family), context);
-    }
-};

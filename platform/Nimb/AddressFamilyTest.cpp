@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace Nimb {
 namespace {

@@ -10,6 +10,7 @@
 
 #include "Nimb/IntfId.h"
 #include "TestMemory/TestMemory.h"
+#include "Zin/Format.h"
 #include "Zin/HashKey.h"
 #include "Zin/TestThreads.h"
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "TestMemory/TestMemory.h"
+#include "Zin/Format.h"
 
 namespace Nimb {
 namespace {

@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace Nimb {
 namespace {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace Nimb {
 namespace {

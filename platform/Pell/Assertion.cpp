@@ -1,8 +1,8 @@
 #include "Pell/Assertion.h"
 
-#include <fmt/format.h>
-
 #include <string>
+
+#include "Zin/Format.h"
 
 namespace Pell {
 namespace {

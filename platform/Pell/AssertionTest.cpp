@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "Zin/Format.h"
+
 namespace {
 
 // Its display fails.

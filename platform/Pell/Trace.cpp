@@ -1,11 +1,10 @@
 #include "Pell/Trace.h"
 
-#include <fmt/format.h>
-
 #include <cstdio>
 #include <string>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "Zin/Turn.h"
 
 namespace Pell {

@@ -14,13 +14,12 @@
 // Classes trace through Pell::Traced rather than through fmtrace itself.
 #pragma once
 
-#include <fmt/core.h>
-
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
 
 #include "Pell/TraceHandle.h"
+#include "Zin/Format.h"
 
 namespace Pell {
 

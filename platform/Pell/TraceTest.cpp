@@ -1,6 +1,5 @@
 #include "Pell/Trace.h"
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "Pell/Assertion.h"
+#include "Zin/Format.h"
 #include "Zin/Turn.h"
 
 namespace Pell {

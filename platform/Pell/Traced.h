@@ -26,6 +26,7 @@
 #include "Pell/Assertion.h"
 #include "Pell/Trace.h"
 #include "Zin/FixedString.h"
+#include "Zin/Format.h"
 
 namespace Pell {
 namespace Detail {

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Zin/Format.h"
+
 namespace Pell {
 namespace {
 

@@ -12,13 +12,12 @@
 // A type gets its recorder by a specialisation that derives from RecorderOf<N>.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "Zin/Notifiee.h"
 
 namespace TestKit {

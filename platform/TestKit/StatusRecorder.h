@@ -7,6 +7,7 @@
 #include "TestKit/Recorder.h"
 #include "VirtualIp/VirtualIp6Status.h"
 #include "VirtualIp/VirtualIpStatus.h"
+#include "Zin/Format.h"
 
 namespace TestKit {
 

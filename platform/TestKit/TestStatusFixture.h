@@ -12,13 +12,12 @@
 //     };
 #pragma once
 
-#include <fmt/format.h>
-
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "TestKit/StatusRecorder.h"
+#include "Zin/Format.h"
 
 namespace TestKit {
 

@@ -1,8 +1,8 @@
 #include "TestKit/TraceRecorder.h"
 
-#include <fmt/format.h>
-
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace TestKit {
 

@@ -11,6 +11,7 @@
 #include "Nimb/IntfId.h"
 #include "Nimb/IpGenAddr.h"
 #include "Tremlog/Record.h"
+#include "Zin/Format.h"
 
 namespace Tremlog {
 namespace {

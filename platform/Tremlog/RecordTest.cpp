@@ -8,6 +8,7 @@
 
 #include "Nimb/IntfId.h"
 #include "TestMemory/TestMemory.h"
+#include "Zin/Format.h"
 
 namespace Tremlog {
 namespace {

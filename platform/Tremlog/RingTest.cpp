@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Tremlog/Record.h"
+#include "Zin/Format.h"
 #include "Zin/Turn.h"
 
 namespace Tremlog {

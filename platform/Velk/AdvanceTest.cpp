@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "Velk/TestTasks.h"
+#include "Zin/Format.h"
 
 namespace Velk {
 namespace {

@@ -4,10 +4,8 @@
 // Every value of the byte is a priority: those without a name are displayed as their number.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <cstdint>
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -27,15 +25,7 @@ inline TaskPriority readValue(std::type_identity<TaskPriority>, Zin::TextReader&
     return reader.quotedValue<TaskPriority>();
 }
 inline std::ostream& operator<<(std::ostream& out, TaskPriority priority) {
-    return out << toStrep(priority);
+    return Zin::write(out, toStrep(priority));
 }
 
 }  // namespace Velk
-
-template <>
-struct fmt::formatter<Velk::TaskPriority> : fmt::formatter<std::string_view> {
-    template <class Context>
-    auto format(Velk::TaskPriority priority, Context& context) const {
-        return fmt::formatter<std::string_view>::format(toStrep(priority), context);
-    }
-};

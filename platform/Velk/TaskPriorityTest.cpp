@@ -6,6 +6,8 @@
 #include <sstream>
 #include <string>
 
+#include "Zin/Format.h"
+
 namespace Velk {
 namespace {
 

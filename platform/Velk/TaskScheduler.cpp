@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Pell/Module.h"
+#include "Pell/Traced.h"
 #include "Velk/Module.h"
 #include "Velk/TimerTask.h"
 #include "Zin/Collection.h"
@@ -12,6 +13,14 @@
 #include "Zin/Turn.h"
 
 namespace Velk {
+
+namespace {
+
+struct Invariant : Pell::Traced<"TaskScheduler"> {
+    using Traced::fail;
+};
+
+}  // namespace
 
 Zin::ModuleRegistration const module{{.name = "Velk", .dependsOn = {&Pell::module, &Zin::module}}};
 
@@ -58,7 +67,7 @@ bool TaskScheduler::runNext(Zin::Seconds time) {
 
 void TaskScheduler::checkOutsideOfTurns() {
     if (Zin::Turn::inProgress()) {
-        fail("!inProgress()", {"tasks are run within a turn", "run"});
+        Invariant::fail("!inProgress()", {"tasks are run within a turn", "run"});
     }
 }
 

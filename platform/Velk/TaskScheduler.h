@@ -24,7 +24,6 @@
 #include <limits>
 #include <memory>
 
-#include "Pell/Traced.h"
 #include "Velk/TaskQueue.h"
 #include "Velk/YieldPolicy.h"
 #include "Zin/Attribute.h"
@@ -37,7 +36,7 @@ class TimerTask;
 // When a scheduler without an armed task runs the next one.
 inline constexpr Zin::Seconds never = std::numeric_limits<Zin::Seconds>::infinity();
 
-class TaskScheduler final : public Zin::Entity, private Pell::Traced<"TaskScheduler"> {
+class TaskScheduler final : public Zin::Entity {
 public:
     class Notifiee : public Zin::NotifieeOf<TaskScheduler> {
     public:

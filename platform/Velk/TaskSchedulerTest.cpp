@@ -13,6 +13,7 @@
 #include "TestMemory/TestMemory.h"
 #include "Velk/TestTasks.h"
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 #include "Zin/Turn.h"
 
 namespace Velk {

@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "Velk/Dump.h"
 #include "Zin/Collection.h"
 
 namespace Velk {

@@ -3,7 +3,6 @@
 
 #include "VirtualIp/VrfIpPair.h"
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "VirtualIp/VrfIpWithMaskPair.h"
+#include "Zin/Format.h"
 #include "Zin/TestHashFamilies.h"
 
 namespace VirtualIp {

@@ -1,7 +1,6 @@
 #include "VirtualIp/VrfIpWithMaskPair.h"
 
-#include <fmt/format.h>
-
+#include "Zin/Format.h"
 #include "Zin/Hash.h"
 
 namespace VirtualIp {

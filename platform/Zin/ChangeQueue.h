@@ -24,15 +24,14 @@
 // nothing to do with n others, which wait, cost n * n looks: about 2 s for 16,000 of each.
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
-#include <functional>
 #include <iterator>
 #include <list>
 #include <type_traits>
 #include <utility>
 
 #include "Zin/Ptr.h"
+#include "Zin/Step.h"
 #include "Zin/Turn.h"
 
 namespace Zin {
@@ -65,8 +64,8 @@ public:
 
     // Runs `step`, which records what has happened; the changes that it submits are carried out in
     // their order at its end.
-    template <class Step>
-    void recordFirst(Step&& step) {
+    template <class Callable>
+    void recordFirst(Callable&& step) {
         std::uint64_t const number = ++made_;
         Turn turn;
         carryOut(turn, nullptr, number, step);
@@ -75,8 +74,8 @@ public:
 
     // A part of the change that is being carried out, with a scope of its own that the change's
     // does not tell.
-    template <class Step>
-    void within(Scope const& scope, Step&& step) {
+    template <class Callable>
+    void within(Scope const& scope, Callable&& step) {
         Turn turn;
         carryOut(turn, &scope, running_ ? running_->number : made_, step);
     }
@@ -86,8 +85,8 @@ public:
     bool isInOrder() const { return isDue(running_ ? running_->number : made_); }
     // Does `step`, which makes no change, when they are, at the latest when the outermost call
     // returns. `owner` stays in memory until that is done.
-    template <class Step>
-    void inOrder(Entity const& owner, Step&& step) {
+    template <class Callable>
+    void inOrder(Entity const& owner, Callable&& step) {
         std::uint64_t const number = running_ ? running_->number : made_;
         if (isDue(number)) {
             step();
@@ -97,7 +96,7 @@ public:
         while (next != steps_.begin() && std::prev(next)->number > number) {
             --next;
         }
-        steps_.insert(next, {number, Ptr<Entity const>(&owner), std::forward<Step>(step)});
+        steps_.insert(next, {number, Ptr<Entity const>(&owner), std::forward<Callable>(step)});
     }
 
 private:
@@ -107,19 +106,18 @@ private:
         Running const* outer;
     };
     struct Waiting {
-        Waiting(std::uint64_t itsNumber, Entity const& owner, Scope const& itsScope,
-                std::function<void()> itsChange)
+        Waiting(std::uint64_t itsNumber, Entity const& owner, Scope const& itsScope, Step itsChange)
             : number(itsNumber), alive(&owner), scope(itsScope), change(std::move(itsChange)) {}
 
         std::uint64_t number;
         Ptr<Entity const> alive;
         Scope scope;
-        std::function<void()> change;
+        Step change;
     };
     struct LaterStep {
         std::uint64_t number;
         Ptr<Entity const> alive;
-        std::function<void()> step;
+        Step step;
     };
     using List = std::list<Waiting>;
     using Position = typename List::const_iterator;
@@ -131,8 +129,12 @@ private:
                 return false;
             }
         }
-        return std::none_of(waiting_.begin(), position,
-                            [&](Waiting const& waiting) { return related_(waiting.scope, scope); });
+        for (auto waiting = waiting_.begin(); waiting != position; ++waiting) {
+            if (related_(waiting->scope, scope)) {
+                return false;
+            }
+        }
+        return true;
     }
 
     // Whether every change that is older than this one is done.
@@ -149,8 +151,8 @@ private:
         return isOldest(number) && !(!steps_.empty() && steps_.front().number <= number);
     }
 
-    template <class Step>
-    void carryOut(Turn& turn, Scope const* scope, std::uint64_t number, Step&& step) {
+    template <class Callable>
+    void carryOut(Turn& turn, Scope const* scope, std::uint64_t number, Callable&& step) {
         Running const running{scope, number, running_};
         running_ = &running;
         turn.run(step);

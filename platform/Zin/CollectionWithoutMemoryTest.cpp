@@ -1,6 +1,5 @@
 // A change for which memory is lacking is not made, and told to nobody; one that is made is told.
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -9,6 +8,7 @@
 #include <utility>
 
 #include "TestMemory/TestMemory.h"
+#include "Zin/Format.h"
 #include "Zin/TestDepot.h"
 
 namespace Zin {

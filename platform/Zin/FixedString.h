@@ -4,7 +4,6 @@
 //     class CarrierSm : Traced<"CarrierSm"> { ... };
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
@@ -14,7 +13,11 @@ template <std::size_t size>
 struct FixedString {
     char text[size];  // public, as a template argument's members must be; ends with '\0'
 
-    consteval FixedString(char const (&literal)[size]) { std::copy_n(literal, size, text); }
+    consteval FixedString(char const (&literal)[size]) {
+        for (std::size_t at = 0; at < size; ++at) {
+            text[at] = literal[at];
+        }
+    }
     constexpr std::string_view view() const { return {text, size - 1}; }
 };
 

@@ -10,6 +10,7 @@
 
 #include "TestMemory/TestMemory.h"
 #include "Zin/Collection.h"
+#include "Zin/Format.h"
 #include "Zin/String.h"
 
 namespace Zin {

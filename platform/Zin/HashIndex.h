@@ -18,10 +18,8 @@
 // that is full throws std::length_error.
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <memory>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -217,12 +215,14 @@ private:
 
     static Table make(std::uint32_t buckets) {
         Table table;
-        table.inSegment = std::min(buckets, 1U << segmentShift) - 1;
+        table.inSegment = (buckets < 1U << segmentShift ? buckets : 1U << segmentShift) - 1;
         table.count = buckets / (table.inSegment + 1);
         table.shift = 32 - static_cast<std::uint32_t>(std::countr_zero(buckets));
         table.segments =
             static_cast<HashBucket**>(::operator new(table.count * sizeof(HashBucket*)));
-        std::fill_n(table.segments, table.count, nullptr);
+        for (std::uint32_t number = 0; number < table.count; ++number) {
+            table.segments[number] = nullptr;
+        }
         return table;
     }
     void begin() {
@@ -239,7 +239,7 @@ private:
         moved_ = 0;
     }
     // The homes that move next, all that are one home in the smaller table.
-    std::uint32_t moving() const { return std::min(2U, old_.buckets()); }
+    std::uint32_t moving() const { return old_.buckets() < 2 ? old_.buckets() : 2; }
     // The first home that these go to; the others stand in the same segment.
     std::uint32_t goal() const {
         return now_.home(static_cast<std::uint32_t>(std::uint64_t{moved_} << old_.shift));
@@ -250,7 +250,9 @@ private:
             std::size_t const size = std::size_t{now_.inSegment} + 1;
             segment =
                 static_cast<HashBucket*>(::operator new(size * sizeof(HashBucket), alignment));
-            std::uninitialized_value_construct_n(segment, size);
+            for (std::size_t at = 0; at < size; ++at) {
+                ::new (static_cast<void*>(segment + at)) HashBucket();
+            }
         }
     }
     // Where the segment that they go to is too full, they wait until some have left there.

@@ -24,7 +24,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -163,7 +163,7 @@ public:
             while (slot != 0) {
                 Node& node = gone[slot];
                 slot = node.next;
-                std::destroy_at(&node.held);
+                node.held.~Held();
             }
         }
     }
@@ -271,7 +271,7 @@ private:
         Slot const slot = nodes_.take();
         Node& node = nodes_[slot];
         try {
-            std::construct_at(&node.held, key, std::forward<Args>(args)...);
+            ::new (static_cast<void*>(&node.held)) Held(key, std::forward<Args>(args)...);
         } catch (...) {
             nodes_.give(slot);
             throw;
@@ -315,11 +315,11 @@ private:
         }
         if constexpr (hasValues) {
             Value value(std::move(node.held.value));
-            std::destroy_at(&node.held);
+            node.held.~Held();
             nodes_.give(probed.slot);
             return value;
         } else {
-            std::destroy_at(&node.held);
+            node.held.~Held();
             nodes_.give(probed.slot);
         }
     }

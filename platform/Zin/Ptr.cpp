@@ -1,5 +1,7 @@
 #include "Zin/Ptr.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "Zin/Fail.h"

@@ -9,8 +9,6 @@
 // Following a null pointer is a mistake: an assertion that names the type in debug builds.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <concepts>
 #include <cstddef>
 #include <string_view>
@@ -106,14 +104,3 @@ Ptr<T> make(Args&&... args) {
 }
 
 }  // namespace Zin
-
-// How an entity is displayed: by its serial number, the same in every run of the same input.
-template <class T>
-struct fmt::formatter<Zin::Ptr<T>> {
-    constexpr auto parse(format_parse_context& context) { return context.begin(); }
-    template <class Context>
-    auto format(Zin::Ptr<T> const& ptr, Context& context) const {
-        return ptr ? fmt::format_to(context.out(), "entity#{}", ptr->serial())
-                   : fmt::format_to(context.out(), "null");
-    }
-};

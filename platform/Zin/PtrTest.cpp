@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "Zin/TestProbe.h"
 #include "Zin/Turn.h"
 

@@ -17,7 +17,7 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <new>
 #include <optional>
 #include <set>
 #include <type_traits>
@@ -110,7 +110,7 @@ public:
     // The map is empty before the first value goes; values go in the order of their keys.
     void clear() {
         walks_.handleAllGone([this](Position const& at) { return gapAt(at); });
-        tree_.reset();
+        endTree();
         Nodes const gone = std::exchange(nodes_, {});
         Slot place = std::exchange(first_, 0);
         last_ = 0;
@@ -118,7 +118,7 @@ public:
         while (place != 0) {
             Node& node = gone[place];
             place = node.next;
-            std::destroy_at(&node.held);
+            node.held.~Held();
         }
     }
 
@@ -212,7 +212,7 @@ private:
         Node& node = nodes_[place];
         bool made = false;
         try {
-            std::construct_at(&node.held, key, std::forward<Args>(args)...);
+            ::new (static_cast<void*>(&node.held)) Held(key, std::forward<Args>(args)...);
             made = true;
             if (tree_) {
                 tree_->insert(place);
@@ -224,7 +224,7 @@ private:
             std::optional<Value> unplaced;
             if (made) {
                 unplaced.emplace(std::move(node.held.value));
-                std::destroy_at(&node.held);
+                node.held.~Held();
             }
             nodes_.give(place);
             throw;
@@ -240,20 +240,22 @@ private:
         return place;
     }
     void beginTree(Slot added) {
-        auto tree = std::make_unique<Tree>(Less{nodes_});
+        Tree tree(Less{nodes_});
         for (Slot place = first_; place != 0; place = nodes_[place].next) {
-            tree->insert(tree->end(), place);
+            tree.insert(tree.end(), place);
         }
-        tree->insert(added);
-        tree_ = std::move(tree);
+        tree.insert(added);
+        tree_ = new Tree(std::move(tree));
     }
+
+    void endTree() noexcept { delete std::exchange(tree_, nullptr); }
 
     Value remove(Slot place) {
         if (walks_.any()) {
             walks_.handleGone({place, {}}, gapAt({place, {}}));
         }
         if (size_ == 1) {
-            tree_.reset();
+            endTree();
         } else if (tree_) {
             tree_->erase(place);
         }
@@ -262,7 +264,7 @@ private:
         (node.next == 0 ? last_ : nodes_[node.next].previous) = node.previous;
         --size_;
         Value value(std::move(node.held.value));
-        std::destroy_at(&node.held);
+        node.held.~Held();
         nodes_.give(place);
         return value;
     }
@@ -275,7 +277,7 @@ private:
     Slot first_ = 0;
     Slot last_ = 0;
     std::uint32_t size_ = 0;
-    std::unique_ptr<Tree> tree_;
+    Tree* tree_ = nullptr;  // owned
     mutable Walks<Position> walks_;
 };
 

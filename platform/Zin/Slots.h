@@ -13,11 +13,10 @@
 // Makes and destroys no items: that is for whoever takes places.
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <cstring>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -52,8 +51,7 @@ public:
         Chunk& chunk = chunkAt(number);
         std::uint16_t place = chunk.free;
         if (place != 0) {
-            std::copy_n(bytesAt(chunk, place), sizeof chunk.free,
-                        reinterpret_cast<std::byte*>(&chunk.free));
+            std::memcpy(&chunk.free, bytesAt(chunk, place), sizeof chunk.free);
         } else {
             place = ++chunk.fresh;
         }
@@ -76,8 +74,7 @@ public:
         std::uint32_t const number = chunkOf(slot);
         Chunk& chunk = chunkAt(number);
         auto const place = static_cast<std::uint16_t>(slot - baseOf(number));
-        std::copy_n(reinterpret_cast<std::byte const*>(&chunk.free), sizeof chunk.free,
-                    bytesAt(chunk, place));
+        std::memcpy(bytesAt(chunk, place), &chunk.free, sizeof chunk.free);
         chunk.free = place;
         if (chunk.used-- == sizeOf(number)) {
             joinRoomy(chunk, number);
@@ -114,8 +111,11 @@ private:
     // Log2 of the size of all but the first chunks: 64 KiB and more, if items are neither very
     // small nor very large. Releasing as much has malloc put together what was freed before: a
     // little each time, and not all of it in one long event.
-    static constexpr std::uint32_t shift =
-        std::clamp(static_cast<std::uint32_t>(std::bit_width(65535 / sizeof(Item))), 4U, 12U);
+    static constexpr std::uint32_t shiftFor64KiB =
+        static_cast<std::uint32_t>(std::bit_width(65535 / sizeof(Item)));
+    static constexpr std::uint32_t shift = shiftFor64KiB < 4    ? 4
+                                           : shiftFor64KiB > 12 ? 12
+                                                                : shiftFor64KiB;
     static constexpr std::uint32_t perChunk = 1U << shift;
     static constexpr std::uint32_t maxChunks = (~std::uint32_t{0} >> shift) - shift;
 
@@ -167,10 +167,12 @@ private:
             growTable();
         }
         void* const memory = ::operator new(sizeof(Chunk) + sizeOf(number) * sizeof(Item));
-        auto* const chunk = std::construct_at(static_cast<Chunk*>(memory));
+        auto* const chunk = ::new (memory) Chunk;
         origins_[number] = reinterpret_cast<std::uintptr_t>(chunk + 1) -
                            std::uintptr_t{baseOf(number) + 1} * sizeof(Item);
-        count_ = std::max(count_, number + 1);
+        if (number == count_) {
+            ++count_;
+        }
         joinRoomy(*chunk, number);
     }
     void growTable() {
@@ -180,7 +182,9 @@ private:
         std::uint32_t const capacity = capacity_ == 0 ? fewChunks : 2 * capacity_;
         auto* const table =
             static_cast<std::uintptr_t*>(::operator new(capacity * sizeof(std::uintptr_t)));
-        std::copy_n(origins_, count_, table);
+        for (std::uint32_t number = 0; number < count_; ++number) {
+            table[number] = origins_[number];
+        }
         ::operator delete(std::exchange(origins_, table));
         capacity_ = capacity;
     }

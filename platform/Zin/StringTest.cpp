@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 
 namespace Zin {
 namespace {

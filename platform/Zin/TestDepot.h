@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Zin/Collection.h"
+#include "Zin/Format.h"
 #include "Zin/String.h"
 #include "Zin/TestProbe.h"
 

@@ -1,6 +1,9 @@
 #include "Zin/Text.h"
 
+#include <fmt/format.h>
+
 #include <cstdint>
+#include <ostream>
 
 namespace Zin {
 
@@ -98,6 +101,10 @@ std::string quote(std::string_view text) {
     quoted += '\'';
     return quoted;
 }
+
+std::string valueToStrep(double value) { return fmt::format("{}", value); }
+
+std::ostream& write(std::ostream& out, std::string_view text) { return out << text; }
 
 bool readValue(std::type_identity<bool>, TextReader& reader) {
     if (reader.skip("true")) {

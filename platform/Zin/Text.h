@@ -17,16 +17,14 @@
 //   T readValue(std::type_identity<T>, TextReader&)          where it is read in reflective form
 //
 // A value whose short form is one word (an address, a name) gets all of them from TextValue.
-// Everything with a toStrep() prints itself with fmt.
+// Everything with a toStrep() prints itself with fmt where Zin/Format.h is included.
 #pragma once
-
-#include <fmt/format.h>
 
 #include <charconv>
 #include <compare>
 #include <concepts>
 #include <cstddef>
-#include <ostream>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -94,10 +92,11 @@ template <std::same_as<bool> T>
 std::string valueToStrep(T value) {
     return value ? "true" : "false";
 }
-template <Number T>
-std::string valueToStrep(T value) {
-    return fmt::format("{}", value);
-}
+std::string valueToStrep(double value);
+template <std::signed_integral T>
+requires Number<T> std::string valueToStrep(T value) { return std::to_string(value); }
+template <std::unsigned_integral T>
+requires Number<T> std::string valueToStrep(T value) { return std::to_string(value); }
 
 bool readValue(std::type_identity<bool>, TextReader& reader);
 std::string readValue(std::type_identity<std::string>, TextReader& reader);
@@ -125,6 +124,9 @@ T strepToValue(std::string_view text) {
     return fromStrep(std::type_identity<T>{}, text);
 }
 
+// Writes the text to the stream.
+std::ostream& write(std::ostream& out, std::string_view text);
+
 // Base of the values whose short form is one word. `Value` has text(), which returns that word as
 // something convertible to std::string_view, and a constructor that reads it.
 template <class Value>
@@ -139,7 +141,7 @@ struct TextValue {
         return reader.quotedValue<Value>();
     }
     friend std::ostream& operator<<(std::ostream& out, Value const& value) {
-        return out << std::string_view(value.text());
+        return write(out, value.text());
     }
 
     // So that the values can have theirs defaulted.
@@ -147,11 +149,6 @@ struct TextValue {
     friend constexpr std::strong_ordering operator<=>(TextValue const&, TextValue const&) {
         return std::strong_ordering::equal;
     }
-};
-
-template <class T>
-concept Printable = requires(T const& value) {
-    { value.toStrep() } -> std::convertible_to<std::string_view>;
 };
 
 namespace TextImpl {
@@ -195,7 +192,7 @@ T TextReader::number() {
     }
     std::string const printed = valueToStrep(value);
     if (printed != std::string_view(rest().data(), stop)) {
-        fail(fmt::format("the number as it is printed, {},", printed));
+        fail("the number as it is printed, " + printed + ",");
     }
     offset_ += static_cast<std::size_t>(stop - rest().data());
     return value;
@@ -209,16 +206,3 @@ T TextReader::quotedValue() {
 }
 
 }  // namespace Zin
-
-template <Zin::Printable T>
-struct fmt::formatter<T> : fmt::formatter<std::string_view> {
-    template <class Context>
-    auto format(T const& value, Context& context) const {
-        if constexpr (requires { value.text(); }) {
-            auto const text = value.text();
-            return fmt::formatter<std::string_view>::format(std::string_view(text), context);
-        } else {
-            return fmt::formatter<std::string_view>::format(value.toStrep(), context);
-        }
-    }
-};

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 #include "Zin/Seconds.h"
 
 namespace Test {

@@ -9,7 +9,8 @@ namespace {
 using Detail::turnState;
 
 thread_local std::exception_ptr keptFailure;  // touched only when something has failed
-thread_local std::vector<std::function<void()>> lastSteps;  // touched only when there are some
+// Touched only when there are some.
+thread_local std::vector<Step> lastSteps;
 
 SuppressedFailureHandler suppressedFailureHandler = nullptr;
 
@@ -57,7 +58,7 @@ void Turn::endOutermost() {
     std::rethrow_exception(failure);
 }
 
-void Turn::atEnd(std::function<void()> step) {
+void Turn::atEnd(Step step) {
     Turn const turn;
     lastSteps.push_back(std::move(step));
     turnState.hasLastSteps = true;
@@ -65,7 +66,7 @@ void Turn::atEnd(std::function<void()> step) {
 
 void Turn::runLastSteps() noexcept {
     while (!lastSteps.empty()) {
-        for (auto const& step : std::exchange(lastSteps, {})) {
+        for (Step& step : std::exchange(lastSteps, {})) {
             run(step);
         }
     }

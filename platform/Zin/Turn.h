@@ -25,11 +25,11 @@
 
 #include <cstdint>
 #include <exception>
-#include <functional>
 #include <string_view>
 #include <utility>
 
 #include "Zin/Fail.h"
+#include "Zin/Step.h"
 
 namespace Zin {
 
@@ -72,10 +72,10 @@ public:
     Turn& operator=(Turn const&) = delete;
 
     // Runs `step`; what it throws is kept for the end of the outermost turn.
-    template <class Step>
-    void run(Step&& step) noexcept {
+    template <class Callable>
+    void run(Callable&& step) noexcept {
         try {
-            std::forward<Step>(step)();
+            std::forward<Callable>(step)();
         } catch (...) {
             keep(std::current_exception());
         }
@@ -83,11 +83,11 @@ public:
 
     // For destructors: runs `step` as a turn. What it throws leaves with the turn in progress;
     // outside of any, nobody can be told, and the process ends (failUnthrown).
-    template <class Step>
-    static void runInDestructor(Step&& step) noexcept {
+    template <class Callable>
+    static void runInDestructor(Callable&& step) noexcept {
         try {
             Turn turn;
-            turn.run(std::forward<Step>(step));
+            turn.run(std::forward<Callable>(step));
         } catch (...) {
             failUnthrown(std::current_exception());
         }
@@ -96,7 +96,7 @@ public:
     // Has `step` run as the last thing of the turn in progress, when all that was set off is over;
     // at once, as a turn of its own, outside of any. Steps run in the order in which they were
     // left, those that a step leaves after it.
-    static void atEnd(std::function<void()> step);
+    static void atEnd(Step step);
 
     // Whether a turn is on this thread's stack.
     static bool inProgress() noexcept;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "IpLib/IntfAddrVrfTableSm/Standing.h"
 
 namespace Routing {

@@ -12,6 +12,7 @@
 // replaced, the audit is void. Outside of turns.
 #pragma once
 
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupEntry.h"
 #include "router/Published.h"
 #include "router/Router.h"
 #include "router/Steps.h"

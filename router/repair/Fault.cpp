@@ -1,6 +1,6 @@
 #include "router/repair/Fault.h"
 
-#include <fmt/format.h>
+#include "Zin/Format.h"
 
 namespace Routing {
 

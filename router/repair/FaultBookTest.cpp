@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Velk/TaskScheduler.h"
+#include "Zin/Format.h"
 
 namespace Routing {
 namespace {

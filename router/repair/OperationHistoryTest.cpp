@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 #include "Zin/Turn.h"
 #include "router/EffectOf.h"
 #include "router/TestOperations.h"

@@ -5,6 +5,7 @@
 
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Zin/Turn.h"
 #include "router/repair/TestRouter.h"
 

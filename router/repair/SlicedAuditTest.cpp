@@ -1,4 +1,3 @@
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -6,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "router/repair/TestSupervisor.h"
 
 namespace Routing {

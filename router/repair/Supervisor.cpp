@@ -1,12 +1,12 @@
 #include "router/repair/Supervisor.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 #include "Zin/Turn.h"
 #include "router/repair/Rebuild.h"
 

@@ -1,4 +1,3 @@
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <utility>
 
 #include "TestKit/TraceRecorder.h"
+#include "Zin/Format.h"
 #include "router/repair/TestSupervisor.h"
 
 namespace Routing {

@@ -13,6 +13,7 @@
 #include <string>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "Zin/Turn.h"
 #include "router/OperationError.h"
 #include "router/repair/Rebuild.h"

@@ -8,15 +8,15 @@
 // A failed assertion throws.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Pell/Assertion.h"
+#include "Zin/Format.h"
 #include "router/Router.h"
 
 namespace Routing {

@@ -1,8 +1,6 @@
 // For tests: a router with a supervisor, on a clock that the test moves, and observers that meddle.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <functional>
 #include <memory>
@@ -10,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "router/repair/Supervisor.h"
 #include "router/repair/TestRouter.h"
 

@@ -1,6 +1,5 @@
 #include "router/repair/Timeline.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +7,7 @@
 #include <utility>
 
 #include "Velk/TimerTask.h"
+#include "Zin/Format.h"
 #include "router/repair/TestSupervisor.h"
 
 namespace Routing {

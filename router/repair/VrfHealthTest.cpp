@@ -1,6 +1,5 @@
 #include "router/repair/VrfHealth.h"
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "Velk/TaskScheduler.h"
+#include "Zin/Format.h"
 
 namespace Routing {
 namespace {

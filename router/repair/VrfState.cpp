@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "IpLib/IntfAddrVrfTableSm/Place.h"
 #include "router/repair/Succession.h"
 

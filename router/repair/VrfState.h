@@ -30,6 +30,7 @@
 #include <utility>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupBacklog.h"
 #include "router/Router.h"
 #include "router/Steps.h"
 #include "router/repair/RecordedOperation.h"

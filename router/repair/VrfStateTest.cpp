@@ -5,6 +5,7 @@
 
 #include <random>
 
+#include "Zin/Format.h"
 #include "router/EffectOf.h"
 #include "router/OperationError.h"
 #include "router/TestOperations.h"

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "Trial.h"
+#include "Zin/Format.h"
 
 namespace Simulated {
 namespace {

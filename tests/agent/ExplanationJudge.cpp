@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "intfaddr/answer/Answers.h"
 
 namespace Simulated {

@@ -1,11 +1,10 @@
 #include "History.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <initializer_list>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/fake/RandomOperations.h"
 #include "random/Random.h"
 

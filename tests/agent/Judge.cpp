@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "Zin/Format.h"
+
 namespace Simulated {
 namespace {
 

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "ExplanationJudge.h"
+#include "Zin/Format.h"
 #include "feeds/scenario/Output.h"
 #include "feeds/scenario/Replayer.h"
 #include "feeds/scenario/Snapshot.h"

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "Trial.h"
+#include "Zin/Format.h"
 #include "random/Numbers.h"
 
 namespace Simulated {

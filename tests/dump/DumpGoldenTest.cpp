@@ -6,7 +6,6 @@
 //
 // An entity is displayed by its serial number, which counts all entities of the process; here they
 // are numbered in the order in which a file mentions them.
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -17,10 +16,14 @@
 #include <memory>
 #include <string>
 
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTableSm.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
+#include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Velk/Advance.h"
 #include "Velk/YieldPolicy.h"
+#include "Zin/Format.h"
 #include "router/Inputs.h"
 
 namespace {

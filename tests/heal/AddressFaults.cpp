@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+
 namespace Healing {
 namespace {
 

@@ -1,12 +1,12 @@
 // What is wrong with a router: each of one kind, and a text that names what it is wrong with.
 #pragma once
 
-#include <fmt/format.h>
-
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "Zin/Format.h"
 
 namespace Healing {
 

@@ -4,6 +4,8 @@
 
 #include "AddressFaults.h"
 #include "IndexFaults.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 
 namespace Healing {
 namespace {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "TableView.h"
 #include "Trial.h"
 

@@ -1,9 +1,8 @@
 #include "Operation.h"
 
-#include <fmt/format.h>
-
 #include <optional>
 
+#include "Zin/Format.h"
 #include "feeds/scenario/OperationWriter.h"
 #include "router/EffectOf.h"
 

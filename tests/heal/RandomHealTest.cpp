@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "Trial.h"
+#include "Zin/Format.h"
 #include "random/Numbers.h"
 
 namespace Healing {

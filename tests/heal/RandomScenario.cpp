@@ -1,7 +1,5 @@
 #include "RandomScenario.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -9,6 +7,7 @@
 
 #include "Book.h"
 #include "Profile.h"
+#include "Zin/Format.h"
 #include "random/Random.h"
 
 namespace Healing {

@@ -1,11 +1,10 @@
 #include "ChangeList.h"
 
-#include <fmt/format.h>
-
 #include <array>
 #include <optional>
 #include <utility>
 
+#include "Zin/Format.h"
 #include "random/Random.h"
 #include "random/StatusChange.h"
 

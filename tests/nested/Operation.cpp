@@ -1,11 +1,10 @@
 #include "Operation.h"
 
-#include <fmt/format.h>
-
 #include <string_view>
 #include <vector>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 #include "random/StatusChange.h"
 
 namespace Nested {

@@ -4,7 +4,6 @@
 //
 // NESTED_LISTS in the environment says how many runs, NESTED_SEED from which seed.
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "Stage.h"
+#include "Zin/Format.h"
 #include "random/Numbers.h"
 
 namespace Nested {

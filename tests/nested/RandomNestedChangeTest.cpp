@@ -3,13 +3,13 @@
 //
 // NESTED_LISTS in the environment says how many lists, NESTED_SEED from which seed.
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <iostream>
 #include <string>
 
 #include "Trial.h"
+#include "Zin/Format.h"
 #include "random/Numbers.h"
 
 namespace Nested {

@@ -1,10 +1,10 @@
 #include "Tables.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <string_view>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 #include "random/StatusChange.h"
 
 namespace Nested {

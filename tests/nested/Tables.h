@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSmTypes/IntfCleanupKey.h"
 #include "Velk/TaskScheduler.h"
 #include "router/Router.h"
 

@@ -1,10 +1,9 @@
 #include "Trial.h"
 
-#include <fmt/format.h>
-
 #include <utility>
 
 #include "Stage.h"
+#include "Zin/Format.h"
 
 namespace Nested {
 namespace {

@@ -1,10 +1,9 @@
 #include "PlainRules.h"
 
-#include <fmt/format.h>
-
 #include <functional>
 
 #include "StatusChange.h"
+#include "Zin/Format.h"
 
 namespace RandomStatus {
 namespace {

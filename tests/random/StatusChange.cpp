@@ -1,12 +1,11 @@
 #include "StatusChange.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <ostream>
 #include <string>
 
 #include "Velk/Advance.h"
+#include "Zin/Format.h"
 #include "router/OperationError.h"
 
 namespace RandomStatus {

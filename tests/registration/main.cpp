@@ -1,13 +1,12 @@
 // A program that uses the manager alone, and is linked with what that takes of the library's
 // archives. Everything is registered all the same: each module that a module builds on, and each
 // type of theirs that can be asked for by name.
-#include <fmt/format.h>
-
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
+#include "Zin/Format.h"
 #include "Zin/Registry.h"
 
 namespace {

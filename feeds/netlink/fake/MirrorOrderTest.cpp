@@ -11,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/Dump.h"
 #include "feeds/netlink/Mirror.h"
 #include "feeds/netlink/fake/RandomOperations.h"

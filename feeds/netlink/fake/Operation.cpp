@@ -1,9 +1,9 @@
 #include "feeds/netlink/fake/Operation.h"
 
-#include <fmt/format.h>
-
 #include <cerrno>
 #include <string_view>
+
+#include "Zin/Format.h"
 
 namespace Netlink::Fake {
 

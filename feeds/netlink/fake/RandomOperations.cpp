@@ -1,9 +1,9 @@
 #include "feeds/netlink/fake/RandomOperations.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
+
+#include "Zin/Format.h"
 
 namespace Netlink::Fake {
 

@@ -5,7 +5,6 @@
 // links that appear and go. A link's carrier and operational state come when the kernel gets around
 // to it, so they are left out, and a link message that tells nothing new then is, too.
 
-#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,6 +18,7 @@
 #include <system_error>
 #include <vector>
 
+#include "Zin/Format.h"
 #include "feeds/netlink/fake/MessageText.h"
 #include "feeds/netlink/fake/RandomOperations.h"
 #include "feeds/netlink/fake/RealKernel.h"

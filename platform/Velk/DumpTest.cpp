@@ -1,4 +1,4 @@
-#include "Velk/DumpContext.h"
+#include "Velk/Dump.h"
 
 #include <gtest/gtest.h>
 
@@ -32,26 +32,26 @@ struct List {
     std::vector<int> numbers;
 };
 
-TEST(DumpContext, IndentsALineByThatManyBlanks) {
+TEST(Dump, IndentsALineByThatManyBlanks) {
     EXPECT_EQ(line(0), "1 of two\n");
     EXPECT_EQ(line(1), " 1 of two\n");
     EXPECT_EQ(line(2), "  1 of two\n");
 }
 
-TEST(DumpContext, TakesAnIndentationBeyondItsRangeForANegativeOne) {
+TEST(Dump, TakesAnIndentationBeyondItsRangeForANegativeOne) {
     EXPECT_EQ(line(maxIndent - 1), "  1 of two\n");
     EXPECT_EQ(line(maxIndent), " 1 of two\n");
     EXPECT_EQ(line(maxIndent - 1 + 2), "1 of two\n");
 }
 
-TEST(DumpContext, PrintsAListInFullWhereItIsNotTooLong) {
+TEST(Dump, PrintsAListInFullWhereItIsNotTooLong) {
     auto const context = textDumpContextFactory(false, 3);
     List(3).dump(context, 0);
     EXPECT_EQ(context->text(), "1\n2\n3\n");
     EXPECT_FALSE(context->truncated());
 }
 
-TEST(DumpContext, PrintsTheBeginningOfALongListBetweenTwoNotices) {
+TEST(Dump, PrintsTheBeginningOfALongListBetweenTwoNotices) {
     auto const context = textDumpContextFactory(false, 2);
     List(3).dump(context, 2);
     EXPECT_EQ(
@@ -64,7 +64,7 @@ TEST(DumpContext, PrintsTheBeginningOfALongListBetweenTwoNotices) {
     EXPECT_TRUE(context->truncated());
 }
 
-TEST(DumpContext, PrintsOnlyTheNoticesWhereNoEntriesAreWanted) {
+TEST(Dump, PrintsOnlyTheNoticesWhereNoEntriesAreWanted) {
     auto const context = textDumpContextFactory(false, 0);
     List(1).dump(context, 0);
     EXPECT_EQ(context->text(),
@@ -73,28 +73,28 @@ TEST(DumpContext, PrintsOnlyTheNoticesWhereNoEntriesAreWanted) {
               "-- This list has been truncated, use verbose option to display all 1 entries --\n");
 }
 
-TEST(DumpContext, PrintsAnyListInFullWhereItIsVerbose) {
+TEST(Dump, PrintsAnyListInFullWhereItIsVerbose) {
     auto const context = textDumpContextFactory(true, 1);
     List(3).dump(context, 0);
     EXPECT_EQ(context->text(), "1\n2\n3\n");
     EXPECT_FALSE(context->truncated());
 }
 
-TEST(DumpContext, RemembersThatAnEarlierListWasCut) {
+TEST(Dump, RemembersThatAnEarlierListWasCut) {
     auto const context = textDumpContextFactory(false, 1);
     List(2).dump(context, 0);
     List(1).dump(context, 0);
     EXPECT_TRUE(context->truncated());
 }
 
-TEST(DumpContext, IsStandardOutputInFullWhereThereIsNone) {
+TEST(Dump, IsStandardOutputInFullWhereThereIsNone) {
     testing::internal::CaptureStdout();
     List(3).dump(nullptr, 1);
     dumpText(nullptr, "end\n");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), " 1\n 2\n 3\nend\n");
 }
 
-TEST(DumpContext, IsWhatAMachineWritesItsStateTo) {
+TEST(Dump, IsWhatAMachineWritesItsStateTo) {
     class Machine final : public BaseOutputSm {
     public:
         void dumpState(Zin::Ptr<DumpContext const> const& context,
@@ -108,7 +108,7 @@ TEST(DumpContext, IsWhatAMachineWritesItsStateTo) {
     EXPECT_EQ(context->text(), "   idle\n");
 }
 
-TEST(DumpContext, StaysEmptyWhereAMachineHasNothingToShow) {
+TEST(Dump, StaysEmptyWhereAMachineHasNothingToShow) {
     class Machine final : public BaseOutputSm {};
     auto const context = textDumpContextFactory(false, 1);
     Zin::make<Machine>()->dumpState(context, 3);
