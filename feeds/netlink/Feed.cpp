@@ -201,8 +201,13 @@ std::optional<Feed::Refusal> Feed::refusal(NamedNamespace const& named) const {
             return Refusal{fmt::format("it is {} under another name", space.named->name), true};
         }
     }
-    auto const bad = badVrfName(vrf);
-    return bad ? std::optional(Refusal{*bad}) : std::nullopt;
+    if (auto const bad = badVrfName(vrf)) {
+        return Refusal{*bad};
+    }
+    if (isStarted_ && !options_.followsNew) {
+        return Refusal{"it came after the start, and is not followed: namespaces are fixed"};
+    }
+    return std::nullopt;
 }
 
 // What is in the own namespace may be the VRF too, as a device.

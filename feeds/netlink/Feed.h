@@ -42,6 +42,9 @@ public:
         std::optional<L3::VrfName> only{};
         // Whether namespaces that come and go are of interest.
         bool watches = true;
+        // Whether those that come after the first publication are followed, which takes the right
+        // to enter them; else they are left out.
+        bool followsNew = true;
         // Called with all that is new, as it comes, and not with what dumps show. May be empty.
         Told told{};
     };

@@ -23,6 +23,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::Optional;
 using testing::Pair;
 
 struct FeedTest : testing::Test {
@@ -195,6 +196,32 @@ TEST_F(FeedTest, ANamespaceThatGoesIsWithdrawnAtOnceAndNotKeptAlive) {
                 ElementsAre("IpPrimaryIs red lo 0.0.0.0/0", "IpIntfDel red lo", "Ip6IntfDel red lo",
                             "KernelDel red lo", "Ip6VrfDel red", "IpVrfDel red", "TableDel red"));
     EXPECT_THAT(kernel.namespaces(), ElementsAre(own));
+}
+
+TEST_F(FeedTest, WhereNamespacesAreFixedThoseThatComeLaterAreLeftOutAndSaidOnce) {
+    auto const red = kernel.makeNamespace("ns-red");
+    start({.followsNew = false});
+    runTo(1.0);
+    EXPECT_THAT(all(), Contains("TableAdd red"));
+    kernel.makeNamespace("ns-blue");
+    add(red, 1, "10.0.0.1/32");
+    runTo(2.0);
+    kernel.makeNamespace("ns-green");
+    runTo(3.0);
+
+    EXPECT_THAT(notices,
+                ElementsAre("namespace 'ns-blue' is left out: it came after the start, and is not "
+                            "followed: namespaces are fixed",
+                            HasSubstr("'ns-green' is left out")));
+    EXPECT_THAT(feed->unreadable("blue"), Optional(HasSubstr("namespaces are fixed")));
+    EXPECT_THAT(all(),
+                AllOf(Contains(HasSubstr("red lo 10.0.0.1/32")), Not(Contains(HasSubstr("blue")))));
+    // One that is made again is another one.
+    kernel.removeName("ns-red");
+    runTo(4.0);
+    kernel.makeNamespace("ns-red");
+    runTo(5.0);
+    EXPECT_THAT(all(), AllOf(Contains("TableDel red"), Not(Contains("TableAdd red"))));
 }
 
 std::string text(L3::VrfName const& vrf, Nimb::IntfId const& intf, Change const& change) {
