@@ -23,7 +23,9 @@
 #include "intfaddr/agent/Identity.h"
 #include "intfaddr/agent/Instance.h"
 #include "intfaddr/agent/OutputQueue.h"
+#include "intfaddr/agent/Privileges.h"
 #include "intfaddr/agent/RingFile.h"
+#include "intfaddr/agent/ServiceManager.h"
 #include "intfaddr/agent/TroubleDir.h"
 #include "intfaddr/answer/Answers.h"
 #include "intfaddr/answer/Dumps.h"
@@ -152,6 +154,7 @@ Agent::Options agentOptions(Config const& config) {
     Agent::Options made;
     made.feed.follower = {.receiveBuffer = config.receiveBuffer, .coalesce = coalesceOf(config)};
     made.feed.policy = config.policy;
+    made.feed.followsNew = !config.fixedNamespaces;
     made.config.yieldEvery = config.yieldEvery;
     return made;
 }
@@ -231,6 +234,8 @@ public:
         configure();
         loop_.onSignals({SIGTERM, SIGINT, SIGUSR1, SIGHUP},
                         [this](int signal) { handleSignal(signal); });
+        // What else takes a right has been made.
+        keepPrivileges(Privileges::toFollowNamespaces);
     }
 
     ~Running() { printer_ = nullptr; }
@@ -242,9 +247,11 @@ public:
             remember();
             recordings_.step(loop_.now());
             tell();
+            manager_.run(loop_.now());
             longestStall_ = std::max(longestStall_, loop_.now() - began);
             loop_.wait(nextTurn());
         }
+        manager_.stopping();
         Tremlog::record<"agent ends">();
         Tremlog::ring.measure();
         recordings_.end();
@@ -322,18 +329,30 @@ private:
         if (agent_.feed().isStarted() && !std::exchange(remembers_, true)) {
             Tremlog::record<"every namespace has been read">();
             history_.begin();
+            if (config().fixedNamespaces) {
+                keepPrivileges(Privileges::none);
+            }
+            auto const path = socketPath(config().runDir.value_or(runDirectory()));
+            manager_.ready(printable("Answers at " + path));
         }
         history_.catchUp();
+    }
+
+    void reload() {
+        manager_.reloading();
+        auto const lines = configuration_.reload();
+        for (auto const& line : lines) {
+            notice(line);
+        }
+        configure();
+        manager_.reloaded(printable(lines.back()));
     }
 
     void handleSignal(int signal) {
         if (signal == SIGUSR1) {
             isAsked_ = true;
         } else if (signal == SIGHUP) {
-            for (auto const& line : configuration_.reload()) {
-                notice(line);
-            }
-            configure();
+            reload();
         } else {
             ends_ = true;
         }
@@ -358,8 +377,9 @@ private:
     }
 
     Zin::Seconds nextTurn() const {
-        return snapshot_ || isAsked_ ? loop_.now()
-                                     : std::min(agent_.nextExpiry(), recordings_.nextTurn());
+        return snapshot_ || isAsked_
+                   ? loop_.now()
+                   : std::min({agent_.nextExpiry(), recordings_.nextTurn(), manager_.nextTurn()});
     }
 
     void notice(std::string const& line) { err_.put("intfaddr: " + printable(line)); }
@@ -385,6 +405,7 @@ private:
     Configuration configuration_;
     Instance const instance_;
     std::string const identity_ = startIdentity();
+    ServiceManager manager_;
     EventLoop loop_;
     Outlet out_;
     Outlet err_;

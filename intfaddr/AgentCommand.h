@@ -3,7 +3,9 @@
 // What is told of goes to the standard output and error, neither of which holds it up: who does not
 // read loses lines, and is told how many.
 //
-// It answers questions at a socket in its run directory (Answers.h).
+// It answers questions at a socket in its run directory (Answers.h), and tells the service manager
+// that has started it how it fares (ServiceManager.h). Of what it may do as root it keeps what
+// following network namespaces takes (Privileges.h).
 //
 //   SIGUSR1           prints the JSON of `show --json`
 //   SIGHUP            has it read its configuration file again (Configuration.h)

@@ -181,6 +181,9 @@ void addAgent(CLI::App& app, AgentOptions& options) {
         ->type_name("BYTES")
         ->check(CLI::Range(Limits::least, Limits::mostReceiveBuffer));
     addLeaveOut(*command, config.policy);
+    command->add_flag("--fixed-namespaces", config.fixedNamespaces,
+                      "Follow only the network namespaces that are there at the start, and keep\n"
+                      "no right to enter another one");
     command->footer(
         "What is a VRF is what `intfaddr show` shows. Needs root for other namespaces than its "
         "own.\n"

@@ -78,6 +78,8 @@ void moveRingTo(std::string const& path, std::string const& identity) {
     if (!file) {
         throw ringFailure(path, "cannot be made", errno);
     }
+    // For the group, which may ask the agent too, also where its other files are its own.
+    ::fchmod(file.number(), 0640);
     void* memory = MAP_FAILED;
     int error = ::posix_fallocate(file.number(), 0, sizeof(Image));
     if (error == 0) {

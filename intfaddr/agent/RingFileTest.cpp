@@ -1,6 +1,7 @@
 #include "intfaddr/agent/RingFile.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -52,6 +53,16 @@ TEST(RingFile, OutlivesItsProcess) {
     die(folder / "ring", [] { Tremlog::record<"{} of {}">("one", 2); });
     EXPECT_THAT(messages(folder / "ring"), ElementsAre("one of 2"));
     EXPECT_EQ(readRing(folder / "ring").identity, "me");
+}
+
+TEST(RingFile, IsForTheGroupWhateverTheMask) {
+    TestFolder folder;
+    auto const before = ::umask(0077);
+    die(folder / "ring", [] {});
+    ::umask(before);
+    struct stat file {};
+    EXPECT_EQ(::stat((folder / "ring").c_str(), &file), 0);
+    EXPECT_EQ(file.st_mode & 0777U, 0640U);
 }
 
 TEST(RingFile, KeepsTheLastThree) {

@@ -34,6 +34,8 @@ struct Config {
     std::uint32_t yieldEvery = 1000;
     std::uint64_t receiveBuffer = std::uint64_t{16} * 1024 * 1024;  // bytes
     Netlink::Policy policy{};
+    // Give up the right to enter network namespaces once those that are there have been read.
+    bool fixedNamespaces = false;
 
     // Of the file alone.
     //

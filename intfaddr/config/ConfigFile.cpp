@@ -237,6 +237,7 @@ std::vector<Key> const& keys() {
         keyOf(
             "no-unnumbered", atStart, [](auto& c) -> auto& { return c.policy.borrows; },
             [](Place const& place) { return !toBool(place); }),
+        keyOf("fixed-namespaces", atStart, &Config::fixedNamespaces, toBool),
         keyOf("changers", live, &Config::changers, toUsers),
         keyOf("keep-virtual", live, &Config::keepVirtual, toBool),
         keyOf("state-dir", live, &Config::stateDir, toPath),

@@ -45,6 +45,7 @@ yield-every = 1
 receive-buffer = 1073741824
 leave-out = ["e*", "f?"]
 no-unnumbered = true
+fixed-namespaces = true
 changers = ["root", 7]
 keep-virtual = true
 state-dir = "/d"
@@ -65,6 +66,7 @@ default = ["10.0.0.1", "::1"]
                       .yieldEvery = 1,
                       .receiveBuffer = 1073741824,
                       .policy = {.leftOut = {"e*", "f?"}, .borrows = false},
+                      .fixedNamespaces = true,
                       .changers = {0, 7},
                       .virtualAddresses = {{"default", Nimb::IpGenAddr("10.0.0.1")},
                                            {"default", Nimb::IpGenAddr("::1")},
@@ -194,7 +196,7 @@ TEST(ConfigFile, OfTheExampleHasEveryKey) {
             name[1] == "virtual" ? "\n[virtual]\n" : "\n# " + name.str(1) + " = ";
         EXPECT_THAT(example, HasSubstr(begin));
     }
-    EXPECT_EQ(keys, 16);
+    EXPECT_EQ(keys, 17);
 }
 
 }  // namespace
