@@ -4,12 +4,16 @@ import collections
 import json
 import os
 import queue
+import shlex
 import signal
 import subprocess
 import threading
 import time
 
 from live.shown import by_vrf
+
+# What the agents of a test are started by, if anything: words of a command line.
+WRAPPER = shlex.split(os.environ.get("INTFADDR_AGENT_WRAPPER", ""))
 
 Row = collections.namedtuple("Row", "vrf key intf subnet")
 Snapshot = collections.namedtuple("Snapshot", "vrfs replica")
@@ -58,8 +62,8 @@ def end(process, readers):
 
 
 class Agent:
-    def __init__(self, program, *arguments, events=True, read=True, **options):
-        command = [program, "agent", *(["--events"] if events else []), *arguments]
+    def __init__(self, program, *arguments, events=True, read=True, wrapper=WRAPPER, **options):
+        command = [*wrapper, program, "agent", *(["--events"] if events else []), *arguments]
         self.began = time.monotonic()
         self.process = subprocess.Popen(
             command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,

@@ -35,8 +35,8 @@ class AgentCase(unittest.TestCase):
     def path(self, name):
         return os.path.join(self.folder, name)
 
-    def start(self, *arguments, **options):
-        agent = Agent(PROGRAM, *arguments, **options)
+    def start(self, *arguments, program=PROGRAM, **options):
+        agent = Agent(program, *arguments, **options)
         self.addCleanup(agent.close)
         return agent
 
