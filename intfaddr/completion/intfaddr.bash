@@ -75,8 +75,8 @@ _intfaddr() {
             ;;
     esac
     mapfile -t COMPREPLY < <(_intfaddr_beginning "$word" <<< "$choices")
-    # A file stands where the help says so, and behind options that take one.
-    if grep -q '^  FILE' <<< "$help" || grep -qF -- "  $before FILE" <<< "$help"; then
+    # A file stands where the help says so, and behind what takes one.
+    if grep -q '^  FILE' <<< "$help" || grep -qF -- " $before FILE" <<< "$help"; then
         mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$word")
     fi
 }
