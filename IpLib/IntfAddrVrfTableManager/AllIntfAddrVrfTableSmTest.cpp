@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
-#include "IpLib/IntfAddrVrfTableTypes/TestRecorders.h"
+#include "IpLib/IntfAddrVrfTableTestKit/TableRecorder.h"
 #include "TestKit/TraceRecorder.h"
 #include "Zin/Format.h"
 

@@ -23,7 +23,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using TestKit::expectConsistent;
 using TestKit::ManagerFixture;
-using TestKit::textsOf;
+using TestKit::rowsOf;
 
 constexpr IntfAddrVrfTableSmConfig delayed;
 constexpr IntfAddrVrfTableSmConfig atOnce{.intfCleanupDelay = 0.0, .deferredIntfAddDelay = 0.0};

@@ -291,7 +291,7 @@ Texts rowsAfter(bool isWithin, Zin::Seconds delay,
         act(fixture, table);
     }
     EXPECT_EQ(fixture.uses("red"), fixture.table("red") ? 1u : 0u);
-    return TestKit::textsOf(*table);
+    return TestKit::rowsOf(*table);
 }
 
 TEST(IntfAddrVrfTableManager, AMachineThatIsMadeInVainTakesNothingOfItsSuccessorAlong) {

@@ -12,7 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -23,22 +22,13 @@
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"
 #include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "IpLib/IntfAddrVrfTableTestKit/TableRows.h"
 #include "TestKit/VirtualTime.h"
 #include "Zin/Format.h"
 
 namespace TestKit {
 
 using Texts = std::vector<std::string>;
-
-inline Texts textsOf(IpLib::IntfAddrVrfTable const& table) {
-    Texts texts;
-    for (auto const& row : table.intfAddrEntry()) {
-        texts.push_back(fmt::format("{}/{} {}", row.key.key.addr, row.key.subnet.prefixLength(),
-                                    row.key.intfId));
-    }
-    std::sort(texts.begin(), texts.end());
-    return texts;
-}
 
 // The index by address holds the rows that the table holds.
 inline void expectConsistent(IpLib::IntfAddrVrfTable const& table) {
@@ -101,8 +91,7 @@ public:
     Zin::Ptr<IpLib::IntfAddrVrfTableSm> sm(L3::VrfName const& vrf) const {
         return manager->intfAddrVrfTableSmManager()->intfAddrVrfTableSm(vrf);
     }
-    // "10.0.0.1/24 Ethernet1" for a row, in alphabetical order.
-    Texts rows(L3::VrfName const& vrf) const { return textsOf(*table(vrf)); }
+    Texts rows(L3::VrfName const& vrf) const { return rowsOf(*table(vrf)); }
     // How often the factory uses the VRF's kernel interface directory.
     std::uint32_t uses(L3::VrfName const& vrf) const {
         return helper->uses(vrf, "IpLib::IntfAddrVrfTableSmFactory");

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "IpLib/IntfAddrVrfTableTypes/TestRecorders.h"
+#include "IpLib/IntfAddrVrfTableTestKit/TableRecorder.h"
 #include "Pell/Assertion.h"
 
 namespace IpLib::IntfAddrVrfTableImpl {

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
-#include "IpLib/IntfAddrVrfTableTypes/TestRecorders.h"
+#include "IpLib/IntfAddrVrfTableTestKit/TableRecorder.h"
 #include "Pell/Assertion.h"
 #include "TestKit/TraceRecorder.h"
 #include "TestKit/VirtualTime.h"

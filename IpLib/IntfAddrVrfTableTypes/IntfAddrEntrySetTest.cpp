@@ -5,7 +5,7 @@
 #include <map>
 #include <vector>
 
-#include "IpLib/IntfAddrVrfTableTypes/TestRecorders.h"
+#include "IpLib/IntfAddrVrfTableTestKit/TableRecorder.h"
 #include "IpLib/IntfAddrVrfTableTypes/TestValues.h"
 #include "Zin/Format.h"
 

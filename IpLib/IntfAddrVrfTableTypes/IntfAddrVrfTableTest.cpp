@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "IpLib/IntfAddrVrfTableTypes/TestRecorders.h"
+#include "IpLib/IntfAddrVrfTableTestKit/TableRecorder.h"
 #include "IpLib/IntfAddrVrfTableTypes/TestValues.h"
 #include "Zin/Format.h"
 

@@ -1,4 +1,5 @@
-// The recorders of the address table and of its subnet sets, for tests of whoever writes them.
+// The recorders of the address table and of its subnet sets, for tests of whoever writes or follows
+// them.
 #pragma once
 
 #include "IpLib/IntfAddrVrfTableTypes/IntfAddrVrfTable.h"
