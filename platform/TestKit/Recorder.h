@@ -22,11 +22,14 @@
 
 namespace TestKit {
 
+// In the order in which they were told.
 using Events = std::vector<std::string>;
 
+// Writes down what an entity of type N tells.
 template <class N>
 class Recorder;
 
+// What all recorders have in common.
 template <class N>
 class RecorderOf : public N::Notifiee {
 public:
@@ -36,6 +39,8 @@ public:
     }
 
 protected:
+    // For the recorder of a type: the value of an attribute, or the key of a member and whether it
+    // is there.
     template <class Value>
     void record(std::string_view attribute, Value const& value) {
         events_.push_back(fmt::format("{} {}", attribute, value));

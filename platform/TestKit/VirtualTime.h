@@ -15,7 +15,9 @@ public:
     // with 0 none is.
     explicit VirtualTime(std::uint32_t yieldEvery = 0);
 
+    // Seconds since the clock was made.
     Zin::Seconds now() const { return clock_->now(); }
+    // For those that are given a clock and a scheduler, and do not move it themselves.
     Zin::Ptr<Zin::Clock const> clock() const { return clock_; }
     Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
 
