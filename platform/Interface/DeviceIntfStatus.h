@@ -13,6 +13,7 @@ namespace Interface {
 
 class DeviceIntfStatus final : public Zin::Entity {
 public:
+    // Each is what the query of its name returns.
     DeviceIntfStatus(Nimb::IntfId intfId, std::string deviceName, std::uint32_t ifIndex,
                      OperStatus operStatus, bool active);
 

@@ -19,6 +19,7 @@ public:
     VrfName(std::string const& name) : StringValue(name) {}
     VrfName(char const* name) : StringValue(name) {}
 
+    // Whether it is "default", the VRF of the default namespace.
     bool isDefault() const { return bytes() == "default"; }
 
     // The VRF's namespace. Throws RangeError if the name is too long to make the name of one.

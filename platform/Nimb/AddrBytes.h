@@ -9,6 +9,7 @@
 
 namespace Nimb {
 
+// In network order.
 using Ip4Bytes = std::array<std::uint8_t, 4>;
 using Ip6Bytes = std::array<std::uint8_t, 16>;
 

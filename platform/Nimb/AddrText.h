@@ -18,8 +18,10 @@ namespace Nimb {
 // A text that is short enough to be kept on the stack.
 class AddrText {
 public:
+    // Valid for as long as this lives and is not appended to.
     operator std::string_view() const { return {bytes_.data(), size_}; }
 
+    // Each appends; there is room for an IPv6 address and its prefix length.
     AddrText& operator<<(char c);
     AddrText& operator<<(std::string_view text);
     AddrText& operator<<(Ip4Bytes const& address);
@@ -39,8 +41,10 @@ class AddrReader {
 public:
     explicit AddrReader(std::string_view text) : text_(text) {}
 
+    // By its first colon; the rest of it may be malformed all the same.
     bool isIp6() const { return text_.find(':') != std::string_view::npos; }
 
+    // Dotted decimal without leading zeros; IPv6 as RFC 4291 section 2.2 has it.
     Ip4Bytes ip4();
     Ip6Bytes ip6();
     // "/" and a prefix length of at most `maxLength`.

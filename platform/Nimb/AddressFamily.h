@@ -14,6 +14,7 @@ namespace Nimb {
 // In the order in which families sort.
 enum class AddressFamily : std::uint8_t { unset = 0, ipv4 = 1, ipv6 = 2 };
 
+// How many bits an address of the family has; 0 for unset.
 constexpr std::uint8_t maxPrefixLength(AddressFamily family) {
     return family == AddressFamily::ipv4 ? 32 : family == AddressFamily::ipv6 ? 128 : 0;
 }

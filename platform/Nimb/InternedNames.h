@@ -33,6 +33,7 @@ namespace Nimb {
 
 class [[gnu::visibility("default")]] InternedNames {
 public:
+    // 0 is the empty name's, which nobody owns.
     using Number = std::uint32_t;
 
     // The name's number; the caller is one more of its owners. Throws std::bad_alloc,
@@ -59,12 +60,14 @@ private:
     static inline constinit std::array<Record*, maxChunks> chunks_{};
 };
 
+// A name in the table, and how many own its number.
 class InternedNames::Record {
 public:
     Record() = default;
     // Refers to a name that does not fit.
     Record(std::string_view name, std::uint32_t hash) { set(name, hash); }
 
+    // Whether the name is kept elsewhere, where it does not fit.
     bool isLong() const noexcept { return tag() == longTag; }
     std::string_view name() const noexcept {
         if (!isLong()) {

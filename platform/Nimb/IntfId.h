@@ -28,6 +28,7 @@ public:
     class Raw;
 
     constexpr IntfId() noexcept = default;
+    // Of any bytes; the name is copied where it is new. Throws std::bad_alloc.
     IntfId(std::string_view name) : number_(InternedNames::own(name)) {}
     IntfId(std::string const& name) : IntfId(std::string_view(name)) {}
     IntfId(char const* name) : IntfId(std::string_view(name)) {}
@@ -66,6 +67,7 @@ private:
     InternedNames::Number number_ = 0;
 };
 
+// The bytes of a name, which may be copied as memory is.
 class IntfId::Raw {
 public:
     // Of an IntfId that was empty.

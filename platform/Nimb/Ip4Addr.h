@@ -24,6 +24,7 @@ public:
     explicit Ip4Addr(std::string_view text);
 
     constexpr Ip4Bytes const& bytes() const { return bytes_; }
+    // As a number: 10.0.0.1 is 0x0a000001.
     constexpr std::uint32_t value() const {
         return std::uint32_t{bytes_[0]} << 24 | std::uint32_t{bytes_[1]} << 16 |
                std::uint32_t{bytes_[2]} << 8 | std::uint32_t{bytes_[3]};

@@ -15,6 +15,7 @@ public:
     NamespaceName() = default;
     explicit NamespaceName(std::string_view name) : StringValue(name, "150") {}
 
+    // Whether it is the namespace that the process runs in.
     bool isDefault() const { return empty(); }
 };
 

@@ -13,6 +13,7 @@
 
 namespace Nimb {
 
+// See above. `address` may have host bits, which count.
 inline std::uint32_t prefixHash(IpGenAddr const& address, std::uint8_t prefixLength) {
     if (address.family() == AddressFamily::unset) {
         return 0;

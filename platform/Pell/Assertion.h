@@ -43,6 +43,7 @@ namespace Detail {
                                 fmt::format_args args);
 }
 
+// What does not hold, and where; the format says why it should.
 template <class... Args>
 [[noreturn]] void fmassert(TraceHandle const& handle, std::string_view condition,
                            std::string_view function, fmt::format_string<Args...> format,

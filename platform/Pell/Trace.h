@@ -25,14 +25,16 @@ namespace Pell {
 
 // One trace as a sink sees it. The texts are borrowed for the time of the call.
 struct Trace {
-    int level;
-    std::string_view className;
-    std::string_view function;
-    std::string_view message;
+    int level;                   // from 1, the most important, to 9
+    std::string_view className;  // of who traces, without its namespace
+    std::string_view function;   // without its class
+    std::string_view message;    // formatted
 };
 
+// Where traces go.
 class Sink {
 public:
+    // Called for each trace that is enabled, by the code that traces.
     virtual void trace(Trace const& trace) = 0;
 
 protected:
@@ -57,6 +59,7 @@ template <class... Args>
 }
 }  // namespace Detail
 
+// Traces where the handle has the level, 1 to 9, enabled; else the arguments are not looked at.
 template <class... Args>
 void fmtrace(TraceHandle const& handle, int level, std::string_view function,
              fmt::format_string<Args...> format, Args&&... args) {

@@ -22,7 +22,7 @@ namespace Pell {
 // What is set, as a whole; for whoever changes it for a while and then puts it back.
 struct TraceLevels {
     std::map<std::string, int, std::less<>> ofClass;  // those that were given one of their own
-    int ofOthers = 0;
+    int ofOthers = 0;                                 // 0: none
 };
 TraceLevels traceLevels();
 void traceLevelsIs(TraceLevels levels);

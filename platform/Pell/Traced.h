@@ -53,11 +53,13 @@ protected:
     Traced() = default;
     ~Traced() = default;
 
+    // For the class's own functions; the format is a literal.
     template <int level, class... Args>
     static void trace(Detail::FormatHere<std::type_identity_t<Args>...> here, Args&&... args) {
         static_assert(1 <= level && level <= 9);
         fmtrace<Args...>(handle_, level, here.function, here.format, std::forward<Args>(args)...);
     }
+    // 3 is noteworthy, 8 is what is done, 9 is each step.
     template <class... Args>
     static void trace3(Detail::FormatHere<std::type_identity_t<Args>...> here, Args&&... args) {
         fmtrace<Args...>(handle_, 3, here.function, here.format, std::forward<Args>(args)...);
@@ -71,6 +73,7 @@ protected:
         fmtrace<Args...>(handle_, 9, here.function, here.format, std::forward<Args>(args)...);
     }
 
+    // An invariant of the class does not hold: fmassert.
     template <class... Args>
     [[noreturn]] static void fail(std::string_view condition,
                                   Detail::FormatHere<std::type_identity_t<Args>...> here,

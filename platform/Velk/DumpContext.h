@@ -22,6 +22,7 @@ public:
     bool truncated() const { return truncated_; }
     void truncatedIs(bool truncated) const { truncated_ = truncated; }
 
+    // Appends to the dump; a line ends in "\n".
     virtual void print(std::string_view text) const = 0;
 
 private:

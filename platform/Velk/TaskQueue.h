@@ -17,12 +17,14 @@ namespace Velk {
 template <class Task>
 class TaskQueue {
 public:
+    // When a task is to run. Of one time, who was armed first goes first.
     struct Entry {
-        Zin::Seconds expiry;
+        Zin::Seconds expiry;   // on the scheduler's clock
         std::uint64_t arming;  // later ones are greater
-        Task* task;
+        Task* task;            // borrowed
     };
 
+    // Whether nothing is armed.
     bool empty() const { return entries_.empty(); }
     // There must be one.
     Entry const& first() const { return entries_.front(); }

@@ -48,6 +48,7 @@ public:
     // A null clock or policy raises Zin::NullArgumentError.
     TaskScheduler(Zin::Ptr<Zin::Clock const> clock, std::unique_ptr<YieldPolicy> yieldPolicy);
 
+    // The clock's, which stands still within a turn.
     Zin::Seconds now() const { return clock_->now(); }
     Zin::Ptr<Zin::Clock const> const& clock() const { return clock_; }
 

@@ -28,11 +28,13 @@ public:
     // A task that goes is disarmed.
     ~TimerTask() override;
 
+    // What it was made with; the name is for people.
     std::string const& taskName() const { return name_; }
     Zin::Ptr<TaskScheduler> const& taskScheduler() const { return scheduler_; }
     TaskPriority taskPriority() const { return priority_; }
     void taskPriorityIs(TaskPriority priority) { priority_ = priority; }
 
+    // Whether it is armed, and whether it is in its run: both where it has armed itself again.
     bool taskScheduled() const { return queuePlace_ != 0; }
     bool taskCurrentlyRunning() const { return scheduler_->running_ == this; }
     // Whether the run in progress has had its share; false outside of runs.

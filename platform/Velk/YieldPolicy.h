@@ -11,7 +11,9 @@ namespace Velk {
 class YieldPolicy {
 public:
     virtual ~YieldPolicy() = default;
+    // A task begins to run: it has all of its share yet.
     virtual void handleRunStarts() = 0;
+    // Asked after each item of work: whether the task is to go on in its next run.
     virtual bool shouldYield() = 0;
 };
 
