@@ -19,8 +19,6 @@
 //   - What makes no sense is refused, by name, before any of it is published.
 //   - A restart is nobody's business. What stands, stands until the new publisher knows better, and
 //     differences alone are told.
-#include <fmt/format.h>
-
 #include <iostream>
 #include <map>
 #include <memory>
@@ -32,6 +30,7 @@
 #include <vector>
 
 #include "Velk/Advance.h"
+#include "Zin/Format.h"
 #include "Zin/HashKey.h"
 #include "router/Router.h"
 

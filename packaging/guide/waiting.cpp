@@ -1,9 +1,8 @@
 // An interface goes while another one waits for its subnet; the rest is done by time.
-#include <fmt/format.h>
-
 #include <memory>
 
 #include "Velk/YieldPolicy.h"
+#include "Zin/Format.h"
 #include "router/Router.h"
 
 void runLoop(Zin::Ptr<Velk::TaskScheduler> const& scheduler);
