@@ -116,18 +116,19 @@ class Life(AgentCase):
     def test_under_load_it_ends_when_told(self):
         self.flap("red", 1000)
         agent = self.start("--record", self.path("recording"))
-        self.assert_soon(lambda: len(agent.lines) > 5000)
+        self.assert_soon(lambda: len(agent.lines) > 5000, 30.0)
         self.assert_ends_well(agent)
         self.assertEqual(self.replay(self.path("recording")).returncode, 0)
 
     def test_a_restart_does_not_trip_over_one_that_was_killed_under_load(self):
         self.flap("red", 1000)
         killed = self.start("--record", self.path("recording"))
-        self.assert_soon(lambda: len(killed.lines) > 5000)
+        self.assert_soon(lambda: len(killed.lines) > 5000, 30.0)
         self.assertEqual(killed.stop(signal.SIGKILL)[0], -signal.SIGKILL)
 
+        # It may take the ten seconds that it has for a first picture.
         agent = self.start()
-        self.assert_soon(lambda: len(self.rows(agent)) >= 100)
+        self.assert_soon(lambda: len(self.rows(agent)) >= 100, 30.0)
         self.assert_ends_well(agent)
         with open(self.path("recording")) as file:
             last = len(file.read().splitlines())
