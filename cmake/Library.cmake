@@ -3,14 +3,15 @@
 #   iplib_library(NAME Router OF iplib_router iplib_repair [DEPENDS IpLib::IpLib])
 #
 # makes IpLib::<NAME>, static or shared as BUILD_SHARED_LIBS says. It brings the headers of its
-# modules, save those that are private to them, below one include folder, and needs C++20.
+# modules, save those that are private to them, below one include folder, and needs C++20. VERSION: with
+# IpLib/Version.h.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(IPLIB_INCLUDE_FOLDER ${CMAKE_INSTALL_INCLUDEDIR}/iplib)
 
 function(iplib_library)
-  cmake_parse_arguments(ARG "" "NAME" "OF;DEPENDS" ${ARGN})
+  cmake_parse_arguments(ARG "VERSION" "NAME" "OF;DEPENDS" ${ARGN})
   string(TOLOWER ${ARG_NAME} lower)
   set(target iplib_lib_${lower})
   set(visible ${PROJECT_BINARY_DIR}/visible/${lower})
@@ -35,6 +36,10 @@ function(iplib_library)
     install(FILES ${headers} DESTINATION ${IPLIB_INCLUDE_FOLDER}/${folder} COMPONENT development)
   endforeach()
 
+  if(ARG_VERSION)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/Version.h.in ${visible}/IpLib/Version.h @ONLY)
+    install(FILES ${visible}/IpLib/Version.h DESTINATION ${IPLIB_INCLUDE_FOLDER}/IpLib COMPONENT development)
+  endif()
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${visible}> $<INSTALL_INTERFACE:${IPLIB_INCLUDE_FOLDER}>)

@@ -4,10 +4,13 @@
 //   agent PLUGIN
 #include <dlfcn.h>
 
+#include "IpLib/Version.h"
 #include "Nimb/IntfId.h"
 #include "Process.h"
 #include "Zin/Format.h"
 #include "Zin/HashKey.h"
+
+static_assert(IPLIB_VERSION >= 10000);
 
 int main(int, char** argv) {
     Zin::hashKeyIs(Zin::HashKey(7));
