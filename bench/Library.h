@@ -8,6 +8,9 @@
 #include <memory>
 #include <vector>
 
+#include "Ip/Status.h"
+#include "Ip6/Status.h"
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "Zin/Errors.h"
+#include "Zin/Format.h"
 #include "Zin/Text.h"
 
 namespace Fuzz {

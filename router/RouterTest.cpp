@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "Zin/Format.h"
 #include "router/OperationError.h"
 #include "router/TestOperations.h"

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
 #include "IpLib/IntfAddrVrfTableSmTypes/FiniteDelays.h"
 
 namespace IpLib {

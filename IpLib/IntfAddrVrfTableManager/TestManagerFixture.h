@@ -18,6 +18,9 @@
 #include <string_view>
 #include <vector>
 
+#include "Ip/Status.h"
+#include "Ip6/Status.h"
+#include "IpLib/IntfAddrVrfTableManager/AllIntfAddrVrfTable.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableManager.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmFactory.h"
 #include "IpLib/IntfAddrVrfTableManager/IntfAddrVrfTableSmManager.h"

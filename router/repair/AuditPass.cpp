@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "IpLib/IntfAddrVrfTableSm/AddressPlacement.h"
+#include "IpLib/IntfAddrVrfTableSm/IntfAddrVrfTableSm.h"
+#include "Zin/Format.h"
 
 namespace Routing {
 
