@@ -18,9 +18,11 @@ namespace Routing {
 
 class [[nodiscard]] Effect {
 public:
+    // Of anything that can be called, and that does the whole effect.
     template <std::invocable F>
     Effect(F apply) : apply_(std::move(apply)) {}
 
+    // Does it. What the library throws passes (OperationError.h): the operation has been applied.
     void apply() const { apply_(); }
 
 private:

@@ -17,12 +17,14 @@ namespace Routing {
 
 class Published {
 public:
+    // Of any VRF, also one without status. `ignoresDevices` takes every device as there.
     Published(Inputs const& inputs, L3::VrfName const& vrf, bool ignoresDevices);
 
     // Null where the VRF has no such status.
     Zin::Ptr<Ip::VrfIpIntfStatus> ipStatus() const;
     Zin::Ptr<Ip6::VrfIp6IntfStatus> ip6Status() const;
 
+    // Whether the interface has its device; always where devices are ignored.
     bool hasDevice(Nimb::IntfId const& intf) const;
     // Whether the address is deprecated; nothing where it is not published with that length.
     std::optional<bool> deprecated(IpLib::IntfAddrWithMaskKey const& key) const;
@@ -30,8 +32,10 @@ public:
     // not.
     std::optional<IpLib::IntfAddrWithMaskKey> linkLocal(Nimb::IntfId const& intf,
                                                         Nimb::IpGenAddr const& addr) const;
+    // Whether it is published as a virtual address, with whatever length.
     bool hasVirtual(Nimb::IpGenAddr const& addr) const;
 
+    // Whether an address is refused that is published so.
     static bool isRefused(IpLib::IntfAddrWithMaskKey const& key, bool deprecated) {
         return deprecated && key.isV6LinkLocal();
     }
@@ -46,6 +50,7 @@ public:
     template <class Each>
     void forEach(Each const& each) const;
 
+    // Whether it publishes a primary address of its own: it is numbered, and has one.
     static bool hasPrimary(Ip::IpIntfStatus const& status) {
         return status.unnumberedIntfId().empty() &&
                status.activeAddrWithMask() != Nimb::IpAddrWithMask();

@@ -27,6 +27,7 @@ namespace Routing {
 
 // "default" first, the others in order of their names.
 struct VrfOrder {
+    // Whether `a` comes before `b`.
     bool operator()(L3::VrfName const& a, L3::VrfName const& b) const {
         return a.isDefault() != b.isDefault() ? a.isDefault() : a < b;
     }
@@ -34,13 +35,18 @@ struct VrfOrder {
 
 class Router {
 public:
+    // Without tables, and with no manager running. The policy says when a task that has much to do
+    // lets others go first. A null clock or policy raises Zin::NullArgumentError, a delay that is
+    // not finite Zin::RangeError.
     Router(IpLib::IntfAddrVrfTableSmConfig const& config, Zin::Ptr<Zin::Clock const> const& clock,
            std::unique_ptr<Velk::YieldPolicy> yieldPolicy);
     Router(Router const&) = delete;
     Router& operator=(Router const&) = delete;
 
+    // The router's own: what feeds write. Goes with it.
     Inputs& inputs() { return inputs_; }
     Inputs const& inputs() const { return inputs_; }
+    // The machines' delays and switches, for all VRFs.
     IpLib::IntfAddrVrfTableSmConfig const& config() const { return smFactory_->smConfig(); }
     Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
 

@@ -15,12 +15,13 @@ namespace Routing {
 // A row of the table. Sorts by address (IPv4 before IPv6), then ordinary before virtual, then by
 // interface.
 struct Row {
-    Nimb::IpGenAddr addr{};
-    bool virtualIp = false;
-    Nimb::IntfId intfId{};  // empty for a virtual address
-    bool deprecated = false;
+    Nimb::IpGenAddr addr{};      // the address itself
+    bool virtualIp = false;      // a virtual address
+    Nimb::IntfId intfId{};       // empty for a virtual address
+    bool deprecated = false;     // past its preferred lifetime; its subnet's set says so
     Nimb::IpGenPrefix subnet{};  // unset for a virtual address
 
+    // Of IPv6 alone; such an address is its interface's own (RFC 4007).
     bool linkLocal() const { return addr.isV6LinkLocal(); }
     // The subnet's; a virtual address stands for itself alone.
     std::uint8_t prefixLength() const {
@@ -33,22 +34,24 @@ struct Row {
 
 // What an address waits for: an address that another row has, or a subnet, on an interface.
 struct Holder {
-    Nimb::IpGenAddrWithMask addrOrSubnet;
-    Nimb::IntfId intfId;
-    bool isSubnet = false;
+    Nimb::IpGenAddrWithMask addrOrSubnet;  // a subnet has no host bits
+    Nimb::IntfId intfId;                   // that has it
+    bool isSubnet = false;                 // a subnet, not an address
 
     friend bool operator==(Holder const&, Holder const&) = default;
 };
 
+// An address that waits for its way into the table.
 struct DeferredAddr {
-    Nimb::IpGenAddrWithMask addr;
-    Nimb::IntfId intfId;
+    Nimb::IpGenAddrWithMask addr;  // as it is published
+    Nimb::IntfId intfId;           // that publishes it
     // Nothing where the way is free by now and the address waits for the next try alone.
     std::optional<Holder> holder{};
 
     friend bool operator==(DeferredAddr const&, DeferredAddr const&) = default;
 };
 
+// An entry of this table, as readers see it.
 Row rowOf(IpLib::IntfAddrVrfTable const& table, IpLib::IntfAddrEntry const& entry);
 
 // Who keeps the address out of the table; nothing where nobody does.

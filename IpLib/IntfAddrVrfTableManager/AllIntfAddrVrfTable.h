@@ -15,6 +15,7 @@ public:
         virtual void handleIntfAddrVrfTable(L3::VrfName const&) {}
     };
 
+    // The tables by VRF, in no order that may be relied on.
     auto const& intfAddrVrfTable() const { return intfAddrVrfTable_.map(); }
     // Null if there is none.
     Zin::Ptr<IntfAddrVrfTable> intfAddrVrfTable(L3::VrfName const& vrf) const {

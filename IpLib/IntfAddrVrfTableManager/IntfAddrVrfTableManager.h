@@ -35,6 +35,7 @@ class IntfAddrVrfTableSmManager;
 
 class IntfAddrVrfTableManager final : public Zin::Entity {
 public:
+    // A null argument raises Zin::NullArgumentError.
     IntfAddrVrfTableManager(Zin::Ptr<Ip::Status const> ipStatus,
                             Zin::Ptr<Ip6::Status const> ip6Status,
                             Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> smFactory,
@@ -44,6 +45,7 @@ public:
     Zin::Ptr<Ip::Status const> const& ipStatus() const { return ipStatus_; }
     Zin::Ptr<Ip6::Status const> const& ip6Status() const { return ip6Status_; }
     Zin::Ptr<IntfAddrVrfTableSmAbstractFactory> const& smFactory() const { return smFactory_; }
+    // The directory of the tables that it fills.
     Zin::Ptr<AllIntfAddrVrfTable> const& allIntfAddrVrfTable() const {
         return allIntfAddrVrfTable_;
     }

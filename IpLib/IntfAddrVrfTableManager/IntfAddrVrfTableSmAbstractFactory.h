@@ -12,6 +12,7 @@ class IntfAddrVrfTableSm;
 
 class IntfAddrVrfTableSmAbstractFactory : public Zin::Entity {
 public:
+    // A machine that fills the table; another one at each call. Whoever asks owns it.
     virtual Zin::Ptr<IntfAddrVrfTableSm> make(L3::VrfName const& vrf,
                                               Zin::Ptr<IntfAddrVrfTable> const& table) = 0;
     // Gives back what make acquired for the VRF. The machine itself is released by its owner.

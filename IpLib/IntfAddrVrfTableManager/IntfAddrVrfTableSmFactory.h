@@ -30,12 +30,15 @@ public:
 
     IntfAddrVrfTableSmConfig const& smConfig() const { return smConfig_; }
     Zin::Ptr<Velk::TaskScheduler> const& scheduler() const { return scheduler_; }
+    // Where the machines read virtual IPv4 addresses; null where it was given none.
     Zin::Ptr<VirtualIp::VirtualIpStatus const> const& virtualIpStatus() const {
         return virtualIpStatus_;
     }
+    // Where they read virtual IPv6 addresses; null where it was given none.
     Zin::Ptr<VirtualIp::VirtualIp6Status const> const& virtualIp6Status() const {
         return virtualIp6Status_;
     }
+    // Where it gets each VRF's directory of kernel interfaces.
     Zin::Ptr<Interface::KniIntfStatusHelper> const& kniIntfStatusHelper() const {
         return kniIntfStatusHelper_;
     }

@@ -22,6 +22,7 @@ namespace IpLib {
 
 class AllIntfAddrWithMask final : public Zin::Entity {
 public:
+    // The interfaces that have addresses, each with the keys of its own.
     using ByIntfId = Zin::HashMap2018<Nimb::IntfId, Zin::Ptr<IntfAddrWithMaskByIntfId>>;
 
     class Notifiee : public Zin::NotifieeOf<AllIntfAddrWithMask> {
@@ -29,6 +30,7 @@ public:
         virtual void handleAll(IntfAddrWithMaskKey const&) {}
     };
 
+    // The addresses, each a record by its key.
     auto const& all() const { return all_.map(); }
     // The default record if there is none.
     IntfAddrWithMask all(IntfAddrWithMaskKey const& key) const { return all_(key); }

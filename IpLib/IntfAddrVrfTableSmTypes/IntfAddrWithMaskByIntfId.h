@@ -14,6 +14,7 @@ namespace IpLib {
 
 class IntfAddrWithMaskByIntfId final : public Zin::Entity {
 public:
+    // The keys of the interface's addresses, of both families.
     using Keys = Zin::HashSet2018<IntfAddrWithMaskKey>;
 
     explicit IntfAddrWithMaskByIntfId(Nimb::IntfId const& intfId) : intfId_(intfId) {}

@@ -17,8 +17,8 @@
 namespace IpLib {
 
 struct IntfAddrWithMaskKey {
-    Nimb::IntfId intfId;
-    Nimb::IpGenAddrWithMask addrWithMask;
+    Nimb::IntfId intfId;                   // the interface that has the address
+    Nimb::IpGenAddrWithMask addrWithMask;  // the address, and how long its subnet's prefix is
 
     bool isV6LinkLocal() const { return addrWithMask.isV6LinkLocal(); }
 

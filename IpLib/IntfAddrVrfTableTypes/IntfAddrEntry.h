@@ -27,16 +27,21 @@ private:
 
 // Under what the collections of rows have a row: they read it there.
 struct ContentOfRow {
+    // Borrowed from the row, which must not be null.
     IntfAddrEntryContent const& operator()(Zin::Ptr<IntfAddrEntry> const& row) const {
         return row->content();
     }
 };
+// Likewise, by the key.
 struct KeyOfRow {
+    // Borrowed from the row, which must not be null.
     IntfAddrEntryKey const& operator()(Zin::Ptr<IntfAddrEntry const> const& row) const {
         return row->key();
     }
 };
+// Likewise, by the interface.
 struct IntfIdOfRow {
+    // Borrowed from the row, which must not be null.
     Nimb::IntfId const& operator()(Zin::Ptr<IntfAddrEntry const> const& row) const {
         return row->intfId();
     }

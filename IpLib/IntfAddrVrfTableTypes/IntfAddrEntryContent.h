@@ -19,9 +19,9 @@
 namespace IpLib {
 
 struct IntfAddrEntryContent {
-    IntfAddrEntryKey key;
-    Nimb::IntfId intfId;
-    Nimb::IpGenPrefix subnet;
+    IntfAddrEntryKey key;      // what the row is found by
+    Nimb::IntfId intfId;       // that carries the address; empty for a virtual one
+    Nimb::IpGenPrefix subnet;  // that the address lies in; unset for a virtual one
 
     std::uint32_t hash(std::uint32_t seed) const {
         return Zin::Hash(seed)

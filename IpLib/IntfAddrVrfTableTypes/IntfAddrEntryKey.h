@@ -21,9 +21,9 @@
 namespace IpLib {
 
 struct IntfAddrEntryKey {
-    Nimb::IntfId intfId;
-    Nimb::IpGenAddr addr;
-    bool virtualIp = false;
+    Nimb::IntfId intfId;     // empty but for IPv6 link-local addresses
+    Nimb::IpGenAddr addr;    // of either family
+    bool virtualIp = false;  // whether it is a virtual address
 
     // For IPv4 addresses and IPv6 global ones.
     static IntfAddrEntryKey makeIpKey(Nimb::IpGenAddr const& addr) { return {{}, addr, false}; }
@@ -31,6 +31,7 @@ struct IntfAddrEntryKey {
     static IntfAddrEntryKey makeLlKey(Nimb::IpGenAddr const& addr, Nimb::IntfId const& intfId) {
         return {intfId, addr, false};
     }
+    // For virtual addresses, of either family.
     static IntfAddrEntryKey makeVirtualIpKey(Nimb::IpGenAddr const& addr) {
         return {{}, addr, true};
     }

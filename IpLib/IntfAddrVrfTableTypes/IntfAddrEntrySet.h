@@ -18,6 +18,7 @@ namespace IpLib {
 
 class IntfAddrEntrySet final : public Zin::Entity {
 public:
+    // Rows are co-owned, and sorted by the keys that they have themselves.
     using RowPtr = Zin::Ptr<IntfAddrEntry const>;
     using Rows = Zin::RbTreeMap<IntfAddrEntryKey, RowPtr, KeyOfRow>;
 

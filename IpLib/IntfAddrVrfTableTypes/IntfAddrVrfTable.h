@@ -37,6 +37,7 @@ namespace IpLib {
 
 class IntfAddrVrfTable final : public Zin::Entity {
 public:
+    // The table co-owns its rows and sets; whoever asks for one may keep it.
     using RowPtr = Zin::Ptr<IntfAddrEntry const>;
     using SetPtr = Zin::Ptr<IntfAddrEntrySet>;
 

@@ -12,8 +12,8 @@
 namespace IpLib {
 
 struct IntfFamily {
-    Nimb::IntfId intfId;
-    Nimb::AddressFamily af = Nimb::AddressFamily::unset;
+    Nimb::IntfId intfId;                                  // whose family it is
+    Nimb::AddressFamily af = Nimb::AddressFamily::unset;  // unset by default, which is none
 
     std::uint32_t hash(std::uint32_t seed) const {
         return Zin::Hash(seed).mix4(intfId.hash()).mix4(static_cast<std::uint32_t>(af)).finish();

@@ -15,9 +15,11 @@ namespace IpLib {
 // How many subnets there are of each length. Never fails.
 class PrefixLengths {
 public:
+    // Whether any subnet of the family has that length; at most 32 for IPv4, 128 for IPv6.
     bool has(Nimb::AddressFamily family, std::uint8_t length) const {
         return counts_[indexOf(family, length)] > 0;
     }
+    // Counts a subnet that comes, or one that goes and had come; forgets all of them.
     void add(Nimb::IpGenPrefix const& subnet) { ++counts_[indexOf(subnet)]; }
     void remove(Nimb::IpGenPrefix const& subnet) { --counts_[indexOf(subnet)]; }
     void clear() { counts_.fill(0); }
@@ -41,9 +43,11 @@ class SubnetIndex {
     using ByOwner = Zin::GroupIndex<OwnerOf, IntfFamily, Nimb::IpGenPrefix>;
 
 public:
+    // The map that the collection keeps its members in, with what the index adds to each.
     template <class Map>
     using MapOf = typename ByOwner::template MapOf<Map>;
 
+    // The index itself, which the collection owns. Borrows the map.
     template <class Map>
     class Of : public ByOwner::template Of<Map> {
         using Base = typename ByOwner::template Of<Map>;
@@ -53,6 +57,8 @@ public:
 
         PrefixLengths const& lengths() const { return lengths_; }
 
+        // The collection's mutators call these: for a member that is in the map and new to the
+        // index, for one that is about to leave the map, and as the map is emptied.
         void add(Zin::Slot slot) {
             Base::add(slot);
             lengths_.add(this->map_.memberAt(slot).key);

@@ -15,11 +15,14 @@ namespace IpLib {
 
 class IntfAddrVrfTable;
 
+// Whether the order of two changes of these scopes matters, by what the table holds when asked.
+// Borrows the table.
 class SharesInTable {
 public:
     // Of a table that may be null: then nothing is held.
     explicit SharesInTable(IntfAddrVrfTable const* table) : table_(table) {}
 
+    // The same whichever of the two comes first.
     bool operator()(IntfAddrEntryContent const& a, IntfAddrEntryContent const& b) const;
 
 private:
@@ -28,6 +31,7 @@ private:
     IntfAddrVrfTable const* const table_;
 };
 
+// Where the order of two changes matters, the later one waits for the earlier.
 using TableChanges = Zin::ChangeQueue<IntfAddrEntryContent, SharesInTable>;
 
 }  // namespace IpLib

@@ -23,6 +23,7 @@ public:
     // Null where the VRF is not to be audited, or not any more.
     using BookOf = std::function<FaultBook*(L3::VrfName const&)>;
 
+    // Of the tables that are there now. Borrows the router.
     AuditPass(Router const& router, BookOf bookOf);
     AuditPass(AuditPass const&) = delete;
     AuditPass& operator=(AuditPass const&) = delete;

@@ -11,6 +11,7 @@
 namespace Routing {
 
 struct Fault {
+    // What is wrong.
     enum class Kind : std::uint8_t {
         unjustifiedRow,       // no status has the address
         rowWithoutDevice,     // its interface has no device

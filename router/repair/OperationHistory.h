@@ -52,6 +52,7 @@ public:
     void tasksRan() { tasksRan_ = true; }
     void record(Operation const& operation);
 
+    // What led to the present; stays as it is while more is recorded.
     Recording recording() const;
 
 private:

@@ -47,15 +47,18 @@ namespace Routing {
 
 // One rebuild.
 struct Repair {
+    // The VRF that was rebuilt.
     L3::VrfName vrf{};
     // The invariant's message, or what the audit found.
     std::string why{};
+    // When it ended and how long it took, on the scheduler's clock.
     Zin::Seconds at = 0.0;
     Zin::Seconds took = 0.0;
     // What led there.
     Recording recording{};
 };
 
+// Who is told of repairs, once each is done; borrowed by the supervisor.
 class RepairObserver {
 public:
     virtual ~RepairObserver() = default;
@@ -67,6 +70,7 @@ public:
 
 class Supervisor final : private OperationObserver, private Pell::Traced<"Supervisor"> {
 public:
+    // What may be chosen.
     struct Options {
         // How many operations are kept, at least, of those that led to a repair.
         std::size_t recordedOperations = 1000;
@@ -74,6 +78,7 @@ public:
 
     explicit Supervisor(Router& router, RepairObserver* observer = nullptr)
         : Supervisor(router, observer, Options()) {}
+    // Borrows the router, which is empty yet, and the observer, which may be null.
     Supervisor(Router& router, RepairObserver* observer, Options const& options);
     ~Supervisor() override;
     Supervisor(Supervisor const&) = delete;

@@ -12,16 +12,16 @@ namespace Routing {
 // What has gone of one collection, and what has come, in the order of the collection.
 template <class Key>
 struct Difference {
-    std::vector<Key> gone{};
-    std::vector<Key> come{};
+    std::vector<Key> gone{};  // what is not there any more, or not the same
+    std::vector<Key> come{};  // what is new, or not the same
 };
 
 // A row is the same if its content is; an index entry if its row is; a set if its interface is.
 struct TableDifference {
-    Difference<IpLib::IntfAddrEntryContent> rows{};
-    Difference<IpLib::IntfAddrEntryKey> rowsFromAddr{};
-    Difference<Nimb::IpGenPrefix> setsFromSubnet{};
-    Difference<Nimb::IntfId> linkLocalFromIntf{};
+    Difference<IpLib::IntfAddrEntryContent> rows{};      // of the rows
+    Difference<IpLib::IntfAddrEntryKey> rowsFromAddr{};  // of the index by address
+    Difference<Nimb::IpGenPrefix> setsFromSubnet{};      // of the subnets' sets
+    Difference<Nimb::IntfId> linkLocalFromIntf{};        // of the index of link-local rows
 };
 
 class TableImage {

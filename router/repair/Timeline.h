@@ -27,9 +27,12 @@ public:
     // Told the errors that the library raises out of what is done.
     using Refused = std::function<void(Zin::Error const&)>;
 
+    // From the clock's present time on. `refused` is called within what moves time, and must be
+    // there.
     Timeline(Router& router, Supervisor& supervisor, Zin::Ptr<Zin::VirtualClock> clock,
              Audits audits, Refused refused);
 
+    // The clock's time.
     Zin::Seconds now() const { return clock_->now(); }
     // When something is due next; a time that has passed where it is overdue, never where nothing
     // is.

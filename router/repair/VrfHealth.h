@@ -32,6 +32,7 @@ public:
     // not fail.
     void rebuilt(Zin::Seconds now, Zin::Seconds took, std::optional<std::string> const& failure);
 
+    // Whether a rebuild is owed.
     bool degraded() const { return owed_.has_value(); }
     // Why; not before anything has failed.
     std::string const& why() const { return why_; }
