@@ -26,10 +26,14 @@ namespace Tremlog {
 using Arguments = fmt::dynamic_format_arg_store<fmt::format_context>;
 
 struct Kind {
+    // Bytes of a name, at most.
     static constexpr std::size_t maxNameSize = 48;
 
+    // As an image of a ring names it.
     std::string_view name;
+    // Bytes of a value in a record.
     std::uint16_t size;
+    // Adds the value at `bytes` to what is printed.
     void (*push)(Arguments& arguments, std::byte const* bytes);
     Kind const* next = nullptr;  // of those listed
 };

@@ -74,6 +74,7 @@ constinit inline Descriptor descriptor = describe<format, Values...>();
 
 }  // namespace Detail
 
+// Writes one record into the ring of the process: what happened, and what it was about. Any thread.
 template <Zin::FixedString format, class... Arguments>
 void record(Arguments const&... arguments) noexcept {
     static_assert((std::is_trivially_copyable_v<Detail::Stored<Arguments>> && ...),

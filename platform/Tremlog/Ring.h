@@ -43,6 +43,7 @@ namespace Tremlog {
 
 // What every record of one kind has in common.
 struct Descriptor {
+    // As fmt has it; its placeholders are the values of a record, in their order.
     std::string_view format;
     std::span<Kind const* const> kinds = {};  // of its arguments
     // In the catalogue; 0 before the first record. Whoever holds the ring may look.
@@ -51,7 +52,9 @@ struct Descriptor {
 
 class Ring {
 public:
+    // How many records a ring keeps; a new one takes the place of the oldest.
     static constexpr std::size_t slotCount = Image::slotCount;
+    // Bytes of a record for its values.
     static constexpr std::size_t argumentSize = Slot::argumentSize;
 
     constexpr Ring() = default;
@@ -65,6 +68,7 @@ public:
     }
     std::uint64_t lost() const noexcept { return load(header().lost); }
 
+    // What it keeps, oldest first.
     std::vector<Entry> entries() const;
 
     // `store` copies the arguments to the bytes it is given. A record whose format has no place in

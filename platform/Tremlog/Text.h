@@ -13,9 +13,11 @@
 
 namespace Tremlog {
 
+// The text of at most `capacity` bytes that is left of one.
 template <std::size_t capacity>
 class CutText {
 public:
+    // The name of its kind.
     static constexpr std::string_view kind = "text";
 
     explicit CutText(std::string_view text) noexcept
@@ -36,6 +38,7 @@ private:
     std::uint8_t size_;
 };
 
+// Long enough for the names of interfaces and most others.
 using Text = CutText<31>;
 
 }  // namespace Tremlog

@@ -16,7 +16,9 @@ template <class Handler>
 struct HandlerOf;
 template <class Observer_, class... Params>
 struct HandlerOf<void (Observer_::*)(Params...)> {
+    // The class that has the handler: a Notifiee.
     using Observer = Observer_;
+    // The entity that it observes.
     using Owner = typename Observer_::Notifier;
 };
 
@@ -27,6 +29,7 @@ class Attribute {
 public:
     explicit Attribute(Owner& owner, T value = T()) : owner_(owner), value_(std::move(value)) {}
 
+    // What it is now.
     T const& operator()() const noexcept { return value_; }
 
     // Tells the observers if the value is another one. A turn; the old value goes last of all.

@@ -24,7 +24,9 @@ public:
         Turn::runInDestructor([this] { delAll(); });
     }
 
+    // All of them, by key.
     HashMap2018<Key, Ptr<T>> const& map() const { return children_; }
+    // The child under the key; null where there is none.
     Ptr<T> operator()(Key const& key) const {
         auto const* const child = children_.find(key);
         return child ? *child : nullptr;

@@ -36,7 +36,9 @@ class Teller {
 public:
     explicit Teller(Owner& owner) : owner_(owner) {}
     bool observed() const { return !owner_.notifieeList().empty(); }
+    // A pointer that keeps the owner alive.
     Ptr<Owner const> owner() const { return Ptr<Owner const>(&owner_); }
+    // Tells each observer.
     template <class Key>
     void tell(Key const& key) const {
         owner_.notifieeList().notify(owner_, Handler, key);
@@ -48,12 +50,14 @@ private:
 
 // Of a collection that nobody can observe.
 struct Untold {
+    // Nobody observes, so nobody is told.
     static bool observed() { return false; }
     static std::nullptr_t owner() { return nullptr; }
     template <class Key>
     static void tell(Key const&) {}
 };
 
+// Of a collection without an index.
 struct NoIndex {
     template <class Map>
     using MapOf = Map;
@@ -74,10 +78,12 @@ struct NoIndex {
 template <class Tell, class PlainMap, class IndexKind = NoIndex>
 class Collection {
 public:
+    // The map, the index that goes with it, and the key of a member.
     using Map = typename IndexKind::template MapOf<PlainMap>;
     using Index = typename IndexKind::template Of<Map>;
     using Key = std::remove_cvref_t<decltype(std::declval<typename Map::Member const&>().key)>;
 
+    // With what tells of changes; the map is made of the other arguments.
     template <class... MapArgs>
     explicit Collection(Tell tell, MapArgs&&... args)
         : tell_(tell), map_(std::forward<MapArgs>(args)...) {}
@@ -243,6 +249,7 @@ public:
         : HashCollection::Collection(Teller<Handler>(owner), hashSeed() ^ salt) {}
 };
 
+// A collection in the order of its keys.
 template <auto Handler, class Key, class Value, class KeyOf = void>
 class OrderedCollection : public Collection<Teller<Handler>, RbTreeMap<Key, Value, KeyOf>> {
 public:

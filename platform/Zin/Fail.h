@@ -24,6 +24,7 @@ namespace Zin {
 
 // The texts are borrowed for the time of the handler's call.
 struct AssertionFailure {
+    // Whose assertion it is, what does not hold, where that was asked, and why it should.
     std::string_view className;
     std::string_view condition;
     std::string_view function;
@@ -42,6 +43,7 @@ public:
     FaultDomain(FaultDomain const&) = delete;
     FaultDomain& operator=(FaultDomain const&) = delete;
 
+    // The name of the innermost domain of this thread; empty outside of any.
     static std::string_view innermost() noexcept { return innermost_; }
 
 private:
@@ -59,6 +61,7 @@ using AssertionHandler = void (*)(AssertionFailure const& failure);
 // Puts `handler` in the place of the present one, which is returned.
 AssertionHandler assertionHandlerIs(AssertionHandler handler) noexcept;
 
+// What a handler throws that does not end the process.
 class AssertionError : public std::logic_error {
 public:
     explicit AssertionError(AssertionFailure const& failure);

@@ -64,6 +64,7 @@ class Hash {
 public:
     explicit Hash(std::uint32_t seed) noexcept : sum_(HashImpl::start(HashImpl::key, seed)) {}
 
+    // One more field.
     Hash& mix4(std::uint32_t value) noexcept {
         if (++fields_ == HashKey::size) {
             fail({"Hash", "fields < words", "mix4",
@@ -74,6 +75,7 @@ public:
     }
     Hash& mix1(std::uint8_t value) noexcept { return mix4(value); }
 
+    // The hash of the fields so far.
     std::uint32_t finish() const noexcept { return HashImpl::finish(sum_); }
 
 private:
@@ -81,6 +83,7 @@ private:
     std::size_t fields_ = 0;
 };
 
+// The hash of a value that is kept in words.
 template <class... Words>
 std::uint32_t hashWords(std::uint32_t seed, Words... words) noexcept {
     using namespace HashImpl;

@@ -14,8 +14,10 @@
 namespace Zin {
 
 struct HashKey {
+    // Words of a key.
     static constexpr std::size_t size = 9;
 
+    // The words that this number stands for.
     explicit constexpr HashKey(std::uint64_t draw) noexcept {
         for (std::uint64_t& word : words) {
             word = next(draw);
@@ -23,6 +25,7 @@ struct HashKey {
         seed = static_cast<std::uint32_t>(next(draw) >> 32);
     }
 
+    // What hashes are keyed with, and the seed that collections mix into theirs.
     std::array<std::uint64_t, size> words{};
     std::uint32_t seed;
 

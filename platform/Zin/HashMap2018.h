@@ -38,6 +38,7 @@ namespace Zin {
 // The hasher of keys that hash themselves.
 template <class Key>
 struct KeyHash {
+    // What the hashes of keys begin with.
     std::uint32_t seed;
     std::uint32_t operator()(Key const& key) const { return key.hash(seed); }
 };
@@ -54,6 +55,7 @@ class HashMap2018 {
     using Held = HeldMember<Key, Value, KeyOf>;
 
 public:
+    // What a member is, and how a walk shows it.
     using Member = typename Held::Member;
     using Shown = typename Held::Shown;
     using ShownConst = typename Held::ShownConst;
@@ -62,12 +64,18 @@ public:
     // The same map that keeps something for an index of each member.
     template <class Kept>
     using Keeping = HashMap2018<Key, Value, Hash, KeyOf, Kept>;
+    // The value that stands under the key now.
     struct Emplaced {
+        // Valid until the member goes.
         ValueOrNone& value;
+        // Whether it is new.
         bool inserted;
     };
+    // Where the member stands.
     struct Entered {
+        // Valid until the member goes.
         Slot place;
+        // Whether it is new.
         bool inserted;
     };
 
@@ -82,7 +90,9 @@ public:
     }
 
     std::uint32_t size() const noexcept { return size_; }
+    // Whether it has no member.
     bool empty() const noexcept { return size_ == 0; }
+    // Whether it has a member under the key.
     bool contains(Key const& key) const { return probe(key).slot != 0; }
 
     // The value under the key, null if there is none.
@@ -103,9 +113,11 @@ public:
     }
     // For who seeks a key and then enters it: hashes it once.
     struct HashedKey {
+        // The key, which is borrowed, and its hash.
         Key const& key;
         std::uint32_t hash;
     };
+    // For several look-ups of one key.
     HashedKey hashed(Key const& key) const { return {key, hash_(key)}; }
     ValueOrNone const* findHashed(HashedKey const& key) const requires hasValues {
         return valueOf(probe(key));
@@ -117,6 +129,7 @@ public:
         }
         return {add(key, std::forward<Args>(args)...), true};
     }
+    // Of a place that enter() returned.
     ValueOrNone& valueAt(Slot place) requires hasValues { return nodes_[place].held.value; }
 
     // Whether the key was new, and now is not.
@@ -168,6 +181,7 @@ public:
         }
     }
 
+    // Walks over the members, in the order of the map; see Zin/Walk.h.
     Iterator begin() { return Iterator(*this, first_); }
     ConstIterator begin() const { return ConstIterator(*this, first_); }
     Iterator end() { return {}; }
@@ -333,6 +347,7 @@ private:
     mutable Walks<Position> walks_;
 };
 
+// Keys alone.
 template <class Key, class Hash = KeyHash<Key>>
 using HashSet2018 = HashMap2018<Key, void, Hash>;
 

@@ -20,6 +20,7 @@ namespace Zin {
 
 class NotifieeListBase;
 
+// What notifiees of all entities share.
 class NotifieeBase {
 public:
     NotifieeBase(NotifieeBase const&) = delete;
@@ -44,6 +45,7 @@ private:
     bool active_ = true;
 };
 
+// What lists of all notifiees share.
 class NotifieeListBase {
 public:
     NotifieeListBase() = default;
@@ -63,6 +65,7 @@ protected:
         ~Delivery() { list_.innermost_ = outer_; }
         Delivery(Delivery const&) = delete;
         Delivery& operator=(Delivery const&) = delete;
+        // The next one that is to be told; null after the last.
         NotifieeBase* next() noexcept {
             while (next_ && next_->order_ <= registered_) {
                 NotifieeBase* const notifiee = std::exchange(next_, next_->next_);
@@ -92,6 +95,7 @@ private:
     std::uint64_t registered_ = 0;
 };
 
+// The observers of one entity, in the order of their registration.
 template <class Observer>
 class NotifieeList : public NotifieeListBase {
 public:
@@ -110,9 +114,11 @@ public:
     }
 };
 
+// The base of the observers of entity N: each watches one, which it keeps alive.
 template <class N>
 class NotifieeOf : public NotifieeBase {
 public:
+    // The entity that is observed.
     using Notifier = N;
 
     NotifieeOf() = default;

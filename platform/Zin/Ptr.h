@@ -28,10 +28,12 @@ template <class T>
 class Ptr {
 public:
     constexpr Ptr() noexcept = default;
+    // Null.
     constexpr Ptr(std::nullptr_t) noexcept {}
     explicit Ptr(T* entity) noexcept : entity_(entity) { add(); }
     Ptr(Ptr const& other) noexcept : entity_(other.entity_) { add(); }
     Ptr(Ptr&& other) noexcept : entity_(std::exchange(other.entity_, nullptr)) {}
+    // Of an entity of a class that T is a base of.
     template <class U>
     requires std::convertible_to<U*, T*> Ptr(Ptr<U> const& other)
     noexcept : entity_(other.get()) { add(); }
@@ -58,9 +60,12 @@ public:
     // Gives the reference away: this pointer is null, the count unchanged.
     T* release() noexcept { return std::exchange(entity_, nullptr); }
 
+    // The entity, borrowed; null where there is none.
     T* get() const noexcept { return entity_; }
+    // The entity; there must be one.
     T& operator*() const { return *followed(); }
     T* operator->() const { return followed(); }
+    // Whether there is an entity.
     explicit operator bool() const noexcept { return entity_ != nullptr; }
 
     template <class U>

@@ -34,17 +34,24 @@ class RbTreeMap {
     using Held = HeldMember<Key, Value, KeyOf>;
 
 public:
+    // What a member is, and how a walk shows it.
     using Member = typename Held::Member;
     using Shown = typename Held::Shown;
     using ShownConst = typename Held::ShownConst;
     using Iterator = Walk<RbTreeMap>;
     using ConstIterator = Walk<RbTreeMap const>;
+    // The value that stands under the key now.
     struct Emplaced {
+        // Valid until the member goes.
         Value& value;
+        // Whether it is new.
         bool inserted;
     };
+    // Where the member stands.
     struct Entered {
+        // Valid until the member goes.
         Slot place;
+        // Whether it is new.
         bool inserted;
     };
 
@@ -58,7 +65,9 @@ public:
     }
 
     std::uint32_t size() const noexcept { return size_; }
+    // Whether it has no member.
     bool empty() const noexcept { return size_ == 0; }
+    // Whether it has a member under the key.
     bool contains(Key const& key) const { return placeOf(key) != 0; }
 
     // The value under the key, null if there is none.
@@ -122,6 +131,7 @@ public:
         }
     }
 
+    // Walks over the members, in the order of the keys; see Zin/Walk.h.
     Iterator begin() { return Iterator(*this, {first_, {}}); }
     ConstIterator begin() const { return ConstIterator(*this, {first_, {}}); }
     // A walk that starts at the last member; at its end where the map is empty.

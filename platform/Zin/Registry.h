@@ -16,6 +16,7 @@ namespace Zin {
 
 // An attribute as it can be asked for by name.
 struct AttributeRecord {
+    // Its name, and the name of its type.
     std::string name;
     std::string type;
     // For an attribute that a machine reacts to: handles every element of it anew, as after a
@@ -27,8 +28,10 @@ struct AttributeRecord {
     void (*check)(void const* owner) = nullptr;
 };
 
+// A type, by its name, and what it has.
 struct TypeRecord {
     std::string name;  // qualified: "IpLib::IntfAddrEntryKey"
+    // In the order of their declaration.
     std::vector<AttributeRecord> attributes;
 
     // The attribute's record, or null where the type has no such attribute.
@@ -39,6 +42,7 @@ class ModuleRegistration;
 
 // A module, the modules whose types it builds on, and the types that can be asked for by name.
 struct ModuleRecord {
+    // Its name, the modules that it needs, and the types that it has.
     std::string name;
     std::vector<ModuleRegistration const*> dependsOn = {};
     std::vector<TypeRecord> types = {};

@@ -3,6 +3,7 @@
 
 namespace Zin {
 
+// A time, or how long something takes.
 using Seconds = double;
 
 }  // namespace Zin
