@@ -11,7 +11,7 @@
 
 namespace Tremlog {
 
-// Now.
+// Now. Counted by the processor, or in the steady clock's unit; of the machine, not of a thread.
 inline std::uint64_t ticks() noexcept {
 #if defined(__x86_64__)
     return __builtin_ia32_rdtsc();
@@ -25,7 +25,7 @@ inline std::uint64_t ticks() noexcept {
 struct TickScale {
     std::uint64_t loaded;   // in ticks
     std::int64_t loadedAt;  // in nanoseconds since 1970, UTC
-    double secondsPerTick;  // how long one is
+    double secondsPerTick;  // known the better, the longer the program has run
 
     // Since the program was loaded. Counters of ticks wrap, and a record made by a static object
     // may precede `loaded`: the difference is signed.

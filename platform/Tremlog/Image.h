@@ -28,46 +28,52 @@ namespace Tremlog {
 struct Entry {
     std::uint64_t sequence;  // counted from 0 at the start, or from clear() on
     double seconds;          // since the program was loaded
-    std::string message;
+    std::string message;     // or, in angle brackets, why there is none
 };
 
 // A text with zeros behind it.
 template <std::size_t capacity>
 struct PaddedText {
+    // Its first `capacity` bytes, over zeros.
     constexpr void put(std::string_view text) {
         std::copy_n(text.begin(), std::min(text.size(), capacity), bytes.begin());
     }
+    // Up to the first zero, if there is one.
     constexpr std::string_view text() const {
         std::string_view const all(bytes.data(), bytes.size());
         return all.substr(0, all.find('\0'));
     }
 
-    std::array<char, capacity> bytes;
+    std::array<char, capacity> bytes;  // all of them, the zeros too
 };
 
+// One record. Its stamp is its number, above the lowest `formatBits` bits, and in these its
+// format's, or `unfinished`.
 struct Slot {
-    static constexpr std::size_t argumentSize = 112;
-    static constexpr unsigned formatBits = 16;
-    static constexpr std::uint64_t unfinished = 0xffff;
+    static constexpr std::size_t argumentSize = 112;     // in bytes
+    static constexpr unsigned formatBits = 16;           // of a stamp
+    static constexpr std::uint64_t unfinished = 0xffff;  // in the format's place
 
-    alignas(64) std::uint64_t stamp;  // 0 where no record has been
-    std::uint64_t ticks;
-    std::array<std::byte, argumentSize> arguments;
+    alignas(64) std::uint64_t stamp;                // 0 where no record has been
+    std::uint64_t ticks;                            // when it was made, see Clock.h
+    std::array<std::byte, argumentSize> arguments;  // raw, one right behind the other
 };
 static_assert(sizeof(Slot) == 128);
 
+// A format in the catalogue, and what its records hold.
 struct Format {
-    static constexpr std::size_t maxSize = 200;
-    static constexpr std::size_t maxArguments = 8;
+    static constexpr std::size_t maxSize = 200;     // of the text, in bytes
+    static constexpr std::size_t maxArguments = 8;  // of one record
 
+    // By which whoever reads finds its Kind.
     struct Argument {
-        PaddedText<48> kind;
-        std::uint64_t size;
+        PaddedText<48> kind;  // the kind's name
+        std::uint64_t size;   // in bytes
     };
 
-    PaddedText<maxSize> text;
-    std::uint64_t argumentCount;
-    std::array<Argument, maxArguments> arguments;
+    PaddedText<maxSize> text;                      // as fmt has it
+    std::uint64_t argumentCount;                   // how many of `arguments` count
+    std::array<Argument, maxArguments> arguments;  // in the order in which they stand in a slot
 };
 
 // Whether what it gives is no longer than its arguments are: no width or precision is of more than
@@ -91,28 +97,30 @@ constexpr bool isPlainFormat(std::string_view text) {
 }
 
 struct Image {
+    // What the header of a ring has that this version writes, and can read.
     static constexpr std::string_view ownMagic = "tremlog";
     static constexpr std::uint32_t ownVersion = 1;
     static constexpr std::size_t slotCount = 4096;
     static constexpr std::size_t formatCount = 128;
 
+    // Says what the rest is; faultOf says whether that can be read.
     struct Header {
-        PaddedText<8> magic;
-        std::uint32_t version;
-        std::uint32_t process;
-        std::uint64_t slotCount;
-        std::uint64_t formatCount;
-        PaddedText<64> identity;  // of the process's start
-        TickScale scale;
-        std::uint64_t written;  // how many records
-        std::uint64_t cleared;  // how many of them when it was last cleared
-        std::uint64_t lost;
-        std::uint64_t formats;
+        PaddedText<8> magic;        // `ownMagic`
+        std::uint32_t version;      // of the layout
+        std::uint32_t process;      // that writes it: its id
+        std::uint64_t slotCount;    // how many slots follow
+        std::uint64_t formatCount;  // for how many formats there is room
+        PaddedText<64> identity;    // of the process's start
+        TickScale scale;            // of the ticks in the slots
+        std::uint64_t written;      // how many records
+        std::uint64_t cleared;      // how many of them when it was last cleared
+        std::uint64_t lost;         // how many records were not written since then
+        std::uint64_t formats;      // how many the catalogue has
     };
 
-    Header header;
+    Header header;                            // what it is, and how much of it is used
     std::array<Format, formatCount> formats;  // the first has the number 1
-    std::array<Slot, slotCount> slots;
+    std::array<Slot, slotCount> slots;        // record n, from 0 on, is in slot n % slotCount
 };
 static_assert(std::is_trivially_copyable_v<Image>);
 

@@ -26,14 +26,11 @@ namespace Tremlog {
 using Arguments = fmt::dynamic_format_arg_store<fmt::format_context>;
 
 struct Kind {
-    // Bytes of a name, at most.
-    static constexpr std::size_t maxNameSize = 48;
+    static constexpr std::size_t maxNameSize = 48;  // in bytes
 
-    // As an image of a ring names it.
-    std::string_view name;
-    // Bytes of a value in a record.
-    std::uint16_t size;
-    // Adds the value at `bytes` to what is printed.
+    std::string_view name;  // borrowed for good
+    std::uint16_t size;     // of a value, in bytes
+    // Copies the value at `bytes`, which need not be aligned, to the arguments.
     void (*push)(Arguments& arguments, std::byte const* bytes);
     Kind const* next = nullptr;  // of those listed
 };

@@ -74,7 +74,8 @@ constinit inline Descriptor descriptor = describe<format, Values...>();
 
 }  // namespace Detail
 
-// Writes one record into the ring of the process: what happened, and what it was about. Any thread.
+// See above. The record is lost, and counted as such, where the ring is in use already or has no
+// room for the format.
 template <Zin::FixedString format, class... Arguments>
 void record(Arguments const&... arguments) noexcept {
     static_assert((std::is_trivially_copyable_v<Detail::Stored<Arguments>> && ...),

@@ -43,8 +43,7 @@ namespace Tremlog {
 
 // What every record of one kind has in common.
 struct Descriptor {
-    // As fmt has it; its placeholders are the values of a record, in their order.
-    std::string_view format;
+    std::string_view format;                  // borrowed for good
     std::span<Kind const* const> kinds = {};  // of its arguments
     // In the catalogue; 0 before the first record. Whoever holds the ring may look.
     std::uint16_t number = 0;
@@ -52,9 +51,8 @@ struct Descriptor {
 
 class Ring {
 public:
-    // How many records a ring keeps; a new one takes the place of the oldest.
+    // How many records it holds, and how many bytes of arguments each.
     static constexpr std::size_t slotCount = Image::slotCount;
-    // Bytes of a record for its values.
     static constexpr std::size_t argumentSize = Slot::argumentSize;
 
     constexpr Ring() = default;
@@ -68,7 +66,7 @@ public:
     }
     std::uint64_t lost() const noexcept { return load(header().lost); }
 
-    // What it keeps, oldest first.
+    // What it still holds, oldest first. Throws std::bad_alloc.
     std::vector<Entry> entries() const;
 
     // `store` copies the arguments to the bytes it is given. A record whose format has no place in

@@ -13,11 +13,11 @@
 
 namespace Tremlog {
 
-// The text of at most `capacity` bytes that is left of one.
+// Holds at most `capacity` bytes; `capacity` is at most 255.
 template <std::size_t capacity>
 class CutText {
 public:
-    // The name of its kind.
+    // What it is called as a Kind, whatever its capacity.
     static constexpr std::string_view kind = "text";
 
     explicit CutText(std::string_view text) noexcept
@@ -38,7 +38,7 @@ private:
     std::uint8_t size_;
 };
 
-// Long enough for the names of interfaces and most others.
+// What records hold of a text.
 using Text = CutText<31>;
 
 }  // namespace Tremlog

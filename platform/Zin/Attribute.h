@@ -11,14 +11,12 @@
 namespace Zin {
 
 // The observer interface and the entity type that a handler such as &IntfStatus::Notifiee::handleX
-// belongs to.
+// belongs to. Internal.
 template <class Handler>
 struct HandlerOf;
 template <class Observer_, class... Params>
 struct HandlerOf<void (Observer_::*)(Params...)> {
-    // The class that has the handler: a Notifiee.
     using Observer = Observer_;
-    // The entity that it observes.
     using Owner = typename Observer_::Notifier;
 };
 
@@ -29,7 +27,7 @@ class Attribute {
 public:
     explicit Attribute(Owner& owner, T value = T()) : owner_(owner), value_(std::move(value)) {}
 
-    // What it is now.
+    // The present value; by reference, so it is another one after is().
     T const& operator()() const noexcept { return value_; }
 
     // Tells the observers if the value is another one. A turn; the old value goes last of all.

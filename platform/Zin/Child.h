@@ -25,7 +25,7 @@ public:
         }
     }
 
-    // The child; null where there is none.
+    // Null where there is none.
     Ptr<T> const& operator()() const noexcept { return child_; }
 
     // Keeps a child that was built from these very inputs (T::builtFrom); else makes one of them

@@ -24,9 +24,9 @@ public:
         Turn::runInDestructor([this] { delAll(); });
     }
 
-    // All of them, by key.
+    // Walking it while children come and go is fine (see Zin/Walk.h).
     HashMap2018<Key, Ptr<T>> const& map() const { return children_; }
-    // The child under the key; null where there is none.
+    // The child under the key; null if there is none.
     Ptr<T> operator()(Key const& key) const {
         auto const* const child = children_.find(key);
         return child ? *child : nullptr;

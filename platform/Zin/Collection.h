@@ -35,10 +35,10 @@ class Teller {
 
 public:
     explicit Teller(Owner& owner) : owner_(owner) {}
+    // What a Collection asks: whether anybody observes the owner, what keeps the owner alive, and
+    // to tell.
     bool observed() const { return !owner_.notifieeList().empty(); }
-    // A pointer that keeps the owner alive.
     Ptr<Owner const> owner() const { return Ptr<Owner const>(&owner_); }
-    // Tells each observer.
     template <class Key>
     void tell(Key const& key) const {
         owner_.notifieeList().notify(owner_, Handler, key);
@@ -50,21 +50,24 @@ private:
 
 // Of a collection that nobody can observe.
 struct Untold {
-    // Nobody observes, so nobody is told.
+    // As a Teller's.
     static bool observed() { return false; }
     static std::nullptr_t owner() { return nullptr; }
     template <class Key>
     static void tell(Key const&) {}
 };
 
-// Of a collection without an index.
+// What a Collection asks of its index, which does nothing here.
 struct NoIndex {
+    // The map that members are kept in.
     template <class Map>
     using MapOf = Map;
 
+    // The index of that map.
     template <class Map>
     struct Of {
         explicit Of(Map const&) {}
+        // A member has come, is about to go, or to get another value; all are about to go.
         template <class Place>
         static void add(Place const&) {}
         template <class Place>
@@ -78,12 +81,12 @@ struct NoIndex {
 template <class Tell, class PlainMap, class IndexKind = NoIndex>
 class Collection {
 public:
-    // The map, the index that goes with it, and the key of a member.
+    // What the members are kept in and found by, and the type of their keys.
     using Map = typename IndexKind::template MapOf<PlainMap>;
     using Index = typename IndexKind::template Of<Map>;
     using Key = std::remove_cvref_t<decltype(std::declval<typename Map::Member const&>().key)>;
 
-    // With what tells of changes; the map is made of the other arguments.
+    // `args` make the map.
     template <class... MapArgs>
     explicit Collection(Tell tell, MapArgs&&... args)
         : tell_(tell), map_(std::forward<MapArgs>(args)...) {}
@@ -249,7 +252,7 @@ public:
         : HashCollection::Collection(Teller<Handler>(owner), hashSeed() ^ salt) {}
 };
 
-// A collection in the order of its keys.
+// Walked in the order of its keys. `KeyOf` as above.
 template <auto Handler, class Key, class Value, class KeyOf = void>
 class OrderedCollection : public Collection<Teller<Handler>, RbTreeMap<Key, Value, KeyOf>> {
 public:

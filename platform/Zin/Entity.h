@@ -27,7 +27,7 @@ void threadSafePointersIs(bool on) noexcept;
 
 class Entity {
 public:
-    // What the reference word holds besides the count, and the bits of the count.
+    // Of the reference-count word.
     static constexpr std::uint32_t notificationActiveBit = 1u << 29;
     static constexpr std::uint32_t retiredBit = 1u << 31;
     static constexpr std::uint32_t countMask = 0x5fffffff;
@@ -50,7 +50,7 @@ public:
     // of its reactors too; once. A turn. The caller holds a pointer to it meanwhile.
     void retire();
 
-    // How many pointers there are.
+    // How many pointers own it.
     std::uint32_t referenceCount() const noexcept { return referenceWord() & countMask; }
     // The count and both flags.
     std::uint32_t referenceWord() const noexcept { return word_.load(std::memory_order_relaxed); }

@@ -8,6 +8,7 @@
 
 namespace Zin {
 
+// Whoever catches it catches all of these.
 class Error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -43,7 +44,7 @@ private:
 // where the text outside all attributes is), the byte offset and what was expected there.
 class ParseError : public Error {
 public:
-    // `offset` is in bytes from the beginning of the whole text.
+    // `expected` is what what() says after "expected".
     ParseError(std::string_view attribute, std::size_t offset, std::string_view expected);
     std::string const& attribute() const { return attribute_; }
     std::size_t offset() const { return offset_; }

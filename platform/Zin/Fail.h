@@ -24,7 +24,8 @@ namespace Zin {
 
 // The texts are borrowed for the time of the handler's call.
 struct AssertionFailure {
-    // Whose assertion it is, what does not hold, where that was asked, and why it should.
+    // Whose condition does not hold, its text in the source, the function that it stands in, and
+    // why it should hold.
     std::string_view className;
     std::string_view condition;
     std::string_view function;
@@ -43,7 +44,7 @@ public:
     FaultDomain(FaultDomain const&) = delete;
     FaultDomain& operator=(FaultDomain const&) = delete;
 
-    // The name of the innermost domain of this thread; empty outside of any.
+    // Its name, on this thread; empty outside of any.
     static std::string_view innermost() noexcept { return innermost_; }
 
 private:
@@ -61,7 +62,7 @@ using AssertionHandler = void (*)(AssertionFailure const& failure);
 // Puts `handler` in the place of the present one, which is returned.
 AssertionHandler assertionHandlerIs(AssertionHandler handler) noexcept;
 
-// What a handler throws that does not end the process.
+// For handlers that throw. Has texts of its own; what() is toText's.
 class AssertionError : public std::logic_error {
 public:
     explicit AssertionError(AssertionFailure const& failure);

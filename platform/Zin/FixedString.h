@@ -13,11 +13,13 @@ template <std::size_t size>
 struct FixedString {
     char text[size];  // public, as a template argument's members must be; ends with '\0'
 
+    // Of the literal's bytes, its last zero included.
     consteval FixedString(char const (&literal)[size]) {
         for (std::size_t at = 0; at < size; ++at) {
             text[at] = literal[at];
         }
     }
+    // Without the zero. The object must outlive it.
     constexpr std::string_view view() const { return {text, size - 1}; }
 };
 

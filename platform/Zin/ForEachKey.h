@@ -7,7 +7,7 @@
 
 namespace Zin {
 
-// `handle` is called with each key that the map has now, also where it changes the map.
+// `handle` is called with a copy of each key, and may change the map.
 template <class Map, class Handle>
 void forEachKey(Map const& map, Handle&& handle) {
     Turn turn;

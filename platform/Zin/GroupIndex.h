@@ -28,9 +28,11 @@ class GroupIndex {
     };
 
 public:
+    // For the collection alone: its map, whose members have links.
     template <class Map>
     using MapOf = typename Map::template Keeping<Links>;
 
+    // The index of such a map, which the collection gives as index().
     template <class Map>
     class Of {
     public:
@@ -66,7 +68,7 @@ public:
         void clear() { groups_.clear(); }
 
     protected:
-        Map const& map_;
+        Map const& map_;  // the collection's
 
     private:
         struct Ends {

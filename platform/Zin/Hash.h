@@ -64,7 +64,7 @@ class Hash {
 public:
     explicit Hash(std::uint32_t seed) noexcept : sum_(HashImpl::start(HashImpl::key, seed)) {}
 
-    // One more field.
+    // Feeds it one value, of at most eight; one more is a failed invariant (Zin/Fail.h).
     Hash& mix4(std::uint32_t value) noexcept {
         if (++fields_ == HashKey::size) {
             fail({"Hash", "fields < words", "mix4",
@@ -75,7 +75,7 @@ public:
     }
     Hash& mix1(std::uint8_t value) noexcept { return mix4(value); }
 
-    // The hash of the fields so far.
+    // The hash of what it was fed so far.
     std::uint32_t finish() const noexcept { return HashImpl::finish(sum_); }
 
 private:
@@ -83,7 +83,7 @@ private:
     std::size_t fields_ = 0;
 };
 
-// The hash of a value that is kept in words.
+// Of at most four words, unsigned and of up to 64 bits.
 template <class... Words>
 std::uint32_t hashWords(std::uint32_t seed, Words... words) noexcept {
     using namespace HashImpl;

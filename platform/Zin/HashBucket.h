@@ -7,6 +7,8 @@
 //
 // A hash that finds its bucket full goes on to the next bucket and is counted where it passed by:
 // a look-up goes on from a bucket only if somebody did, and nothing is left of what was removed.
+//
+// Internal to HashIndex.
 #pragma once
 
 #include <cstdint>

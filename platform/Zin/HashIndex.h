@@ -16,6 +16,8 @@
 //
 // Hashes are well mixed and keyed, so that no segment ever has many more than others; a segment
 // that is full throws std::length_error.
+//
+// Internal to the maps.
 #pragma once
 
 #include <bit>

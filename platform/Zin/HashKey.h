@@ -14,10 +14,9 @@
 namespace Zin {
 
 struct HashKey {
-    // Words of a key.
-    static constexpr std::size_t size = 9;
+    static constexpr std::size_t size = 9;  // in words
 
-    // The words that this number stands for.
+    // The same draw makes the same key.
     explicit constexpr HashKey(std::uint64_t draw) noexcept {
         for (std::uint64_t& word : words) {
             word = next(draw);
@@ -25,9 +24,8 @@ struct HashKey {
         seed = static_cast<std::uint32_t>(next(draw) >> 32);
     }
 
-    // What hashes are keyed with, and the seed that collections mix into theirs.
-    std::array<std::uint64_t, size> words{};
-    std::uint32_t seed;
+    std::array<std::uint64_t, size> words{};  // of every hash
+    std::uint32_t seed;                       // of the hash collections
 
 private:
     // One draw stretched to all words: SplitMix64 (G. Steele, D. Lea, C. Flood: "Fast splittable

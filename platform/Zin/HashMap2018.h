@@ -38,8 +38,7 @@ namespace Zin {
 // The hasher of keys that hash themselves.
 template <class Key>
 struct KeyHash {
-    // What the hashes of keys begin with.
-    std::uint32_t seed;
+    std::uint32_t seed;  // the map's
     std::uint32_t operator()(Key const& key) const { return key.hash(seed); }
 };
 
@@ -55,7 +54,7 @@ class HashMap2018 {
     using Held = HeldMember<Key, Value, KeyOf>;
 
 public:
-    // What a member is, and how a walk shows it.
+    // What a member is, what walks show of it, and the walks.
     using Member = typename Held::Member;
     using Shown = typename Held::Shown;
     using ShownConst = typename Held::ShownConst;
@@ -64,19 +63,15 @@ public:
     // The same map that keeps something for an index of each member.
     template <class Kept>
     using Keeping = HashMap2018<Key, Value, Hash, KeyOf, Kept>;
-    // The value that stands under the key now.
+    // What stands under the key now.
     struct Emplaced {
-        // Valid until the member goes.
-        ValueOrNone& value;
-        // Whether it is new.
-        bool inserted;
+        ValueOrNone& value;  // valid until its member goes
+        bool inserted;       // false where the key was there before
     };
-    // Where the member stands.
+    // Where it stands.
     struct Entered {
-        // Valid until the member goes.
-        Slot place;
-        // Whether it is new.
-        bool inserted;
+        Slot place;     // valid until the member goes
+        bool inserted;  // false where the key was there before
     };
 
     // The owner passes hashSeed() XOR a salt of its own.
@@ -89,10 +84,9 @@ public:
         }
     }
 
+    // How many members there are, whether there is none, and whether one is under the key.
     std::uint32_t size() const noexcept { return size_; }
-    // Whether it has no member.
     bool empty() const noexcept { return size_ == 0; }
-    // Whether it has a member under the key.
     bool contains(Key const& key) const { return probe(key).slot != 0; }
 
     // The value under the key, null if there is none.
@@ -113,11 +107,10 @@ public:
     }
     // For who seeks a key and then enters it: hashes it once.
     struct HashedKey {
-        // The key, which is borrowed, and its hash.
-        Key const& key;
-        std::uint32_t hash;
+        Key const& key;      // borrowed
+        std::uint32_t hash;  // with the map's seed
     };
-    // For several look-ups of one key.
+    // As find() and enter() do.
     HashedKey hashed(Key const& key) const { return {key, hash_(key)}; }
     ValueOrNone const* findHashed(HashedKey const& key) const requires hasValues {
         return valueOf(probe(key));
@@ -129,7 +122,7 @@ public:
         }
         return {add(key, std::forward<Args>(args)...), true};
     }
-    // Of a place that enter() returned.
+    // The value of the member at a place that enter() gave.
     ValueOrNone& valueAt(Slot place) requires hasValues { return nodes_[place].held.value; }
 
     // Whether the key was new, and now is not.
@@ -181,7 +174,7 @@ public:
         }
     }
 
-    // Walks over the members, in the order of the map; see Zin/Walk.h.
+    // A walk that starts at the first member, and the end of every walk.
     Iterator begin() { return Iterator(*this, first_); }
     ConstIterator begin() const { return ConstIterator(*this, first_); }
     Iterator end() { return {}; }
@@ -347,7 +340,7 @@ private:
     mutable Walks<Position> walks_;
 };
 
-// Keys alone.
+// A map without values.
 template <class Key, class Hash = KeyHash<Key>>
 using HashSet2018 = HashMap2018<Key, void, Hash>;
 

@@ -22,6 +22,7 @@ namespace Zin {
 template <class T>
 class LinkQueue {
 public:
+    // What a member is, what walks show of it, and the walks.
     using Member = T;
     using Shown = Member&;
     using ShownConst = Member const&;
@@ -37,6 +38,7 @@ public:
         }
     }
 
+    // How many members it has.
     std::uint32_t size() const noexcept { return static_cast<std::uint32_t>(list_.size()); }
     bool empty() const noexcept { return list_.empty(); }
 
@@ -44,6 +46,7 @@ public:
     T front() const { return empty() ? T() : list_.front(); }
     T back() const { return empty() ? T() : list_.back(); }
 
+    // Puts it at the back.
     void enq(T member) { list_.push_back(std::move(member)); }
 
     // Moves the front out of the queue; T() if the queue is empty.
@@ -75,6 +78,7 @@ public:
         }
     }
 
+    // A walk that starts at the front, and the end of every walk.
     Iterator begin() { return Iterator(*this, list_.begin()); }
     ConstIterator begin() const { return ConstIterator(*this, list_.begin()); }
     Iterator end() { return {}; }

@@ -20,7 +20,7 @@ namespace Zin {
 
 class NotifieeListBase;
 
-// What notifiees of all entities share.
+// What notifiees have in common, whatever they watch.
 class NotifieeBase {
 public:
     NotifieeBase(NotifieeBase const&) = delete;
@@ -45,7 +45,7 @@ private:
     bool active_ = true;
 };
 
-// What lists of all notifiees share.
+// What their lists have in common. One that is destroyed leaves its notifiees on no list.
 class NotifieeListBase {
 public:
     NotifieeListBase() = default;
@@ -65,7 +65,7 @@ protected:
         ~Delivery() { list_.innermost_ = outer_; }
         Delivery(Delivery const&) = delete;
         Delivery& operator=(Delivery const&) = delete;
-        // The next one that is to be told; null after the last.
+        // The next one that is not muted; null where there is none.
         NotifieeBase* next() noexcept {
             while (next_ && next_->order_ <= registered_) {
                 NotifieeBase* const notifiee = std::exchange(next_, next_->next_);
@@ -95,7 +95,7 @@ private:
     std::uint64_t registered_ = 0;
 };
 
-// The observers of one entity, in the order of their registration.
+// An entity's observers; the entity's member, which it shows as notifieeList().
 template <class Observer>
 class NotifieeList : public NotifieeListBase {
 public:
@@ -114,11 +114,11 @@ public:
     }
 };
 
-// The base of the observers of entity N: each watches one, which it keeps alive.
+// What N::Notifiee derives from.
 template <class N>
 class NotifieeOf : public NotifieeBase {
 public:
-    // The entity that is observed.
+    // The type of entity that it watches.
     using Notifier = N;
 
     NotifieeOf() = default;

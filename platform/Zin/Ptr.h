@@ -27,13 +27,14 @@ namespace Detail {
 template <class T>
 class Ptr {
 public:
-    constexpr Ptr() noexcept = default;
     // Null.
+    constexpr Ptr() noexcept = default;
     constexpr Ptr(std::nullptr_t) noexcept {}
+    // Co-owns the entity from now on, or is null where that is.
     explicit Ptr(T* entity) noexcept : entity_(entity) { add(); }
     Ptr(Ptr const& other) noexcept : entity_(other.entity_) { add(); }
     Ptr(Ptr&& other) noexcept : entity_(std::exchange(other.entity_, nullptr)) {}
-    // Of an entity of a class that T is a base of.
+    // Of a type that converts to T, such as one derived from it, or T where this is const.
     template <class U>
     requires std::convertible_to<U*, T*> Ptr(Ptr<U> const& other)
     noexcept : entity_(other.get()) { add(); }
@@ -60,9 +61,9 @@ public:
     // Gives the reference away: this pointer is null, the count unchanged.
     T* release() noexcept { return std::exchange(entity_, nullptr); }
 
-    // The entity, borrowed; null where there is none.
+    // Null, or the entity, which this pointer goes on owning.
     T* get() const noexcept { return entity_; }
-    // The entity; there must be one.
+    // The entity, which there must be.
     T& operator*() const { return *followed(); }
     T* operator->() const { return followed(); }
     // Whether there is an entity.

@@ -34,25 +34,21 @@ class RbTreeMap {
     using Held = HeldMember<Key, Value, KeyOf>;
 
 public:
-    // What a member is, and how a walk shows it.
+    // What a member is, what walks show of it, and the walks.
     using Member = typename Held::Member;
     using Shown = typename Held::Shown;
     using ShownConst = typename Held::ShownConst;
     using Iterator = Walk<RbTreeMap>;
     using ConstIterator = Walk<RbTreeMap const>;
-    // The value that stands under the key now.
+    // What stands under the key now.
     struct Emplaced {
-        // Valid until the member goes.
-        Value& value;
-        // Whether it is new.
-        bool inserted;
+        Value& value;   // valid until its member goes
+        bool inserted;  // false where the key was there before
     };
-    // Where the member stands.
+    // Where it stands.
     struct Entered {
-        // Valid until the member goes.
-        Slot place;
-        // Whether it is new.
-        bool inserted;
+        Slot place;     // valid until the member goes
+        bool inserted;  // false where the key was there before
     };
 
     RbTreeMap() = default;
@@ -64,10 +60,9 @@ public:
         }
     }
 
+    // How many members there are, whether there is none, and whether one is under the key.
     std::uint32_t size() const noexcept { return size_; }
-    // Whether it has no member.
     bool empty() const noexcept { return size_ == 0; }
-    // Whether it has a member under the key.
     bool contains(Key const& key) const { return placeOf(key) != 0; }
 
     // The value under the key, null if there is none.
@@ -89,6 +84,7 @@ public:
         }
         return {add(next, key, std::forward<Args>(args)...), true};
     }
+    // The value of the member at a place that enter() gave.
     Value& valueAt(Slot place) { return nodes_[place].held.value; }
 
     // Whether there was a member under the key. `before` is called with its place while it is
@@ -131,11 +127,12 @@ public:
         }
     }
 
-    // Walks over the members, in the order of the keys; see Zin/Walk.h.
+    // A walk that starts at the first member.
     Iterator begin() { return Iterator(*this, {first_, {}}); }
     ConstIterator begin() const { return ConstIterator(*this, {first_, {}}); }
     // A walk that starts at the last member; at its end where the map is empty.
     ConstIterator last() const { return ConstIterator(*this, {last_, {}}); }
+    // The end of every walk.
     Iterator end() { return {}; }
     ConstIterator end() const { return {}; }
 

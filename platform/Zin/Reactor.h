@@ -32,7 +32,7 @@ public:
     }
 
 protected:
-    // Calls the machine's handler, which does nothing once the machine is retired.
+    // Calls the machine's `Handler`, unless the machine is retired.
     template <auto Handler, class... Args>
     void forward(Args const&... args) {
         if (!owner_.retired()) {

@@ -16,9 +16,8 @@ namespace Zin {
 
 // An attribute as it can be asked for by name.
 struct AttributeRecord {
-    // Its name, and the name of its type.
-    std::string name;
-    std::string type;
+    std::string name;  // "intfId"
+    std::string type;  // qualified: "Nimb::IntfId"
     // For an attribute that a machine reacts to: handles every element of it anew, as after a
     // start. Empty for the others. The entity must be of the type that the record belongs to.
     void (*handleAgain)(Entity& owner) = nullptr;
@@ -28,11 +27,10 @@ struct AttributeRecord {
     void (*check)(void const* owner) = nullptr;
 };
 
-// A type, by its name, and what it has.
+// A type and its attributes.
 struct TypeRecord {
-    std::string name;  // qualified: "IpLib::IntfAddrEntryKey"
-    // In the order of their declaration.
-    std::vector<AttributeRecord> attributes;
+    std::string name;                         // qualified: "IpLib::IntfAddrEntryKey"
+    std::vector<AttributeRecord> attributes;  // as the module lists them
 
     // The attribute's record, or null where the type has no such attribute.
     AttributeRecord const* attribute(std::string_view attributeName) const;
@@ -42,10 +40,9 @@ class ModuleRegistration;
 
 // A module, the modules whose types it builds on, and the types that can be asked for by name.
 struct ModuleRecord {
-    // Its name, the modules that it needs, and the types that it has.
-    std::string name;
-    std::vector<ModuleRegistration const*> dependsOn = {};
-    std::vector<TypeRecord> types = {};
+    std::string name;                                       // "IpLib::IntfAddrVrfTableSm"
+    std::vector<ModuleRegistration const*> dependsOn = {};  // borrowed
+    std::vector<TypeRecord> types = {};                     // that are its own
 };
 
 // Everything registered, sorted by name.

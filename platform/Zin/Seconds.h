@@ -3,7 +3,7 @@
 
 namespace Zin {
 
-// A time, or how long something takes.
+// A point in time is counted from an instant that its clock chooses (Zin/Clock.h).
 using Seconds = double;
 
 }  // namespace Zin

@@ -10,7 +10,7 @@
 //     chunk    { used, fresh, free, neighbours with room } item item item ...
 //     sizes    2, 6, 8, 16, 32 ... and then all alike
 //
-// Makes and destroys no items: that is for whoever takes places.
+// Makes and destroys no items: that is for whoever takes places. Internal to the maps.
 #pragma once
 
 #include <bit>

@@ -18,17 +18,17 @@ namespace Zin {
 // `limitText` is how the error names the limit.
 void checkStringBytes(std::size_t bytes, std::uint32_t maxLength, std::string_view limitText);
 
-// The base of a text that is a type of its own.
+// The base of a type `Value`, which holds at most `MaxBytes` bytes.
 template <class Value, std::uint32_t MaxBytes = std::numeric_limits<std::uint32_t>::max()>
 class StringValue : public TextValue<Value> {
 public:
-    // The most bytes that it may have.
+    // In bytes.
     static constexpr std::uint32_t maxLength() { return MaxBytes; }
 
     StringValue() = default;
 
     std::string const& bytes() const { return bytes_; }
-    // The bytes, borrowed.
+    // Valid as long as the value is there and the same.
     std::string_view text() const { return bytes_; }
     bool empty() const { return bytes_.empty(); }
     std::uint32_t hash(std::uint32_t seed = 0) const { return hashBytes(seed, bytes_); }
@@ -56,7 +56,7 @@ public:
     String(char const* bytes) : StringValue(bytes) {}
 };
 
-// A text of no more than MaxBytes bytes.
+// Throws RangeError where it would be longer.
 template <std::uint32_t MaxBytes>
 class BoundedString : public StringValue<BoundedString<MaxBytes>, MaxBytes> {
 public:

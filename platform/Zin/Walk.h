@@ -28,6 +28,7 @@
 namespace Zin {
 
 // The live walks of one collection; a plain intrusive list, so a walk costs no allocation.
+// Internal to the collections.
 template <class Position>
 class Walks {
 public:
@@ -72,6 +73,7 @@ private:
 template <class Position>
 class Walks<Position>::Place {
 protected:
+    // What a walk stands on.
     enum class Stand : unsigned char { onMember, inGap, atEnd };
 
     Place() = default;
@@ -148,6 +150,7 @@ class Walk : private Walks<typename Collection::Position>::Place {
     using Stand = typename Place::Stand;
 
 public:
+    // What the standard library asks of iterators.
     using iterator_category = std::forward_iterator_tag;
     using value_type = typename Collection::Member;
     using difference_type = std::ptrdiff_t;
@@ -164,6 +167,7 @@ public:
         : Place(collection.walks_, at, at == collection.nowhere() ? Stand::atEnd : Stand::onMember),
           collection_(&collection) {}
 
+    // The member that it stands on, which must be one.
     reference operator*() const { return collection_->memberAt(position()); }
     pointer operator->() const {
         if constexpr (std::is_reference_v<reference>) {
@@ -173,6 +177,7 @@ public:
         }
     }
 
+    // Goes on; not from the end.
     Walk& operator++() {
         if (this->stand_ == Stand::atEnd) {
             fail({.className = "Walk",
