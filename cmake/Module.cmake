@@ -55,13 +55,8 @@ function(iplib_module)
   endif()
   list(TRANSFORM headers PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   set_target_properties(${target} PROPERTIES IPLIB_FOLDER ${ARG_FOLDER} IPLIB_HEADERS "${headers}")
-  if(IPLIB_COVERAGE)
-    # What was executed is reported of the headers where they are, not of the links to them.
-    target_compile_options(${target} ${reach}
-      -fprofile-prefix-map=${include_root}/${ARG_FOLDER}=${CMAKE_CURRENT_SOURCE_DIR})
-  endif()
 
-  if(NOT (IPLIB_UNIT_TESTS STREQUAL "all" OR (IPLIB_UNIT_TESTS STREQUAL "threads" AND ARG_THREADS)))
+  if(NOT (IPLIB_UNIT_TESTS MATCHES "^(all|program)$" OR (IPLIB_UNIT_TESTS STREQUAL "threads" AND ARG_THREADS)))
     set(tests "")
   endif()
   if(IPLIB_TESTS AND tests)
@@ -85,6 +80,10 @@ endfunction()
 function(iplib_test name)
   add_test(NAME ${name} COMMAND ${ARGN})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${IPLIB_TEST_TIMEOUT})
+  if(IPLIB_COVERAGE)
+    set_tests_properties(${name} PROPERTIES ENVIRONMENT
+      LLVM_PROFILE_FILE=${PROJECT_BINARY_DIR}/profiles/${name}-%m.profraw)
+  endif()
 endfunction()
 
 # Replaces a list of tests by fewer sources that hold them all: see IPLIB_TOGETHER.

@@ -4,7 +4,7 @@ option(IPLIB_PROGRAM "Build the program intfaddr, and the feeds that it reads" $
 option(IPLIB_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(IPLIB_BENCH "Build the benchmarks, which need the program" OFF)
 option(IPLIB_FUZZ "Build the fuzz targets with libFuzzer (clang only), which need the program" OFF)
-option(IPLIB_COVERAGE "Count what the unit tests of the library execute (g++ only)" OFF)
+option(IPLIB_COVERAGE "Count what the unit tests of the library execute (clang only)" OFF)
 set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to -fsanitize=")
 
 set(IPLIB_MODEL_SCENARIOS 2000 CACHE STRING "Random scenarios that are replayed and compared with the model")
@@ -16,7 +16,8 @@ set(IPLIB_TEST_TIMEOUT 60 CACHE STRING "Seconds after which a test that does not
 
 # What is slow or special to build may bring only the tests that need it, and of the library only what
 # those need.
-set(IPLIB_UNIT_TESTS all CACHE STRING "Which unit tests to build: all, threads (those that use some) or none")
+set(IPLIB_UNIT_TESTS all CACHE STRING
+  "Which unit tests to build: all, program (not those of the library), threads (those that use some) or none")
 
 # Most of the time of a build goes into what many files include and instantiate. 0 compiles each file
 # by itself.
@@ -42,8 +43,8 @@ if(IPLIB_SANITIZE)
   add_link_options(-fsanitize=${IPLIB_SANITIZE})
 endif()
 if(IPLIB_COVERAGE)
-  # Tests use threads, so the counters are atomic. Paths are absolute because the data of one header
-  # comes from many build folders.
-  add_compile_options(--coverage -fprofile-update=atomic -fprofile-abs-path)
-  add_link_options(--coverage)
+  # Tests use threads, so the counters are atomic. What is theirs is not counted.
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping -fprofile-update=atomic
+    -fprofile-list=${PROJECT_SOURCE_DIR}/cmake/coverage.list)
+  add_link_options(-fprofile-instr-generate)
 endif()
