@@ -28,7 +28,7 @@ function(iplib_module)
 
   # Where only some tests are built, so is only what they need.
   set(on_demand "")
-  if(NOT IPLIB_UNIT_TESTS STREQUAL "all")
+  if(NOT IPLIB_WHOLE)
     set(on_demand EXCLUDE_FROM_ALL)
   endif()
   if(sources)

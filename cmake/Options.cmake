@@ -14,10 +14,14 @@ set(IPLIB_AGENT_HISTORIES 2000 CACHE STRING "Random histories of a kernel after 
 
 set(IPLIB_TEST_TIMEOUT 60 CACHE STRING "Seconds after which a test that does not end has failed")
 
-# What is slow or special to build may bring only the tests that need it, and of the library only what
-# those need.
+# Unit tests are those of single folders. Where they are only those that use threads, or there for what
+# fuzz targets need, nothing else is built.
 set(IPLIB_UNIT_TESTS all CACHE STRING
-  "Which unit tests to build: all, program (not those of the library), threads (those that use some) or none")
+  "Which unit tests to build: all, program (not those of the library), none, threads or fuzz")
+set(IPLIB_WHOLE OFF)
+if(IPLIB_UNIT_TESTS MATCHES "^(all|program|none)$")
+  set(IPLIB_WHOLE ON)
+endif()
 
 # Most of the time of a build goes into what many files include and instantiate. 0 compiles each file
 # by itself.

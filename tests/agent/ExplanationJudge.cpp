@@ -33,12 +33,12 @@ public:
     void add(Nimb::IntfId const& intf, WantedIntf const& one) {
         std::set<Nimb::IpAddrWithMask> seen;
         for (auto const& addr : one.ip4) {
-            if (!one.lenders.empty()) {
-                addLender(intf, addr);
-            } else if (seen.insert(addr).second) {
-                addPublished(intf, addr);
-            } else {
+            if (!seen.insert(addr).second) {
                 addAs("repeated", intf, addr.address());
+            } else if (!one.lenders.empty()) {
+                addLender(intf, addr);
+            } else {
+                addPublished(intf, addr);
             }
         }
         for (auto const& [addr, deprecated] : one.ip6) {
