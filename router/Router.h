@@ -68,7 +68,8 @@ public:
     std::vector<L3::VrfName> vrfs() const;
     // Throws OperationError if the VRF has no table.
     Zin::Ptr<IpLib::IntfAddrVrfTable> table(L3::VrfName const& vrf) const;
-    // Null where none runs.
+    // Null where none runs. Its header is not installed: it is for what shows the machines and
+    // repairs the tables here.
     Zin::Ptr<IpLib::IntfAddrVrfTableSm> tableSm(L3::VrfName const& vrf) const;
 
     // What the VRF's table is to hold (Published.h); of any VRF. Goes before the router.
