@@ -4,17 +4,17 @@
 # the library links what cmake/Library.cmake makes of modules.
 #
 #   iplib_module(NAME nimb FOLDER Nimb DEPENDS iplib_zin [LIBRARIES fmt::fmt]
-#                [TEST_DEPENDS iplib_test_kit] [THREADS] [PRIVATE Tables.h])
+#                [TEST_DEPENDS iplib_test_kit] [THREADS IntfIdTest.cpp] [PRIVATE Tables.h])
 #
 # FOLDER is the folder as it is written in #include lines. *Test.cpp become the test program
 # <NAME>_test; every other *.cpp goes into the module, except main.cpp, which is a program's own.
 # PRIVATE: headers that who uses the library does not see; or all but those that PUBLIC names. Nor does
 # he see those of tests, Test*.h.
-# THREADS: its tests use threads, so they run under ThreadSanitizer too.
+# THREADS: those of its tests that use threads, and run under ThreadSanitizer too.
 # APART: files that cannot be compiled together with others of the folder (see IPLIB_TOGETHER): those
 # whose unnamed namespace is used outside of it, or has a function that others find by its argument.
 function(iplib_module)
-  cmake_parse_arguments(ARG "THREADS" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS;APART;PRIVATE;PUBLIC" ${ARGN})
+  cmake_parse_arguments(ARG "" "NAME;FOLDER" "DEPENDS;LIBRARIES;TEST_DEPENDS;THREADS;APART;PRIVATE;PUBLIC" ${ARGN})
   set(target iplib_${ARG_NAME})
   set(include_root ${PROJECT_BINARY_DIR}/include/${ARG_NAME})
   get_filename_component(parent ${include_root}/${ARG_FOLDER} DIRECTORY)
@@ -56,17 +56,19 @@ function(iplib_module)
   list(TRANSFORM headers PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   set_target_properties(${target} PROPERTIES IPLIB_FOLDER ${ARG_FOLDER} IPLIB_HEADERS "${headers}")
 
-  if(NOT (IPLIB_UNIT_TESTS MATCHES "^(all|program)$" OR (IPLIB_UNIT_TESTS STREQUAL "threads" AND ARG_THREADS)))
+  if(NOT IPLIB_UNIT_TESTS MATCHES "^(all|program)$")
     set(tests "")
+    if(IPLIB_UNIT_TESTS STREQUAL "threads")
+      list(TRANSFORM ARG_THREADS PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE tests)
+    endif()
   endif()
   if(IPLIB_TESTS AND tests)
-    set(apart ${ARG_APART})
-    list(FILTER apart INCLUDE REGEX "Test\\.cpp$")
-    list(TRANSFORM apart PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
-    list(REMOVE_ITEM tests ${apart})
-    iplib_together(tests ${tests})
-    list(APPEND tests ${apart})
-    add_executable(${ARG_NAME}_test ${tests})
+    list(TRANSFORM ARG_APART PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE apart)
+    set(together ${tests})
+    list(REMOVE_ITEM together ${apart})
+    list(REMOVE_ITEM tests ${together})
+    iplib_together(together ${together})
+    add_executable(${ARG_NAME}_test ${together} ${tests})
     target_link_libraries(${ARG_NAME}_test PRIVATE ${target} ${ARG_TEST_DEPENDS} GTest::gmock_main iplib_options)
     # Full optimisation of tests takes its time. It is left to what is shipped and measured: templates
     # are fully optimised where the modules and the benchmarks use them.
