@@ -257,7 +257,7 @@ private:
 };
 
 TEST(RandomHistory, SaysWhatWasToldAndInTheEndWhatIsSo) {
-    for (std::uint32_t seed = 0; seed < 60; ++seed) {
+    for (std::uint32_t seed = 0; seed < 30; ++seed) {
         Trial trial(seed);
         for (int step = 0; step < 120; ++step) {
             trial.step();

@@ -23,7 +23,7 @@ using HashInput = std::array<std::uint64_t, N>;
 
 inline constexpr std::size_t hashFamilySize = 1536;  // fills 256 buckets to six of seven
 
-// Gives `take` each family's name and its members.
+// Gives `take` each family's name, and its member of a number.
 template <std::size_t N, class Take>
 void forEachHashFamily(Take const& take) {
     std::vector<std::uint64_t> constants{
@@ -41,18 +41,11 @@ void forEachHashFamily(Take const& take) {
     for (std::uint64_t const word : hashKey().words) {
         constants.insert(constants.end(), {word, 0 - word, word >> 32, 0 - (word & 0xffffffff)});
     }
-    auto const family = [&take](std::string const& name, auto const& memberAt) {
-        std::vector<HashInput<N>> members;
-        for (std::uint64_t i = 0; i < hashFamilySize; ++i) {
-            members.push_back(memberAt(i));
-        }
-        take(name, members);
-    };
     for (std::size_t word = 0; word < N; ++word) {
         std::string const inWord = " in word " + std::to_string(word);
         for (std::uint64_t const constant : constants) {
             for (std::uint64_t const same : {constant, __builtin_bswap64(constant)}) {
-                family("the constant " + std::to_string(same) + inWord, [&](std::uint64_t i) {
+                take("the constant " + std::to_string(same) + inWord, [&](std::uint64_t i) {
                     HashInput<N> input{};
                     input[word] = same;
                     input[(word + 1) % N] += i;
@@ -61,31 +54,31 @@ void forEachHashFamily(Take const& take) {
             }
         }
         for (int shift = 0; shift < 64; shift += 4) {
-            family("steps of 2^" + std::to_string(shift) + inWord, [&](std::uint64_t i) {
+            take("steps of 2^" + std::to_string(shift) + inWord, [&](std::uint64_t i) {
                 HashInput<N> input{};
                 input[word] = std::rotl(i, shift);
                 return input;
             });
         }
-        family("equal halves" + inWord, [&](std::uint64_t i) {
+        take("equal halves" + inWord, [&](std::uint64_t i) {
             HashInput<N> input{};
             input[word] = i << 32 | i;
             return input;
         });
-        family("opposite halves" + inWord, [&](std::uint64_t i) {
+        take("opposite halves" + inWord, [&](std::uint64_t i) {
             HashInput<N> input{};
             input[word] = i << 32 | (0xffffffff - i);
             return input;
         });
     }
-    family("equal words", [](std::uint64_t i) {
+    take("equal words", [](std::uint64_t i) {
         HashInput<N> input;
         input.fill(i);
         return input;
     });
     // No, one, two and three single bits.
     std::uint64_t constexpr bits = 64 * N;
-    family("single bits", [](std::uint64_t i) {
+    take("single bits", [](std::uint64_t i) {
         HashInput<N> input{};
         for (std::uint64_t bit : {i % bits, i / bits % bits * 7 % bits, i * i / 3 % bits}) {
             input[bit / 64] ^= std::uint64_t{1} << (bit % 64);
@@ -97,20 +90,24 @@ void forEachHashFamily(Take const& take) {
 // How many buckets and members are looked at to look up each of the keys in a full map of them.
 inline std::size_t lookUpCost(std::vector<std::uint32_t> const& hashes) {
     std::size_t const buckets = std::bit_ceil(hashes.size() / 6);
-    std::vector<std::vector<std::uint32_t>> taken(buckets);
+    struct Taken {
+        std::array<std::uint32_t, HashBucket::places> hashes;
+        std::size_t count = 0;
+    };
+    std::vector<Taken> all(buckets);
     std::size_t cost = 0;
     for (std::uint32_t const hash : hashes) {
-        std::size_t at = (std::uint64_t{hash} * buckets) >> 32;
+        Taken* taken = all.data() + ((std::uint64_t{hash} * buckets) >> 32);
         auto const look = [&] {
             ++cost;
-            for (std::uint32_t const other : taken[at]) {
-                cost += other == hash;
+            for (std::size_t i = 0; i < taken->count; ++i) {
+                cost += taken->hashes[i] == hash;
             }
         };
-        for (look(); taken[at].size() == HashBucket::places; look()) {
-            at = (at + 1) % buckets;
+        for (look(); taken->count == taken->hashes.size(); look()) {
+            taken = taken == &all.back() ? all.data() : taken + 1;
         }
-        taken[at].push_back(hash);
+        taken->hashes[taken->count++] = hash;
     }
     return cost;
 }
@@ -120,7 +117,7 @@ inline std::size_t lookUpCost(std::vector<std::uint32_t> const& hashes) {
 template <std::size_t N, class KeyOf>
 void expectNoCostlyFamily(KeyOf const& keyOf) {
     HashKey const before = hashKey();
-    for (HashKey const& key : {before, HashKey(1), HashKey(2018)}) {
+    for (HashKey const& key : {before, HashKey(2018)}) {
         hashKeyIs(key);
         std::mt19937 random(1);
         std::vector<std::uint32_t> hashes(hashFamilySize);
@@ -128,10 +125,9 @@ void expectNoCostlyFamily(KeyOf const& keyOf) {
             hash = static_cast<std::uint32_t>(random());
         }
         std::size_t const randomCost = lookUpCost(hashes);
-        forEachHashFamily<N>([&](std::string const& name, auto const& members) {
-            hashes.clear();
-            for (HashInput<N> const& input : members) {
-                hashes.push_back(keyOf(input).hash(hashSeed() ^ 0x5aff5bf6));
+        forEachHashFamily<N>([&](std::string const& name, auto const& memberAt) {
+            for (std::uint64_t i = 0; i < hashFamilySize; ++i) {
+                hashes[i] = keyOf(memberAt(i)).hash(hashSeed() ^ 0x5aff5bf6);
             }
             EXPECT_LE(lookUpCost(hashes), 2 * randomCost) << name;
         });
