@@ -41,6 +41,8 @@ function(iplib_module)
     set(reach INTERFACE)
   endif()
   target_include_directories(${target} ${reach} ${include_root})
+  # What is hidden is cmake/exports.map's to say, wherever the project is built.
+  set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET default VISIBILITY_INLINES_HIDDEN OFF)
   iplib_compile_together(${target} ${ARG_APART})
   file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/*.h)
   list(FILTER headers EXCLUDE REGEX "^Test[A-Z]")
