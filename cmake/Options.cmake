@@ -34,8 +34,9 @@ endif()
 
 add_library(iplib_options INTERFACE)
 target_compile_options(iplib_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-if(PROJECT_IS_TOP_LEVEL)
-  # A newer compiler's new warnings are no reason for another project's build to fail.
+if(PROJECT_IS_TOP_LEVEL AND IPLIB_TESTS)
+  # Another compiler's warnings, or another level of optimisation's, are no reason for the build of who
+  # only uses the library to fail.
   target_compile_options(iplib_options INTERFACE -Werror)
 endif()
 if(IPLIB_TOGETHER)
