@@ -27,6 +27,7 @@ endif()
 # Most of the time of a build goes into what many files include and instantiate. 0 compiles each file
 # by itself.
 set(IPLIB_TOGETHER 10 CACHE STRING "How many files of a folder are compiled as one, at most")
+set(CMAKE_UNITY_BUILD OFF)  # As the project around this one may have it.
 
 if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release)
