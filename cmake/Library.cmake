@@ -10,6 +10,13 @@ include(CMakePackageConfigHelpers)
 
 set(IPLIB_INCLUDE_FOLDER ${CMAKE_INSTALL_INCLUDEDIR}/iplib)
 
+# install(), where the library is installed at all.
+function(iplib_install)
+  if(IPLIB_INSTALL)
+    install(${ARGV})
+  endif()
+endfunction()
+
 function(iplib_library)
   cmake_parse_arguments(ARG "VERSION" "NAME" "OF;DEPENDS" ${ARGN})
   string(TOLOWER ${ARG_NAME} lower)
@@ -33,12 +40,12 @@ function(iplib_library)
       get_filename_component(name ${header} NAME)
       file(CREATE_LINK ${header} ${visible}/${folder}/${name} SYMBOLIC)
     endforeach()
-    install(FILES ${headers} DESTINATION ${IPLIB_INCLUDE_FOLDER}/${folder} COMPONENT development)
+    iplib_install(FILES ${headers} DESTINATION ${IPLIB_INCLUDE_FOLDER}/${folder} COMPONENT development)
   endforeach()
 
   if(ARG_VERSION)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/Version.h.in ${visible}/IpLib/Version.h @ONLY)
-    install(FILES ${visible}/IpLib/Version.h DESTINATION ${IPLIB_INCLUDE_FOLDER}/IpLib COMPONENT development)
+    iplib_install(FILES ${visible}/IpLib/Version.h DESTINATION ${IPLIB_INCLUDE_FOLDER}/IpLib COMPONENT development)
   endif()
   target_compile_features(${target} PUBLIC cxx_std_20)
   target_include_directories(${target} PUBLIC
@@ -54,7 +61,7 @@ function(iplib_library)
   set_target_properties(${target} PROPERTIES
     LINK_DEPENDS ${exports} EXPORT_NAME ${ARG_NAME} OUTPUT_NAME ${output} LINKER_LANGUAGE CXX
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
-  install(TARGETS ${target} EXPORT IpLib
+  iplib_install(TARGETS ${target} EXPORT IpLib
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development ARCHIVE COMPONENT development)
 endfunction()
 

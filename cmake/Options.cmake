@@ -4,6 +4,7 @@ option(IPLIB_PROGRAM "Build the program intfaddr, and the feeds that it reads" $
 option(IPLIB_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(IPLIB_BENCH "Build the benchmarks, which need the program" OFF)
 option(IPLIB_FUZZ "Build the fuzz targets with libFuzzer (clang only), which need the program" OFF)
+option(IPLIB_INSTALL "Install the library" ${PROJECT_IS_TOP_LEVEL})
 option(IPLIB_COVERAGE "Count what the unit tests of the library execute (clang only)" OFF)
 set(IPLIB_SANITIZE "" CACHE STRING "Sanitizers for everything built, as given to -fsanitize=")
 set(IPLIB_SANITIZE_NOT "" CACHE STRING "Checks of theirs to leave out, as given to -fno-sanitize=")
