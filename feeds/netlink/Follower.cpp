@@ -93,9 +93,14 @@ void Follower::open(Zin::Seconds now) {
     try {
         sockets_ = named_ ? kernel_.open(*named_, options_.receiveBuffer, readable)
                           : kernel_.openOwn(options_.receiveBuffer, readable);
+        before_.reset();
     } catch (std::system_error const& error) {
-        close(now, error.what());
-        return;
+        if (!before_) {
+            close(now, error.what());
+            return;
+        }
+        // The right to enter the namespace may have been given up meanwhile.
+        sockets_ = std::exchange(before_, std::nullopt);
     }
     if (sockets_->receiveBuffer < options_.receiveBuffer && !std::exchange(toldBuffer_, true)) {
         notice_(fmt::format("{}: the kernel grants a receive buffer of {} bytes only, not {}",
@@ -106,7 +111,9 @@ void Follower::open(Zin::Seconds now) {
 
 void Follower::close(Zin::Seconds now, std::string why) {
     dump_.reset();
-    sockets_.reset();
+    if (sockets_) {
+        before_ = std::exchange(sockets_, std::nullopt);
+    }
     nextRead_ = Velk::never;
     isReadable_ = false;
     if (!std::exchange(toldClosed_, true)) {

@@ -137,6 +137,8 @@ private:
     // Closed first: what is readable is nobody's concern then.
     std::optional<Dump> dump_;
     std::optional<NamespaceSockets> sockets_;
+    // Those that were given up last, for where no others can be opened.
+    std::optional<NamespaceSockets> before_;
 };
 
 }  // namespace Netlink

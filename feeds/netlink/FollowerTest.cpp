@@ -265,6 +265,24 @@ TEST_F(FollowerTest, WhereSendingFailsItBeginsAnewAndKeepsWhatItHas) {
     EXPECT_EQ(mirrored(), real());
 }
 
+// As one may not enter a namespace any more that has given up its privileges.
+TEST_F(FollowerTest, WhereNothingCanBeOpenedAnyMoreItBeginsAnewWithWhatItHadOpen) {
+    runTo(1.0);
+    kernel.faults().next(Fault::failOpening, EPERM, 1000);
+    kernel.faults().next(Fault::failSending, ENOBUFS);
+    kernel.overrun(own);
+    add("10.0.0.1/24");
+    runTo(1.0015);
+    EXPECT_TRUE(follower.isClosed());
+    runTo(2.0);
+    EXPECT_FALSE(follower.distrust());
+    EXPECT_EQ(mirrored(), real());
+    add("10.1.0.1/24");
+    runTo(3.0);
+
+    EXPECT_EQ(mirrored(), real());
+}
+
 // While it reads what has gone, what has come, and a dump of it.
 TEST(FollowerWithoutMemory, WhicheverAllocationFailsItReadsAnew) {
     std::size_t allowed = 0;
