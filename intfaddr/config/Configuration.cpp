@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "Zin/Format.h"
@@ -12,8 +13,9 @@ namespace {
 
 std::optional<std::string> fileOf(std::optional<std::string> const& named,
                                   std::string const& elseFile) {
-    bool const hasElse = ::access(elseFile.c_str(), F_OK) == 0;
-    return named ? named : hasElse ? std::optional(elseFile) : std::nullopt;
+    // One that may not be looked for is not one that is not there.
+    bool const lacksElse = ::access(elseFile.c_str(), F_OK) != 0 && errno == ENOENT;
+    return named ? named : lacksElse ? std::nullopt : std::optional(elseFile);
 }
 
 }  // namespace

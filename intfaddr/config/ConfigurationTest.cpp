@@ -42,6 +42,11 @@ TEST_F(ConfigurationTest, TheFileOfTheSystemIsReadWhereNoneIsNamed) {
     EXPECT_THROW(Configuration(given, std::nullopt, file), ConfigError);
 }
 
+TEST_F(ConfigurationTest, AFileOfTheSystemThatCannotBeReachedIsNotTakenForNone) {
+    std::filesystem::create_symlink(file, file);
+    EXPECT_THROW(Configuration(given, std::nullopt, file), ConfigError);
+}
+
 TEST_F(ConfigurationTest, IsReadAgainAndNamesWhatWaits) {
     put("coalesce = 7\nyield-every = 5");
     Configuration configuration(given, file);
