@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,10 +21,20 @@ void openStandardDescriptors() {
     }
 }
 
+// Each namespace takes two, and the soft limit is low for those who use select().
+void allowAllDescriptors() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     openStandardDescriptors();
+    allowAllDescriptors();
     // Names and addresses come from outside; nothing has been hashed yet.
     Zin::hashKeyIs(Zin::drawnHashKey());
     std::ios::sync_with_stdio(false);

@@ -267,6 +267,15 @@ class Namespaces(AgentCase):
         self.assert_soon(lambda: agent.addresses("red") == ["127.0.0.1", "::1"])
         self.assertEqual(agent.notices, [])
 
+    def test_as_many_as_its_hard_limit_has_descriptors_for(self):
+        vrfs = {f"v{number:02}" for number in range(12)}
+        for vrf in vrfs:
+            machine.make_vrf(vrf)
+        agent = self.start(preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (24, 100)))
+        self.assertLessEqual(vrfs, set(agent.snapshot().vrfs))
+        self.assertEqual(agent.notices, [])
+        self.assert_ends_well(agent)
+
     def test_more_than_it_has_descriptors_for(self):
         vrfs = [f"v{number:02}" for number in range(12)]
         for vrf in vrfs:
