@@ -65,6 +65,14 @@ function(iplib_library)
     LIBRARY COMPONENT runtime NAMELINK_COMPONENT development ARCHIVE COMPONENT development)
 endfunction()
 
+# A folder as pkg-config is told of it: below the prefix, save where it is absolute.
+function(iplib_pc_folder variable folder)
+  if(NOT IS_ABSOLUTE ${folder})
+    string(PREPEND folder "\${prefix}/")
+  endif()
+  set(${variable} ${folder} PARENT_SCOPE)
+endfunction()
+
 # What find_package(IpLib) and pkg-config read. Comes after the libraries.
 function(iplib_package)
   set(folder ${CMAKE_INSTALL_LIBDIR}/cmake/IpLib)
@@ -76,9 +84,16 @@ function(iplib_package)
     COMPONENT development)
   install(EXPORT IpLib NAMESPACE IpLib:: FILE IpLibTargets.cmake DESTINATION ${folder}
     COMPONENT development)
-  # From where they are installed to the prefix, wherever that is by then.
-  file(RELATIVE_PATH IPLIB_PC_UP /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-  string(REGEX REPLACE "/$" "" IPLIB_PC_UP ${IPLIB_PC_UP})
+  if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+    set(IPLIB_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
+  else()
+    # From where they are installed to the prefix, wherever that is by then.
+    file(RELATIVE_PATH up /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+    string(REGEX REPLACE "/$" "" up ${up})
+    set(IPLIB_PC_PREFIX "\${pcfiledir}/${up}")
+  endif()
+  iplib_pc_folder(IPLIB_PC_LIBDIR ${CMAKE_INSTALL_LIBDIR})
+  iplib_pc_folder(IPLIB_PC_INCLUDEDIR ${IPLIB_INCLUDE_FOLDER})
   foreach(name iplib iplib-router)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${made}/${name}.pc @ONLY)
     install(FILES ${made}/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
