@@ -283,6 +283,25 @@ TEST_F(FollowerTest, WhereNothingCanBeOpenedAnyMoreItBeginsAnewWithWhatItHadOpen
     EXPECT_EQ(mirrored(), real());
 }
 
+// The kernel is in the midst of the dump before, and refuses another until that has been read.
+TEST_F(FollowerTest, WithWhatItHadOpenItGetsOverADumpThatWasGivenUp) {
+    kernel.datagramLimitIs(100);
+    add("10.0.0.1/24");
+    runTo(1.0);
+    kernel.faults().next(Fault::failOpening, EPERM, 1000);
+    kernel.faults().next(Fault::truncate, 0, 2);
+    kernel.overrun(own);
+    add("10.1.0.1/24");
+    runTo(1.0015);
+    EXPECT_TRUE(follower.isClosed());
+    runTo(1.05);
+    EXPECT_THAT(follower.distrust(), testing::Optional(HasSubstr("busy")));
+    runTo(3.0);
+
+    EXPECT_FALSE(follower.distrust());
+    EXPECT_EQ(mirrored(), real());
+}
+
 // While it reads what has gone, what has come, and a dump of it.
 TEST(FollowerWithoutMemory, WhicheverAllocationFailsItReadsAnew) {
     std::size_t allowed = 0;
