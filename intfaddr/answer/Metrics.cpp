@@ -134,9 +134,10 @@ void Metrics::addTables(Exposition& metrics) const {
 }
 
 void Metrics::addTrust(Exposition& metrics) const {
-    metrics.value("intfaddr_started", Type::gauge,
-                  "Whether the agent has read all of the kernel, and its tables are published.",
-                  [this] { return feed_.isStarted() ? 1.0 : 0.0; });
+    metrics.value(
+        "intfaddr_started", Type::gauge,
+        "Whether the agent has read the kernel, or tried to for ten seconds, and publishes.",
+        [this] { return feed_.isStarted() ? 1.0 : 0.0; });
     metrics.family("intfaddr_vrf_stale", Type::gauge,
                    "Whether the VRF is not known as it is in the kernel now.",
                    listed(
@@ -196,9 +197,8 @@ void Metrics::addKernel(Exposition& metrics) const {
                    }));
     };
     add("intfaddr_kernel_losses_total",
-        "How often the kernel had more to tell of the VRF's namespace than there was room for.",
-        &Counts::losses);
-    add("intfaddr_kernel_dumps_total", "How often the VRF's namespace has been read anew, whole.",
+        "How often notifications or dumps of the VRF's namespace were lost.", &Counts::losses);
+    add("intfaddr_kernel_dumps_total", "How many dumps of the VRF's namespace have been begun.",
         &Counts::dumps);
 }
 

@@ -3,9 +3,11 @@
 // "server-sent events"), each one JSON object, that a client whose connection broke may resume:
 //
 //   data: {"seq":17,"agent":A,"begin":"table"}            the table as it stands follows
-//   data: {"seq":17,"agent":A,"vrf":...,"present":true}   a row stands, or has come; false: has
-//   gone id: A.17 data: {"seq":17,"agent":A,"complete":true}            all that stands has been
-//   told
+//   data: {"seq":17,"agent":A,"vrf":...,"present":true}   a row stands, or has come
+//   data: {"seq":17,"agent":A,"complete":true}            all that stands has been told
+//
+//   data: {"seq":18,"agent":A,"vrf":...,"present":false}  a row has gone
+//   id: A.18
 //
 // `seq` is how many changes the agent's log had by then, whatever the reader's filter; that of a
 // change is its number. `agent` is another one each time that an agent starts. Both together are
