@@ -190,7 +190,7 @@ void addAgent(CLI::App& app, AgentOptions& options) {
         "`intfaddr show` and others ask it, at intfaddr.sock in its run directory.\n"
         "The configuration file, TOML, has a key of the name of each option, virtual addresses,\n"
         "and who may change something; the command line holds against it, and SIGHUP has it read\n"
-        "again. docs/intfaddr.toml explains each key.\n"
+        "again. intfaddr.conf(5) explains each key.\n"
         "SIGUSR1 prints the JSON of `show --json`; SIGTERM and SIGINT end it.\n"
         "Exit status: 0; 2 for a bad argument or configuration; 70 if it cannot begin, or\n"
         "another agent runs.");
@@ -254,7 +254,8 @@ void addTrace(CLI::App& app, TraceOptions& options) {
     command->footer(
         "Traces go to the agent's standard error. Level 3 has noteworthy events, 8 every "
         "decision,\n"
-        "9 every item, 0 nothing. Changing is for root and the agent's own user. Example:\n"
+        "9 every item, 0 nothing. Changing is for root, the agent's own user and whom its\n"
+        "configuration names. Example:\n"
         "  intfaddr trace IntfCleanupSm=9,DeferredIntfAddSm=8\n"
         "Exit status: 0; 2 for a bad argument; 3 if no agent could be asked; 70 if something\n"
         "else went wrong.");

@@ -62,7 +62,7 @@ _intfaddr() {
         state)
             choices="PREFERRED DEPRECATED INVALID INACCESSIBLE TENTATIVE DUPLICATE"
             ;;
-        --run-dir | --trouble-dir | --state-dir)
+        --run-dir | --trouble-dir)
             mapfile -t COMPREPLY < <(compgen -d -- "$word")
             return
             ;;
