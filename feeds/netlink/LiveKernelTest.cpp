@@ -7,7 +7,6 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
-#include <iostream>
 #include <system_error>
 
 #include "feeds/netlink/Descriptor.h"
@@ -49,12 +48,11 @@ struct LiveKernelTest : testing::Test {
     IdleLoop loop;
 };
 
-// Where the machine lets us make some.
+// Where we may make some.
 struct InNamespaces : LiveKernelTest {
     void SetUp() override {
         if (!TestNamespace()) {
-            std::cout << "skipped: no network namespaces can be made" << std::endl;
-            GTEST_SKIP() << "no network namespaces can be made";
+            GTEST_SKIP() << "no network namespaces may be made";
         }
     }
 };

@@ -1,13 +1,15 @@
-// For tests: a network namespace of the test's own, which lives while this does. False where the
-// machine does not let us make one.
+// For tests: a network namespace of the test's own, which lives while this does. False where we may
+// not make one; throws std::system_error for whatever else keeps us from it.
 #pragma once
 
 #include <fcntl.h>
 #include <sched.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <future>
 #include <string>
+#include <system_error>
 
 #include "feeds/netlink/Descriptor.h"
 
@@ -17,9 +19,13 @@ class TestNamespace {
 public:
     TestNamespace()
         : opened_(std::async(std::launch::async, [] {
-                      return ::unshare(CLONE_NEWNET) == 0
-                                 ? ::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC)
-                                 : -1;
+                      bool const isMade = ::unshare(CLONE_NEWNET) == 0;
+                      int const opened =
+                          isMade ? ::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC) : -1;
+                      if (opened < 0 && (isMade || errno != EPERM)) {
+                          throw std::system_error(errno, std::generic_category(), "namespace");
+                      }
+                      return opened;
                   }).get()) {}
 
     explicit operator bool() const { return bool(opened_); }
